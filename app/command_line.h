@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+#include <functional>
+
+namespace ke2 {
+
+class PythonHost;
+
+// What `kestrel-editor` was asked to do.
+struct CommandLine {
+    enum class Mode { Window, Run, Screenshot, Help, Version, Invalid };
+
+    Mode mode = Mode::Window;
+    QString path;  // the script of --run, the image of --screenshot
+    QString error; // why the arguments were refused (Mode::Invalid)
+
+    // `arguments` without the program name.
+    static CommandLine parse(const QStringList &arguments);
+    static QString usage();
+    static QString versionText();
+};
+
+// Exit codes of `--run`.
+enum RunExit { RunSucceeded = 0, RunReportedError = 1, RunBadInput = 2 };
+
+// Runs a script file the way the editor's Execute runs a buffer: Python, or MEL for ".mel",
+// queued on idle with echo, then drained. Every framed line goes to `write`; a file that cannot
+// be read is described through `fail`.
+int runScriptFile(PythonHost &host, const QString &path,
+                  const std::function<void(const QString &)> &write,
+                  const std::function<void(const QString &)> &fail);
+
+} // namespace ke2

@@ -1,0 +1,59 @@
+#include "app/command_line.h"
+#include "app/python_host.h"
+
+#include <QtWidgets/QApplication>
+
+#include <cstdio>
+
+namespace {
+
+void writeTo(FILE *stream, const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const ke2::CommandLine line = ke2::CommandLine::parse(arguments);
+
+    switch (line.mode) {
+    case ke2::CommandLine::Mode::Help:
+        writeTo(stdout, ke2::CommandLine::usage());
+        return 0;
+    case ke2::CommandLine::Mode::Version:
+        writeTo(stdout, ke2::CommandLine::versionText() + QLatin1Char('\n'));
+        return 0;
+    case ke2::CommandLine::Mode::Invalid:
+        writeTo(stderr, QStringLiteral("kestrel-editor: %1\nTry 'kestrel-editor --help'.\n").arg(line.error));
+        return ke2::RunBadInput;
+    default:
+        break;
+    }
+
+    // Running a script or taking a screenshot needs no screen.
+    if (line.mode != ke2::CommandLine::Mode::Window && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("kestrel-editor"));
+    QApplication::setApplicationVersion(QStringLiteral("2.3.4"));
+
+    ke2::PythonHost host;
+    host.addCallbacks(nullptr);
+
+    if (line.mode == ke2::CommandLine::Mode::Run) {
+        return ke2::runScriptFile(
+            host, line.path, [](const QString &text) { writeTo(stdout, text); },
+            [](const QString &text) { writeTo(stderr, text + QLatin1Char('\n')); });
+    }
+
+    writeTo(stderr, QStringLiteral("kestrel-editor: the editor window is not available yet; "
+                                   "use --run FILE to run a script.\n"));
+    return line.mode == ke2::CommandLine::Mode::Screenshot ? 1 : 0;
+}

@@ -1,0 +1,40 @@
+#include "plugin/command_output.h"
+
+namespace ke2 {
+
+std::optional<QString> OutputFramer::frame(const QString &text, int type, bool minimalTrace)
+{
+    switch (type) {
+    case static_cast<int>(MessageType::History):
+    case static_cast<int>(MessageType::Display):
+        // MEL statements end in ";", so an echoed MEL line switches the frame to "//".
+        m_prefix = text.endsWith(QLatin1String(";\n")) ? QStringLiteral("//") : QStringLiteral("#");
+        if (type == static_cast<int>(MessageType::History) && minimalTrace)
+            return std::nullopt;
+        return text;
+    case static_cast<int>(MessageType::Info):
+        return QStringLiteral("%1 %2 %1\n").arg(m_prefix, text);
+    case static_cast<int>(MessageType::Warning):
+        return QStringLiteral("%1 Warning: %2 %1\n").arg(m_prefix, text);
+    case static_cast<int>(MessageType::Error):
+        return QStringLiteral("%1 Error: %2 %1\n").arg(m_prefix, text);
+    case static_cast<int>(MessageType::Result):
+        return QStringLiteral("%1 Result: %2 %1\n").arg(m_prefix, text);
+    case static_cast<int>(MessageType::StackTrace):
+        return std::nullopt;
+    default:
+        return text;
+    }
+}
+
+void CommandOutput::deliver(const QString &text, int type)
+{
+    if (m_quiet || !m_receiver)
+        return;
+    std::optional<QString> line = m_framer.frame(text, type, m_minimalTrace);
+    if (!line)
+        return;
+    m_receiver(m_discard ? QString() : *line);
+}
+
+} // namespace ke2

@@ -1,0 +1,13 @@
+#include "plugin/host.h"
+
+namespace ke2 {
+
+Host::~Host() = default;
+
+bool Host::executePythonQuietly(const QString &command)
+{
+    CommandOutput::QuietScope quiet(m_output);
+    return executePython(command);
+}
+
+} // namespace ke2

@@ -1,0 +1,224 @@
+#include "app/python_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include <QtTest/QTest>
+
+using ke2::MessageType;
+using ke2::PythonHost;
+
+// Runs against the real embedded interpreter.
+class PythonHostTest : public QObject {
+    Q_OBJECT
+
+    ke2::test::TempPrefs m_prefs;
+    std::unique_ptr<PythonHost> m_host;
+    QStringList m_lines;
+
+    QString run(const QString &code, bool display = true)
+    {
+        m_lines.clear();
+        m_host->executePythonOnIdle(code, display);
+        m_host->drainIdleQueue();
+        return m_lines.join(QString());
+    }
+
+private slots:
+    void init()
+    {
+        m_host = std::make_unique<PythonHost>(m_prefs.root());
+        m_host->addCallbacks(nullptr);
+        m_host->output().setReceiver([this](const QString &text) { m_lines.append(text); });
+        m_lines.clear();
+    }
+    void cleanup() { m_host.reset(); }
+
+    void executeOnIdle_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("expression echoes and returns its repr")
+            << "1+2" << "1+2\n# Result: 3 #\n";
+        QTest::newRow("string result is a repr") << "'a' * 2" << "'a' * 2\n# Result: 'aa' #\n";
+        QTest::newRow("None gives no result line") << "None" << "None\n";
+        QTest::newRow("print output is display text") << "print('hi')" << "print('hi')\nhi\n";
+        QTest::newRow("statements give no result") << "x_stmt = 4\nx_stmt * 2"
+                                                   << "x_stmt = 4\nx_stmt * 2\n";
+        QTest::newRow("exception names type, line and message")
+            << "a = 1\n1/0" << "a = 1\n1/0\n# Error: ZeroDivisionError: file <maya console> line 2: division by zero #\n";
+        QTest::newRow("exception in a function reports the innermost line")
+            << "def f():\n    return undefined_name\nf()"
+            << "def f():\n    return undefined_name\nf()\n"
+               "# Error: NameError: file <maya console> line 2: name 'undefined_name' is not defined #\n";
+        QTest::newRow("sys.exit becomes an error")
+            << "import sys\nsys.exit(3)" << "import sys\nsys.exit(3)\n# Error: SystemExit: file <maya console> line 2: 3 #\n";
+        QTest::newRow("KeyboardInterrupt becomes an error")
+            << "raise KeyboardInterrupt" << "raise KeyboardInterrupt\n# Error: KeyboardInterrupt: file <maya console> line 1:  #\n";
+        QTest::newRow("failing __repr__ becomes an error")
+            << "type('BadRepr', (), {'__repr__': lambda self: 1 / 0})()"
+            << "type('BadRepr', (), {'__repr__': lambda self: 1 / 0})()\n"
+               "# Error: ZeroDivisionError: file <maya console> line 1: division by zero #\n";
+        QTest::newRow("stderr lines are errors")
+            << "import sys\nsys.stderr.write('bad\\nworse')" << "import sys\nsys.stderr.write('bad\\nworse')\n"
+               "# Error: bad #\n# Error: worse #\n";
+        QTest::newRow("warnings are warning lines")
+            << "import warnings\nwarnings.warn('old')"
+            << "import warnings\nwarnings.warn('old')\n# Warning: <maya console>:2: UserWarning: old #\n";
+        QTest::newRow("a MEL-like last echo frames with //")
+            << "x_semi = 1;" << "x_semi = 1;\n";
+    }
+    void executeOnIdle()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, expected);
+        QCOMPARE(run(code), expected);
+        // Whatever happened, the interpreter goes on working.
+        QCOMPARE(run("40+2"), QString("40+2\n# Result: 42 #\n"));
+    }
+
+    void hostileCodeLeavesInterpreterUsable_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("errorType");
+        QTest::newRow("deleted stdout") << "import sys\ndel sys.stdout\nprint('x')" << "RuntimeError";
+        QTest::newRow("unbounded recursion") << "def r():\n    r()\nr()" << "RecursionError";
+        QTest::newRow("syntax error") << "x = (" << "SyntaxError";
+        QTest::newRow("null byte in source") << QString::fromLatin1("1 +\0 1", 6) << "";
+        QTest::newRow("input has no terminal") << "input()" << "EOFError";
+        QTest::newRow("exception whose str fails")
+            << "class E(Exception):\n    def __str__(self):\n        raise TypeError()\nraise E()" << "E";
+    }
+    void hostileCodeLeavesInterpreterUsable()
+    {
+        QFETCH(QString, code);
+        QFETCH(QString, errorType);
+        const int before = m_host->errorCount();
+        const QString out = run(code);
+        QCOMPARE(m_host->errorCount(), before + 1);
+        QVERIFY2(out.contains("# Error: " + errorType), qPrintable(out));
+        QCOMPARE(run("print('alive')"), QString("print('alive')\nalive\n"));
+    }
+
+    void displayOffRunsSilently()
+    {
+        QCOMPARE(run("1+2", false), QString());
+        QCOMPARE(run("print('shown')", false), QString("shown\n"));
+        QVERIFY(run("1/0", false).startsWith("# Error: ZeroDivisionError"));
+    }
+
+    void idleCommandsWaitForTheEventLoopAndKeepOrder()
+    {
+        m_host->executePythonOnIdle("order_log = ['a']", false);
+        m_host->executePythonOnIdle("order_log.append('b')", false);
+        m_host->executePythonOnIdle("order_log.append('c')", false);
+        QVERIFY(m_host->hasPendingIdleCommands());
+        QStringList log;
+        QVERIFY(!m_host->executePythonStringList("order_log_missing", log));
+        QTRY_VERIFY(!m_host->hasPendingIdleCommands());
+        QVERIFY(m_host->executePythonStringList("order_log", log));
+        QCOMPARE(log, (QStringList{"a", "b", "c"}));
+    }
+
+    void typedResults()
+    {
+        QString text;
+        int number = -1;
+        QStringList list{"stale"};
+        QVERIFY(m_host->executePython("typed_value = 7"));
+        QVERIFY(m_host->executePythonInt("typed_value * 6", number));
+        QCOMPARE(number, 42);
+        QVERIFY(m_host->executePythonString("'%d' % typed_value + '\\u00e9'", text));
+        QCOMPARE(text, QString::fromUtf8("7\xc3\xa9"));
+        QVERIFY(m_host->executePythonStringList("('x', 'y')", list));
+        QCOMPARE(list, (QStringList{"x", "y"}));
+        QVERIFY(m_host->executePythonString("__name__", text));
+        QCOMPARE(text, QString("__main__"));
+
+        // Wrong types and failures answer false and leave the result alone (lists are cleared).
+        number = -1;
+        QVERIFY(!m_host->executePythonInt("'seven'", number));
+        QVERIFY(!m_host->executePythonInt("2 ** 40", number));
+        QCOMPARE(number, -1);
+        text = "kept";
+        QVERIFY(!m_host->executePythonString("1/0", text));
+        QCOMPARE(text, QString("kept"));
+        list = QStringList{"stale"};
+        QVERIFY(!m_host->executePythonStringList("['a', 1]", list));
+        QVERIFY(list.isEmpty());
+        QVERIFY(!m_host->executePython("raise SystemExit(1)"));
+        QVERIFY2(m_lines.isEmpty(), qPrintable(m_lines.join("|"))); // failures print nothing
+    }
+
+    void quietExecutionPrintsNothing()
+    {
+        m_lines.clear();
+        QVERIFY(m_host->executePythonQuietly("print('internal'); import warnings; warnings.warn('w')"));
+        QVERIFY(m_lines.isEmpty());
+        QVERIFY(m_host->executePython("print('visible')"));
+        QCOMPARE(m_lines.join(QString()), QString("visible\n"));
+    }
+
+    void melQueriesAnsweredNatively()
+    {
+        int value = -1;
+        QVERIFY(m_host->executeMelInt("about -batch", value));
+        QCOMPARE(value, 0);
+        value = -1;
+        QVERIFY(m_host->executeMelInt("mayaDpiSetting -q -m;", value));
+        QCOMPARE(value, 0);
+        QString dir;
+        QVERIFY(m_host->executeMelString("internalVar -userPrefDir", dir));
+        QCOMPARE(dir, m_prefs.root() + "/prefs/");
+        QVERIFY(QFileInfo(dir).isDir());
+        QVERIFY(m_host->executeMelString("internalVar -userScriptDir", dir));
+        QCOMPARE(dir, m_prefs.root() + "/scripts/");
+        QVERIFY(!m_host->executeMelString("about -batch", dir)); // an int is not a string
+        QVERIFY(!m_host->executeMel("polySphere"));
+        QVERIFY(!m_host->executeMelInt("workspaceControl -q -exists KestrelEditor2Window", value));
+        QVERIFY2(m_lines.isEmpty(), qPrintable(m_lines.join("|")));
+    }
+
+    void melOnIdleNeedsMaya()
+    {
+        m_lines.clear();
+        m_host->executeMelOnIdle("commandEcho -state 0", false);
+        m_host->drainIdleQueue();
+        QVERIFY(m_lines.isEmpty());
+        const int before = m_host->errorCount();
+        m_host->executeMelOnIdle("polySphere;", true);
+        m_host->drainIdleQueue();
+        QCOMPARE(m_lines, (QStringList{"polySphere;\n", "// Error: " + PythonHost::melUnavailableMessage() + " //\n"}));
+        QCOMPARE(m_host->errorCount(), before + 1);
+    }
+
+    void optionVarsPersistPerRoot()
+    {
+        QVERIFY(!m_host->optionVarExists("echoAllLines"));
+        QCOMPARE(m_host->optionVarInt("echoAllLines"), 0);
+        m_host->setOptionVarInt("echoAllLines", 1);
+        m_host.reset();
+        PythonHost again(m_prefs.root());
+        QVERIFY(again.optionVarExists("echoAllLines"));
+        QCOMPARE(again.optionVarInt("echoAllLines"), 1);
+        ke2::test::TempPrefs other;
+        PythonHost elsewhere(other.root());
+        QVERIFY(!elsewhere.optionVarExists("echoAllLines"));
+    }
+
+    void outputOnlyFlowsWhileCallbacksAreInstalled()
+    {
+        m_host->removeCallbacks();
+        QCOMPARE(run("print('lost')"), QString());
+        m_host->addCallbacks(nullptr);
+        QCOMPARE(run("print('found')", false), QString("found\n"));
+    }
+
+    void outputFromOtherThreadsArrives()
+    {
+        run("import threading\nt = threading.Thread(target=lambda: print('from thread'))\nt.start()\nt.join()");
+        QTRY_VERIFY(m_lines.contains("from thread"));
+    }
+};
+
+KE2_TEST_CLASS(PythonHostTest)
+#include "test_python_host.moc"

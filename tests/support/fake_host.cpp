@@ -1,0 +1,199 @@
+#include "tests/support/fake_host.h"
+
+namespace ke2::test {
+
+QStringList FakeHost::texts() const
+{
+    QStringList result;
+    for (const Command &command : m_commands)
+        result.append(command.text);
+    return result;
+}
+
+QStringList FakeHost::texts(Kind kind) const
+{
+    QStringList result;
+    for (const Command &command : m_commands)
+        if (command.kind == kind)
+            result.append(command.text);
+    return result;
+}
+
+void FakeHost::record(Kind kind, const QString &text, bool display)
+{
+    m_commands.append(Command{kind, text, display, output().isQuiet()});
+}
+
+std::optional<QVariant> FakeHost::lookup(Kind kind, const QString &text)
+{
+    const auto found = m_answers.constFind(text);
+    if (found != m_answers.constEnd())
+        return found->isValid() ? std::optional<QVariant>(*found) : std::nullopt;
+    if (m_handler)
+        return m_handler(kind, text);
+    return std::nullopt;
+}
+
+bool FakeHost::executeMel(const QString &command)
+{
+    record(Kind::Mel, command);
+    return lookup(Kind::Mel, command).has_value();
+}
+
+bool FakeHost::executeMelString(const QString &command, QString &result)
+{
+    record(Kind::Mel, command);
+    const auto value = lookup(Kind::Mel, command);
+    if (!value || value->userType() != QMetaType::QString)
+        return false;
+    result = value->toString();
+    return true;
+}
+
+bool FakeHost::executeMelInt(const QString &command, int &result)
+{
+    record(Kind::Mel, command);
+    const auto value = lookup(Kind::Mel, command);
+    if (!value || (value->userType() != QMetaType::Int && value->userType() != QMetaType::Bool))
+        return false;
+    result = value->toInt();
+    return true;
+}
+
+bool FakeHost::executeMelDouble(const QString &command, double &result)
+{
+    record(Kind::Mel, command);
+    const auto value = lookup(Kind::Mel, command);
+    if (!value || value->userType() != QMetaType::Double)
+        return false;
+    result = value->toDouble();
+    return true;
+}
+
+bool FakeHost::executeMelStringArray(const QString &command, QStringList &result)
+{
+    record(Kind::Mel, command);
+    const auto value = lookup(Kind::Mel, command);
+    if (!value || value->userType() != QMetaType::QStringList)
+        return false;
+    result = value->toStringList();
+    return true;
+}
+
+void FakeHost::executeMelOnIdle(const QString &command, bool displayEnabled)
+{
+    m_idle.append(Command{Kind::MelOnIdle, command, displayEnabled, output().isQuiet()});
+}
+
+bool FakeHost::executePython(const QString &command)
+{
+    record(Kind::Python, command);
+    return lookup(Kind::Python, command).has_value();
+}
+
+bool FakeHost::executePythonStringList(const QString &command, QStringList &result)
+{
+    record(Kind::Python, command);
+    result.clear();
+    const auto value = lookup(Kind::Python, command);
+    if (!value || value->userType() != QMetaType::QStringList)
+        return false;
+    result = value->toStringList();
+    return true;
+}
+
+bool FakeHost::executePythonString(const QString &command, QString &result)
+{
+    record(Kind::Python, command);
+    const auto value = lookup(Kind::Python, command);
+    if (!value || value->userType() != QMetaType::QString)
+        return false;
+    result = value->toString();
+    return true;
+}
+
+bool FakeHost::executePythonInt(const QString &command, int &result)
+{
+    record(Kind::Python, command);
+    const auto value = lookup(Kind::Python, command);
+    if (!value || (value->userType() != QMetaType::Int && value->userType() != QMetaType::Bool))
+        return false;
+    result = value->toInt();
+    return true;
+}
+
+void FakeHost::executePythonOnIdle(const QString &command, bool displayEnabled)
+{
+    m_idle.append(Command{Kind::PythonOnIdle, command, displayEnabled, output().isQuiet()});
+}
+
+int FakeHost::runIdle()
+{
+    int ran = 0;
+    while (!m_idle.isEmpty()) {
+        const Command command = m_idle.takeFirst();
+        m_commands.append(command);
+        if (m_idleRunner)
+            m_idleRunner(command);
+        ++ran;
+    }
+    return ran;
+}
+
+void FakeHost::displayError(const QString &message)
+{
+    record(Kind::Error, message);
+    emitOutput(message, MessageType::Error);
+}
+
+void FakeHost::displayWarning(const QString &message)
+{
+    record(Kind::Warning, message);
+    emitOutput(message, MessageType::Warning);
+}
+
+void FakeHost::displayInfo(const QString &message)
+{
+    record(Kind::Info, message);
+    emitOutput(message, MessageType::Info);
+}
+
+bool FakeHost::addWidgetToLayout(QWidget *widget, QWidget *parent)
+{
+    if (!widget || !parent)
+        return false;
+    addedToLayout.append(qMakePair(widget, parent));
+    return true;
+}
+
+void FakeHost::emitOutput(const QString &text, int type)
+{
+    if (m_callbacksInstalled)
+        output().deliver(text, type);
+}
+
+bool FakeHost::addCallbacks(QuitCallback onQuit)
+{
+    if (m_callbacksFail)
+        return false;
+    m_onQuit = std::move(onQuit);
+    m_callbacksInstalled = true;
+    return true;
+}
+
+bool FakeHost::removeCallbacks()
+{
+    if (m_callbacksFail && m_callbacksInstalled)
+        return false;
+    m_onQuit = nullptr;
+    m_callbacksInstalled = false;
+    return true;
+}
+
+void FakeHost::fireQuit()
+{
+    if (m_onQuit)
+        m_onQuit();
+}
+
+} // namespace ke2::test
