@@ -7,6 +7,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QSet>
 #include <QtCore/QSettings>
+#include <QtGui/QGuiApplication>
 
 #include <new>
 
@@ -23,9 +24,22 @@ struct Row {
     QList<QKeySequence> shortcuts;
 };
 
+// The platform's keys for a standard action; they come from the platform theme, which exists only
+// once the GUI application does.
 QList<QKeySequence> standard(QKeySequence::StandardKey key)
 {
+    if (!qobject_cast<QGuiApplication *>(QCoreApplication::instance()))
+        return {};
     return QKeySequence::keyBindings(key);
+}
+
+bool isUnknownKey(const QKeySequence &sequence, int index)
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+    return sequence[index].key() == Qt::Key_unknown;
+#else
+    return (sequence[index] & ~Qt::KeyboardModifierMask) == Qt::Key_unknown;
+#endif
 }
 
 QList<QKeySequence> keys(std::initializer_list<const char *> texts)
@@ -219,7 +233,7 @@ QList<QKeySequence> KeyBindings::fromFileValue(const QStringList &value)
         // Unparsable text gives an empty sequence or an unknown key: no shortcut at all.
         bool known = !sequence.isEmpty();
         for (int i = 0; i < sequence.count(); ++i) {
-            if ((sequence[i] & ~Qt::KeyboardModifierMask) == Qt::Key_unknown)
+            if (isUnknownKey(sequence, i))
                 known = false;
         }
         if (known && !shortcuts.contains(sequence))

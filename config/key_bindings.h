@@ -14,7 +14,9 @@ class KeyBindings {
 public:
     static constexpr int count = 82;
 
-    KeyBindings(); // the built table, current shortcuts = defaults
+    // The built table, current shortcuts = defaults. The standard keys come from the platform, so
+    // build it once the GUI application exists.
+    KeyBindings();
     static KeyBindings &instance();
 
     const QVector<ActionBinding> &entries() const { return m_entries; }

@@ -1,32 +1,18 @@
 #include "config/ini_file.h"
+#include "config/color_scheme.h"
+#include "config/key_bindings.h"
 #include "config/settings.h"
 #include "tests/config/config_test_support.h"
 #include "tests/support/test_registry.h"
 
-#include <QtCore/QDirIterator>
 #include <QtCore/QSettings>
 #include <QtTest/QTest>
 
-#ifdef Q_OS_UNIX
-#include <csignal>
-#include <sys/types.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#endif
 
 using ke2::IniFile;
 using ke2::Settings;
 using ke2::test::ConfigFixture;
 
-namespace {
-QStringList repeated(const QString &text, int count)
-{
-    QStringList list;
-    for (int i = 0; i < count; ++i)
-        list.append(text);
-    return list;
-}
-} // namespace
 
 class IniFileTest : public QObject {
     Q_OBJECT
@@ -76,101 +62,80 @@ private slots:
         QVERIFY(!IniFile::openForReading(fixture.file("missing.ini")));
     }
 
-    void leftoversOfAnInterruptedWriteAreHarmless()
-    {
-        // What a write killed before its rename leaves behind: the old file and a partial copy.
-        ConfigFixture fixture;
-        Settings good;
-        good.outputBufferSize = 1234;
-        good.write();
-        const QByteArray before = fixture.get("kestrelEditor2.ini");
-        QVERIFY(fixture.put("kestrelEditor2.ini.Ab12Cd.tmp", before.left(before.size() / 3)));
-        Settings read;
-        read.read();
-        QCOMPARE(read.outputBufferSize, 1234);
-        read.outputZoom = 5;
-        read.write();
-        Settings again;
-        again.read();
-        QCOMPARE(again.outputZoom, 5);
-        QCOMPARE(again.outputBufferSize, 1234);
-    }
-
     void interruptedWriteKeepsTheEarlierFile_data()
     {
-        QTest::addColumn<qint64>("bytes");
-        QTest::newRow("before the first byte") << qint64(0);
-        QTest::newRow("inside the first group") << qint64(40);
-        QTest::newRow("half-way") << qint64(1500);
-        QTest::newRow("one byte short") << qint64(-2); // resolved below
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<qint64>("bytes"); // negative: that many bytes short of the whole file
+        for (const char *file : {"settings", "colours", "bindings"}) {
+            QTest::addRow("%s, before the first byte", file) << file << qint64(0);
+            QTest::addRow("%s, inside the first group", file) << file << qint64(30);
+            QTest::addRow("%s, half-way", file) << file << qint64(1200);
+            QTest::addRow("%s, one byte short", file) << file << qint64(-1);
+        }
     }
     void interruptedWriteKeepsTheEarlierFile()
     {
+        QFETCH(QString, file);
         QFETCH(qint64, bytes);
         ConfigFixture fixture;
-        Settings good;
-        good.outputBufferSize = 1234;
-        good.recentFiles = QStringList{"/a.py", "/b.mel"};
-        good.write();
-        const QByteArray before = fixture.get("kestrelEditor2.ini");
-        Settings changed = good;
-        changed.outputBufferSize = 99;
-        changed.recentFiles.clear();
-        IniFile::simulateInterruptionAfter(bytes < 0 ? before.size() - 1 : bytes);
-        changed.write();
-        IniFile::simulateInterruptionAfter(-1);
-        QCOMPARE(fixture.get("kestrelEditor2.ini"), before);
-        Settings read;
-        read.read();
-        QCOMPARE(read.outputBufferSize, 1234);
-        QCOMPARE(read.recentFiles, good.recentFiles);
-        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{"kestrelEditor2.ini"});
-    }
-
-    // A writer process is killed at arbitrary moments while it rewrites the settings file over and
-    // over; after each kill the file must be one complete write, old or new, never a mix or a
-    // truncated one.
-    void killedWriterNeverLeavesABrokenFile()
-    {
-#ifndef Q_OS_UNIX
-        QSKIP("needs fork()");
-#else
-        ConfigFixture fixture;
-        Settings first;
-        first.outputBufferSize = 0;
-        first.tabDetails = repeated(QStringLiteral("0:/a/long/path/to/make/the/file/take/a/while.py"), 400);
-        first.write();
-        const QString path = fixture.file("kestrelEditor2.ini");
-        int lastSeen = 0;
-        for (int round = 0; round < 8; ++round) {
-            const pid_t child = fork();
-            QVERIFY(child >= 0);
-            if (child == 0) {
+        // Each writer: a first complete write, then a changed one that gets interrupted; the
+        // check reads the file back and tells whether the first values are there.
+        std::function<void(bool)> write;
+        std::function<bool()> firstValuesRead;
+        QString name;
+        if (file == "settings") {
+            name = "kestrelEditor2.ini";
+            write = [](bool changed) {
                 Settings settings;
-                for (int i = lastSeen + 1;; ++i) {
-                    settings.outputBufferSize = i;
-                    settings.tabDetails = repeated(QStringLiteral("%1:/a/long/path/to/make/the/file/take/a/while.py").arg(i), 400);
-                    settings.write();
-                }
-                _exit(0);
-            }
-            usleep(30000 + round * 17000);
-            kill(child, SIGKILL);
-            int status = 0;
-            waitpid(child, &status, 0);
-
-            QSettings ini(path, QSettings::IniFormat);
-            QCOMPARE(ini.status(), QSettings::NoError);
-            const int written = ini.value("preferences/outputBufferSize", -1).toInt();
-            QVERIFY2(written >= lastSeen, qPrintable(QString::number(written)));
-            const QStringList details = ini.value("tabs/tabDetails").toStringList();
-            QCOMPARE(details.size(), 400);
-            QCOMPARE(details.last(), QStringLiteral("%1:/a/long/path/to/make/the/file/take/a/while.py").arg(written));
-            QCOMPARE(ini.value("preferences/pylintShowErrors", "absent").toString(), QString("false"));
-            lastSeen = written;
+                settings.outputBufferSize = changed ? 99 : 1234;
+                settings.recentFiles = changed ? QStringList() : QStringList{"/a.py", "/b.mel"};
+                settings.write();
+            };
+            firstValuesRead = [] {
+                Settings settings;
+                settings.read();
+                return settings.outputBufferSize == 1234 && settings.recentFiles.size() == 2;
+            };
+        } else if (file == "colours") {
+            name = "kestrelEditor2_colors.ini";
+            write = [](bool changed) {
+                ke2::ColorScheme scheme;
+                scheme.codeEditorRoles["Gutter"].format.setBackground(changed ? Qt::blue : Qt::red);
+                scheme.outputHighlightRules.resize(changed ? 1 : 2);
+                scheme.write();
+            };
+            firstValuesRead = [] {
+                ke2::ColorScheme scheme;
+                scheme.read();
+                return scheme.codeEditorRoles.format("Gutter").background().color() == QColor(Qt::red)
+                    && scheme.outputHighlightRules.size() == 2;
+            };
+        } else {
+            name = "kestrelEditor2_bindings.ini";
+            write = [](bool changed) {
+                ke2::KeyBindings bindings;
+                bindings.setShortcuts(7, {QKeySequence(changed ? "F11" : "F12")});
+                bindings.setShortcuts(13, changed ? QList<QKeySequence>{QKeySequence("F10")} : QList<QKeySequence>());
+                bindings.write();
+            };
+            firstValuesRead = [] {
+                ke2::KeyBindings bindings;
+                bindings.read();
+                return bindings.shortcuts(7) == QList<QKeySequence>{QKeySequence("F12")} && bindings.shortcuts(13).isEmpty();
+            };
         }
-        QVERIFY2(lastSeen > 0, "the writer never finished a single write");
-#endif
+        write(false);
+        const QByteArray before = fixture.get(name);
+        QVERIFY(firstValuesRead());
+        IniFile::simulateInterruptionAfter(bytes < 0 ? before.size() + bytes : bytes);
+        write(true);
+        IniFile::simulateInterruptionAfter(-1);
+        QCOMPARE(fixture.get(name), before);
+        QVERIFY(firstValuesRead());
+        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{name}); // no leftovers
+        // The next complete write goes through.
+        write(true);
+        QVERIFY(!firstValuesRead());
     }
 };
 

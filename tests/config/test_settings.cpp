@@ -304,18 +304,6 @@ private slots:
         }
     }
 
-    void directoryInPlaceOfTheFile()
-    {
-        ConfigFixture fixture;
-        QVERIFY(QDir().mkpath(fixture.file(fileName)));
-        Settings settings;
-        settings.read();
-        settings.outputZoom = 4;
-        settings.write();
-        QVERIFY(QFileInfo(fixture.file(fileName)).isDir());
-        QCOMPARE(snapshot(settings).isEmpty(), false);
-    }
-
     void noPrefsFolderMeansNoFileWork()
     {
         ke2::test::FakeHost host; // cannot tell its preferences folder

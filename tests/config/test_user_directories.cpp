@@ -48,19 +48,6 @@ private slots:
         QVERIFY(host.texts(FakeHost::Kind::Error).isEmpty());
     }
 
-    void prefsFolderSpelledDifferently()
-    {
-        TempPrefs prefs;
-        FakeHost host;
-        ke2::HostBridge::setHost(&host);
-        QString plain = prefs.userPrefDir();
-        plain.chop(1);
-        host.answer("internalVar -userPrefDir", plain);
-        QCOMPARE(UserDirectories::configDirectory(), prefs.configDir());
-        host.answer("internalVar -userPrefDir", QDir::toNativeSeparators(plain) + "/./");
-        QCOMPARE(UserDirectories::configDirectory(), prefs.configDir());
-    }
-
     void deletedFoldersAreCreatedAgain_data()
     {
         QTest::addColumn<Query>("query");
