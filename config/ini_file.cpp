@@ -37,6 +37,17 @@ bool copyInto(const QString &source, const QString &target)
     return out.open(QIODevice::WriteOnly | QIODevice::Truncate) && out.write(data) == data.size();
 }
 
+// Qt 6 reads and writes INI files as UTF-8; Qt 5 does the same once told, so files move freely
+// between hosts built on either and hand-typed non-ASCII paths read back as typed.
+void useUtf8(QSettings &settings)
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    settings.setIniCodec("UTF-8");
+#else
+    Q_UNUSED(settings);
+#endif
+}
+
 } // namespace
 
 std::unique_ptr<QSettings> IniFile::openForReading(const QString &path)
@@ -46,7 +57,9 @@ std::unique_ptr<QSettings> IniFile::openForReading(const QString &path)
     const QFileInfo info(path);
     if (!info.isFile() || !info.isReadable() || info.size() > maximumSize)
         return nullptr;
-    return std::make_unique<QSettings>(path, QSettings::IniFormat);
+    auto settings = std::make_unique<QSettings>(path, QSettings::IniFormat);
+    useUtf8(*settings);
+    return settings;
 }
 
 bool IniFile::write(const QString &path, const std::function<void(QSettings &)> &fill, const Layout &layout)
@@ -77,6 +90,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
         bool ok = false;
         try {
             QSettings settings(tempPath, QSettings::IniFormat);
+            useUtf8(settings);
             if (settings.status() != QSettings::NoError)
                 continue;
             fill(settings);

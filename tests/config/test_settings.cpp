@@ -77,6 +77,7 @@ private slots:
         QCOMPARE(settings.workspacePath, fixture.prefs.configDir() + "/workspaces/team/tools.ke2-workspace");
         QCOMPARE(settings.workspaceState.size(), 2);
         QCOMPARE(settings.tabBarScrolling, QStringList{""});
+        QCOMPARE(settings.pylintPythonHomePath, QString::fromUtf8("/opt/pythön/é")); // typed as UTF-8
         // Written back in the same folder, the file is unchanged.
         settings.write();
         const QByteArray written = fixture.get(fileName);
