@@ -364,6 +364,22 @@ int Settings::clampEditorGroupIndex(int index)
     return index >= 0 && index < editorGroupCount ? index : 0;
 }
 
+QRect Settings::clampWindowGeometry(const QRect &geometry, const QRect &available)
+{
+    if (!geometry.isValid())
+        return QRect();
+    if (!available.isValid())
+        return geometry;
+    QRect result(geometry.topLeft(), geometry.size().boundedTo(available.size()));
+    // Moved in 64 bits: a forged position near the int limits must not overflow.
+    const auto inside = [](int position, int length, int start, int span) {
+        return int(std::clamp<qint64>(position, start, qint64(start) + span - length));
+    };
+    result.moveTo(inside(result.x(), result.width(), available.x(), available.width()),
+                  inside(result.y(), result.height(), available.y(), available.height()));
+    return result;
+}
+
 int Settings::clampZoom(int zoom, int baseSize)
 {
     const int base = clampFontSize(baseSize);

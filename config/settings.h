@@ -48,6 +48,10 @@ public:
     static int clampTabSize(int spaces);
     static int clampOutputBufferSize(int lines);
     static int clampEditorGroupIndex(int index);
+    // A saved window geometry made to fit `available` (the screen's available area): too large a
+    // size shrinks to it and the window is moved inside it. Null for an invalid geometry, which
+    // callers do not apply.
+    static QRect clampWindowGeometry(const QRect &geometry, const QRect &available);
     // A zoom (point offset) that keeps `baseSize + zoom` inside the font size range.
     static int clampZoom(int zoom, int baseSize);
     // The font size a zoomed widget shows.
@@ -63,7 +67,7 @@ public:
 
     // --- main ---
     QRect windowGeometry; // null (0, 0, -1, -1) by default
-    QStringList recentFiles;
+    QStringList recentFiles; // a hand-edited file may hold more than recentFileLimit(): show at most that many
     bool codeEditorVisible = true;
     bool outputVisible = true;
     bool sideBarVisible = true;

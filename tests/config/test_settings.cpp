@@ -221,6 +221,26 @@ private slots:
         QCOMPARE(results[which], expected);
     }
 
+    void windowGeometryFitsTheScreen_data()
+    {
+        QTest::addColumn<QRect>("saved");
+        QTest::addColumn<QRect>("applied");
+        const int big = std::numeric_limits<int>::max() / 2;
+        QTest::newRow("inside: unchanged") << QRect(100, 50, 800, 600) << QRect(100, 50, 800, 600);
+        QTest::newRow("null: not applied") << QRect() << QRect();
+        QTest::newRow("negative size: not applied") << QRect(10, 10, -5, 20) << QRect();
+        QTest::newRow("off to the right: moved back") << QRect(1800, 100, 400, 300) << QRect(1520, 100, 400, 300);
+        QTest::newRow("off the top-left: moved in") << QRect(-5000, -20, 400, 300) << QRect(0, 0, 400, 300);
+        QTest::newRow("huge: shrunk to the screen") << QRect(0, 0, 100000, 100000) << QRect(0, 0, 1920, 1080);
+        QTest::newRow("near the int limits") << QRect(big, big, big, big) << QRect(0, 0, 1920, 1080);
+    }
+    void windowGeometryFitsTheScreen()
+    {
+        QFETCH(QRect, saved);
+        QFETCH(QRect, applied);
+        QCOMPARE(Settings::clampWindowGeometry(saved, QRect(0, 0, 1920, 1080)), applied);
+    }
+
     void zoomStaysInsideTheFontRange_data()
     {
         QTest::addColumn<int>("base");
