@@ -64,6 +64,8 @@ public:
     int optionVarInt(const QString &name) override;
     void setOptionVarInt(const QString &name, int value) override;
 
+    // No MEL interpreter and nothing to dock into: the window stands on its own.
+    bool hasFeature(Feature) const override { return false; }
     QWidget *mainWindow() override { return nullptr; }
     QWidget *currentParent() override { return nullptr; }
     QWidget *findControl(const QString &) override { return nullptr; }

@@ -4,6 +4,11 @@ namespace ke2 {
 
 Host::~Host() = default;
 
+bool Host::hasFeature(Feature) const
+{
+    return true;
+}
+
 bool Host::executePythonQuietly(const QString &command)
 {
     CommandOutput::QuietScope quiet(m_output);

@@ -65,6 +65,14 @@ public:
     virtual int optionVarInt(const QString &name) = 0;
     virtual void setOptionVarInt(const QString &name, int value) = 0;
 
+    // --- What the host has. Maya has everything; the standalone host has no MEL interpreter
+    // and no docking layout, menus or shelf, and start-up skips what it lacks. ---
+    enum class Feature {
+        Mel,        // runs MEL (embedded MEL procedures, MEL name lists)
+        DockingUi,  // workspace controls, the main menu bar and the shelf
+    };
+    virtual bool hasFeature(Feature feature) const;
+
     // --- Host user interface; null / false where the host has none ---
     virtual QWidget *mainWindow() = 0;
     virtual QWidget *currentParent() = 0;

@@ -1,6 +1,7 @@
 #include "plugin/host_bridge.h"
 
 #include "plugin/host.h"
+#include "plugin/host_bridge_internal.h"
 
 namespace ke2::HostBridge {
 namespace {
@@ -9,7 +10,7 @@ Host *g_host = nullptr;
 QString queryString(const QString &command)
 {
     QString result;
-    if (!g_host || !g_host->executeMelString(command, result))
+    if (!executeMel(command, result))
         return QString();
     return result;
 }
@@ -22,6 +23,8 @@ Host *host()
 
 void setHost(Host *host)
 {
+    if (g_host != host)
+        resetCaches();
     g_host = host;
 }
 
@@ -43,6 +46,68 @@ void showInfo(const QString &message)
         g_host->displayInfo(messagePrefix() + message);
 }
 
+// ---- Primitives ---------------------------------------------------------------------------------
+
+bool executeMel(const QString &command)
+{
+    return g_host && g_host->executeMel(command);
+}
+
+bool executeMel(const QString &command, QString &result)
+{
+    return g_host && g_host->executeMelString(command, result);
+}
+
+bool executeMel(const QString &command, int &result)
+{
+    return g_host && g_host->executeMelInt(command, result);
+}
+
+bool executeMel(const QString &command, double &result)
+{
+    return g_host && g_host->executeMelDouble(command, result);
+}
+
+bool executeMel(const QString &command, QStringList &result)
+{
+    return g_host && g_host->executeMelStringArray(command, result);
+}
+
+void executeMelOnIdle(const QString &command, bool displayEnabled)
+{
+    if (g_host)
+        g_host->executeMelOnIdle(command, displayEnabled);
+}
+
+bool executePython(const QString &command)
+{
+    return g_host && g_host->executePython(command);
+}
+
+bool executePythonQuietly(const QString &command)
+{
+    return g_host && g_host->executePythonQuietly(command);
+}
+
+void executePythonOnIdle(const QString &command, bool displayEnabled)
+{
+    if (g_host)
+        g_host->executePythonOnIdle(command, displayEnabled);
+}
+
+bool executePython(const QString &command, QStringList &result)
+{
+    result.clear();
+    return g_host && g_host->executePythonStringList(command, result);
+}
+
+bool isQuiet()
+{
+    return g_host && g_host->output().isQuiet();
+}
+
+// ---- Paths and simple queries -------------------------------------------------------------------
+
 QString userPrefDir()
 {
     return queryString(QStringLiteral("internalVar -userPrefDir"));
@@ -51,6 +116,20 @@ QString userPrefDir()
 QString userScriptDir()
 {
     return queryString(QStringLiteral("internalVar -userScriptDir"));
+}
+
+void resetCaches()
+{
+    internal::resetMenuState();
+    internal::resetMelLists();
+    internal::resetPythonCaches();
+    internal::resetDpiScale();
+}
+
+bool isBatch()
+{
+    int batch = 0;
+    return executeMel(QStringLiteral("about -batch"), batch) && batch != 0;
 }
 
 } // namespace ke2::HostBridge

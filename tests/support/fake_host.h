@@ -57,6 +57,9 @@ public:
     QHash<QString, QWidget *> controls;
     QVector<QPair<QWidget *, QWidget *>> addedToLayout;
     QHash<QString, int> optionVars;
+    // Like Maya by default; a test turns these off to act as a host without them.
+    bool hasMel = true;
+    bool hasDockingUi = true;
 
     bool executeMel(const QString &command) override;
     bool executeMelString(const QString &command, QString &result) override;
@@ -75,6 +78,10 @@ public:
     bool optionVarExists(const QString &name) override { return optionVars.contains(name); }
     int optionVarInt(const QString &name) override { return optionVars.value(name); }
     void setOptionVarInt(const QString &name, int value) override { optionVars.insert(name, value); }
+    bool hasFeature(Feature feature) const override
+    {
+        return feature == Feature::Mel ? hasMel : hasDockingUi;
+    }
     QWidget *mainWindow() override { return mainWindowWidget; }
     QWidget *currentParent() override { return currentParentWidget; }
     QWidget *findControl(const QString &name) override { return controls.value(name); }

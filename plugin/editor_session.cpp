@@ -1,0 +1,212 @@
+#include "plugin/editor_session.h"
+
+#include "plugin/host.h"
+#include "plugin/host_bridge.h"
+
+#include <QtCore/QFileInfo>
+#include <QtGui/QClipboard>
+#include <QtGui/QGuiApplication>
+
+namespace ke2 {
+
+EditorSession &EditorSession::instance()
+{
+    static EditorSession session;
+    return session;
+}
+
+EditorSession::StartResult EditorSession::startUp(Host &host, const std::function<bool()> &registerCommand)
+{
+    HostBridge::setHost(&host);
+    m_firstShow = true;
+    // Without a user interface (a batch session) the editor has nothing to do.
+    if (HostBridge::isBatch())
+        return StartResult::Batch;
+    HostBridge::loadEmbeddedScripts();
+    if (registerCommand && !registerCommand())
+        return StartResult::RegistrationFailed;
+    setUp();
+    installCallbacks();
+    return StartResult::Started;
+}
+
+void EditorSession::setUp()
+{
+    Host *host = HostBridge::host();
+    const bool docking = host->hasFeature(Host::Feature::DockingUi);
+    // Settings that start-up reads; the defaults until the settings store is wired in.
+    bool minimalTrace = false;
+    const bool disableEchoAllOnStartup = false;
+    const bool suppressStackWindow = false;
+    const bool overrideButton = false;
+    const bool importPyMelOnLoad = false;
+
+    if (disableEchoAllOnStartup)
+        HostBridge::setEchoAllCommands(false);
+    else if (HostBridge::echoAllCommands())
+        minimalTrace = false; // echoing everything and hiding the echoes contradict each other
+    host->output().setMinimalTrace(minimalTrace);
+    if (docking)
+        HostBridge::createMenuItem();
+    if (host->hasFeature(Host::Feature::Mel))
+        HostBridge::loadMelLists();
+    HostBridge::setSuppressStackWindow(suppressStackWindow);
+    HostBridge::queryDpiScale();
+    if (docking && overrideButton)
+        HostBridge::overrideScriptEditorButton();
+    if (importPyMelOnLoad)
+        HostBridge::importPyMel();
+}
+
+void EditorSession::installCallbacks()
+{
+    Host *host = HostBridge::host();
+    host->removeCallbacks();
+    if (!host->addCallbacks([this] { tearDownGui(); }))
+        HostBridge::showError(QStringLiteral("Failed to add callbacks"));
+}
+
+EditorSession::StopResult EditorSession::shutDown(const std::function<void()> &deregisterCommand)
+{
+    Host *host = HostBridge::host();
+    if (!host || HostBridge::isBatch())
+        return StopResult::Batch;
+    if (!host->removeCallbacks()) {
+        HostBridge::showError(QStringLiteral("Failed to remove callbacks"));
+        return StopResult::CallbacksKept;
+    }
+    tearDownGui();
+    if (deregisterCommand)
+        deregisterCommand();
+    return StopResult::Stopped;
+}
+
+void EditorSession::tearDownGui()
+{
+    Host *host = HostBridge::host();
+    HostBridge::removeMenuItem();
+    HostBridge::restoreScriptEditorButton();
+    if (host && host->hasFeature(Host::Feature::DockingUi))
+        HostBridge::closeWorkspaceControl();
+    if (host)
+        host->output().setReceiver(nullptr);
+    if (m_widget) {
+        if (m_window.tearDown)
+            m_window.tearDown();
+        m_widget->setParent(nullptr);
+        delete m_widget.data();
+    }
+    m_window = EditorWindow();
+}
+
+void EditorSession::releaseClipboard()
+{
+    if (QGuiApplication::instance())
+        QGuiApplication::clipboard()->clear();
+}
+
+QString EditorSession::version()
+{
+    return HostBridge::pluginVersion();
+}
+
+bool EditorSession::clearOutput()
+{
+    if (hasWindow()) {
+        if (m_window.clearOutput)
+            m_window.clearOutput();
+    } else {
+        HostBridge::clearExistingHistory();
+    }
+    return true;
+}
+
+bool EditorSession::openFile(const QString &path)
+{
+    if (path.isEmpty())
+        return true;
+    const QFileInfo info(path);
+    if (!info.exists()) {
+        HostBridge::showError(QStringLiteral("File not found: %1").arg(path));
+        return false;
+    }
+    if (!info.isFile()) {
+        HostBridge::showError(QStringLiteral("Invalid file path: %1").arg(path));
+        return false;
+    }
+    if (!hasWindow()) {
+        HostBridge::showError(QStringLiteral("Kestrel Editor 2 GUI has not been initialized."));
+        return false;
+    }
+    if (m_window.openFile)
+        m_window.openFile(path, false);
+    return true;
+}
+
+bool EditorSession::show()
+{
+    const bool firstShow = m_firstShow;
+    m_firstShow = false;
+    Host *host = HostBridge::host();
+    if (!host)
+        return false;
+    if (!host->hasFeature(Host::Feature::DockingUi)) {
+        createWindowIfNeeded();
+        if (!m_widget)
+            return false;
+        m_widget->show();
+        m_widget->raise();
+        m_widget->activateWindow();
+        return true;
+    }
+    if (HostBridge::workspaceControlExists()) {
+        // A control the host brought back collapsed from a saved layout stays collapsed.
+        if (firstShow && HostBridge::workspaceControlCollapsed()) {
+            createWindowIfNeeded();
+            addWindowToControl(nullptr);
+            return true;
+        }
+        HostBridge::restoreWorkspaceControl(true);
+        if (!hasWindow()) {
+            createWindowIfNeeded();
+            addWindowToControl(nullptr);
+        }
+        return true;
+    }
+    // Saved geometry: the defaults until the settings store is wired in.
+    QWidget *parent = HostBridge::createWorkspaceControl(QRect());
+    if (!parent) {
+        HostBridge::showError(QStringLiteral("Failed to create workspace control"));
+        HostBridge::showError(QStringLiteral("%1 setup failed. (See script editor for details").arg(HostBridge::pluginName()));
+        return false;
+    }
+    createWindowIfNeeded();
+    addWindowToControl(parent);
+    return true;
+}
+
+void EditorSession::createWindowIfNeeded()
+{
+    if (hasWindow())
+        return;
+    m_window = m_factory ? m_factory() : createEditorWindow();
+    m_widget = m_window.widget;
+    if (Host *host = HostBridge::host()) {
+        host->output().setReceiver([this](const QString &text) {
+            if (m_widget && m_window.appendOutput)
+                m_window.appendOutput(text);
+        });
+    }
+}
+
+void EditorSession::addWindowToControl(QWidget *parent)
+{
+    Host *host = HostBridge::host();
+    if (!host || !m_widget)
+        return;
+    if (!parent)
+        parent = host->findControl(HostBridge::workspaceControlName());
+    host->addWidgetToLayout(m_widget, parent);
+}
+
+} // namespace ke2

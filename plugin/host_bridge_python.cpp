@@ -1,0 +1,125 @@
+// Calls into the host's Python: the helper class and the analysis script.
+#include "plugin/host_bridge.h"
+#include "plugin/host_bridge_internal.h"
+
+#include "plugin/host.h"
+
+namespace ke2::HostBridge {
+namespace {
+QStringList g_keywords;
+QStringList g_builtins;
+QString g_version;
+QString g_pythonPath;
+
+// The analysis calls run quietly, and a trailing "pass" replaces the interpreter's last result
+// so that the host does not keep (and later print) what the call returned.
+bool quietStringList(const QString &command, QStringList &result)
+{
+    result.clear();
+    Host *active = host();
+    if (!active)
+        return false;
+    bool ok = false;
+    {
+        CommandOutput::QuietScope quiet(active->output());
+        ok = active->executePythonStringList(command, result);
+    }
+    active->executePythonQuietly(QStringLiteral("pass"));
+    return ok;
+}
+} // namespace
+
+QStringList pythonKeywords()
+{
+    if (g_keywords.isEmpty())
+        executePython(QStringLiteral("KestrelEditorHelpers.list_keywords()"), g_keywords);
+    return g_keywords;
+}
+
+QStringList pythonBuiltins()
+{
+    if (g_builtins.isEmpty())
+        executePython(QStringLiteral("KestrelEditorHelpers.list_builtins()"), g_builtins);
+    return g_builtins;
+}
+
+QString pythonVersion()
+{
+    if (g_version.isEmpty() && host()) {
+        QString version;
+        if (host()->executePythonString(QStringLiteral("KestrelEditorHelpers.python_version()"), version))
+            g_version = version;
+    }
+    return g_version;
+}
+
+QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
+                        bool includeBuiltins)
+{
+    const QString keywords = includeKeywords ? QStringLiteral("1") : QStringLiteral("0");
+    const QString builtins = includeBuiltins ? QStringLiteral("1") : QStringLiteral("0");
+    const QString command =
+        objectExpression.isEmpty()
+            ? QStringLiteral("KestrelEditorParser().parse_source(\"%3\", None, %1, %2)").arg(keywords, builtins, source)
+            : QStringLiteral("KestrelEditorParser().parse_source(\"%4\", \"%3\", %1, %2)")
+                  .arg(keywords, builtins, objectExpression, source);
+    QStringList result;
+    quietStringList(command, result);
+    return result;
+}
+
+bool executePythonStatement(const QString &statement)
+{
+    Host *active = host();
+    if (!active)
+        return false;
+    int result = 0;
+    bool ok = false;
+    {
+        CommandOutput::QuietScope quiet(active->output());
+        ok = active->executePythonInt(QStringLiteral("KestrelEditorParser.exec_statement(\"%1\")").arg(statement), result);
+    }
+    active->executePythonQuietly(QStringLiteral("pass"));
+    return ok && result != 0;
+}
+
+QStringList pythonSyntaxCheck(const QString &source)
+{
+    QStringList result;
+    quietStringList(QStringLiteral("KestrelEditorParser.syntax_check(\"%1\")").arg(source), result);
+    return result;
+}
+
+void printPythonPath()
+{
+    executePythonOnIdle(QStringLiteral("KestrelEditorHelpers.print_python_path()"), false);
+}
+
+void printEnvironmentVariablePaths(const QString &variable)
+{
+    executePythonOnIdle(QStringLiteral("KestrelEditorHelpers.print_maya_env_var_paths('%1')").arg(variable), false);
+}
+
+QString updatePythonPathString(const QString &additionalPaths)
+{
+    QString path;
+    const bool ok = host() && host()->executePythonString(QStringLiteral("KestrelEditorHelpers.get_python_path_str()"), path);
+    g_pythonPath = ok && !additionalPaths.isEmpty() ? QStringLiteral("%1%2%3").arg(additionalPaths, QStringLiteral(";"), path)
+                                                     : path;
+    return g_pythonPath;
+}
+
+QString pythonPathString()
+{
+    return g_pythonPath;
+}
+
+void internal::resetPythonCaches()
+{
+    g_keywords.clear();
+    g_builtins.clear();
+    g_version.clear();
+    g_pythonPath.clear();
+}
+
+} // namespace ke2::HostBridge
