@@ -1,7 +1,11 @@
 #include "app/command_line.h"
 #include "app/python_host.h"
+#include "plugin/editor_session.h"
 
+#include <QtCore/QTimer>
+#include <QtGui/QPixmap>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QWidget>
 
 #include <cstdio>
 
@@ -44,16 +48,33 @@ int main(int argc, char **argv)
     QApplication::setApplicationName(QStringLiteral("kestrel-editor"));
     QApplication::setApplicationVersion(QStringLiteral("2.3.4"));
 
+    // The same start-up as inside Maya: the helpers are loaded, so a script run with --run can
+    // call them as it would there.
     ke2::PythonHost host;
-    host.addCallbacks(nullptr);
+    ke2::EditorSession &session = ke2::EditorSession::instance();
+    session.startUp(host);
 
+    int code = 0;
     if (line.mode == ke2::CommandLine::Mode::Run) {
-        return ke2::runScriptFile(
+        code = ke2::runScriptFile(
             host, line.path, [](const QString &text) { writeTo(stdout, text); },
             [](const QString &text) { writeTo(stderr, text + QLatin1Char('\n')); });
+    } else if (!session.show()) {
+        writeTo(stderr, QStringLiteral("kestrel-editor: the window could not be created.\n"));
+        code = 1;
+    } else if (line.mode == ke2::CommandLine::Mode::Screenshot) {
+        // Taken once the event loop has laid the window out and painted it.
+        QTimer::singleShot(0, &app, [&] {
+            if (!session.window()->grab().save(line.path)) {
+                writeTo(stderr, QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
+                code = 1;
+            }
+            QCoreApplication::quit();
+        });
+        app.exec();
+    } else {
+        code = app.exec();
     }
-
-    writeTo(stderr, QStringLiteral("kestrel-editor: the editor window is not available yet; "
-                                   "use --run FILE to run a script.\n"));
-    return line.mode == ke2::CommandLine::Mode::Screenshot ? 1 : 0;
+    session.shutDown();
+    return code;
 }

@@ -4,6 +4,7 @@
 
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QImage>
 #include <QtTest/QTest>
 
 using ke2::CommandLine;
@@ -86,6 +87,9 @@ private slots:
                                         << "polySphere;\n// Error: MEL needs a Maya session; this standalone editor runs Python only. //\n";
         QTest::newRow("helpers of the standalone interpreter live in __main__")
             << "main.py" << QByteArray("__name__") << 0 << "__name__\n# Result: '__main__' #\n";
+        QTest::newRow("start-up loaded the helpers as inside Maya")
+            << "helpers.py" << QByteArray("'True' in KestrelEditorHelpers.list_keywords()") << 0
+            << "'True' in KestrelEditorHelpers.list_keywords()\n# Result: True #\n";
     }
     void runScripts()
     {
@@ -115,6 +119,16 @@ private slots:
         QCOMPARE(result.exitCode, 2);
         QVERIFY2(result.err.contains(message), qPrintable(result.err));
         QVERIFY(result.out.isEmpty());
+    }
+
+    void screenshotSavesTheWindow()
+    {
+        const QString png = m_dir.filePath("window.png");
+        const Result result = launch({"--screenshot", png});
+        QCOMPARE(result.exitCode, 0);
+        QImage image(png);
+        QVERIFY(!image.isNull());
+        QVERIFY(image.width() > 10 && image.height() > 10);
     }
 
     void versionAndHelp()
