@@ -1,5 +1,7 @@
 #include "plugin/editor_session.h"
 
+#include "config/settings.h"
+
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 
@@ -34,27 +36,25 @@ void EditorSession::setUp()
 {
     Host *host = HostBridge::host();
     const bool docking = host->hasFeature(Host::Feature::DockingUi);
-    // Settings that start-up reads; the defaults until the settings store is wired in.
-    bool minimalTrace = false;
-    const bool disableEchoAllOnStartup = false;
-    const bool suppressStackWindow = false;
-    const bool overrideButton = false;
-    const bool importPyMelOnLoad = false;
+    Settings &settings = Settings::instance();
+    settings.read();
 
-    if (disableEchoAllOnStartup)
+    if (settings.outputDisableEchoAllOnStartup) {
         HostBridge::setEchoAllCommands(false);
-    else if (HostBridge::echoAllCommands())
-        minimalTrace = false; // echoing everything and hiding the echoes contradict each other
-    host->output().setMinimalTrace(minimalTrace);
+    } else if (HostBridge::echoAllCommands()) {
+        // Echoing everything and hiding the echoes contradict each other; only memory changes.
+        settings.outputMinimalTrace = false;
+    }
+    host->output().setMinimalTrace(settings.outputMinimalTrace);
     if (docking)
         HostBridge::createMenuItem();
     if (host->hasFeature(Host::Feature::Mel))
         HostBridge::loadMelLists();
-    HostBridge::setSuppressStackWindow(suppressStackWindow);
+    HostBridge::setSuppressStackWindow(settings.suppressStackWindow);
     HostBridge::queryDpiScale();
-    if (docking && overrideButton)
+    if (docking && settings.overrideScriptEditorButton)
         HostBridge::overrideScriptEditorButton();
-    if (importPyMelOnLoad)
+    if (settings.pythonImportPyMelOnLoad)
         HostBridge::importPyMel();
 }
 
@@ -173,8 +173,7 @@ bool EditorSession::show()
         }
         return true;
     }
-    // Saved geometry: the defaults until the settings store is wired in.
-    QWidget *parent = HostBridge::createWorkspaceControl(QRect());
+    QWidget *parent = HostBridge::createWorkspaceControl(Settings::instance().windowGeometry);
     if (!parent) {
         HostBridge::showError(QStringLiteral("Failed to create workspace control"));
         HostBridge::showError(QStringLiteral("%1 setup failed. (See script editor for details").arg(HostBridge::pluginName()));

@@ -85,6 +85,7 @@ void setShowLineNumbers(bool on);
 bool showLineNumbers();
 void setStackTrace(bool on);
 bool stackTrace();
+// Also stored into the settings record.
 void setSuppressStackWindow(bool on);
 
 // --- Execution helpers ---
@@ -114,14 +115,15 @@ QStringList melKeywords();
 QStringList pythonKeywords();
 QStringList pythonBuiltins();
 QString pythonVersion();
-QStringList parsePython(const QString &source, const QString &objectExpression,
-                        bool includeKeywords, bool includeBuiltins);
+// Completion candidates; keywords and builtins as the settings say, neither with `noExtras`.
+QStringList parsePython(const QString &source, const QString &objectExpression, bool noExtras);
 bool executePythonStatement(const QString &statement);
 QStringList pythonSyntaxCheck(const QString &source);
 void printPythonPath();
 void printEnvironmentVariablePaths(const QString &variable);
-// The module search path for the pylint process, `additionalPaths` first when given.
-QString updatePythonPathString(const QString &additionalPaths);
+// The module search path for the pylint process, the additional import paths of the settings
+// first when there are any.
+QString updatePythonPathString();
 QString pythonPathString();
 // Forgets every cached answer (a new host, or a test).
 void resetCaches();

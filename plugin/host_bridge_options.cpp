@@ -4,6 +4,8 @@
 
 #include "plugin/host.h"
 
+#include "config/settings.h"
+
 namespace ke2::HostBridge {
 namespace {
 double g_dpiScale = 1.0;
@@ -55,6 +57,7 @@ bool stackTrace()
 void setSuppressStackWindow(bool on)
 {
     executeMelOnIdle(QStringLiteral("scriptEditorInfo -ssw ") + QString::number(on ? 1 : 0), false);
+    Settings::instance().suppressStackWindow = on;
 }
 
 double queryDpiScale()

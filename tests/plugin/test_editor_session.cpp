@@ -1,6 +1,8 @@
+#include "config/settings.h"
 #include "plugin/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QTemporaryDir>
@@ -22,6 +24,7 @@ const QString kRestore = QStringLiteral("workspaceControl -e -restore KestrelEdi
 // A Maya-like host that answers what start-up and the show path ask, with a workspace control
 // that the creation command brings into being.
 struct ScriptedMaya {
+    ke2::test::TempPrefs prefs;
     FakeHost host;
     bool controlExists = false;
     bool collapsed = false;
@@ -33,6 +36,7 @@ struct ScriptedMaya {
         host.currentParentWidget = &controlParent;
         host.controls.insert("KestrelEditor2Window", &controlParent);
         host.answer("about -batch", 0);
+        prefs.attach(host);
         host.setHandler([this](FakeHost::Kind, const QString &text) -> std::optional<QVariant> {
             if (text == kExists)
                 return QVariant(controlExists ? 1 : 0);
@@ -44,6 +48,8 @@ struct ScriptedMaya {
             }
             if (text.startsWith("hxCreateKestrelEditorMenuItem"))
                 return QVariant(QString("MayaWindow|mainWindowMenu|ke2Item"));
+            if (text == "hxGetScriptEditorButtonName()")
+                return QVariant(QString("sb1"));
             if (text.startsWith("hxGetMelInfo"))
                 return QVariant(QStringList{"ls", ""});
             return QVariant(QString()); // every other command succeeds
@@ -95,6 +101,7 @@ private slots:
         m_session.reset();
         bridge::setHost(nullptr);
         m_maya.reset();
+        ke2::Settings::instance() = ke2::Settings();
     }
 
     void batchModeDoesNothing()
@@ -123,12 +130,16 @@ private slots:
         QCOMPARE(order.value(0), QString("about -batch"));
         QVERIFY(order.value(1).contains("global proc string hxGetExistingHistory()"));
         QVERIFY(order.value(2).contains("class KestrelEditorHelpers"));
-        const QStringList after = host().texts().mid(order.size());
+        // The settings file is found through the host's preferences directory.
+        const QStringList after = host().texts().mid(order.size()).filter(QRegularExpression("^(?!internalVar)"));
         QCOMPARE(after, (QStringList{"hxCreateKestrelEditorMenuItem(\"Kestrel Editor 2\", \"kestrelEditor2\")",
                                      "hxGetMelInfo(1, 0, 0)", "hxGetMelInfo(0, 1, 0)", "hxGetMelInfo(0, 0, 1)",
-                                     "mayaDpiSetting -q -m;"}));
+                                     "mayaDpiSetting -q -m;", "hxGetScriptEditorButtonName()",
+                                     "symbolButton -e -c \"kestrelEditor2\" sb1",
+                                     "symbolButton -e -ann \"Kestrel Editor 2\" sb1"}));
         host().runIdle();
-        QCOMPARE(host().texts(FakeHost::Kind::MelOnIdle), QStringList{"scriptEditorInfo -ssw 0"});
+        QCOMPARE(host().texts(FakeHost::Kind::MelOnIdle), QStringList{"scriptEditorInfo -ssw 1"});
+        QVERIFY(errors().filter(QRegularExpression("^(?!.*Python parser)")).isEmpty());
         QVERIFY(host().callbacksInstalled());
         QCOMPARE(bridge::melCommands(), (QStringList{"ls", ""}));
         QVERIFY(!m_session->hasWindow()); // no window until the command shows it
@@ -145,16 +156,44 @@ private slots:
         QCOMPARE(errors().last(), kPrefix + "Failed to add callbacks");
     }
 
-    void echoAllLinesTurnsMinimalTraceOff()
+    void settingsDriveTheOptionalSteps_data()
     {
-        host().optionVars.insert("echoAllLines", 1);
-        host().output().setMinimalTrace(true);
+        QTest::addColumn<bool>("disableEcho");
+        QTest::addColumn<int>("echoAllLines");
+        QTest::addColumn<bool>("minimalTraceAfter");
+        QTest::addColumn<QStringList>("idle");
+        QTest::newRow("echo-all on turns minimal trace off in memory")
+            << false << 1 << false << QStringList{"scriptEditorInfo -ssw 0"};
+        QTest::newRow("echo-all off keeps minimal trace") << false << 0 << true << QStringList{"scriptEditorInfo -ssw 0"};
+        QTest::newRow("echo-all switched off at start-up")
+            << true << 1 << true << QStringList{"commandEcho -state 0", "scriptEditorInfo -ssw 0"};
+    }
+    void settingsDriveTheOptionalSteps()
+    {
+        QFETCH(bool, disableEcho);
+        QFETCH(int, echoAllLines);
+        QFETCH(bool, minimalTraceAfter);
+        QFETCH(QStringList, idle);
+        ke2::Settings &settings = ke2::Settings::instance();
+        settings.outputDisableEchoAllOnStartup = disableEcho;
+        settings.outputMinimalTrace = true;
+        settings.suppressStackWindow = false;
+        settings.overrideScriptEditorButton = false;
+        settings.pythonImportPyMelOnLoad = true;
+        host().optionVars.insert("echoAllLines", echoAllLines);
         m_session->startUp(host());
-        QVERIFY(!host().output().minimalTrace());
+        QCOMPARE(settings.outputMinimalTrace, minimalTraceAfter);
+        QCOMPARE(host().output().minimalTrace(), minimalTraceAfter);
+        host().runIdle();
+        QCOMPARE(host().texts(FakeHost::Kind::MelOnIdle), idle);
+        QCOMPARE(host().optionVars.value("echoAllLines"), disableEcho ? 0 : echoAllLines);
+        QVERIFY(!host().texts().contains("hxGetScriptEditorButtonName()"));
+        QCOMPARE(host().texts(FakeHost::Kind::Python).last(), QString("import pymel.core"));
     }
 
     void showCreatesTheControlOnce()
     {
+        ke2::Settings::instance().windowGeometry = QRect(10, 20, 300, 200);
         m_session->startUp(host());
         host().clearCommands();
         QVERIFY(m_session->show());
@@ -164,6 +203,7 @@ private slots:
         QCOMPARE(host().addedToLayout.first().second, &m_maya->controlParent);
         QCOMPARE(host().texts().first(), kExists);
         QVERIFY(host().texts().contains("workspaceControl -e -uiScript kestrelEditor2 KestrelEditor2Window"));
+        QVERIFY(host().texts().contains("workspaceControlState -e -tlc 20 10 -width 300 -height 200 KestrelEditor2Window"));
         // Later calls restore the control; the window is neither rebuilt nor added again.
         host().clearCommands();
         QWidget *first = m_session->window();
@@ -284,6 +324,8 @@ private slots:
         QVERIFY(!m_session->hasWindow());
         QCOMPARE(m_tearDowns, 1);
         QCOMPARE(host().texts(), (QStringList{"deleteUI -mi MayaWindow|mainWindowMenu|ke2Item",
+                                              "symbolButton -e -c \"ScriptEditor\" sb1",
+                                              "symbolButton -e -ann \"Script Editor\" sb1",
                                               "workspaceControl -e -close KestrelEditor2Window"}));
         host().emitOutput("after", MessageType::Info); // no window: ignored
         QCOMPARE(m_appended, QStringList());

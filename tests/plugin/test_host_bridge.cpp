@@ -1,3 +1,4 @@
+#include "config/settings.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
@@ -30,6 +31,7 @@ private slots:
     {
         bridge::setHost(nullptr);
         m_host.reset();
+        ke2::Settings::instance() = ke2::Settings();
     }
 
     void withoutHostEverythingIsNeutral()
@@ -40,7 +42,7 @@ private slots:
         QVERIFY(!bridge::workspaceControlExists());
         QCOMPARE(bridge::createWorkspaceControl(QRect(0, 0, 10, 10)), nullptr);
         QCOMPARE(bridge::queryDpiScale(), 1.0);
-        QVERIFY(bridge::parsePython("x", "", true, true).isEmpty());
+        QVERIFY(bridge::parsePython("x", "", false).isEmpty());
         QVERIFY(!bridge::executePythonStatement("x = 1"));
         bridge::showError("nobody listens"); // must not crash
         bridge::loadEmbeddedScripts();
@@ -249,6 +251,9 @@ private slots:
         QCOMPARE(m_host->optionVars.value("showLineNumbersIsOn"), 0);
         QVERIFY(bridge::echoAllCommands() && bridge::stackTrace() && !bridge::showLineNumbers());
         QCOMPARE(m_host->optionVars.size(), 3);
+        QVERIFY(ke2::Settings::instance().suppressStackWindow);
+        bridge::setSuppressStackWindow(false);
+        QVERIFY(!ke2::Settings::instance().suppressStackWindow);
     }
 
     void melExecution_data()
@@ -406,13 +411,20 @@ private slots:
                 return QVariant(QString());
             return std::nullopt;
         });
-        QCOMPARE(bridge::parsePython("x = []\\nx.", "x", true, false), (QStringList{"append", "count"}));
-        bridge::parsePython("%2 \\\"q\\\"", "", false, true);
+        ke2::Settings &settings = ke2::Settings::instance();
+        settings.pythonIncludeKeywords = true;
+        settings.pythonIncludeBuiltins = false;
+        QCOMPARE(bridge::parsePython("x = []\\nx.", "x", false), (QStringList{"append", "count"}));
+        settings.pythonIncludeKeywords = false;
+        settings.pythonIncludeBuiltins = true;
+        bridge::parsePython("%2 \\\"q\\\"", "", false);
+        bridge::parsePython("y", "", true); // no extras whatever the settings say
         QVERIFY(bridge::executePythonStatement("import os"));
         QVERIFY(bridge::pythonSyntaxCheck("x(").isEmpty());
         QCOMPARE(m_host->texts(),
                  (QStringList{"KestrelEditorParser().parse_source(\"x = []\\nx.\", \"x\", 1, 0)", "pass",
                               "KestrelEditorParser().parse_source(\"%2 \\\"q\\\"\", None, 0, 1)", "pass",
+                              "KestrelEditorParser().parse_source(\"y\", None, 0, 0)", "pass",
                               "KestrelEditorParser.exec_statement(\"import os\")", "pass",
                               "KestrelEditorParser.syntax_check(\"x(\")", "pass"}));
         for (const FakeHost::Command &command : m_host->commands())
@@ -431,10 +443,14 @@ private slots:
                                                "KestrelEditorHelpers.list_builtins()",
                                                "KestrelEditorHelpers.list_builtins()"}));
         m_host->clearCommands();
-        QCOMPARE(bridge::updatePythonPathString("C:/extra"), QString()); // query fails
+        ke2::Settings::instance().pylintAdditionalImportPaths = "C:/extra";
+        QCOMPARE(bridge::updatePythonPathString(), QString()); // query fails
         m_host->answer("KestrelEditorHelpers.get_python_path_str()", QString("/a;/b"));
-        QCOMPARE(bridge::updatePythonPathString(""), QString("/a;/b"));
-        QCOMPARE(bridge::updatePythonPathString("C:/extra"), QString("C:/extra;/a;/b"));
+        QCOMPARE(bridge::updatePythonPathString(), QString("C:/extra;/a;/b"));
+        ke2::Settings::instance().pylintAdditionalImportPaths.clear();
+        QCOMPARE(bridge::updatePythonPathString(), QString("/a;/b"));
+        ke2::Settings::instance().pylintAdditionalImportPaths = "C:/extra";
+        QCOMPARE(bridge::updatePythonPathString(), QString("C:/extra;/a;/b"));
         QCOMPARE(bridge::pythonPathString(), QString("C:/extra;/a;/b"));
         bridge::printPythonPath();
         bridge::printEnvironmentVariablePaths("MAYA_SCRIPT_PATH");

@@ -1,4 +1,5 @@
 #include "app/python_host.h"
+#include "config/settings.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -59,8 +60,10 @@ private slots:
         QVERIFY(m_host->executePython("import sys\nsys.path.append('/ke2/extra')"));
         const QString joined = evaluate("__import__('os').pathsep.join(__import__('sys').path)");
         QVERIFY(joined.endsWith(":/ke2/extra"));
-        QCOMPARE(bridge::updatePythonPathString(""), joined);
-        QCOMPARE(bridge::updatePythonPathString("/mine"), "/mine;" + joined);
+        QCOMPARE(bridge::updatePythonPathString(), joined);
+        ke2::Settings::instance().pylintAdditionalImportPaths = "/mine";
+        QCOMPARE(bridge::updatePythonPathString(), "/mine;" + joined);
+        ke2::Settings::instance() = ke2::Settings();
         QVERIFY(m_host->executePython("sys.path.remove('/ke2/extra')"));
     }
 
