@@ -1,0 +1,54 @@
+#pragma once
+
+#include "plugin/host.h"
+
+#include <maya/MCallbackIdArray.h>
+#include <maya/MCommandMessage.h>
+
+namespace ke2 {
+
+// The host port over Maya's API. Thin on purpose: each call becomes the matching MGlobal, MQtUtil
+// or message call and nothing more; every decision lives in the host-independent code above.
+class MayaHost : public Host {
+public:
+    MayaHost() = default;
+    ~MayaHost() override;
+
+    bool executeMel(const QString &command) override;
+    bool executeMelString(const QString &command, QString &result) override;
+    bool executeMelInt(const QString &command, int &result) override;
+    bool executeMelDouble(const QString &command, double &result) override;
+    bool executeMelStringArray(const QString &command, QStringList &result) override;
+    void executeMelOnIdle(const QString &command, bool displayEnabled) override;
+
+    bool executePython(const QString &command) override;
+    bool executePythonStringList(const QString &command, QStringList &result) override;
+    bool executePythonString(const QString &command, QString &result) override;
+    bool executePythonInt(const QString &command, int &result) override;
+    void executePythonOnIdle(const QString &command, bool displayEnabled = true) override;
+
+    void displayError(const QString &message) override;
+    void displayWarning(const QString &message) override;
+    void displayInfo(const QString &message) override;
+
+    bool optionVarExists(const QString &name) override;
+    int optionVarInt(const QString &name) override;
+    void setOptionVarInt(const QString &name, int value) override;
+
+    QWidget *mainWindow() override;
+    QWidget *currentParent() override;
+    QWidget *findControl(const QString &name) override;
+    bool addWidgetToLayout(QWidget *widget, QWidget *parent) override;
+
+    bool addCallbacks(QuitCallback onQuit) override;
+    bool removeCallbacks() override;
+
+private:
+    static void onQuitApplication(void *clientData);
+    static void onCommandOutput(const MString &message, MCommandMessage::MessageType type, void *clientData);
+
+    MCallbackIdArray m_callbacks;
+    QuitCallback m_onQuit;
+};
+
+} // namespace ke2

@@ -1,0 +1,349 @@
+// Loads the real plug-in, built against the OpenMaya shim, the way Maya's plug-in manager does.
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QTest>
+#include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QWidget>
+
+#ifdef KE2_MAYA_PLUGIN
+#include "tests/maya_shim/maya_shim_runtime.h"
+
+#include <maya/MObject.h>
+#include <maya/MStatus.h>
+
+#include <dlfcn.h>
+
+namespace shim = ke2::mayashim;
+using shim::Kind;
+
+namespace {
+using Entry = MStatus (*)(MObject);
+const QString kPrefix = QStringLiteral("[KestrelEditor2] ");
+const QString kExists = QStringLiteral("workspaceControl -q -exists KestrelEditor2Window");
+const QString kCollapsed = QStringLiteral("workspaceControl -q -collapse KestrelEditor2Window");
+const QString kRestore = QStringLiteral("workspaceControl -e -restore KestrelEditor2Window");
+const QString kMenuItem = QStringLiteral("MayaWindow|mainWindowMenu|menuItem42");
+} // namespace
+#endif
+
+class MayaPluginTest : public QObject {
+    Q_OBJECT
+
+#ifdef KE2_MAYA_PLUGIN
+    ke2::test::TempPrefs m_prefs;
+    QTemporaryDir m_files;
+    void *m_library = nullptr;
+    Entry m_initialize = nullptr;
+    Entry m_uninitialize = nullptr;
+    bool m_loaded = false;
+    bool m_batch = false;
+    bool m_controlExists = false;
+    bool m_collapsed = false;
+    std::unique_ptr<QWidget> m_control;
+
+    void playMaya()
+    {
+        shim::setMelHandler([this](const QString &text) -> QVariant {
+            if (text == "about -batch")
+                return m_batch ? 1 : 0;
+            if (text == "internalVar -userPrefDir")
+                return m_prefs.userPrefDir();
+            if (text == kExists)
+                return m_controlExists ? 1 : 0;
+            if (text == kCollapsed)
+                return m_collapsed ? 1 : 0;
+            if (text.startsWith("workspaceControl -label"))
+                m_controlExists = true;
+            if (text.startsWith("hxCreateKestrelEditorMenuItem"))
+                return kMenuItem;
+            if (text == "hxGetScriptEditorButtonName()")
+                return QString("scriptEditorButton");
+            if (text.startsWith("hxGetMelInfo"))
+                return QStringList{"ls", ""};
+            if (text == "mayaDpiSetting -q -m;")
+                return 0;
+            return QString();
+        });
+        shim::setPythonHandler([](const QString &) -> QVariant { return QString(); });
+    }
+
+    bool load()
+    {
+        m_library = dlopen(KE2_MAYA_PLUGIN, RTLD_NOW | RTLD_LOCAL);
+        if (!m_library)
+            return false;
+        m_initialize = reinterpret_cast<Entry>(dlsym(m_library, "initializePlugin"));
+        m_uninitialize = reinterpret_cast<Entry>(dlsym(m_library, "uninitializePlugin"));
+        return m_initialize && m_uninitialize;
+    }
+
+    bool initialize()
+    {
+        m_loaded = static_cast<bool>(m_initialize(shim::pluginObject()));
+        return m_loaded;
+    }
+
+    bool uninitialize()
+    {
+        const bool ok = static_cast<bool>(m_uninitialize(shim::pluginObject()));
+        m_loaded = !ok;
+        return ok;
+    }
+
+    shim::CommandRun run(const QStringList &arguments = {})
+    {
+        return shim::runCommand("kestrelEditor2", arguments);
+    }
+
+    QString file(const QString &name)
+    {
+        QFile f(m_files.filePath(name));
+        if (f.open(QIODevice::WriteOnly))
+            f.write("print('x')\n");
+        return f.fileName();
+    }
+
+    QPlainTextEdit *window() const
+    {
+        const auto added = shim::addedToLayout();
+        return added.isEmpty() ? nullptr : qobject_cast<QPlainTextEdit *>(added.last().first);
+    }
+#endif
+
+private slots:
+    void init()
+    {
+#ifdef KE2_MAYA_PLUGIN
+        shim::reset();
+        m_batch = m_controlExists = m_collapsed = false;
+        m_control = std::make_unique<QWidget>();
+        shim::setCurrentParent(m_control.get());
+        shim::setControl("KestrelEditor2Window", m_control.get());
+        playMaya();
+        QVERIFY2(load(), dlerror());
+#else
+        QSKIP("the plug-in is built against a Maya devkit here, not the shim");
+#endif
+    }
+
+    void cleanup()
+    {
+#ifdef KE2_MAYA_PLUGIN
+        if (m_loaded)
+            uninitialize();
+        if (m_library)
+            dlclose(m_library);
+        m_library = nullptr;
+        m_control.reset();
+        shim::reset();
+        QFile::remove(m_prefs.configDir() + "/kestrelEditor2.ini");
+#endif
+    }
+
+#ifdef KE2_MAYA_PLUGIN
+    void exportsOnlyTheEntrySymbols()
+    {
+        QProcess nm;
+        nm.start("nm", {"-D", "--defined-only", KE2_MAYA_PLUGIN});
+        if (!nm.waitForFinished(30000) || nm.exitCode() != 0)
+            QSKIP("nm is not available");
+        QStringList names;
+        for (const QString &line : QString::fromUtf8(nm.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts))
+            names.append(line.split(' ', Qt::SkipEmptyParts).last());
+        names.sort();
+        QCOMPARE(names, (QStringList{"MApiVersion", "initializePlugin", "uninitializePlugin"}));
+        const auto *version = static_cast<const char *>(dlsym(m_library, "MApiVersion"));
+        QVERIFY(version);
+        QCOMPARE(QString(version), QString("201780"));
+    }
+
+    void batchLoadIsInert()
+    {
+        m_batch = true;
+        QVERIFY(initialize());
+        QVERIFY(shim::registeredCommands().isEmpty());
+        QCOMPARE(shim::callbackCount(), 0);
+        QVERIFY(uninitialize());
+        QCOMPARE(shim::texts(Kind::Mel), (QStringList{"about -batch", "about -batch"}));
+        QVERIFY(shim::texts(Kind::Python).isEmpty());
+    }
+
+    void interactiveLoadAndUnload()
+    {
+        QVERIFY(initialize());
+        QCOMPARE(shim::registeredCommands(), QStringList{"kestrelEditor2"});
+        QCOMPARE(shim::callbackCount(), 2);
+        const QStringList mel = shim::texts(Kind::Mel);
+        QCOMPARE(mel.first(), QString("about -batch"));
+        QVERIFY(mel.value(1).startsWith("// Kestrel Editor 2")); // the embedded MEL script
+        QVERIFY(mel.contains("hxCreateKestrelEditorMenuItem(\"Kestrel Editor 2\", \"kestrelEditor2\")"));
+        QVERIFY(mel.contains("symbolButton -e -c \"kestrelEditor2\" scriptEditorButton"));
+        QVERIFY(shim::texts(Kind::Python).first().contains("class KestrelEditorHelpers"));
+        QVERIFY(!window()); // nothing shown until the command runs
+        shim::clearRecords();
+        QVERIFY(uninitialize());
+        QVERIFY(shim::registeredCommands().isEmpty());
+        QCOMPARE(shim::callbackCount(), 0);
+        QCOMPARE(shim::texts(Kind::Mel),
+                 (QStringList{"about -batch", "deleteUI -mi " + kMenuItem,
+                              "symbolButton -e -c \"ScriptEditor\" scriptEditorButton",
+                              "symbolButton -e -ann \"Script Editor\" scriptEditorButton",
+                              "workspaceControl -e -close KestrelEditor2Window"}));
+        QVERIFY(shim::texts(Kind::Error).isEmpty());
+    }
+
+    void failingRegistration()
+    {
+        shim::failNextRegistration();
+        QVERIFY(!initialize());
+        QCOMPARE(shim::texts(Kind::Error).last(), QString("Failed to register 'kestrelEditor2' command: Failure"));
+        QCOMPARE(shim::callbackCount(), 0);
+        shim::failNextPluginFunctionSet();
+        QVERIFY(!initialize());
+        QCOMPARE(shim::texts(Kind::Error).last(), QString("Failed to initialize plugin: Failure"));
+    }
+
+    void flagsInTableOrder_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("result");
+        QTest::addColumn<QStringList>("mel");
+        QTest::addColumn<QString>("error");
+        const QStringList clear{"hxClearExistingHistory()"};
+        QTest::newRow("-version") << QStringList{"-version"} << true << "2.3.4" << QStringList() << "";
+        QTest::newRow("-v") << QStringList{"-v"} << true << "2.3.4" << QStringList() << "";
+        QTest::newRow("-version wins over -clearOutput")
+            << QStringList{"-clearOutput", "-version"} << true << "2.3.4" << QStringList() << "";
+        QTest::newRow("-clearOutput without window clears the history")
+            << QStringList{"-clearOutput"} << true << "" << clear << "";
+        QTest::newRow("-clearOutput wins over -openFile")
+            << QStringList{"-of", "missing.py", "-co"} << true << "" << clear << "";
+        QTest::newRow("-openFile empty does nothing") << QStringList{"-openFile", ""} << true << "" << QStringList() << "";
+        QTest::newRow("-openFile missing path")
+            << QStringList{"-openFile", "@missing.py"} << false << "" << QStringList() << "File not found: %1";
+        QTest::newRow("-openFile directory")
+            << QStringList{"-openFile", "@"} << false << "" << QStringList() << "Invalid file path: %1";
+        QTest::newRow("-openFile without window")
+            << QStringList{"-of", "@file.py"} << false << "" << QStringList()
+            << "Kestrel Editor 2 GUI has not been initialized.";
+        QTest::newRow("unknown flag fails") << QStringList{"-bogus"} << false << "" << QStringList() << "";
+        QTest::newRow("-openFile needs its argument") << QStringList{"-openFile"} << false << "" << QStringList() << "";
+    }
+    void flagsInTableOrder()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(bool, ok);
+        QFETCH(QString, result);
+        QFETCH(QStringList, mel);
+        QFETCH(QString, error);
+        file("file.py");
+        QString path;
+        for (QString &argument : arguments) {
+            if (argument.startsWith('@'))
+                argument = path = m_files.path() + (argument.size() > 1 ? "/" + argument.mid(1) : QString());
+        }
+        QVERIFY(initialize());
+        shim::clearRecords();
+        const shim::CommandRun outcome = run(arguments);
+        QCOMPARE(outcome.ok, ok);
+        QCOMPARE(outcome.result, result);
+        QCOMPARE(shim::texts(Kind::Mel), mel);
+        QCOMPARE(shim::texts(Kind::Error),
+                 error.isEmpty() ? QStringList() : QStringList{kPrefix + QString(error).replace("%1", path)});
+        QVERIFY(!window()); // no flag ever creates the window
+    }
+
+    void showPathCreatesTheControlAndFramesOutput()
+    {
+        QVERIFY(initialize());
+        shim::clearRecords();
+        QVERIFY(run().ok);
+        QCOMPARE(shim::texts(Kind::Mel),
+                 (QStringList{kExists, kExists, // the show path asks, then the creation itself
+                              "workspaceControl -label \"Kestrel Editor 2\" -retain 1 -floating 1 -visible 0"
+                              " -requiredPlugin KestrelEditor2 -checksPlugins 1 KestrelEditor2Window",
+                              kExists, "workspaceControl -e -uiScript kestrelEditor2 KestrelEditor2Window", kRestore}));
+        QPointer<QPlainTextEdit> editor = window();
+        QVERIFY(editor);
+        QCOMPARE(editor->parentWidget(), m_control.get());
+        shim::clearRecords();
+        QVERIFY(run().ok);
+        QCOMPARE(shim::texts(Kind::Mel), (QStringList{kExists, kRestore}));
+        QCOMPARE(shim::addedToLayout().size(), 1);
+        QVERIFY(run({"-openFile", file("file.py")}).ok);
+
+        // Framing follows the language of the last echoed line.
+        shim::fireCommandOutput("careful", 3);
+        shim::fireCommandOutput("print(1)\n", 0);
+        shim::fireCommandOutput("careful", 3);
+        shim::fireCommandOutput("Traceback (most recent call last)", 6);
+        shim::fireCommandOutput("sphere;\n", 0);
+        shim::fireCommandOutput("careful", 3);
+        shim::fireCommandOutput("3", 5);
+        QCOMPARE(editor->toPlainText(), QString("// Warning: careful //\nprint(1)\n# Warning: careful #\n"
+                                                "sphere;\n// Warning: careful //\n// Result: 3 //\n"));
+        QVERIFY(run({"-clearOutput"}).ok);
+        QCOMPARE(editor->toPlainText(), QString());
+        QVERIFY(!shim::texts(Kind::Mel).contains("hxClearExistingHistory()"));
+
+        shim::clearRecords();
+        QVERIFY(uninitialize());
+        QVERIFY(!editor); // deleted with the plug-in's teardown
+    }
+
+    void minimalTraceDropsEchoesOnly()
+    {
+        QDir().mkpath(m_prefs.configDir());
+        QFile settings(m_prefs.configDir() + "/kestrelEditor2.ini");
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("[preferences]\noutputMinimalTrace=true\n");
+        settings.close();
+        QVERIFY(initialize());
+        QVERIFY(run().ok);
+        QPlainTextEdit *editor = window();
+        QVERIFY(editor);
+        shim::fireCommandOutput("print(1)\n", 0);
+        shim::fireCommandOutput("1\n", 1);
+        shim::fireCommandOutput("careful", 3);
+        QCOMPARE(editor->toPlainText(), QString("1\n# Warning: careful #\n"));
+    }
+
+    void collapsedControlStaysCollapsedOnFirstShow()
+    {
+        m_controlExists = true;
+        m_collapsed = true;
+        QVERIFY(initialize());
+        shim::clearRecords();
+        QVERIFY(run().ok);
+        QCOMPARE(shim::texts(Kind::Mel), (QStringList{kExists, kCollapsed}));
+        QVERIFY(window());
+        QCOMPARE(shim::addedToLayout().last().second, m_control.get()); // found by the control's name
+        shim::clearRecords();
+        QVERIFY(run().ok);
+        QCOMPARE(shim::texts(Kind::Mel), (QStringList{kExists, kRestore}));
+    }
+
+    void quitEventTearsTheWindowDown()
+    {
+        QVERIFY(initialize());
+        QVERIFY(run().ok);
+        QPointer<QPlainTextEdit> editor = window();
+        QVERIFY(editor);
+        shim::clearRecords();
+        shim::fireEvent("quitApplication");
+        QVERIFY(!editor);
+        QCOMPARE(shim::texts(Kind::Mel).last(), QString("workspaceControl -e -close KestrelEditor2Window"));
+        QCOMPARE(shim::callbackCount(), 2);
+        shim::fireCommandOutput("after quit", 2); // no window: ignored, nothing crashes
+        QVERIFY(run({"-openFile", file("file.py")}).ok == false);
+        QVERIFY(uninitialize());
+    }
+#endif
+};
+
+KE2_TEST_CLASS(MayaPluginTest)
+#include "test_maya_plugin.moc"
