@@ -204,6 +204,13 @@ private slots:
         shim::failNextPluginFunctionSet();
         QVERIFY(!initialize());
         QCOMPARE(shim::texts(Kind::Error).last(), QString("Failed to initialize plugin: Failure"));
+
+        QVERIFY(initialize());
+        shim::failNextPluginFunctionSet();
+        QVERIFY(!uninitialize());
+        QCOMPARE(shim::texts(Kind::Error).last(), QString("Failed to uninitialize plugin: Failure"));
+        QCOMPARE(shim::registeredCommands(), QStringList{"kestrelEditor2"}); // nothing was undone
+        QVERIFY(uninitialize());
     }
 
     void flagsInTableOrder_data()
