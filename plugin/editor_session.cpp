@@ -1,5 +1,6 @@
 #include "plugin/editor_session.h"
 
+#include "config/color_scheme.h"
 #include "config/settings.h"
 
 #include "plugin/host.h"
@@ -38,6 +39,7 @@ void EditorSession::setUp()
     const bool docking = host->hasFeature(Host::Feature::DockingUi);
     Settings &settings = Settings::instance();
     settings.read();
+    ColorScheme::instance().read();
 
     if (settings.outputDisableEchoAllOnStartup) {
         HostBridge::setEchoAllCommands(false);

@@ -1,3 +1,4 @@
+#include "config/color_scheme.h"
 #include "config/settings.h"
 #include "plugin/editor_session.h"
 #include "plugin/host_bridge.h"
@@ -102,6 +103,7 @@ private slots:
         bridge::setHost(nullptr);
         m_maya.reset();
         ke2::Settings::instance() = ke2::Settings();
+        ke2::ColorScheme::instance() = ke2::ColorScheme();
     }
 
     void batchModeDoesNothing()
@@ -143,6 +145,24 @@ private slots:
         QVERIFY(host().callbacksInstalled());
         QCOMPARE(bridge::melCommands(), (QStringList{"ls", ""}));
         QVERIFY(!m_session->hasWindow()); // no window until the command shows it
+    }
+
+    void settingsAndColoursAreReadFromThePreferences()
+    {
+        QDir().mkpath(m_maya->prefs.configDir());
+        QFile settings(m_maya->prefs.configDir() + "/kestrelEditor2.ini");
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("[preferences]\noverrideScriptEditorButton=false\n");
+        settings.close();
+        QFile colours(m_maya->prefs.configDir() + "/kestrelEditor2_colors.ini");
+        QVERIFY(colours.open(QIODevice::WriteOnly));
+        colours.write("[main]\nversion=1\n\n[codeeditor]\nPlain%20Text=\"4278190335,4278190080,75,1,0\"\n");
+        colours.close();
+        m_session->startUp(host());
+        QVERIFY(!ke2::Settings::instance().overrideScriptEditorButton);
+        QVERIFY(!host().texts().contains("hxGetScriptEditorButtonName()"));
+        QCOMPARE(ke2::ColorScheme::instance().codeEditorRoles.format("Plain Text").foreground().color(),
+                 QColor(0, 0, 255));
     }
 
     void failuresAtStartUp()
