@@ -12,7 +12,9 @@ namespace ke2::HostBridge {
 
 void executeMelText(const QString &text)
 {
-    static const QRegularExpression bareVariable(QStringLiteral("^\\$[a-zA-Z0-9_]+$"));
+    // Anchored at the very end: "$" alone would also match before a trailing newline.
+    static const QRegularExpression bareVariable(
+        QRegularExpression::anchoredPattern(QStringLiteral("\\$[a-zA-Z0-9_]+")));
     if (bareVariable.match(text).hasMatch()) {
         // A variable typed alone shows its value, as an interactive prompt would.
         executeMelOnIdle(QStringLiteral("print(") + text + QStringLiteral("); ")

