@@ -50,7 +50,6 @@ public:
 
     bool hasWindow() const { return !m_widget.isNull(); }
     QWidget *window() const { return m_widget.data(); }
-    bool firstShowPending() const { return m_firstShow; }
 
     // The construction point of the window; tests put their own widget here.
     void setWindowFactory(EditorWindowFactory factory) { m_factory = std::move(factory); }
