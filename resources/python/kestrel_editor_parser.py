@@ -77,8 +77,9 @@ class KestrelEditorParser(ast.NodeVisitor):
     _STDLIB_ZIP = re.compile(r"python\d+\.zip$", re.I)
     _EXTENSION_SUFFIXES = tuple(importlib.machinery.EXTENSION_SUFFIXES) + (".pyd", ".so")
 
-    # Top-level blocks of the last buffer, text -> statements. Completion re-sends the whole
-    # buffer at every request while only the lines around the cursor change.
+    # Top-level blocks of recent buffers, text -> statements. Completion re-sends the whole
+    # buffer at every request while only the lines around the cursor change. A block is kept
+    # only once it proved to hold complete statements, so its text means the same anywhere.
     _chunk_cache = {}
     # Module paths being resolved; modules importing each other must not recurse forever.
     _modules_in_progress = set()
@@ -228,24 +229,25 @@ class KestrelEditorParser(ast.NodeVisitor):
     def _statements(self, source):
         if not self._use_cache:
             return self._ast_parse(source).body
-        cls = KestrelEditorParser
+        cache = KestrelEditorParser._chunk_cache
         chunks = self._split_top_level(source)
-        previous = cls._chunk_cache
-        current = {}
         missing = []
+        seen = set()
         for chunk in chunks:
-            if chunk in previous:
-                current[chunk] = previous[chunk]
-            elif chunk not in current:
-                current[chunk] = None
+            if chunk not in cache and chunk not in seen:
+                seen.add(chunk)
                 missing.append(chunk)
-        if missing and not self._parse_chunks(missing, current):
-            cls._chunk_cache = {}
-            return self._ast_parse(source).body
-        cls._chunk_cache = current
+        if missing:
+            parsed = self._parse_chunks(missing)
+            if parsed is None:
+                return self._ast_parse(source).body
+            cache.update(parsed)
         body = []
         for chunk in chunks:
-            body.extend(current[chunk])
+            body.extend(cache[chunk])
+        # Blocks of the retries on a broken buffer stay as well; older ones go.
+        if len(cache) > 3 * len(chunks) + 64:
+            KestrelEditorParser._chunk_cache = dict((chunk, cache[chunk]) for chunk in chunks)
         return body
 
     @classmethod
@@ -268,14 +270,14 @@ class KestrelEditorParser(ast.NodeVisitor):
         return chunks
 
     @classmethod
-    def _parse_chunks(cls, chunks, parsed):
+    def _parse_chunks(cls, chunks):
         # One parse for all new blocks; each statement then goes back to the block it starts in.
         # A block that does not begin with its own top-level statement was split inside a
         # string or bracket: the caller then parses the buffer as a whole.
         try:
             body = cls._ast_parse("".join(chunks)).body
         except Exception:
-            return False
+            return None
         first_lines = []
         line = 1
         for chunk in chunks:
@@ -290,11 +292,12 @@ class KestrelEditorParser(ast.NodeVisitor):
             while index + 1 < len(chunks) and start >= first_lines[index + 1]:
                 index += 1
             groups[index].append((start, statement))
+        parsed = {}
         for chunk, first_line, group in zip(chunks, first_lines, groups):
             if not group or group[0][0] != first_line or group[0][1].col_offset != 0:
-                return False
+                return None
             parsed[chunk] = [statement for _, statement in group]
-        return True
+        return parsed
 
     # ---- results ------------------------------------------------------------------------------
 
