@@ -154,13 +154,13 @@ private slots:
     void cleanupTestCase()
     {
         // The interpreter outlives this class: leave no fake module behind for other tests.
-        m_host->executePython(QStringLiteral(
+        const QString forget = QStringLiteral(
             "import sys\n"
             "for _ke2_name in [n for n in sys.modules if n.split('.')[0] in "
             "('ke2fake', 'ke2loaded', 'ke2cycle_a', 'ke2cycle_b', 'ke2_bad_dir', 'maya')]:\n"
             "    del sys.modules[_ke2_name]\n"
-            "sys.path.remove(%1)")
-                                  .arg(pythonLiteral(QDir::toNativeSeparators(m_packages.path()))));
+            "sys.path.remove(%1)");
+        m_host->executePython(forget.arg(pythonLiteral(QDir::toNativeSeparators(m_packages.path()))));
         m_host.reset();
     }
 
