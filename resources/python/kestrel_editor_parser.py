@@ -81,6 +81,7 @@ class KestrelEditorParser(ast.NodeVisitor):
     # buffer at every request while only the lines around the cursor change. A block is kept
     # only once it proved to hold complete statements, so its text means the same anywhere.
     _chunk_cache = {}
+    _salvaging = False
     # Module paths being resolved; modules importing each other must not recurse forever.
     _modules_in_progress = set()
 
@@ -200,6 +201,13 @@ class KestrelEditorParser(ast.NodeVisitor):
     def _parse_salvaged(self, source):
         # An unparseable buffer: first the lines that look like statements of their own, then
         # only the imports, so that names and modules stay known while the user types.
+        self._salvaging = True
+        try:
+            self._salvage(source)
+        finally:
+            self._salvaging = False
+
+    def _salvage(self, source):
         self.clear()
         lines = source.split("\n")
         kept = []
@@ -237,16 +245,14 @@ class KestrelEditorParser(ast.NodeVisitor):
             if chunk not in cache and chunk not in seen:
                 seen.add(chunk)
                 missing.append(chunk)
-        if missing:
-            parsed = self._parse_chunks(missing)
-            if parsed is None:
-                return self._ast_parse(source).body
-            cache.update(parsed)
+        if missing and not self._parse_chunks(missing, cache):
+            return self._ast_parse(source).body
         body = []
         for chunk in chunks:
             body.extend(cache[chunk])
-        # Blocks of the retries on a broken buffer stay as well; older ones go.
-        if len(cache) > 3 * len(chunks) + 64:
+        # Blocks of earlier buffers go, but not during the retries on a broken buffer: the next
+        # request needs the blocks of every attempt again.
+        if not self._salvaging and len(cache) > 3 * len(chunks) + 64:
             KestrelEditorParser._chunk_cache = dict((chunk, cache[chunk]) for chunk in chunks)
         return body
 
@@ -270,10 +276,25 @@ class KestrelEditorParser(ast.NodeVisitor):
         return chunks
 
     @classmethod
-    def _parse_chunks(cls, chunks):
-        # One parse for all new blocks; each statement then goes back to the block it starts in.
-        # A block that does not begin with its own top-level statement was split inside a
-        # string or bracket: the caller then parses the buffer as a whole.
+    def _parse_chunks(cls, chunks, cache):
+        # Stores the statements of every block that parses and tells whether all did. When some
+        # fail, the halves are tried on their own: the good blocks of a broken buffer are then
+        # parsed once, not at every request.
+        parsed = cls._parse_block_group(chunks)
+        if parsed is not None:
+            cache.update(parsed)
+            return True
+        if len(chunks) > 1:
+            middle = len(chunks) // 2
+            cls._parse_chunks(chunks[:middle], cache)
+            cls._parse_chunks(chunks[middle:], cache)
+        return False
+
+    @classmethod
+    def _parse_block_group(cls, chunks):
+        # One parse for the blocks together; each statement then goes back to the block it
+        # starts in. A block that does not begin with its own top-level statement was split
+        # inside a string or bracket: nothing is returned then.
         try:
             body = cls._ast_parse("".join(chunks)).body
         except Exception:

@@ -395,6 +395,7 @@ private slots:
              {"a", "b", "g", "os"}},
             {"x = (1,\n2)\nz = [\n]\n" + kLocator, {"x", "z"}},
             {"import os\ny = 1\nbroken = (\n" + kLocator, {"os"}},
+            {"import os\ny = 1\nbroken = (\n2)\n" + kLocator, {"broken", "os", "y"}},
             {"import os\ny = 1\n" + kLocator, {"os", "y"}},
         };
         for (const auto &step : steps)
