@@ -26,6 +26,7 @@ import zipimport
 class KestrelEditorParser(ast.NodeVisitor):
     VERSION = "2.0.1"
 
+    # The names the editor has always offered, whatever the interpreter's version.
     KEYWORDS = [
         "and", "as", "assert", "break", "class", "continue", "def", "del", "elif", "else",
         "except", "exec", "finally", "for", "from", "global", "if", "import", "in", "is",
@@ -81,7 +82,7 @@ class KestrelEditorParser(ast.NodeVisitor):
     # buffer at every request while only the lines around the cursor change. A block is kept
     # only once it proved to hold complete statements, so its text means the same anywhere.
     _chunk_cache = {}
-    _salvaging = False
+    _salvaging = False  # set on an instance while it retries an unparseable buffer
     # Module paths being resolved; modules importing each other must not recurse forever.
     _modules_in_progress = set()
 
