@@ -1,4 +1,5 @@
 #include "app/python_host.h"
+#include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
@@ -335,6 +336,24 @@ private slots:
         const QStringList actual = complete(source, obj);
         QCOMPARE(toSet(actual), toSet(expected));
         QCOMPARE(actual.size(), expected.size()); // no duplicates
+    }
+
+    void startUpRoutineLoadsItForTheBridgeCalls()
+    {
+        QVERIFY(m_host->executePython("del KestrelEditorParser"));
+        ke2::HostBridge::setHost(m_host.get());
+        ke2::HostBridge::loadEmbeddedScripts();
+        // The bridge's callers escape what they pass.
+        const QStringList names =
+            ke2::HostBridge::parsePython(escaped("s = 'x'\n" + kLocator), "s", true);
+        const QStringList check = ke2::HostBridge::pythonSyntaxCheck(escaped("a = 1\nb = (\n"));
+        const bool imported = ke2::HostBridge::executePythonStatement("import os");
+        const bool failed = ke2::HostBridge::executePythonStatement("import ke2_no_such_module");
+        ke2::HostBridge::setHost(nullptr);
+        QCOMPARE(toSet(names), toSet(pythonList("dir(str)")));
+        QCOMPARE(check.value(1), QString("2"));
+        QVERIFY(imported);
+        QVERIFY(!failed);
     }
 
     void keywordsAndBuiltinsJoinBareNamesOnly()
