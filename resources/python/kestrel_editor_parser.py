@@ -444,9 +444,9 @@ class KestrelEditorParser(ast.NodeVisitor):
             locations = getattr(loaded, "__path__", None)
         else:
             parts = path.split(".")
-            spec, found = self._find_spec_path(parts)
-            if spec is not None and found == len(parts):
-                locations = spec.submodule_search_locations
+            module_info, found = self._locate_path(parts)
+            if module_info is not None and found == len(parts):
+                locations = module_info.submodule_search_locations
         if locations is not None:
             self.results.extend(info[1] for info in pkgutil.iter_modules(list(locations)))
 
@@ -522,14 +522,14 @@ class KestrelEditorParser(ast.NodeVisitor):
                 return dir(self._walk(base, parts[count:]))
         if not all(part.isidentifier() for part in parts):
             return []
-        spec, found = self._find_spec_path(parts)
-        if spec is None:
+        module_info, found = self._locate_path(parts)
+        if module_info is None:
             return []
         base = ".".join(parts[:found])
         rest = parts[found:]
-        origin = spec.origin or ""
-        if isinstance(spec.loader, zipimport.zipimporter):
-            if not self._STDLIB_ZIP.search(spec.loader.archive):
+        origin = module_info.origin or ""
+        if isinstance(module_info.loader, zipimport.zipimporter):
+            if not self._STDLIB_ZIP.search(module_info.loader.archive):
                 return []
             return dir(self._walk(self._import(base), rest))
         if origin in ("built-in", "frozen") or origin.endswith(self._EXTENSION_SUFFIXES):
@@ -544,36 +544,36 @@ class KestrelEditorParser(ast.NodeVisitor):
         return []
 
     @staticmethod
-    def _find_spec_path(parts):
+    def _locate_path(parts):
         # Finds the module for growing prefixes of the path without importing anything, and
         # stops at the first plain module (the rest are names inside it).
-        spec = None
+        module_info = None
         found = 0
         path = None
         for index in range(len(parts)):
-            candidate = KestrelEditorParser._find_spec(".".join(parts[:index + 1]), path)
+            candidate = KestrelEditorParser._locate(".".join(parts[:index + 1]), path)
             if candidate is None:
                 break
-            spec = candidate
+            module_info = candidate
             found = index + 1
             locations = candidate.submodule_search_locations
             if len(parts) == 1 or locations is None:
                 break
             path = list(locations)
-        return spec, found
+        return module_info, found
 
     @staticmethod
-    def _find_spec(name, path):
+    def _locate(name, path):
         for finder in sys.meta_path:
-            find_spec = getattr(finder, "find_spec", None)
-            if find_spec is None:
+            locate = getattr(finder, "find_spec", None)
+            if locate is None:
                 continue
             try:
-                spec = find_spec(name, path)
+                found = locate(name, path)
             except Exception:
                 continue
-            if spec is not None:
-                return spec
+            if found is not None:
+                return found
         return None
 
     @staticmethod
