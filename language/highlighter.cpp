@@ -1,0 +1,396 @@
+#include "language/highlighter.h"
+
+#include "config/color_scheme.h"
+#include "editor/code_editor_block_data.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QVarLengthArray>
+
+namespace ke2 {
+
+namespace {
+bool g_highlightingEnabled = true;
+
+// Lines are freed of lone surrogates before any match, so the expressions need not re-check the
+// whole line on every call (which made a line with many regions quadratic).
+constexpr QRegularExpression::MatchOptions kValidSubject = QRegularExpression::DontCheckSubjectStringMatchOption;
+
+struct FormatCache {
+    int generation = 0;
+    QHash<QString, QTextCharFormat> formats;
+};
+
+FormatCache &formatCache()
+{
+    static FormatCache cache;
+    return cache;
+}
+
+bool isAsciiIdentifierChar(QChar c)
+{
+    const ushort u = c.unicode();
+    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') || u == '_';
+}
+
+bool isIndentChar(QChar c)
+{
+    return c == QLatin1Char(' ') || c == QLatin1Char('\t');
+}
+
+// Regular expressions refuse subjects that are not valid UTF-16; a lone surrogate becomes U+FFFD
+// (same length, so every offset stays valid).
+bool hasLoneSurrogate(const QString &text)
+{
+    const int length = text.size();
+    for (int i = 0; i < length; ++i) {
+        const QChar c = text.at(i);
+        if (!c.isSurrogate())
+            continue;
+        if (c.isHighSurrogate() && i + 1 < length && text.at(i + 1).isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        return true;
+    }
+    return false;
+}
+
+QString withoutLoneSurrogates(const QString &text)
+{
+    QString result = text;
+    const int length = result.size();
+    for (int i = 0; i < length; ++i) {
+        const QChar c = result.at(i);
+        if (!c.isSurrogate())
+            continue;
+        if (c.isHighSurrogate() && i + 1 < length && result.at(i + 1).isLowSurrogate()) {
+            ++i;
+            continue;
+        }
+        result[i] = QChar::ReplacementCharacter;
+    }
+    return result;
+}
+
+bool oddBackslashesBefore(const QString &text, int position)
+{
+    int count = 0;
+    while (position - count - 1 >= 0 && text.at(position - count - 1) == QLatin1Char('\\'))
+        ++count;
+    return count % 2 == 1;
+}
+} // namespace
+
+Highlighter::Highlighter(QTextDocument *document)
+    : QSyntaxHighlighter(document)
+{
+}
+
+void Highlighter::setHighlightingEnabled(bool enabled)
+{
+    g_highlightingEnabled = enabled;
+}
+
+bool Highlighter::highlightingEnabled()
+{
+    return g_highlightingEnabled;
+}
+
+QTextCharFormat Highlighter::roleFormat(const QString &role)
+{
+    FormatCache &cache = formatCache();
+    auto it = cache.formats.constFind(role);
+    if (it == cache.formats.constEnd())
+        it = cache.formats.insert(role, ColorScheme::instance().codeEditorRoles.format(role));
+    return *it;
+}
+
+void Highlighter::reloadFormats()
+{
+    FormatCache &cache = formatCache();
+    cache.formats.clear();
+    ++cache.generation;
+}
+
+void Highlighter::highlightBlock(const QString &rawText)
+{
+    setCurrentBlockState(-1);
+    auto *data = static_cast<CodeEditorBlockData *>(currentBlockUserData());
+    if (data) {
+        data->clear();
+    } else {
+        data = new CodeEditorBlockData;
+        setCurrentBlockUserData(data);
+    }
+    if (!g_highlightingEnabled)
+        return;
+
+    if (m_formatGeneration != formatCache().generation) {
+        m_formatGeneration = formatCache().generation;
+        buildRules();
+    }
+
+    const QString text = hasLoneSurrogate(rawText) ? withoutLoneSurrogates(rawText) : rawText;
+    ApplyCallRules(text);
+    HighlightQualifiedWords(text);
+    HighlightWords(text);
+    ApplyRules(text);
+    highlightRegions(text, data);
+
+    int indent = 0;
+    while (indent < text.size() && isIndentChar(text.at(indent)))
+        ++indent;
+    data->setLeadingWhitespace(text.left(indent));
+    data->setBlank(text.trimmed().isEmpty());
+
+    highlightWhitespace(text);
+}
+
+void Highlighter::ApplyCallRules(const QString &text)
+{
+    applyRuleVector(callRules, text);
+}
+
+void Highlighter::HighlightWords(const QString &)
+{
+}
+
+void Highlighter::HighlightQualifiedWords(const QString &)
+{
+}
+
+void Highlighter::ApplyRules(const QString &text)
+{
+    applyRuleVector(rules, text);
+}
+
+void Highlighter::UpdateIndentHint(CodeEditorBlockData *, const QString &)
+{
+}
+
+void Highlighter::applyRuleVector(const QVector<HighlightRule> &ruleVector, const QString &text)
+{
+    for (const HighlightRule &rule : ruleVector) {
+        QRegularExpressionMatchIterator it = rule.expression.globalMatch(text, 0, QRegularExpression::NormalMatch, kValidSubject);
+        while (it.hasNext()) {
+            const QRegularExpressionMatch match = it.next();
+            if (match.capturedLength() > 0)
+                setFormat(match.capturedStart(), match.capturedLength(), rule.format);
+        }
+    }
+}
+
+void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *data)
+{
+    const int length = text.size();
+    const int ruleCount = regionRules.size();
+    QString code;
+
+    // The earliest opening of each rule found so far: an opening found from an earlier offset is
+    // still the earliest from any later offset up to it, so each rule scans the line about once
+    // however many regions the line holds.
+    struct Opening {
+        int start = -2; // -2 not searched yet, -1 none further on
+    };
+    QVarLengthArray<Opening, 8> openings(ruleCount);
+    auto findOpening = [&](int from, int *ruleIndex) -> int {
+        int best = -1;
+        for (int i = 0; i < ruleCount; ++i) {
+            Opening &opening = openings[i];
+            if (opening.start == -2 || (opening.start >= 0 && opening.start < from)) {
+                const QRegularExpressionMatch match = regionRules.at(i).start.match(text, from, QRegularExpression::NormalMatch, kValidSubject);
+                opening.start = match.hasMatch() ? match.capturedStart() : -1;
+            }
+            if (opening.start >= 0 && (best < 0 || opening.start < best)) {
+                best = opening.start;
+                *ruleIndex = i;
+            }
+        }
+        return best;
+    };
+
+    int ruleIndex = previousBlockState();
+    if (ruleIndex >= ruleCount)
+        ruleIndex = -1;
+    int regionStart = 0;
+    int searchFrom = 0;
+    if (ruleIndex < 0) {
+        regionStart = findOpening(0, &ruleIndex);
+        if (regionStart < 0) {
+            recordCode(text, 0, length, data, true, code);
+            data->setCodeText(code);
+            return;
+        }
+        recordCode(text, 0, regionStart, data, regionRules.at(ruleIndex).isLineComment, code);
+        searchFrom = qMin(length, regionStart + regionRules.at(ruleIndex).startLength);
+    }
+
+    for (;;) {
+        const RegionRule &rule = regionRules.at(ruleIndex);
+        int regionEnd = -1;
+        int from = searchFrom;
+        while (from <= length) {
+            const QRegularExpressionMatch match = rule.end.match(text, from, QRegularExpression::NormalMatch, kValidSubject);
+            if (!match.hasMatch())
+                break;
+            if (rule.endEscapable && oddBackslashesBefore(text, match.capturedStart())) {
+                from = match.capturedStart() + 1;
+                continue;
+            }
+            regionEnd = match.capturedEnd();
+            break;
+        }
+
+        const bool closed = regionEnd >= 0;
+        if (closed) {
+            setCurrentBlockState(-1);
+        } else {
+            regionEnd = length;
+            const bool endsWithBackslash = length > 0 && text.at(length - 1) == QLatin1Char('\\');
+            setCurrentBlockState(rule.continuesOnlyWithBackslash && !endsWithBackslash ? -1 : ruleIndex);
+        }
+        regionEnd = qMax(regionEnd, regionStart + 1 > length ? length : regionStart + 1);
+
+        setFormat(regionStart, regionEnd - regionStart, rule.format);
+        const bool comment = rule.isLineComment || rule.endsWithLine();
+        // A region that is still open at the line end, or a comment to the end, also covers the
+        // cursor position after the last character.
+        const bool coversLineEnd = regionEnd >= length && (!closed || comment);
+        const int lastColumn = coversLineEnd ? length : regionEnd - 1;
+        data->addStringRange(regionStart, lastColumn);
+        if (comment)
+            data->addLineCommentRange(regionStart, lastColumn);
+        if (rule.isBlockComment)
+            data->addBlockCommentRange(regionStart, lastColumn);
+
+        if (regionEnd >= length)
+            break;
+        regionStart = findOpening(regionEnd, &ruleIndex);
+        if (regionStart < 0) {
+            recordCode(text, regionEnd, length, data, true, code);
+            break;
+        }
+        recordCode(text, regionEnd, regionStart, data, regionRules.at(ruleIndex).isLineComment, code);
+        searchFrom = qMin(length, regionStart + regionRules.at(ruleIndex).startLength);
+    }
+    data->setCodeText(code);
+}
+
+void Highlighter::recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code)
+{
+    const QChar *chars = text.constData();
+    for (int i = start; i < end; ++i) {
+        switch (chars[i].unicode()) {
+        case '(':
+        case ')':
+        case '{':
+        case '}':
+        case '[':
+        case ']':
+            data->addBracket(chars[i], i);
+            break;
+        default:
+            break;
+        }
+    }
+    const QString segment = text.mid(start, end - start);
+    code += segment;
+    if (computeHint)
+        UpdateIndentHint(data, segment);
+}
+
+void Highlighter::highlightWhitespace(const QString &text)
+{
+    const QTextCharFormat format = roleFormat(QLatin1String(ColorRoleName::whitespaces));
+    const int length = text.size();
+    int i = 0;
+    while (i < length) {
+        if (!isIndentChar(text.at(i))) {
+            ++i;
+            continue;
+        }
+        const int start = i;
+        while (i < length && isIndentChar(text.at(i)))
+            ++i;
+        setFormat(start, i - start, format);
+    }
+}
+
+void Highlighter::forEachRun(const QString &text, bool (*isPart)(QChar), const std::function<void(int, int)> &visit)
+{
+    const QChar *chars = text.constData();
+    const int length = text.size();
+    int i = 0;
+    while (i < length) {
+        if (!isPart(chars[i])) {
+            ++i;
+            continue;
+        }
+        const int start = i;
+        while (i < length && isPart(chars[i]))
+            ++i;
+        visit(start, i - start);
+    }
+}
+
+bool Highlighter::isMelWordChar(QChar c)
+{
+    return isAsciiIdentifierChar(c) || c == QLatin1Char('-') || c == QLatin1Char('$');
+}
+
+bool Highlighter::isQualifiedWordChar(QChar c)
+{
+    return isAsciiIdentifierChar(c) || c == QLatin1Char('.');
+}
+
+bool Highlighter::isBoundaryWordChar(QChar c)
+{
+    if (c.unicode() < 128)
+        return isAsciiIdentifierChar(c);
+    return c.isLetterOrNumber() || c.isMark();
+}
+
+void Highlighter::forEachOccurrence(const QString &text, const QHash<QString, int> &words,
+                                    const std::function<void(int, int, int)> &visit)
+{
+    if (words.isEmpty())
+        return;
+    // A word of boundary characters only matches exactly the runs of such characters that equal
+    // it, so one pass over the runs finds every occurrence of all of them.
+    bool anyOther = false;
+    for (auto it = words.constBegin(); it != words.constEnd(); ++it) {
+        const QString &word = it.key();
+        if (!std::all_of(word.begin(), word.end(), isBoundaryWordChar))
+            anyOther = true;
+    }
+    forEachRun(text, isBoundaryWordChar, [&](int start, int length) {
+        const auto it = words.constFind(QString::fromRawData(text.constData() + start, length));
+        if (it != words.constEnd())
+            visit(start, length, it.value());
+    });
+    if (!anyOther)
+        return;
+    // Words with other characters ("-", "$") keep the literal "\b" + word + "\b" meaning.
+    const int textLength = text.size();
+    auto boundary = [&](int position) {
+        const bool before = position > 0 && isBoundaryWordChar(text.at(position - 1));
+        const bool after = position < textLength && isBoundaryWordChar(text.at(position));
+        return before != after;
+    };
+    for (auto it = words.constBegin(); it != words.constEnd(); ++it) {
+        const QString &word = it.key();
+        if (word.isEmpty() || std::all_of(word.begin(), word.end(), isBoundaryWordChar))
+            continue;
+        int from = 0;
+        while ((from = text.indexOf(word, from)) >= 0) {
+            if (boundary(from) && boundary(from + word.size())) {
+                visit(from, word.size(), it.value());
+                from += word.size();
+            } else {
+                ++from;
+            }
+        }
+    }
+}
+
+} // namespace ke2

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "language/highlight_rule.h"
+#include "language/region_rule.h"
+
+#include <QtCore/QVector>
+#include <QtGui/QSyntaxHighlighter>
+
+#include <functional>
+
+namespace ke2 {
+
+class CodeEditorBlockData;
+
+// The syntax highlighter of a code editor's document. Colours each line by rule vectors, word
+// passes, multi-line regions (strings, comments) and whitespace, in that order so that a later
+// pass wins over an earlier one, and fills the line's CodeEditorBlockData on the way.
+//
+// The block state carries only the index of the region rule still open at the line end (or -1),
+// so an edit re-highlights following lines only until their states agree again.
+class Highlighter : public QSyntaxHighlighter {
+    Q_OBJECT
+public:
+    explicit Highlighter(QTextDocument *document);
+
+    // The global switch: while highlighting is off, lines only get their state and block data
+    // reset. Existing documents need a rehighlight() to follow a change.
+    static void setHighlightingEnabled(bool enabled);
+    static bool highlightingEnabled();
+
+    // A code editor colour role's format, looked up in the colour scheme once and cached.
+    static QTextCharFormat roleFormat(const QString &role);
+    // Forgets the cached formats after the colour scheme changed; every highlighter rebuilds its
+    // rules at its next line (the editor re-highlights its document after colour changes).
+    static void reloadFormats();
+
+    const QVector<HighlightRule> &highlightRules() const { return rules; }
+    const QVector<HighlightRule> &highlightCallRules() const { return callRules; }
+    const QVector<RegionRule> &highlightRegionRules() const { return regionRules; }
+
+protected:
+    void highlightBlock(const QString &text) override;
+
+    virtual void ApplyCallRules(const QString &text);
+    virtual void HighlightWords(const QString &text);
+    virtual void HighlightQualifiedWords(const QString &text);
+    virtual void ApplyRules(const QString &text);
+    virtual void UpdateIndentHint(CodeEditorBlockData *blockData, const QString &code);
+    // Fills the rule vectors and any cached formats from the current colour roles.
+    virtual void buildRules() {}
+
+    // Every match of each rule, in rule order.
+    void applyRuleVector(const QVector<HighlightRule> &ruleVector, const QString &text);
+
+    // --- Word helpers (no regular expression per word: lists hold thousands of names) ---
+    // Calls `visit(start, length)` for every maximal run of characters for which `isPart` holds.
+    static void forEachRun(const QString &text, bool (*isPart)(QChar), const std::function<void(int, int)> &visit);
+    static bool isMelWordChar(QChar c);       // [-$a-zA-Z0-9_]
+    static bool isQualifiedWordChar(QChar c); // [.a-zA-Z0-9_]
+    // The characters a "\b" boundary separates from the others.
+    static bool isBoundaryWordChar(QChar c);
+    // Calls `visit(start)` for every occurrence of "\b" + word + "\b" in `text`, where `words`
+    // maps each searched word (a view into `text`) to the caller's tag. One pass over the line
+    // whatever the number of words.
+    static void forEachOccurrence(const QString &text, const QHash<QString, int> &words,
+                                  const std::function<void(int start, int length, int tag)> &visit);
+
+    QVector<HighlightRule> rules;
+    QVector<HighlightRule> callRules;
+    QVector<RegionRule> regionRules;
+
+private:
+    void highlightRegions(const QString &text, CodeEditorBlockData *data);
+    void recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code);
+    void highlightWhitespace(const QString &text);
+
+    int m_formatGeneration = -1;
+};
+
+} // namespace ke2

@@ -1,0 +1,159 @@
+#include "language/python_highlighter.h"
+
+#include "config/color_scheme.h"
+#include "editor/code_editor_block_data.h"
+#include "plugin/host_bridge.h"
+
+namespace ke2 {
+
+namespace {
+struct PythonWords {
+    QSet<QString> keywords;
+    QSet<QString> builtins;
+    QSet<QString> melCommands;
+};
+
+PythonWords &pythonWords()
+{
+    static PythonWords words;
+    return words;
+}
+
+QSet<QString> toSet(const QStringList &list)
+{
+    QSet<QString> set;
+    set.reserve(list.size());
+    for (const QString &name : list)
+        if (!name.isEmpty())
+            set.insert(name);
+    return set;
+}
+
+enum WordClass { Keyword, MelCommand };
+
+QRegularExpression expression(const char *pattern)
+{
+    QRegularExpression result(QString::fromLatin1(pattern));
+    result.optimize();
+    return result;
+}
+} // namespace
+
+PythonHighlighter::PythonHighlighter(QTextDocument *document)
+    : Highlighter(document)
+{
+    PythonWords &words = pythonWords();
+    if (words.keywords.isEmpty())
+        words.keywords = toSet(HostBridge::pythonKeywords());
+    if (words.builtins.isEmpty())
+        words.builtins = toSet(HostBridge::pythonBuiltins());
+    if (words.melCommands.isEmpty())
+        words.melCommands = toSet(HostBridge::melCommands());
+    buildRules();
+}
+
+void PythonHighlighter::setWordLists(const QStringList &keywords, const QStringList &builtins, const QStringList &melCommands)
+{
+    PythonWords &words = pythonWords();
+    words.keywords = toSet(keywords);
+    words.builtins = toSet(builtins);
+    words.melCommands = toSet(melCommands);
+}
+
+void PythonHighlighter::resetWordLists()
+{
+    setWordLists({}, {}, {});
+}
+
+const QSet<QString> &PythonHighlighter::keywords()
+{
+    return pythonWords().keywords;
+}
+
+const QSet<QString> &PythonHighlighter::builtins()
+{
+    return pythonWords().builtins;
+}
+
+const QSet<QString> &PythonHighlighter::melCommands()
+{
+    return pythonWords().melCommands;
+}
+
+void PythonHighlighter::buildRules()
+{
+    namespace R = ColorRoleName;
+    m_keywordFormat = roleFormat(QLatin1String(R::pythonKeywords));
+    m_builtinFormat = roleFormat(QLatin1String(R::pythonBuiltins));
+    m_melCommandFormat = roleFormat(QLatin1String(R::pythonMelCommands));
+
+    const QTextCharFormat selfCls = roleFormat(QLatin1String(R::pythonSelfCls));
+    rules = {
+        {expression("\\bself\\b"), selfCls},
+        {expression("\\bcls\\b"), selfCls},
+        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::pythonNumbers))},
+        {expression("(?<=\\bclass)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonClasses))},
+        {expression("(?<=\\bdef)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods))},
+        {expression("^[\\s]*[@](.)*"), roleFormat(QLatin1String(R::pythonDecorators))},
+    };
+    callRules = {
+        {expression("\\b[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods))},
+    };
+    const QTextCharFormat docStrings = roleFormat(QLatin1String(R::pythonDocStrings));
+    const QTextCharFormat strings = roleFormat(QLatin1String(R::pythonStrings));
+    regionRules = {
+        {expression("#"), expression("$"), roleFormat(QLatin1String(R::pythonComments)), 1, false, true, false, false},
+        {expression("\"\"\""), expression("\"\"\""), docStrings, 3, false, false, false, true},
+        {expression("'''"), expression("'''"), docStrings, 3, false, false, false, true},
+        {expression("\""), expression("\""), strings, 1, true, false, false, true},
+        {expression("'"), expression("'"), strings, 1, true, false, false, true},
+    };
+}
+
+void PythonHighlighter::HighlightWords(const QString &text)
+{
+    const PythonWords &words = pythonWords();
+    QHash<QString, int> found;
+    forEachRun(text, isMelWordChar, [&](int start, int length) {
+        const QChar first = text.at(start);
+        if (first == QLatin1Char('$') || first == QLatin1Char('-'))
+            return;
+        const QString word = QString::fromRawData(text.constData() + start, length);
+        if (found.contains(word))
+            return;
+        if (words.keywords.contains(word))
+            found.insert(word, Keyword);
+        else if (words.melCommands.contains(word))
+            found.insert(word, MelCommand);
+    });
+    forEachOccurrence(text, found, [&](int start, int length, int wordClass) {
+        if (wordClass == Keyword)
+            setFormat(start, length, m_keywordFormat);
+        else if (start > 0 && text.at(start - 1) == QLatin1Char('.'))
+            setFormat(start, length, m_melCommandFormat);
+    });
+}
+
+void PythonHighlighter::HighlightQualifiedWords(const QString &text)
+{
+    const QSet<QString> &builtins = pythonWords().builtins;
+    QHash<QString, int> found;
+    forEachRun(text, isQualifiedWordChar, [&](int start, int length) {
+        const QString part = QString::fromRawData(text.constData() + start, length);
+        if (builtins.contains(part))
+            found.insert(part, 0);
+    });
+    forEachOccurrence(text, found, [&](int start, int length, int) { setFormat(start, length, m_builtinFormat); });
+}
+
+void PythonHighlighter::UpdateIndentHint(CodeEditorBlockData *blockData, const QString &code)
+{
+    const QString trimmed = code.trimmed();
+    if (trimmed.isEmpty())
+        return;
+    const QChar last = trimmed.at(trimmed.size() - 1);
+    if (last == QLatin1Char('(') || last == QLatin1Char(':') || last == QLatin1Char('[') || last == QLatin1Char('{'))
+        blockData->setIndentHint(1);
+}
+
+} // namespace ke2
