@@ -128,6 +128,7 @@ void Highlighter::highlightBlock(const QString &rawText)
     if (m_formatGeneration != formatCache().generation) {
         m_formatGeneration = formatCache().generation;
         buildRules();
+        prepareRegionSearches();
     }
 
     const QString text = hasLoneSurrogate(rawText) ? withoutLoneSurrogates(rawText) : rawText;
@@ -171,6 +172,24 @@ void Highlighter::UpdateIndentHint(CodeEditorBlockData *, const QString &)
 void Highlighter::applyRuleVector(const QVector<HighlightRule> &ruleVector, const QString &text)
 {
     for (const HighlightRule &rule : ruleVector) {
+        if (rule.mayMatch && !rule.mayMatch(text))
+            continue;
+        if (rule.canStartAt) {
+            const QChar *chars = text.constData();
+            const int length = text.size();
+            int lastEnd = 0;
+            for (int position = 0; position < length; ++position) {
+                if (position < lastEnd || !rule.canStartAt(chars[position]))
+                    continue;
+                const QRegularExpressionMatch match =
+                    rule.expression.match(text, position, QRegularExpression::NormalMatch, kValidSubject | QRegularExpression::AnchoredMatchOption);
+                if (match.hasMatch() && match.capturedLength() > 0) {
+                    setFormat(match.capturedStart(), match.capturedLength(), rule.format);
+                    lastEnd = match.capturedEnd();
+                }
+            }
+            continue;
+        }
         QRegularExpressionMatchIterator it = rule.expression.globalMatch(text, 0, QRegularExpression::NormalMatch, kValidSubject);
         while (it.hasNext()) {
             const QRegularExpressionMatch match = it.next();
@@ -198,8 +217,8 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
         for (int i = 0; i < ruleCount; ++i) {
             Opening &opening = openings[i];
             if (opening.start == -2 || (opening.start >= 0 && opening.start < from)) {
-                const QRegularExpressionMatch match = regionRules.at(i).start.match(text, from, QRegularExpression::NormalMatch, kValidSubject);
-                opening.start = match.hasMatch() ? match.capturedStart() : -1;
+                int end = 0;
+                opening.start = m_regionStarts.at(i).find(text, from, &end);
             }
             if (opening.start >= 0 && (best < 0 || opening.start < best)) {
                 best = opening.start;
@@ -229,15 +248,17 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
         const RegionRule &rule = regionRules.at(ruleIndex);
         int regionEnd = -1;
         int from = searchFrom;
+        const DelimiterSearch &endSearch = m_regionEnds.at(ruleIndex);
         while (from <= length) {
-            const QRegularExpressionMatch match = rule.end.match(text, from, QRegularExpression::NormalMatch, kValidSubject);
-            if (!match.hasMatch())
+            int matchEnd = 0;
+            const int matchStart = endSearch.find(text, from, &matchEnd);
+            if (matchStart < 0)
                 break;
-            if (rule.endEscapable && oddBackslashesBefore(text, match.capturedStart())) {
-                from = match.capturedStart() + 1;
+            if (rule.endEscapable && oddBackslashesBefore(text, matchStart)) {
+                from = matchStart + 1;
                 continue;
             }
-            regionEnd = match.capturedEnd();
+            regionEnd = matchEnd;
             break;
         }
 
@@ -274,6 +295,70 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
         searchFrom = qMin(length, regionStart + regionRules.at(ruleIndex).startLength);
     }
     data->setCodeText(code);
+}
+
+void Highlighter::prepareRegionSearches()
+{
+    m_regionStarts.clear();
+    m_regionEnds.clear();
+    for (const RegionRule &rule : qAsConst(regionRules)) {
+        m_regionStarts.append(delimiterSearch(rule.start));
+        m_regionEnds.append(delimiterSearch(rule.end));
+    }
+}
+
+Highlighter::DelimiterSearch Highlighter::delimiterSearch(const QRegularExpression &expression)
+{
+    DelimiterSearch search;
+    search.expression = expression;
+    if (expression.patternOptions() != QRegularExpression::NoPatternOption)
+        return search;
+    const QString pattern = expression.pattern();
+    // Block texts hold no line breaks, so "$" can only match at the very end.
+    if (pattern == QLatin1String("$")) {
+        search.kind = DelimiterSearch::LineEnd;
+        return search;
+    }
+    static const QString meta = QStringLiteral("\\^$.|?*+()[]{}");
+    QString literal;
+    for (int i = 0; i < pattern.size(); ++i) {
+        const QChar c = pattern.at(i);
+        if (c == QLatin1Char('\\')) {
+            if (i + 1 >= pattern.size() || pattern.at(i + 1).isLetterOrNumber())
+                return search;
+            literal.append(pattern.at(++i));
+        } else if (meta.contains(c)) {
+            return search;
+        } else {
+            literal.append(c);
+        }
+    }
+    if (!literal.isEmpty()) {
+        search.kind = DelimiterSearch::Literal;
+        search.literal = literal;
+    }
+    return search;
+}
+
+int Highlighter::DelimiterSearch::find(const QString &text, int from, int *end) const
+{
+    switch (kind) {
+    case LineEnd:
+        *end = text.size();
+        return from <= text.size() ? text.size() : -1;
+    case Literal: {
+        const int start = text.indexOf(literal, from);
+        *end = start + literal.size();
+        return start;
+    }
+    case Expression:
+        break;
+    }
+    const QRegularExpressionMatch match = expression.match(text, from, QRegularExpression::NormalMatch, kValidSubject);
+    if (!match.hasMatch())
+        return -1;
+    *end = match.capturedEnd();
+    return match.capturedStart();
 }
 
 void Highlighter::recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code)
@@ -341,6 +426,11 @@ bool Highlighter::isMelWordChar(QChar c)
 bool Highlighter::isQualifiedWordChar(QChar c)
 {
     return isAsciiIdentifierChar(c) || c == QLatin1Char('.');
+}
+
+bool Highlighter::isNumberChar(QChar c)
+{
+    return (c >= QLatin1Char('0') && c <= QLatin1Char('9')) || c == QLatin1Char('.');
 }
 
 bool Highlighter::isBoundaryWordChar(QChar c)

@@ -57,6 +57,7 @@ protected:
     static void forEachRun(const QString &text, bool (*isPart)(QChar), const std::function<void(int, int)> &visit);
     static bool isMelWordChar(QChar c);       // [-$a-zA-Z0-9_]
     static bool isQualifiedWordChar(QChar c); // [.a-zA-Z0-9_]
+    static bool isNumberChar(QChar c);        // [0-9.], where a number match can start
     // The characters a "\b" boundary separates from the others.
     static bool isBoundaryWordChar(QChar c);
     // Calls `visit(start)` for every occurrence of "\b" + word + "\b" in `text`, where `words`
@@ -74,7 +75,21 @@ private:
     void recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code);
     void highlightWhitespace(const QString &text);
 
+    // How a region delimiter is searched: a plain literal with indexOf, "$" as the line end,
+    // anything else with its expression.
+    struct DelimiterSearch {
+        enum Kind { Expression, Literal, LineEnd } kind = Expression;
+        QString literal;
+        QRegularExpression expression;
+        // The first match at or after `from`: its start, and its end in `*end`; -1 when none.
+        int find(const QString &text, int from, int *end) const;
+    };
+    static DelimiterSearch delimiterSearch(const QRegularExpression &expression);
+    void prepareRegionSearches();
+
     int m_formatGeneration = -1;
+    QVector<DelimiterSearch> m_regionStarts;
+    QVector<DelimiterSearch> m_regionEnds;
 };
 
 } // namespace ke2

@@ -82,12 +82,15 @@ void MelHighlighter::buildRules()
     m_commandFormat = roleFormat(QLatin1String(R::melCommands));
 
     rules = {
-        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::melNumbers))},
-        {expression("(?<![A-Za-z0-9_])(\\$)[A-Za-z0-9_]+"), roleFormat(QLatin1String(R::melVariables))},
-        {expression("(?<=\\bproc)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs))},
+        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::melNumbers)), nullptr, isNumberChar},
+        {expression("(?<![A-Za-z0-9_])(\\$)[A-Za-z0-9_]+"), roleFormat(QLatin1String(R::melVariables)),
+         [](const QString &line) { return line.contains(QLatin1Char('$')); }},
+        {expression("(?<=\\bproc)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
+         [](const QString &line) { return line.contains(QLatin1String("proc")); }},
     };
     callRules = {
-        {expression("(?<![A-Za-z0-9_\\-])[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs))},
+        {expression("(?<![A-Za-z0-9_\\-])[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
+         [](const QString &line) { return line.contains(QLatin1Char('(')); }},
     };
     const QTextCharFormat comments = roleFormat(QLatin1String(R::melComments));
     RegionRule lineComment{expression("//"), expression("$"), comments, 2, false, true, false, false};

@@ -89,15 +89,19 @@ void PythonHighlighter::buildRules()
 
     const QTextCharFormat selfCls = roleFormat(QLatin1String(R::pythonSelfCls));
     rules = {
-        {expression("\\bself\\b"), selfCls},
-        {expression("\\bcls\\b"), selfCls},
-        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::pythonNumbers))},
-        {expression("(?<=\\bclass)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonClasses))},
-        {expression("(?<=\\bdef)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods))},
-        {expression("^[\\s]*[@](.)*"), roleFormat(QLatin1String(R::pythonDecorators))},
+        {expression("\\bself\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("self")); }},
+        {expression("\\bcls\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("cls")); }},
+        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::pythonNumbers)), nullptr, isNumberChar},
+        {expression("(?<=\\bclass)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonClasses)),
+         [](const QString &line) { return line.contains(QLatin1String("class")); }},
+        {expression("(?<=\\bdef)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
+         [](const QString &line) { return line.contains(QLatin1String("def")); }},
+        {expression("^[\\s]*[@](.)*"), roleFormat(QLatin1String(R::pythonDecorators)),
+         [](const QString &line) { return line.contains(QLatin1Char('@')); }},
     };
     callRules = {
-        {expression("\\b[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods))},
+        {expression("\\b[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
+         [](const QString &line) { return line.contains(QLatin1Char('(')); }},
     };
     const QTextCharFormat docStrings = roleFormat(QLatin1String(R::pythonDocStrings));
     const QTextCharFormat strings = roleFormat(QLatin1String(R::pythonStrings));
