@@ -6,6 +6,9 @@
 #include <QtCore/QHash>
 #include <QtCore/QVarLengthArray>
 
+#include <algorithm>
+#include <utility>
+
 namespace ke2 {
 
 namespace {
@@ -284,8 +287,13 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
         if (rule.isBlockComment)
             data->addBlockCommentRange(regionStart, lastColumn);
 
-        if (regionEnd >= length)
+        if (regionEnd >= length) {
+            // A region closed right at the line end leaves an empty rest of code; it still
+            // decides the hint (MEL derives it from the line's braces).
+            if (closed && !comment)
+                recordCode(text, length, length, data, true, code);
             break;
+        }
         regionStart = findOpening(regionEnd, &ruleIndex);
         if (regionStart < 0) {
             recordCode(text, regionEnd, length, data, true, code);
@@ -301,7 +309,7 @@ void Highlighter::prepareRegionSearches()
 {
     m_regionStarts.clear();
     m_regionEnds.clear();
-    for (const RegionRule &rule : qAsConst(regionRules)) {
+    for (const RegionRule &rule : std::as_const(regionRules)) {
         m_regionStarts.append(delimiterSearch(rule.start));
         m_regionEnds.append(delimiterSearch(rule.end));
     }

@@ -119,6 +119,8 @@ private slots:
         QTest::newRow("mel open parenthesis") << int(Mel) << "foo(" << 1;
         QTest::newRow("mel open bracket before a comment") << int(Mel) << "$a = {1, [ // c" << 1;
         QTest::newRow("mel brace inside a string") << int(Mel) << "print \"{\";" << 0;
+        QTest::newRow("mel open brace before a closed string at the end") << int(Mel) << "proc f() { print \"x\"" << 1;
+        QTest::newRow("mel open parenthesis before an unclosed string") << int(Mel) << "foo(\"x" << 0;
         QTest::newRow("python colon") << int(Python) << "def f(a):" << 1;
         QTest::newRow("python colon before a comment") << int(Python) << "if x:  # why" << 1;
         QTest::newRow("python open call after a string") << int(Python) << "f('a', (" << 1;
