@@ -1,0 +1,233 @@
+#pragma once
+
+#include "editor/code_editor_language.h"
+#include "editor/code_editor_mark.h"
+
+#include <QtCore/QMap>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
+#include <QtCore/QTimer>
+#include <QtGui/QTextBlock>
+#include <QtWidgets/QPlainTextEdit>
+
+class QFileSystemWatcher;
+class QSyntaxHighlighter;
+
+namespace ke2 {
+
+class CodeEditorBlockData;
+class CodeEditorCompleter;
+class CodeEditorErrorBarOverlay;
+class CodeEditorLineNumbers;
+
+// The text widget of one buffer: language-aware indentation, closing brackets and quotes with
+// type-over, comment toggling, line operations, whole-line copy and paste, and a debounced text
+// notification that drives parsing. It only emits requests (execute, font size, shelf); the
+// window carries them out.
+//
+// The implementation is split by concern: code_editor.cpp (construction, settings, events,
+// marks), code_editor_keys.cpp (key handling and indentation), code_editor_lines.cpp (clipboard,
+// line operations, save-time clean-up), code_editor_comments.cpp, code_editor_decorations.cpp
+// (extra selections, guides, line numbers, colours) and code_editor_menu.cpp.
+class CodeEditor : public QPlainTextEdit {
+    Q_OBJECT
+public:
+    static constexpr int textChangedDelay = 400; // ms
+    static const char *const lineMimeType;        // "text/kestrelEditorLine"
+
+    explicit CodeEditor(CodeEditorLanguage language, const QString &path = QString(),
+                        QWidget *parent = nullptr);
+    ~CodeEditor() override;
+
+    CodeEditorLanguage Language() const { return m_language; }
+    QString Path() const { return m_path; }
+    // Changes the buffer's path and moves the file watch to it.
+    void SetPath(const QString &path);
+
+    // Re-reads the tab settings, wrap and whitespace rendering from the settings record.
+    void UpdateSettings();
+    // Takes the palette colours from the colour scheme, re-highlights and redraws.
+    void ApplyColors();
+    int TabSize() const { return m_tabSize; }
+    bool InsertSpaces() const { return m_insertSpaces; }
+    bool AutoIndent() const { return m_autoIndent; }
+
+    // Insert toggles this for every editor; each applies it when told to refresh.
+    static bool SharedOverwriteMode();
+    static void SetSharedOverwriteMode(bool on);
+    void ApplySharedOverwriteMode() { setOverwriteMode(SharedOverwriteMode()); }
+
+    // The highlighter attached to the document, or null for plain text.
+    QSyntaxHighlighter *Highlighter() const { return m_highlighter; }
+    void SetCompleter(CodeEditorCompleter *completer);
+    CodeEditorCompleter *Completer() const { return m_completer; }
+    // Names that quick help knows (the host's command list): an accepted completion of one of
+    // them is shown in quick help.
+    static void SetQuickHelpNames(const QSet<QString> &names);
+
+    // Diagnostics: errors, warnings and the third (information) class.
+    void SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorMarks &warnings,
+                        const CodeEditorMarks &information);
+    const CodeEditorMarks &Marks(CodeEditorMarkClass markClass) const { return m_marks[markClass]; }
+    // Line number (0-based) to message, per class; rebuilt whenever the marks move.
+    const QMap<int, QString> &LineMessages(CodeEditorMarkClass markClass) const { return m_lineMessages[markClass]; }
+    // The message shown for a line: its error, else its warning, else its information.
+    QString LineMessage(int line) const;
+
+    // Find in selection and the find bar's pattern, kept here so that edits move the scope and
+    // the matches are highlighted. The find-in-files pattern is the side bar's active search.
+    void SetFindScope(int start, int end);
+    void ClearFindScope();
+    bool HasFindScope() const { return m_findScopeSet; }
+    int FindScopeStart() const { return m_findScopeStart; }
+    int FindScopeEnd() const { return m_findScopeEnd; }
+    void SetFindRegex(const QRegularExpression &regex);
+    void SetFindInFilesRegex(const QRegularExpression &regex);
+
+    // Width of the line-number area (also its size hint).
+    int LineNumberAreaWidth() const;
+    int GutterWidth() const;
+    int TabStopWidth() const;
+    // Number of indentation guides drawn for a block.
+    int GuideCount(const QTextBlock &block) const;
+    CodeEditorLineNumbers *LineNumberArea() const { return m_lineNumbers; }
+    CodeEditorErrorBarOverlay *ErrorBar() const { return m_errorBar; }
+
+    // Painting of the line-number area, called by the area itself.
+    void PaintLineNumbers(QPaintEvent *event);
+    // Shows the diagnostic message of the line at `viewportPos`, or hides the tooltip.
+    void ShowLineToolTip(const QPoint &globalPos, int viewportY);
+
+signals:
+    void ReceivedFocus();
+    void TextChanged(const QString &path, const QString &text);
+    void ModificationChanged(bool modified, CodeEditor *codeEditor);
+    void FileChanged(const QString &path);
+    void ErrorAndWarningTextChanged();
+    void OverwriteModeChanged();
+    void QuickHelpChanged(const QString &text, bool showWhenHidden);
+    void EscapeKeyPressed();
+    void IncreaseFontSizeRequested();
+    void DecreaseFontSizeRequested();
+    void ExecuteRequested();
+    void ExecuteAllRequested();
+    void ExecuteLineRequested();
+    void SaveScriptToShelfRequested();
+    // The host's documentation for the word under the cursor was asked for.
+    void CommandDocumentationRequested(const QString &word);
+
+public slots:
+    void CustomCut();
+    void CustomCopy();
+    void CustomPaste();
+    void MoveLine(bool up);
+    void CopyLine(bool up);
+    void DeleteLines();
+    void IncreaseIndent(bool fullLine);
+    void IncreaseIndent() { IncreaseIndent(false); }
+    void DecreaseIndent();
+    void ToggleComment();
+    void ToggleBlockComment();
+    void TrimTrailingWhiteSpaces(bool ensureNewLineAtEof);
+    void TrimTrailingWhiteSpaces() { TrimTrailingWhiteSpaces(false); }
+    void EnsureNewLineAtEof();
+    void QuickHelp();
+    void CommandDocumentation();
+    void UpdateLineNumberWidth();
+    void UpdateLineNumbers(const QRect &rect, int dy);
+    void UpdateExtraSelections();
+    void Execute() { emit ExecuteRequested(); }
+    void ExecuteAll() { emit ExecuteAllRequested(); }
+    void ExecuteLine() { emit ExecuteLineRequested(); }
+    void SaveScriptToShelf() { emit SaveScriptToShelfRequested(); }
+    void CompleteCode(const QString &text, int prefixLength);
+    void OnTextChanged();
+    void OnTextChangedDelay();
+    void OnModificationChanged(bool modified);
+    void OnFileChanged(const QString &path);
+    void ShowContextMenu(const QPoint &pos);
+    void OnDocumentContentsChanged(int position, int charsRemoved, int charsAdded);
+
+protected:
+    bool event(QEvent *event) override;
+    bool viewportEvent(QEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+private:
+    QSyntaxHighlighter *CreateHighlighter();
+
+    // --- block data (filled by the highlighter) ---
+    static CodeEditorBlockData *BlockData(const QTextBlock &block);
+    // The partner of the bracket at `position`, or -1.
+    int MatchingBracket(int position) const;
+    // The block holding the opening partner of a closing bracket of `kind` that would stand at
+    // (`block`, `column`); invalid when there is none.
+    QTextBlock OpeningPartnerBlock(const QTextBlock &block, int column, QChar kind) const;
+
+    // --- indentation (code_editor_keys.cpp) ---
+    QString ConvertIndentation(const QString &whitespace) const;
+    static int VisualWidth(const QString &text, int tabSize);
+    static QString LeadingWhitespace(const QString &text);
+    void NormaliseLeadingWhitespace(QTextCursor &cursor, const QTextBlock &block) const;
+    void IndentToNextStop(QTextCursor &cursor);
+    void OutdentLine(QTextCursor &cursor, const QTextBlock &block, bool wholeSelection);
+    void NewLineWithIndentation();
+    void IndentNewLine(QTextCursor &cursor, const QTextBlock &splitBlock, int column, QChar previous,
+                       QChar next);
+    void SmartHome(bool shift, bool control);
+    void OpeningBracket(QChar bracket);
+    void ClosingBracket(QChar bracket);
+    void Quote(QChar quote);
+    bool BackspaceRules();
+    void RequestCompletion(bool forced);
+    bool IsQuoteKey(QChar c) const;
+    bool SmartIndentOn() const;
+    bool IndentToParenthesesOn() const;
+    bool InsertClosingParenthesesOn() const;
+    bool InsertClosingQuotesOn() const;
+    bool CompleteOnLettersOn() const;
+
+    // --- lines (code_editor_lines.cpp) ---
+    // First and last block of the selection (a selection ending at column 0 leaves that line out).
+    void SelectedBlocks(QTextBlock *first, QTextBlock *last) const;
+
+    // --- marks and decorations ---
+    void ShiftMarks(int position, int charsRemoved, int charsAdded);
+    void RebuildLineMessages();
+    void RefreshDecorations();
+    void PaintIndentationGuides(QPaintEvent *event);
+    bool RoleDefined(const char *roleName) const;
+    void AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selections) const;
+    void AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const;
+    void AddMatchingBraces(QList<QTextEdit::ExtraSelection> &selections) const;
+    void AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selections) const;
+    QString WordUnderCursor() const;
+
+    CodeEditorLanguage m_language;
+    QString m_path;
+    int m_tabSize = 4;
+    bool m_insertSpaces = true;
+    bool m_autoIndent = true;
+    QTimer m_textChangedTimer;
+    QFileSystemWatcher *m_fileWatcher = nullptr;
+    QSyntaxHighlighter *m_highlighter = nullptr;
+    CodeEditorCompleter *m_completer = nullptr;
+    CodeEditorLineNumbers *m_lineNumbers = nullptr;
+    CodeEditorErrorBarOverlay *m_errorBar = nullptr;
+    bool m_bulkReplace = false;
+    bool m_findScopeSet = false;
+    int m_findScopeStart = 0;
+    int m_findScopeEnd = 0;
+    QRegularExpression m_findRegex;
+    QRegularExpression m_findInFilesRegex;
+    CodeEditorMarks m_marks[MARK_CLASS_COUNT];
+    QMap<int, QString> m_lineMessages[MARK_CLASS_COUNT];
+};
+
+} // namespace ke2

@@ -1,0 +1,335 @@
+// What the editor draws besides its text: extra selections, indentation guides, the line-number
+// area and the palette taken from the colour scheme.
+#include "editor/code_editor.h"
+
+#include "config/color_scheme.h"
+#include "config/settings.h"
+#include "editor/code_editor_block_data.h"
+#include "editor/code_editor_error_bar_overlay.h"
+#include "editor/code_editor_line_numbers.h"
+
+#include <QtGui/QPainter>
+#include <QtGui/QSyntaxHighlighter>
+#include <QtGui/QTextBlock>
+#include <QtWidgets/QScrollBar>
+
+#include <algorithm>
+
+namespace ke2 {
+
+namespace {
+const QTextCharFormat roleFormat(const char *name)
+{
+    return ColorScheme::instance().codeEditorRoles.format(QString::fromLatin1(name));
+}
+} // namespace
+
+bool CodeEditor::RoleDefined(const char *roleName) const
+{
+    const ColorRoleTable &roles = ColorScheme::instance().codeEditorRoles;
+    const QString name = QString::fromLatin1(roleName);
+    if (!roles.contains(name))
+        return false;
+    const QTextCharFormat format = roles.format(name);
+    return format.hasProperty(QTextFormat::ForegroundBrush) || format.hasProperty(QTextFormat::BackgroundBrush);
+}
+
+void CodeEditor::ApplyColors()
+{
+    const QTextCharFormat plain = roleFormat(ColorRoleName::plainText);
+    const QTextCharFormat selected = roleFormat(ColorRoleName::selectedText);
+    for (QWidget *widget : {static_cast<QWidget *>(this), viewport()}) {
+        QPalette palette = widget->palette();
+        for (QPalette::ColorGroup group : {QPalette::Active, QPalette::Inactive, QPalette::Disabled}) {
+            if (plain.hasProperty(QTextFormat::ForegroundBrush))
+                palette.setColor(group, QPalette::Text, plain.foreground().color());
+            if (plain.hasProperty(QTextFormat::BackgroundBrush))
+                palette.setColor(group, QPalette::Base, plain.background().color());
+            if (selected.hasProperty(QTextFormat::ForegroundBrush))
+                palette.setColor(group, QPalette::HighlightedText, selected.foreground().color());
+            if (selected.hasProperty(QTextFormat::BackgroundBrush))
+                palette.setColor(group, QPalette::Highlight, selected.background().color());
+        }
+        widget->setPalette(palette);
+    }
+    if (m_highlighter)
+        m_highlighter->rehighlight();
+    UpdateExtraSelections();
+    m_lineNumbers->update();
+}
+
+// --- extra selections --------------------------------------------------------------------------
+
+void CodeEditor::UpdateExtraSelections()
+{
+    QList<QTextEdit::ExtraSelection> selections;
+    if (m_findScopeSet && m_findScopeStart != m_findScopeEnd) {
+        QTextEdit::ExtraSelection scope;
+        scope.cursor = QTextCursor(document());
+        scope.cursor.setPosition(std::clamp(m_findScopeStart, 0, document()->characterCount() - 1));
+        scope.cursor.setPosition(std::clamp(m_findScopeEnd, 0, document()->characterCount() - 1),
+                                 QTextCursor::KeepAnchor);
+        scope.format = roleFormat(ColorRoleName::findReplaceSelection);
+        selections.append(scope);
+    }
+    if (RoleDefined(ColorRoleName::currentLine)) {
+        QTextEdit::ExtraSelection line;
+        line.format = roleFormat(ColorRoleName::currentLine);
+        line.format.setProperty(QTextFormat::FullWidthSelection, true);
+        line.cursor = textCursor();
+        line.cursor.clearSelection();
+        selections.append(line);
+    }
+    AddMatchingSelection(selections);
+    if (!m_findRegex.pattern().isEmpty() && m_findRegex.isValid())
+        AddFindMatches(selections, m_findRegex);
+    if (!m_findInFilesRegex.pattern().isEmpty() && m_findInFilesRegex.isValid())
+        AddFindMatches(selections, m_findInFilesRegex);
+    AddMatchingBraces(selections);
+    AddDiagnosticUnderlines(selections);
+    setExtraSelections(selections);
+}
+
+void CodeEditor::AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selections) const
+{
+    if (!RoleDefined(ColorRoleName::matchingSelection))
+        return;
+    const QTextCursor cursor = textCursor();
+    const QString selected = cursor.selectedText();
+    if (selected.trimmed().isEmpty() || selected.contains(QChar(QChar::ParagraphSeparator))
+        || selected.contains(QLatin1Char('\n')))
+        return;
+    const bool wordsOnly = Settings::instance().codeEditorMatchedSelectionWordsOnly;
+    // "-" belongs to words here, as in MEL flags and names.
+    static const QRegularExpression nonWord(QStringLiteral("[^a-zA-Z0-9_-]"));
+    auto isWordChar = [](QChar c) { return !c.isNull() && !nonWord.match(QString(c)).hasMatch(); };
+    const QTextCharFormat format = roleFormat(ColorRoleName::matchingSelection);
+    QTextCursor found(document());
+    while (true) {
+        found = document()->find(selected, found, QTextDocument::FindCaseSensitively);
+        if (found.isNull())
+            break;
+        if (wordsOnly) {
+            const int start = found.selectionStart();
+            const int end = found.selectionEnd();
+            const QChar before = start > 0 ? document()->characterAt(start - 1) : QChar();
+            const QChar after = document()->characterAt(end);
+            if (isWordChar(before) || isWordChar(after))
+                continue;
+        }
+        QTextEdit::ExtraSelection match;
+        match.cursor = found;
+        match.format = format;
+        selections.append(match);
+    }
+}
+
+void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const
+{
+    const QTextCharFormat matching = roleFormat(ColorRoleName::findReplaceMatching);
+    const QTextCharFormat selectedFormat = roleFormat(ColorRoleName::findReplaceSelected);
+    const QTextCursor current = textCursor();
+    QTextCursor found(document());
+    while (true) {
+        found = document()->find(regex, found);
+        if (found.isNull() || !found.hasSelection())
+            break;
+        QTextEdit::ExtraSelection match;
+        match.cursor = found;
+        const bool isCurrent = found.selectionStart() == current.selectionStart()
+                               && found.selectionEnd() == current.selectionEnd();
+        match.format = isCurrent ? selectedFormat : matching;
+        selections.append(match);
+    }
+}
+
+void CodeEditor::AddMatchingBraces(QList<QTextEdit::ExtraSelection> &selections) const
+{
+    const int position = textCursor().position();
+    int at = position;
+    int partner = MatchingBracket(at);
+    if (partner < 0 && position > 0) {
+        at = position - 1;
+        partner = MatchingBracket(at);
+    }
+    if (partner < 0)
+        return;
+    const QTextCharFormat format = roleFormat(ColorRoleName::matchingBraces);
+    for (int p : {at, partner}) {
+        QTextEdit::ExtraSelection brace;
+        brace.cursor = QTextCursor(document());
+        brace.cursor.setPosition(p);
+        brace.cursor.setPosition(p + 1, QTextCursor::KeepAnchor);
+        brace.format = format;
+        selections.append(brace);
+    }
+}
+
+void CodeEditor::AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selections) const
+{
+    const Settings &settings = Settings::instance();
+    const bool display = (m_language == LANGUAGE_MEL && settings.melDisplayErrors)
+                         || (m_language == LANGUAGE_PYTHON && settings.pythonDisplayErrors);
+    if (!display)
+        return;
+    const int last = document()->characterCount() - 1;
+    auto add = [&](const CodeEditorMarks &marks, const QTextCharFormat &format) {
+        for (const CodeEditorMark &mark : marks) {
+            const int start = std::clamp(mark.start, 0, last);
+            // A mark that runs to the end of the text is stored with end -1.
+            const int end = mark.end < 0 ? last : std::clamp(mark.end, start, last);
+            QTextEdit::ExtraSelection underline;
+            underline.cursor = QTextCursor(document());
+            underline.cursor.setPosition(start);
+            underline.cursor.setPosition(end == start ? std::min(start + 1, last) : end, QTextCursor::KeepAnchor);
+            underline.format = format;
+            selections.append(underline);
+        }
+    };
+    add(m_marks[MARK_ERROR], ColorScheme::errorFormat());
+    add(m_marks[MARK_WARNING], ColorScheme::warningFormat());
+}
+
+// --- indentation guides ------------------------------------------------------------------------
+
+int CodeEditor::GuideCount(const QTextBlock &block) const
+{
+    QTextBlock b = block;
+    // A blank line takes the guides of the next line that holds text.
+    while (b.isValid()) {
+        CodeEditorBlockData *data = BlockData(b);
+        if (!data)
+            return 0;
+        if (!data->isBlank()) {
+            const int width = VisualWidth(LeadingWhitespace(b.text()), m_tabSize);
+            return width == 0 ? 0 : (width - 1) / m_tabSize + 1;
+        }
+        b = b.next();
+        if (!b.isValid() || !b.isVisible())
+            return 0;
+    }
+    return 0;
+}
+
+void CodeEditor::paintEvent(QPaintEvent *event)
+{
+    QPlainTextEdit::paintEvent(event);
+    if (Settings::instance().codeEditorDisplayIndentationGuides && RoleDefined(ColorRoleName::indentationGuides))
+        PaintIndentationGuides(event);
+}
+
+void CodeEditor::PaintIndentationGuides(QPaintEvent *event)
+{
+    QPainter painter(viewport());
+    painter.setPen(roleFormat(ColorRoleName::indentationGuides).foreground().color());
+    const QRect rect = event->rect();
+    const qreal left = contentOffset().x() + document()->documentMargin();
+    const int step = TabStopWidth();
+    const bool wrap = Settings::instance().wordWrapEnabled;
+    const int lineHeight = fontMetrics().height();
+    const QTextBlock cursorBlock = textCursor().block();
+    const int caretX = cursorRect().topLeft().x();
+    int cachedGuides = -1; // guides of the last non-blank block looked up for a blank run
+    for (QTextBlock block = firstVisibleBlock(); block.isValid(); block = block.next()) {
+        const QRectF box = blockBoundingGeometry(block).translated(contentOffset());
+        if (box.top() > rect.bottom())
+            break;
+        if (!block.isVisible())
+            continue;
+        CodeEditorBlockData *data = BlockData(block);
+        int guides = 0;
+        if (data && data->isBlank()) {
+            if (cachedGuides < 0)
+                cachedGuides = GuideCount(block);
+            guides = cachedGuides;
+        } else {
+            cachedGuides = -1;
+            guides = GuideCount(block);
+        }
+        const qreal bottom = wrap ? box.top() + lineHeight : box.bottom();
+        for (int i = 0; i < guides; ++i) {
+            const int x = qRound(left + i * step);
+            if (block == cursorBlock && x == caretX)
+                continue; // never through the caret
+            painter.drawLine(QPointF(x, box.top()), QPointF(x, bottom - 1));
+        }
+    }
+}
+
+// --- line-number area --------------------------------------------------------------------------
+
+int CodeEditor::GutterWidth() const
+{
+    const int w9 = fontMetrics().horizontalAdvance(QLatin1Char('9'));
+    return std::clamp(2 * w9, 10, 18);
+}
+
+int CodeEditor::LineNumberAreaWidth() const
+{
+    int count = std::max(1, blockCount());
+    int digits = 0;
+    for (; count > 0; count /= 10)
+        ++digits;
+    digits = std::max(2, digits);
+    return GutterWidth() + fontMetrics().horizontalAdvance(QLatin1Char('9')) * digits + 7;
+}
+
+void CodeEditor::UpdateLineNumberWidth()
+{
+    const int width = LineNumberAreaWidth();
+    setViewportMargins(width, 0, 0, 0);
+    const QRect contents = contentsRect();
+    m_lineNumbers->setGeometry(QRect(contents.left(), contents.top(), width, contents.height()));
+}
+
+void CodeEditor::UpdateLineNumbers(const QRect &rect, int dy)
+{
+    if (dy != 0)
+        m_lineNumbers->scroll(0, dy);
+    else
+        m_lineNumbers->update(0, rect.y(), m_lineNumbers->width(), rect.height());
+}
+
+void CodeEditor::PaintLineNumbers(QPaintEvent *event)
+{
+    if (!RoleDefined(ColorRoleName::lineNumbers) || !RoleDefined(ColorRoleName::gutter))
+        return;
+    const QTextCharFormat numbers = roleFormat(ColorRoleName::lineNumbers);
+    const QTextCharFormat gutter = roleFormat(ColorRoleName::gutter);
+    QPainter painter(m_lineNumbers);
+    const QRect rect = event->rect();
+    const int gutterWidth = GutterWidth();
+    painter.fillRect(rect, numbers.background());
+    painter.fillRect(QRect(0, rect.top(), gutterWidth, rect.height()), gutter.background());
+    painter.setFont(font());
+    const int areaWidth = m_lineNumbers->width();
+    const int lineHeight = fontMetrics().height();
+    painter.setRenderHint(QPainter::Antialiasing);
+    for (QTextBlock block = firstVisibleBlock(); block.isValid(); block = block.next()) {
+        const QRectF box = blockBoundingGeometry(block).translated(contentOffset());
+        if (box.top() > rect.bottom())
+            break;
+        if (!block.isVisible() || box.bottom() < rect.top())
+            continue;
+        const int top = qRound(box.top());
+        painter.setPen(numbers.foreground().color());
+        painter.drawText(QRect(0, top, areaWidth - 4, lineHeight), Qt::AlignRight,
+                         QString::number(block.blockNumber() + 1));
+        const int line = block.blockNumber();
+        QColor marker;
+        if (m_lineMessages[MARK_ERROR].contains(line))
+            marker = ColorScheme::errorMarkColor();
+        else if (m_lineMessages[MARK_WARNING].contains(line))
+            marker = ColorScheme::warningMarkColor();
+        else if (m_lineMessages[MARK_INFORMATION].contains(line))
+            marker = ColorScheme::informationMarkColor();
+        if (marker.isValid()) {
+            const qreal radius = (gutterWidth - 6) / 2.0;
+            painter.setPen(Qt::NoPen);
+            painter.setBrush(marker);
+            painter.drawEllipse(QPointF(gutterWidth / 2.0, box.top() + box.height() / 2.0), radius, radius);
+        }
+    }
+}
+
+} // namespace ke2

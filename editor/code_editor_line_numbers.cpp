@@ -1,0 +1,42 @@
+#include "editor/code_editor_line_numbers.h"
+
+#include "editor/code_editor.h"
+
+#include <QtGui/QHelpEvent>
+#include <QtWidgets/QToolTip>
+
+namespace ke2 {
+
+CodeEditorLineNumbers::CodeEditorLineNumbers(CodeEditor *editor) : QWidget(editor), m_editor(editor)
+{
+}
+
+QSize CodeEditorLineNumbers::sizeHint() const
+{
+    return QSize(m_editor->LineNumberAreaWidth(), 0);
+}
+
+void CodeEditorLineNumbers::paintEvent(QPaintEvent *event)
+{
+    m_editor->PaintLineNumbers(event);
+}
+
+void CodeEditorLineNumbers::mouseMoveEvent(QMouseEvent *event)
+{
+    if (QToolTip::isVisible())
+        QToolTip::hideText();
+    QWidget::mouseMoveEvent(event);
+}
+
+bool CodeEditorLineNumbers::event(QEvent *event)
+{
+    // A marker's message shows when hovering its line, as over the text.
+    if (event->type() == QEvent::ToolTip) {
+        auto *help = static_cast<QHelpEvent *>(event);
+        m_editor->ShowLineToolTip(help->globalPos(), help->pos().y());
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+} // namespace ke2
