@@ -7,6 +7,7 @@
 #include "editor/code_editor_block_data.h"
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"
+#include "language/highlighter.h"
 
 #include <QtGui/QPainter>
 #include <QtGui/QSyntaxHighlighter>
@@ -52,8 +53,11 @@ void CodeEditor::ApplyColors()
         }
         widget->setPalette(palette);
     }
-    if (m_highlighter)
+    if (m_highlighter) {
+        // The highlighters cache their formats; drop them so the new colours are used.
+        Highlighter::reloadFormats();
         m_highlighter->rehighlight();
+    }
     UpdateExtraSelections();
     m_lineNumbers->update();
 }
