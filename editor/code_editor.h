@@ -11,6 +11,7 @@
 #include <QtWidgets/QPlainTextEdit>
 
 class QFileSystemWatcher;
+class QMenu;
 class QSyntaxHighlighter;
 
 namespace ke2 {
@@ -92,6 +93,9 @@ public:
     int GuideCount(const QTextBlock &block) const;
     CodeEditorLineNumbers *LineNumberArea() const { return m_lineNumbers; }
     CodeEditorErrorBarOverlay *ErrorBar() const { return m_errorBar; }
+
+    // The context menu, built afresh on each request; the caller owns it.
+    QMenu *CreateContextMenu();
 
     // Painting of the line-number area, called by the area itself.
     void PaintLineNumbers(QPaintEvent *event);

@@ -128,13 +128,12 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
         emit OverwriteModeChanged();
     } else if (key == Qt::Key_Home) {
         SmartHome(shift, control);
-    } else if (!control && !alt && !meta
-               && (c == QLatin1Char('(') || c == QLatin1Char('[') || c == QLatin1Char('{'))) {
+    } else if (c == QLatin1Char('(') || c == QLatin1Char('[') || c == QLatin1Char('{')) {
+        // By the character, whatever the modifiers: some layouts type brackets with AltGr.
         OpeningBracket(c);
-    } else if (!control && !alt && !meta
-               && (c == QLatin1Char(')') || c == QLatin1Char(']') || c == QLatin1Char('}'))) {
+    } else if (c == QLatin1Char(')') || c == QLatin1Char(']') || c == QLatin1Char('}')) {
         ClosingBracket(c);
-    } else if (!control && !alt && !meta && IsQuoteKey(c)) {
+    } else if (IsQuoteKey(c)) {
         Quote(c);
     } else if (key == Qt::Key_Space && control) {
         if (CompleteOnLettersOn())

@@ -5,14 +5,22 @@
 
 #include <QtWidgets/QMenu>
 
+#include <memory>
+
 namespace ke2 {
 
 void CodeEditor::ShowContextMenu(const QPoint &pos)
 {
-    QMenu menu(this);
+    std::unique_ptr<QMenu> menu(CreateContextMenu());
+    menu->exec(mapToGlobal(pos));
+}
+
+QMenu *CodeEditor::CreateContextMenu()
+{
+    auto *menu = new QMenu(this);
     // Each entry shows the key currently bound to the action of the same name.
     auto add = [&](const char *identifier, const QString &text, auto slot) {
-        QAction *action = menu.addAction(text, this, slot);
+        QAction *action = menu->addAction(text, this, slot);
         const ActionBinding *binding = KeyBindings::instance().find(QString::fromLatin1(identifier));
         if (binding && binding->hasShortcut())
             action->setShortcut(binding->shortcuts.first());
@@ -21,18 +29,18 @@ void CodeEditor::ShowContextMenu(const QPoint &pos)
     add("cut", QStringLiteral("Cut"), &CodeEditor::CustomCut);
     add("copy", QStringLiteral("Copy"), &CodeEditor::CustomCopy);
     add("paste", QStringLiteral("Paste"), &CodeEditor::CustomPaste);
-    menu.addSeparator();
+    menu->addSeparator();
     add("selectAll", QStringLiteral("Select All"), &CodeEditor::selectAll);
-    menu.addSeparator();
+    menu->addSeparator();
     add("execute", QStringLiteral("Execute"), &CodeEditor::Execute);
     add("executeLine", QStringLiteral("Execute Line"), &CodeEditor::ExecuteLine);
     add("executeAll", QStringLiteral("Execute All"), &CodeEditor::ExecuteAll);
-    menu.addSeparator();
+    menu->addSeparator();
     add("saveScriptToShelf", QStringLiteral("Save Script to Shelf"), &CodeEditor::SaveScriptToShelf);
-    menu.addSeparator();
+    menu->addSeparator();
     add("quickHelp", QStringLiteral("Quick Help"), &CodeEditor::QuickHelp);
     add("commandReference", QStringLiteral("Command Reference"), &CodeEditor::CommandDocumentation);
-    menu.exec(mapToGlobal(pos));
+    return menu;
 }
 
 QString CodeEditor::WordUnderCursor() const
