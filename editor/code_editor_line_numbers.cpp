@@ -9,6 +9,8 @@ namespace ke2 {
 
 CodeEditorLineNumbers::CodeEditorLineNumbers(CodeEditor *editor) : QWidget(editor), m_editor(editor)
 {
+    // Moves without a button pressed must arrive too, to take a marker's tooltip away.
+    setMouseTracking(true);
 }
 
 QSize CodeEditorLineNumbers::sizeHint() const
