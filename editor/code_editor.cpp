@@ -265,8 +265,10 @@ void CodeEditor::ShiftMarks(int position, int charsRemoved, int charsAdded)
     }
     if (!any)
         return;
-    // Only a change of line count can move marks to other lines.
-    if (charsAdded > 0 || charsRemoved > 0)
+    // A single typed or deleted character moves marks to other lines only by changing the line
+    // count; anything larger may, so the line maps are rebuilt then.
+    const int blockCount = document()->blockCount();
+    if (blockCount != m_markedBlockCount || charsAdded > 1 || charsRemoved > 1)
         RefreshDecorations();
 }
 
@@ -301,6 +303,7 @@ void CodeEditor::RebuildLineMessages()
 
 void CodeEditor::RefreshDecorations()
 {
+    m_markedBlockCount = document()->blockCount();
     RebuildLineMessages();
     QVector<int> lines[MARK_CLASS_COUNT];
     for (int markClass = 0; markClass < MARK_CLASS_COUNT; ++markClass)

@@ -232,6 +232,7 @@ private:
     QRegularExpression m_findInFilesRegex;
     CodeEditorMarks m_marks[MARK_CLASS_COUNT];
     QMap<int, QString> m_lineMessages[MARK_CLASS_COUNT];
+    int m_markedBlockCount = 0; // block count when the line maps were last built
 };
 
 } // namespace ke2

@@ -225,7 +225,7 @@ void CodeEditor::paintEvent(QPaintEvent *event)
 void CodeEditor::PaintIndentationGuides(QPaintEvent *event)
 {
     QPainter painter(viewport());
-    painter.setPen(roleFormat(ColorRoleName::indentationGuides).foreground().color());
+    const QColor color = roleFormat(ColorRoleName::indentationGuides).foreground().color();
     const QRect rect = event->rect();
     const qreal left = contentOffset().x() + document()->documentMargin();
     const int step = TabStopWidth();
@@ -255,7 +255,8 @@ void CodeEditor::PaintIndentationGuides(QPaintEvent *event)
             const int x = qRound(left + i * step);
             if (block == cursorBlock && x == caretX)
                 continue; // never through the caret
-            painter.drawLine(QPointF(x, box.top()), QPointF(x, bottom - 1));
+            // A one-pixel fill is much cheaper than a pen stroke and draws the same line.
+            painter.fillRect(QRect(x, qRound(box.top()), 1, qRound(bottom - box.top())), color);
         }
     }
 }
