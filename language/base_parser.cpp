@@ -1,25 +1,11 @@
 #include "language/base_parser.h"
 
-#include <QtCore/QtAlgorithms>
-
 #include <cstring>
 
 namespace ke2 {
 
-BaseParser::~BaseParser()
-{
-    qDeleteAll(outlineItems);
-    qDeleteAll(errors);
-    qDeleteAll(warnings);
-    qDeleteAll(todos);
-}
-
 void BaseParser::Reset()
 {
-    qDeleteAll(outlineItems);
-    qDeleteAll(errors);
-    qDeleteAll(warnings);
-    qDeleteAll(todos);
     outlineItems.clear();
     errors.clear();
     warnings.clear();
@@ -28,6 +14,8 @@ void BaseParser::Reset()
     braceDepth = 0;
     bracketDepth = 0;
     bracketErrorReported = false;
+    m_itemStore.clear();
+    m_diagnosticStore.clear();
     m_newlineAt = -2;
     m_nonSpaceAt = -2;
 }
@@ -45,22 +33,22 @@ void BaseParser::Parse(const QString &source, const QString &path)
 
 void BaseParser::AddError(const QString &message, int start, int end)
 {
-    errors.append(new Diagnostic(message, start, end));
+    errors.append(m_diagnosticStore.make(message, start, end));
 }
 
 void BaseParser::AddWarning(const QString &message, int start, int end)
 {
-    warnings.append(new Diagnostic(message, start, end));
+    warnings.append(m_diagnosticStore.make(message, start, end));
 }
 
 void BaseParser::AddTodo(const QString &message, int start, int end)
 {
-    todos.append(new Diagnostic(message, start, end));
+    todos.append(m_diagnosticStore.make(message, start, end));
 }
 
 void BaseParser::AddOutlineItem(const QString &name, int kind, int position, int depth)
 {
-    outlineItems.append(new OutlineItem(name, kind, position, depth));
+    outlineItems.append(m_itemStore.make(name, kind, position, depth));
 }
 
 QString BaseParser::LineAt(int from) const

@@ -2,6 +2,7 @@
 
 #include "language/diagnostic.h"
 #include "language/outline_item.h"
+#include "language/record_store.h"
 
 #include <QtCore/QList>
 #include <QtCore/QString>
@@ -16,11 +17,11 @@ namespace ke2 {
 class BaseParser {
 public:
     BaseParser() = default;
-    virtual ~BaseParser();
+    virtual ~BaseParser() = default;
     BaseParser(const BaseParser &) = delete;
     BaseParser &operator=(const BaseParser &) = delete;
 
-    // Deletes every record and clears the counters; each parse starts with it.
+    // Frees every record and clears the counters; each parse starts with it.
     virtual void Reset();
     // The base part only: reset, normalise the text, remember the path. Derived scanners run it
     // first and then scan.
@@ -79,6 +80,8 @@ protected:
     bool bracketErrorReported = false;
 
 private:
+    RecordStore<OutlineItem> m_itemStore;
+    RecordStore<Diagnostic> m_diagnosticStore;
     int m_newlineFrom = 0;
     int m_newlineAt = -2; // -2: nothing cached
     int m_nonSpaceFrom = 0;

@@ -515,18 +515,22 @@ void PythonParser::SkipAnyString(QChar quote)
 
 void PythonParser::SkipTripleQuotedString(QChar quote)
 {
-    const QString closing(3, quote);
+    const int length = text.size();
+    const QChar *data = text.constData();
     int from = pos + 3;
     for (;;) {
-        const int close = text.indexOf(closing, from);
-        if (close < 0) {
+        int close = from;
+        while (close + 2 < length
+               && (data[close] != quote || data[close + 1] != quote || data[close + 2] != quote))
+            ++close;
+        if (close + 2 >= length) {
             // Unterminated: not reported, but a TODO in it still counts.
-            if (ContainsTodoWord(pos, text.size()))
+            if (ContainsTodoWord(pos, length))
                 AddTodo(QStringLiteral("TODO:"), pos, -1);
-            pos = text.size() - 1;
+            pos = length - 1;
             return;
         }
-        if (text.at(close - 1) == QLatin1Char('\\')) {
+        if (data[close - 1] == QLatin1Char('\\')) {
             pos = close + 1;
             from = pos;
             continue;
