@@ -24,9 +24,17 @@ void BaseParser::Parse(const QString &source, const QString &path)
 {
     Reset();
     // The editor's document separates paragraphs with U+2029; offsets must match its plain text.
-    text = source;
-    text.replace(QChar(0x2029), QLatin1Char('\n'));
-    text.append(QLatin1Char('\n'));
+    // One copy into the buffer of the previous parse, which is reused when it is large enough.
+    const QString input = source; // shared, not copied; keeps Parse(Text()) safe
+    const int size = input.size();
+    if (text.capacity() > 2 * (size + 1))
+        text = QString(); // do not keep the memory of a much larger earlier buffer
+    text.resize(size + 1);
+    QChar *out = text.data();
+    const QChar *in = input.constData();
+    for (int i = 0; i < size; ++i)
+        out[i] = in[i] == QChar(0x2029) ? QLatin1Char('\n') : in[i];
+    out[size] = QLatin1Char('\n');
     pos = 0;
     filePath = path;
 }

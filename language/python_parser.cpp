@@ -64,7 +64,6 @@ void PythonParser::Parse(const QString &source, const QString &path)
         const QChar ch = data[pos];
         if (atLineStart) {
             if (ch == QLatin1Char('\t') || ch == QLatin1Char(' ')) {
-                indent.append(ch);
                 m_indentWidth += ch == QLatin1Char('\t') ? 8 : 1;
                 (ch == QLatin1Char('\t') ? m_indentHasTab : m_indentHasSpace) = true;
                 continue;
@@ -99,7 +98,8 @@ void PythonParser::Parse(const QString &source, const QString &path)
             }
             atLineStart = false;
             // Only a decorator or a definition keeps pending decorators; comment lines do not.
-            decorators.clear();
+            if (!decorators.isEmpty())
+                decorators.clear();
             if (definition)
                 continue;
         }
@@ -177,7 +177,7 @@ void PythonParser::NewLine(bool first)
     }
     atLineStart = true;
     lineStart = first ? 0 : pos + 1;
-    indent.truncate(0);
+    indent = QStringView();
     m_indentWidth = 0;
     m_indentHasTab = false;
     m_indentHasSpace = false;
@@ -187,6 +187,9 @@ void PythonParser::CheckIndentation()
 {
     if (indentStack.isEmpty())
         return;
+    // Only blanks stand between the line start and here, so the indentation is that slice of the
+    // text; it becomes a string of its own only when a block keeps it.
+    indent = QStringView(text).mid(lineStart, pos - lineStart);
     const int topWidth = m_indentWidths.last();
     if (expectIndent) {
         expectIndent = false;
@@ -195,7 +198,7 @@ void PythonParser::CheckIndentation()
                 AddError(QStringLiteral("Expected an indented block"), lineStart, pos);
             indentErrorReported = true;
         } else {
-            PushIndent(indent, m_indentWidth);
+            PushIndent(indent.toString(), m_indentWidth);
         }
     } else if (m_indentWidth <= topWidth) {
         // Levels are told apart by their exact blanks: a tab and eight spaces are not the same.

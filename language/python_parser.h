@@ -3,6 +3,7 @@
 #include "language/base_parser.h"
 
 #include <QtCore/QStringList>
+#include <QtCore/QStringView>
 #include <QtCore/QVector>
 
 namespace ke2 {
@@ -22,7 +23,7 @@ protected:
     bool atLineStart = false;
     int lineStart = 0;
     bool expectIndent = false;
-    QString indent;
+    QStringView indent; // a slice of `text`: the blanks that start the current logical line
     QVector<QString> indentStack;
     QStringList decorators;
     bool indentErrorReported = false;

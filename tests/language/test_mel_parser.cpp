@@ -118,6 +118,10 @@ private slots:
         QVERIFY(parser.Warnings().isEmpty());
         QCOMPARE(parser.FilePath(), QStringLiteral("second.mel"));
         QCOMPARE(parser.Text(), QStringLiteral("global proc b() {}\n"));
+        // Its own text as input: normalised again, one more line end.
+        parser.Parse(parser.Text(), QString());
+        QCOMPARE(parser.Text(), QStringLiteral("global proc b() {}\n\n"));
+        QCOMPARE(outlineOf(parser), QStringList{"1 0 12 b"});
     }
 };
 KE2_TEST_CLASS(MelParserTest)
