@@ -97,7 +97,8 @@ void PythonParser::Parse(const QString &source, const QString &path)
                 break;
             }
             atLineStart = false;
-            // Only a decorator or a definition keeps pending decorators; comment lines do not.
+            // Decorators apply only to the definition right below them; any other line, a comment
+            // line too, ends their run.
             if (!decorators.isEmpty())
                 decorators.clear();
             if (definition)
