@@ -155,6 +155,7 @@ print(best, len(found))
 struct Pathological {
     const char *name;
     bool python;
+    bool extra; // beyond the inputs the targets name
     std::function<QString(int)> make; // input at scale 1 or 2
 };
 
@@ -223,28 +224,30 @@ int main(int argc, char **argv)
 
     const QString quote = QStringLiteral("\"");
     const QList<Pathological> cases = {
-        {"2 MB line of short strings", false, [](int k) { return repeated(QStringLiteral("\"ab\" "), 400000 * k); }},
-        {"2 MB line of short strings", true, [](int k) { return repeated(QStringLiteral("'ab', "), 333334 * k); }},
-        {"100,000 nested brackets", false, [](int k) { return QString(100000 * k, QLatin1Char('(')); }},
-        {"100,000 nested brackets", true, [](int k) { return QString(100000 * k, QLatin1Char('(')); }},
-        {"100,000 nested brackets on lines", true,
+        {"2 MB line of short strings", false, false, [](int k) { return repeated(QStringLiteral("\"ab\" "), 400000 * k); }},
+        {"2 MB line of short strings", true, false, [](int k) { return repeated(QStringLiteral("'ab', "), 333334 * k); }},
+        {"100,000 nested brackets", false, false, [](int k) { return QString(100000 * k, QLatin1Char('(')); }},
+        {"100,000 nested brackets", true, false, [](int k) { return QString(100000 * k, QLatin1Char('(')); }},
+        {"100,000 nested brackets on lines", true, true,
          [](int k) { return repeated(QStringLiteral("(\n"), 100000 * k); }},
-        {"100,000 unterminated strings", false, [](int k) { return repeated(QStringLiteral("\"abc\n"), 100000 * k); }},
-        {"100,000 unterminated strings", true, [](int k) { return repeated(QStringLiteral("x = 'abc\n"), 100000 * k); }},
-        {"2 MB of only quotes", false, [](int k) { return QString(2000000 * k, QLatin1Char('"')); }},
-        {"2 MB of only quotes", true, [](int k) { return QString(2000000 * k, QLatin1Char('"')); }},
-        {"2 MB of unclosed procedure heads", false,
+        {"100,000 unterminated strings", false, false, [](int k) { return repeated(QStringLiteral("\"abc\n"), 100000 * k); }},
+        {"100,000 unterminated strings", true, false, [](int k) { return repeated(QStringLiteral("x = 'abc\n"), 100000 * k); }},
+        {"2 MB of only quotes", false, false, [](int k) { return QString(2000000 * k, QLatin1Char('"')); }},
+        {"2 MB of only quotes", true, false, [](int k) { return QString(2000000 * k, QLatin1Char('"')); }},
+        {"2 MB of unclosed procedure heads", false, true,
          [](int k) { return repeated(QStringLiteral(" proc a("), 250000 * k); }},
-        {"2 MB import line", true, [](int k) {
+        {"2 MB import line", true, true, [](int k) {
              QString text = QStringLiteral("import ");
              for (int i = 0; i < 200000 * k; ++i)
                  text += QStringLiteral("m%1, ").arg(i);
              return text;
          }},
-        {"2 MB line of colons", true, [](int k) { return repeated(QStringLiteral("a: "), 666667 * k); }},
+        {"2 MB line of colons", true, true, [](int k) { return repeated(QStringLiteral("a: "), 666667 * k); }},
     };
-    std::printf("\n%-36s %-7s %10s %10s %7s\n", "pathological input", "scanner", "n ms", "2n ms", "ratio");
+    std::printf("\n%-36s %-7s %10s %10s %7s\n", "pathological input (* extra)", "scanner", "n ms", "2n ms",
+                "ratio");
     bool linear = true;
+    bool extraLinear = true;
     for (const Pathological &entry : cases) {
         const QString single = entry.make(1);
         const QString twice = entry.make(2);
@@ -263,10 +266,12 @@ int main(int argc, char **argv)
             t2 = qMin(t2, bestSeconds([&] { parser->Parse(twice, QString()); }, 1, 0));
         }
         const double ratioTimes = t2 / t1;
-        linear = linear && ratioTimes < 2.5;
-        std::printf("%-36s %-7s %10.2f %10.2f %7.2f\n", entry.name, entry.python ? "Python" : "MEL", t1 * 1e3,
+        (entry.extra ? extraLinear : linear) &= ratioTimes < 2.5;
+        const QString name = QString::fromLatin1(entry.name) + (entry.extra ? QStringLiteral(" *") : QString());
+        std::printf("%-36s %-7s %10.2f %10.2f %7.2f\n", qPrintable(name), entry.python ? "Python" : "MEL", t1 * 1e3,
                     t2 * 1e3, ratioTimes);
     }
-    std::printf("doubling ratio under 2.5 everywhere: %s\n", linear ? "yes" : "NO");
+    std::printf("doubling ratio under 2.5: %s for the target inputs, %s for the extra ones\n", linear ? "yes" : "NO",
+                extraLinear ? "yes" : "no");
     return 0;
 }
