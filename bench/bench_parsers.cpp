@@ -261,7 +261,7 @@ int main(int argc, char **argv)
         double t2 = 1e9;
         QElapsedTimer total;
         total.start();
-        for (int run = 0; run < 7 || (total.elapsed() < 1500 && run < 200); ++run) {
+        for (int run = 0; run < 15 || (total.elapsed() < 3000 && run < 400); ++run) {
             t1 = qMin(t1, bestSeconds([&] { parser->Parse(single, QString()); }, 1, 0));
             t2 = qMin(t2, bestSeconds([&] { parser->Parse(twice, QString()); }, 1, 0));
         }
