@@ -5,8 +5,9 @@
 #include <QtCore/QFile>
 #include <QtTest/QTest>
 
-// Each data/*.mel and data/*.py is scanned and dumped; the dump must equal the checked-in
-// data/<name>.ref. After an intended change of the scanners, regenerate the references with
+// Each data/scanner_*.mel and data/scanner_*.py is scanned and dumped; the dump must equal the
+// checked-in data/scanner_<name>.ref (the prefix keeps other golden files of this folder apart).
+// After an intended change of the scanners, regenerate the references with
 //   KE2_UPDATE_REFS=1 build/tests/test_language
 // and review the diff before committing it.
 class ParserGoldenTest : public QObject {
@@ -25,7 +26,7 @@ private slots:
     {
         QTest::addColumn<QString>("input");
         const QDir dir(QStringLiteral(KE2_TEST_DATA_DIR));
-        const QStringList inputs = dir.entryList({"*.mel", "*.py"}, QDir::Files, QDir::Name);
+        const QStringList inputs = dir.entryList({"scanner_*.mel", "scanner_*.py"}, QDir::Files, QDir::Name);
         QVERIFY2(inputs.size() >= 4, "golden inputs are missing");
         for (const QString &name : inputs)
             QTest::newRow(qPrintable(name)) << dir.filePath(name);
