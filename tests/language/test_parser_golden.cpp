@@ -8,7 +8,7 @@
 // Each data/scanner_*.mel and data/scanner_*.py is scanned and dumped; the dump must equal the
 // checked-in data/scanner_<name>.ref (the prefix keeps other golden files of this folder apart).
 // After an intended change of the scanners, regenerate the references with
-//   KE2_UPDATE_REFS=1 build/tests/test_language
+//   KE2_REGENERATE_GOLDEN=1 build/tests/test_language
 // and review the diff before committing it.
 class ParserGoldenTest : public QObject {
     Q_OBJECT
@@ -47,14 +47,14 @@ private slots:
             dump = ke2::test::dumpParser(parser);
         }
         const QString refPath = input.left(input.lastIndexOf(QLatin1Char('.'))) + QStringLiteral(".ref");
-        if (qEnvironmentVariableIntValue("KE2_UPDATE_REFS") == 1) {
+        if (qEnvironmentVariableIntValue("KE2_REGENERATE_GOLDEN") == 1) {
             QFile out(refPath);
             QVERIFY(out.open(QIODevice::WriteOnly | QIODevice::Truncate));
             out.write(dump.toUtf8());
             qInfo("rewrote %s", qPrintable(refPath));
             return;
         }
-        QVERIFY2(QFile::exists(refPath), qPrintable(refPath + " is missing; set KE2_UPDATE_REFS=1 to write it"));
+        QVERIFY2(QFile::exists(refPath), qPrintable(refPath + " is missing; set KE2_REGENERATE_GOLDEN=1 to write it"));
         const QStringList expected = readText(refPath).split(QLatin1Char('\n'));
         const QStringList actual = dump.split(QLatin1Char('\n'));
         // Line by line, so a failure names the first differing record.
