@@ -5,6 +5,7 @@
 #include "tests/config/config_test_support.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QRandomGenerator>
 #include <QtCore/QSettings>
 #include <QtTest/QTest>
 
@@ -13,74 +14,58 @@ using ke2::test::ConfigFixture;
 
 namespace {
 
-// One of the three configuration files and its reader.
-struct ConfigFile {
-    const char *label;
-    QString name;
-    // A complete file of non-default values; `changed` writes different ones over it.
-    std::function<void(ConfigFixture &, bool changed)> writeSample;
-    // Reads the file, writes over it, reads that again into a fresh record and returns what the
-    // record writes to an empty folder: every value it holds.
-    std::function<QByteArray(ConfigFixture &)> reread;
-};
+enum ConfigFile { SettingsFile, ColorsFile, BindingsFile };
+const char *const labels[] = {"settings", "colours", "bindings"};
+const QString names[] = {"kestrelEditor2.ini", "kestrelEditor2_colors.ini", "kestrelEditor2_bindings.ini"};
 
+// Writes a complete file of non-default values; `changed` writes different ones over it.
+void writeSample(ConfigFixture &fixture, int file, bool changed)
+{
+    if (file == SettingsFile) {
+        ke2::Settings settings;
+        if (!changed && fixture.put(names[file], ke2::test::readData("settings_custom.ini")))
+            settings.read();
+        settings.outputBufferSize = changed ? 99 : 1234;
+        settings.write();
+    } else if (file == ColorsFile) {
+        ke2::ColorScheme scheme;
+        for (const QString &name : scheme.codeEditorRoles.names)
+            scheme.codeEditorRoles[name].format.setForeground(changed ? Qt::blue : QColor(1, 2, 3));
+        scheme.outputHighlightRules.resize(changed ? 1 : 2);
+        scheme.write();
+    } else {
+        ke2::KeyBindings bindings;
+        bindings.setShortcuts(7, {QKeySequence(changed ? "F11" : "F12")});
+        bindings.setShortcuts(13, changed ? QList<QKeySequence>{QKeySequence("F10")} : QList<QKeySequence>());
+        bindings.write();
+    }
+}
+
+// Reads the file, writes over it, reads that again into a fresh record and returns what the
+// record writes to an empty folder: every value it holds.
 template <typename Record>
 QByteArray rereadAs(ConfigFixture &fixture, const QString &name)
 {
-    Record first;
+    Record first, again;
     first.read();
     first.write();
-    Record again;
     again.read();
     QFile::remove(fixture.file(name));
     again.write();
     return fixture.get(name);
 }
-
-const std::vector<ConfigFile> &configFiles()
+QByteArray reread(ConfigFixture &fixture, int file)
 {
-    static const std::vector<ConfigFile> files{
-        {"settings", "kestrelEditor2.ini",
-         [](ConfigFixture &fixture, bool changed) {
-             ke2::Settings settings;
-             if (!changed && fixture.put("kestrelEditor2.ini", ke2::test::readData("settings_custom.ini")))
-                 settings.read();
-             settings.outputBufferSize = changed ? 99 : 1234;
-             settings.write();
-         },
-         [](ConfigFixture &fixture) { return rereadAs<ke2::Settings>(fixture, "kestrelEditor2.ini"); }},
-        {"colours", "kestrelEditor2_colors.ini",
-         [](ConfigFixture &, bool changed) {
-             ke2::ColorScheme scheme;
-             for (const QString &name : scheme.codeEditorRoles.names)
-                 scheme.codeEditorRoles[name].format.setForeground(changed ? Qt::blue : QColor(1, 2, 3));
-             scheme.outputHighlightRules.resize(changed ? 1 : 2);
-             scheme.write();
-         },
-         [](ConfigFixture &fixture) { return rereadAs<ke2::ColorScheme>(fixture, "kestrelEditor2_colors.ini"); }},
-        {"bindings", "kestrelEditor2_bindings.ini",
-         [](ConfigFixture &, bool changed) {
-             ke2::KeyBindings bindings;
-             bindings.setShortcuts(7, {QKeySequence(changed ? "F11" : "F12")});
-             bindings.setShortcuts(13, changed ? QList<QKeySequence>{QKeySequence("F10")} : QList<QKeySequence>());
-             bindings.write();
-         },
-         [](ConfigFixture &fixture) { return rereadAs<ke2::KeyBindings>(fixture, "kestrelEditor2_bindings.ini"); }},
-    };
-    return files;
+    if (file == SettingsFile)
+        return rereadAs<ke2::Settings>(fixture, names[file]);
+    return file == ColorsFile ? rereadAs<ke2::ColorScheme>(fixture, names[file]) : rereadAs<ke2::KeyBindings>(fixture, names[file]);
 }
 
 // Contents a hand-edited or damaged file may have, derived from a good one.
 QVector<QPair<QString, QByteArray>> corruptContents(const QByteArray &good)
 {
-    QByteArray random;
-    quint32 state = 0x2545F491u; // fixed seed: the same bytes on every run
-    for (int i = 0; i < 64 * 1024; ++i) {
-        state ^= state << 13;
-        state ^= state >> 17;
-        state ^= state << 5;
-        random.append(char(state & 0xFF));
-    }
+    QByteArray random(64 * 1024, '\0'); // the same bytes on every run
+    QRandomGenerator(0x2545F491u).fillRange(reinterpret_cast<quint32 *>(random.data()), random.size() / 4);
     const QByteArray forged = "@Variant(\\0\\0\\0\\v\\x7f\\xff\\xff\\xf0)\n"; // a list of ~4 billion strings
     return {{"empty", QByteArray()},
             {"truncated half-way", good.left(good.size() / 2)},
@@ -134,26 +119,25 @@ private slots:
     {
         QTest::addColumn<int>("file");
         QTest::addColumn<qint64>("bytes"); // negative: that many bytes short of the whole file
-        for (int file = 0; file < int(configFiles().size()); ++file) {
+        for (int file : {SettingsFile, ColorsFile, BindingsFile}) {
             for (const qint64 bytes : {0, 30, 1200, -1})
-                QTest::addRow("%s, after %lld bytes", configFiles()[file].label, bytes) << file << bytes;
+                QTest::addRow("%s, after %lld bytes", labels[file], bytes) << file << bytes;
         }
     }
     void interruptedWriteKeepsTheEarlierFile()
     {
         QFETCH(int, file);
         QFETCH(qint64, bytes);
-        const ConfigFile &config = configFiles()[file];
         ConfigFixture fixture;
-        config.writeSample(fixture, false);
-        const QByteArray before = fixture.get(config.name);
+        writeSample(fixture, file, false);
+        const QByteArray before = fixture.get(names[file]);
         IniFile::simulateInterruptionAfter(bytes < 0 ? before.size() + bytes : bytes);
-        config.writeSample(fixture, true);
+        writeSample(fixture, file, true);
         IniFile::simulateInterruptionAfter(-1);
-        QCOMPARE(fixture.get(config.name), before);
-        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{config.name}); // no leftovers
-        config.writeSample(fixture, true); // the next complete write goes through
-        QVERIFY(fixture.get(config.name) != before);
+        QCOMPARE(fixture.get(names[file]), before);
+        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{names[file]}); // no leftovers
+        writeSample(fixture, file, true); // the next complete write goes through
+        QVERIFY(fixture.get(names[file]) != before);
     }
 
     void corruptFilesKeepDefaults_data()
@@ -161,12 +145,12 @@ private slots:
         QTest::addColumn<int>("file");
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QByteArray>("custom"); // what the file held before it was damaged
-        for (int file = 0; file < int(configFiles().size()); ++file) {
+        for (int file : {SettingsFile, ColorsFile, BindingsFile}) {
             ConfigFixture fixture;
-            configFiles()[file].writeSample(fixture, false);
-            const QByteArray custom = fixture.get(configFiles()[file].name);
+            writeSample(fixture, file, false);
+            const QByteArray custom = fixture.get(names[file]);
             for (const auto &[name, content] : corruptContents(custom))
-                QTest::addRow("%s, %s", configFiles()[file].label, qPrintable(name)) << file << content << custom;
+                QTest::addRow("%s, %s", labels[file], qPrintable(name)) << file << content << custom;
         }
     }
     void corruptFilesKeepDefaults()
@@ -174,21 +158,20 @@ private slots:
         QFETCH(int, file);
         QFETCH(QByteArray, content);
         QFETCH(QByteArray, custom);
-        const ConfigFile &config = configFiles()[file];
         ConfigFixture fixture;
-        const QList<QByteArray> defaults = config.reread(fixture).split('\n');
-        QVERIFY(fixture.put(config.name, custom));
-        const QList<QByteArray> customValues = config.reread(fixture).split('\n');
+        const QList<QByteArray> defaults = reread(fixture, file).split('\n');
+        QVERIFY(fixture.put(names[file], custom));
+        const QList<QByteArray> customValues = reread(fixture, file).split('\n');
         QVERIFY(customValues != defaults);
-        QVERIFY(fixture.put(config.name, content));
-        const QList<QByteArray> read = config.reread(fixture).split('\n');
+        QVERIFY(fixture.put(names[file], content));
+        const QList<QByteArray> read = reread(fixture, file).split('\n');
         // A truncated copy may yield the values before the cut (a binding cut after "=" reads as
         // cleared); anything else reads as the defaults.
         const bool truncated = QByteArray(QTest::currentDataTag()).contains("truncated");
         if (!truncated)
             QCOMPARE(read, defaults);
         for (const QByteArray &line : read) {
-            QVERIFY2(defaults.contains(line) || customValues.contains(line) || (file == 2 && line.endsWith('=')),
+            QVERIFY2(defaults.contains(line) || customValues.contains(line) || (file == BindingsFile && line.endsWith('=')),
                      line.constData());
         }
     }

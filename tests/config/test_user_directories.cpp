@@ -14,18 +14,6 @@ Q_DECLARE_METATYPE(Query)
 class UserDirectoriesTest : public QObject {
     Q_OBJECT
 private slots:
-    void layoutUnderThePrefsFolder()
-    {
-        ConfigFixture fixture;
-        const QString config = fixture.prefs.configDir();
-        QCOMPARE(UserDirectories::settingsFile(), config + "/kestrelEditor2.ini");
-        QCOMPARE(UserDirectories::colorsFile(), config + "/kestrelEditor2_colors.ini");
-        QCOMPARE(UserDirectories::bindingsFile(), config + "/kestrelEditor2_bindings.ini");
-        QCOMPARE(UserDirectories::defaultWorkspaceFile(), config + "/workspaces/default.ke2-workspace");
-        QVERIFY(!QFileInfo::exists(config + "/workspaces/default.ke2-workspace")); // named, not created
-        QVERIFY(fixture.host.texts(FakeHost::Kind::Error).isEmpty());
-    }
-
     void foldersAreCreatedOnEveryRequest_data()
     {
         QTest::addColumn<QString>("folder");
@@ -45,6 +33,8 @@ private slots:
         QFETCH(QString, failure);
         ConfigFixture fixture;
         const QString path = fixture.prefs.configDir() + folder;
+        QCOMPARE(UserDirectories::defaultWorkspaceFile(), fixture.prefs.configDir() + "/workspaces/default.ke2-workspace");
+        QVERIFY(!QFileInfo::exists(UserDirectories::defaultWorkspaceFile())); // named, not created
         QCOMPARE(query(), path);
         QVERIFY(QFileInfo(path).isDir());
         QVERIFY(QDir(path).removeRecursively());
