@@ -35,6 +35,15 @@ struct ConfigFixture {
     }
 };
 
+// What `record` writes into an empty configuration folder: every value it holds, in file order.
+template <typename Record>
+QByteArray writtenAlone(const ConfigFixture &fixture, const QString &name, const Record &record)
+{
+    QFile::remove(fixture.file(name));
+    record.write();
+    return fixture.get(name);
+}
+
 inline QByteArray readData(const QString &name)
 {
     QFile in(QStringLiteral(KE2_TEST_DATA_DIR "/") + name);

@@ -9,6 +9,7 @@
 using ke2::ColorScheme;
 using ke2::OutputHighlightRule;
 using ke2::test::ConfigFixture;
+using ke2::test::writtenAlone;
 
 namespace {
 
@@ -20,14 +21,6 @@ ColorScheme readFrom(ConfigFixture &fixture, const QByteArray &content)
     ColorScheme scheme;
     scheme.read();
     return scheme;
-}
-
-// What the scheme writes to an empty folder: every role and rule.
-QByteArray written(ConfigFixture &fixture, const ColorScheme &scheme)
-{
-    QFile::remove(fixture.file(fileName));
-    scheme.write();
-    return fixture.get(fileName);
 }
 
 } // namespace
@@ -49,9 +42,8 @@ private slots:
             (*table)["Selected Text"].format.setForeground(QColor(1, 2, 3));
             (*table)["Selected Text"].format.setBackground(QColor(4, 5, 6));
         }
-        QVERIFY(ke2::test::matchesGolden(written(fixture, scheme), "colors_defaults.ini"));
+        QVERIFY(ke2::test::matchesGolden(writtenAlone(fixture, fileName, scheme), "colors_defaults.ini"));
         QVERIFY(scheme.codeEditorRoles.format("Current Line").boolProperty(QTextFormat::FullWidthSelection));
-        QVERIFY(!scheme.codeEditorRoles.format("Matching Selection").hasProperty(QTextFormat::ForegroundBrush));
         QCOMPARE(ColorScheme::errorFormat().underlineStyle(), QTextCharFormat::WaveUnderline);
         QCOMPARE(ColorScheme::warningFormat().underlineColor(), QColor(Qt::yellow));
         int n = 1;
@@ -69,9 +61,9 @@ private slots:
             OutputHighlightRule::create("Mine, with comma", QColor(1, 2, 3), QColor(), "ERROR", false, false, false),
             OutputHighlightRule::create("Both", QColor(), QColor(200, 100, 0), "^x+;$", true, true, true),
         };
-        const QByteArray file = written(fixture, scheme);
+        const QByteArray file = writtenAlone(fixture, fileName, scheme);
         back.read();
-        QCOMPARE(written(fixture, back), file);
+        QCOMPARE(writtenAlone(fixture, fileName, back), file);
         QCOMPARE(back.outputHighlightRules.at(1).format.background().color(), QColor(200, 100, 0));
         QVERIFY(!back.outputHighlightRules.at(1).format.hasProperty(QTextFormat::ForegroundBrush));
         // The rule list is rewritten as a whole: fewer rules leave no stale keys.
@@ -81,7 +73,6 @@ private slots:
         ini.beginGroup("customhighlighting");
         QCOMPARE(ini.childKeys(), QStringList{"0"});
     }
-
 
     void roleValues_data()
     {

@@ -50,9 +50,7 @@ QByteArray rereadAs(ConfigFixture &fixture, const QString &name)
     first.read();
     first.write();
     again.read();
-    QFile::remove(fixture.file(name));
-    again.write();
-    return fixture.get(name);
+    return ke2::test::writtenAlone(fixture, name, again);
 }
 QByteArray reread(ConfigFixture &fixture, int file)
 {

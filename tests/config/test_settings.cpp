@@ -76,7 +76,6 @@ private slots:
     {
         ConfigFixture fixture;
         Settings settings, reread;
-        QCOMPARE(settings.recentFileLimit(), 8);
         for (int i = 1; i <= 9; ++i)
             settings.addRecentFile(QString("/f%1.py").arg(i));
         settings.addRecentFile("/f5.py"); // moves to the front
@@ -141,10 +140,6 @@ private slots:
         QCOMPARE(Settings::clampTabSize(settings.tabsSizeMel), 1);
         QCOMPARE(Settings::clampTabSize(settings.tabsSizePython), Settings::maximumTabSize);
         QCOMPARE(Settings::clampTabSize(settings.tabsSizeDefault), 7);
-    }
-
-    void clampsKeepValuesUsable()
-    {
         const int min = Settings::minimumFontSize, max = Settings::maximumFontSize;
         QCOMPARE(Settings::clampEditorGroupIndex(-1), 0);
         QCOMPARE(Settings::clampEditorGroupIndex(2), 2);
