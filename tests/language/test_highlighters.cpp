@@ -1,0 +1,511 @@
+#include "config/color_scheme.h"
+#include "editor/code_editor_block_data.h"
+#include "language/mel_highlighter.h"
+#include "language/python_highlighter.h"
+#include "plugin/host_bridge.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/test_registry.h"
+
+#include <QtCore/QDir>
+#include <QtGui/QTextBlock>
+#include <QtGui/QTextCursor>
+#include <QtGui/QTextDocument>
+#include <QtGui/QTextLayout>
+#include <QtTest/QTest>
+#include <QtWidgets/QPlainTextDocumentLayout>
+
+#include <memory>
+
+using namespace ke2;
+using Data = CodeEditorBlockData;
+namespace R = ke2::ColorRoleName;
+
+namespace {
+
+const QStringList kMelCommands = {"ls", "polySphere", "select", "q", "var", "print", "setAttr"};
+
+// Gives every code editor role a foreground of its own, so that a format names its role, and
+// installs small word lists ("q" and "var" are commands on purpose: flags and variables must
+// still never be coloured as commands); everything is put back afterwards.
+class Fixture {
+public:
+    Fixture()
+        : m_saved(ColorScheme::instance().codeEditorRoles)
+    {
+        ColorRoleTable &roles = ColorScheme::instance().codeEditorRoles;
+        for (int i = 0; i < roles.names.size(); ++i) {
+            roles[roles.names.at(i)].format = QTextCharFormat();
+            roles[roles.names.at(i)].format.setForeground(QColor(1, 2, 10 + i));
+            m_roleByColor.insert(QColor(1, 2, 10 + i).rgb(), roles.names.at(i));
+        }
+        Highlighter::reloadFormats();
+        MelHighlighter::setWordLists(HostBridge::melKeywords(), kMelCommands);
+        PythonHighlighter::setWordLists(QStringLiteral("False None True and as class def elif else for from if import in "
+                                                       "is lambda not or pass return while with")
+                                            .split(' '),
+                                        QStringLiteral("len print range str object path join").split(' '), kMelCommands);
+    }
+    ~Fixture()
+    {
+        ColorScheme::instance().codeEditorRoles = m_saved;
+        Highlighter::reloadFormats();
+        MelHighlighter::resetWordLists();
+        PythonHighlighter::resetWordLists();
+        Highlighter::setHighlightingEnabled(true);
+    }
+    QString roleOf(const QTextCharFormat &format) const
+    {
+        return format.hasProperty(QTextFormat::ForegroundBrush) ? m_roleByColor.value(format.foreground().color().rgb(), "?") : QString();
+    }
+    // The role of every character of a line; empty for unformatted text.
+    QVector<QString> roles(const QTextBlock &block) const
+    {
+        QVector<QString> roles(block.text().size());
+        for (const QTextLayout::FormatRange &range : block.layout()->formats())
+            for (int i = range.start; i < range.start + range.length && i < roles.size(); ++i)
+                roles[i] = roleOf(range.format);
+        return roles;
+    }
+    // Everything highlighting produced, per line: state, spans as [Role|text], block data.
+    QByteArray dump(const QTextDocument &document) const
+    {
+        QString out;
+        for (QTextBlock block = document.begin(); block.isValid(); block = block.next()) {
+            out += QStringLiteral("%1 state=%2\n  ").arg(block.blockNumber() + 1).arg(block.userState());
+            const QString text = block.text();
+            const QVector<QString> role = roles(block);
+            for (int i = 0, end = 0; i < text.size(); i = end) {
+                while (end < text.size() && role.at(end) == role.at(i))
+                    ++end;
+                out += role.at(i).isEmpty() ? text.mid(i, end - i) : QStringLiteral("[%1|%2]").arg(role.at(i), text.mid(i, end - i));
+            }
+            const Data *data = Data::of(block);
+            if (!data) {
+                out += QStringLiteral("\n  no data\n");
+                continue;
+            }
+            out += QStringLiteral("\n  indent=\"%1\" blank=%2 hint=%3 code=\"%4\"\n")
+                       .arg(QString(data->leadingWhitespace()).replace('\t', "\\t"))
+                       .arg(int(data->isBlank())).arg(data->indentHint()).arg(data->codeText());
+            QStringList brackets;
+            for (const Data::BracketKind kind : {Data::BracketKind(0), Data::BracketKind(1), Data::BracketKind(2)})
+                for (const auto &entry : data->brackets(kind))
+                    brackets << QStringLiteral("%1@%2").arg(entry.step > 0 ? Data::openingOf(kind) : Data::closingOf(kind)).arg(entry.column);
+            if (!brackets.isEmpty())
+                out += "  brackets " + brackets.join(' ') + '\n';
+            const QPair<const char *, QVector<Data::Range>> kinds[] = {
+                {"strings", data->stringRanges()}, {"lineComments", data->lineCommentRanges()}, {"blockComments", data->blockCommentRanges()}};
+            for (const auto &kind : kinds) {
+                QStringList parts;
+                for (const auto &range : kind.second)
+                    parts << QStringLiteral("%1-%2").arg(range.start).arg(range.end);
+                if (!parts.isEmpty())
+                    out += QStringLiteral("  %1 %2\n").arg(kind.first, parts.join(' '));
+            }
+        }
+        return out.toUtf8();
+    }
+
+private:
+    ColorRoleTable m_saved;
+    QHash<QRgb, QString> m_roleByColor;
+};
+
+// A document with a highlighter of the language attached, highlighted in full.
+template<class Language = PythonHighlighter>
+struct Document {
+    explicit Document(const QString &text, bool mel = false)
+    {
+        // As in the editor: without a layout the document reports no changes to highlighters.
+        document.setDocumentLayout(new QPlainTextDocumentLayout(&document));
+        document.setPlainText(text);
+        if (mel)
+            highlighter = std::make_unique<MelHighlighter>(&document);
+        else
+            highlighter = std::make_unique<Language>(&document);
+        QCoreApplication::processEvents(); // the highlighter's first full pass is queued
+    }
+    QTextBlock line(int number) const { return document.findBlockByNumber(number); }
+    Data *data(int number) const { return Data::of(line(number)); }
+    QTextDocument document;
+    std::unique_ptr<Highlighter> highlighter;
+};
+
+// Counts the lines it highlights, to see how far an edit re-highlights.
+class CountingPythonHighlighter : public PythonHighlighter {
+public:
+    using PythonHighlighter::PythonHighlighter;
+    int count = 0;
+
+protected:
+    void highlightBlock(const QString &text) override { ++count, PythonHighlighter::highlightBlock(text); }
+};
+
+// Applies one rule through the engine (with the rule's speed hints) and nothing else.
+class SingleRuleHighlighter : public Highlighter {
+public:
+    SingleRuleHighlighter(QTextDocument *document, const HighlightRule &rule)
+        : Highlighter(document), m_rule(rule)
+    {
+    }
+
+protected:
+    void buildRules() override { rules = {m_rule}; }
+
+private:
+    HighlightRule m_rule;
+};
+
+} // namespace
+
+class HighlighterTest : public QObject {
+    Q_OBJECT
+private slots:
+    // Every input under data/highlight/ dumped must equal its .ref file; KE2_REGENERATE_GOLDEN=1
+    // rewrites the references instead (review the diff before committing). On the same real
+    // documents, the inside-string/comment queries agree with the ranges, both ends included.
+    void golden_data()
+    {
+        QTest::addColumn<QString>("input");
+        const QDir dir(QStringLiteral(KE2_TEST_DATA_DIR "/highlight"));
+        const QStringList inputs = dir.entryList({"*.mel", "*.py"}, QDir::Files, QDir::Name);
+        QVERIFY(inputs.size() >= 2);
+        for (const QString &name : inputs)
+            QTest::newRow(qPrintable(name)) << dir.filePath(name);
+    }
+    void golden()
+    {
+        QFETCH(QString, input);
+        QFile in(input);
+        QVERIFY(in.open(QIODevice::ReadOnly));
+        Fixture fixture;
+        const Document<> doc(QString::fromUtf8(in.readAll()), input.endsWith(".mel"));
+        const QByteArray actual = fixture.dump(doc.document);
+        QFile reference(input + ".ref");
+        if (qEnvironmentVariableIntValue("KE2_REGENERATE_GOLDEN") == 1) {
+            QVERIFY(reference.open(QIODevice::WriteOnly | QIODevice::Truncate));
+            reference.write(actual);
+            return;
+        }
+        QVERIFY2(reference.open(QIODevice::ReadOnly), qPrintable(reference.fileName()));
+        const QList<QByteArray> a = actual.split('\n'), e = reference.readAll().split('\n');
+        for (int i = 0; i < qMax(a.size(), e.size()); ++i)
+            QCOMPARE(a.value(i), e.value(i));
+        for (QTextBlock block = doc.document.begin(); block.isValid(); block = block.next()) {
+            const Data *data = Data::of(block);
+            for (int column = -1; column <= block.length(); ++column) {
+                auto inside = [column](const QVector<Data::Range> &ranges) {
+                    return std::any_of(ranges.begin(), ranges.end(), [column](const Data::Range &r) { return column >= r.start && column <= r.end; });
+                };
+                QCOMPARE(data->isInString(column), inside(data->stringRanges()));
+                QCOMPARE(data->isInLineComment(column), inside(data->lineCommentRanges()));
+                QCOMPARE(data->isInBlockComment(column), inside(data->blockCommentRanges()));
+            }
+        }
+    }
+
+    // Cases the golden files do not show: the role that wins on a word (the column is where
+    // `word` starts on the line), over the word's whole length.
+    void roleAtColumn_data()
+    {
+        QTest::addColumn<bool>("mel");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("line");
+        QTest::addColumn<QString>("word");
+        QTest::addColumn<QString>("role");
+        auto row = [](const char *name, bool mel, const QString &text, int line, const QString &word, const QString &role) {
+            QTest::newRow(name) << mel << text << line << word << role;
+        };
+        row("mel: $var is a variable, not a command", true, "ls -q $var;", 0, "var", R::melVariables);
+        row("mel: keyword-like word with a dash is no keyword", true, "if-x;", 0, "if", "");
+        row("mel: flag-like call is no proc", true, "a -b(1);", 0, "b(", "");
+        row("mel: escaped quote stays in the string", true, "print \"a\\\" ls\";", 0, "ls", R::melStrings);
+        row("mel: command inside line comment", true, "x; // ls", 0, "ls", R::melComments);
+        row("mel: block comment across lines", true, "/* a\nls */ ls;", 1, "ls", R::melComments);
+        row("mel: tab inside string is whitespace", true, "print \"a\tb\";", 0, "\t", R::whitespaces);
+        row("py: bare MEL command name is not coloured", false, "ls = 1", 0, "ls", "");
+        row("py: os.path.join is no builtin", false, "os.path.join(a, b)", 0, "path", "");
+        row("py: dotted len counts once a bare len is there", false, "a.len + len", 0, "len +", R::pythonBuiltins);
+        row("py: dotted len alone is no builtin", false, "a.len + 1", 0, "len", "");
+        row("py: keyword inside a word is not", false, "if_x = 1", 0, "if", "");
+        row("py: keyword after non-ASCII letter is not", false, QString::fromUtf8("éif = 1"), 0, "if", "");
+        row("py: class name without ( stays plain", false, "class Foo:", 0, "Foo", "");
+        row("py: comment wins over keyword", false, "x = 1  # if", 0, "if", R::pythonComments);
+        row("py: hash inside a string is no comment", false, "x = '#' + y", 0, "y", "");
+        row("py: docstring on the next line", false, "\"\"\"doc\nlen(x)\n\"\"\"", 1, "len", R::pythonDocStrings);
+        row("py: docstring closes after an escaped quote", false, "\"\"\"doc\nstill \\\"\"\" open\n\"\"\" + len(x)", 2, "len",
+            R::pythonBuiltins);
+        row("py: string ends at line end without backslash", false, "x = 'a\nlen(b)", 1, "len", R::pythonBuiltins);
+        row("py: string continues after trailing backslash", false, "x = 'a\\\nlen(b)'", 1, "len", R::pythonStrings);
+        row("py: spaces inside a string are whitespace", false, "x = 'a b'", 0, " b", R::whitespaces);
+        row("py: tab inside a docstring is whitespace", false, "\"\"\"a\tb\"\"\"", 0, "\t", R::whitespaces);
+    }
+    void roleAtColumn()
+    {
+        QFETCH(bool, mel);
+        QFETCH(QString, text);
+        QFETCH(int, line);
+        QFETCH(QString, word);
+        QFETCH(QString, role);
+        Fixture fixture;
+        const Document<> doc(text, mel);
+        const int column = doc.line(line).text().indexOf(word);
+        const QVector<QString> roles = fixture.roles(doc.line(line));
+        QVERIFY2(column >= 0, qPrintable(word));
+        for (int i = 0; i == 0 || (word.at(0).isLetter() && i < word.size() && word.at(i).isLetter()); ++i)
+            QCOMPARE(roles.at(column + i), role);
+    }
+
+    void switchedOffOnlyResetsLinesAndColoursFollowTheScheme()
+    {
+        Fixture fixture;
+        Document<> doc(QStringLiteral("\"\"\"doc\n  len(x)  "));
+        Highlighter::setHighlightingEnabled(false);
+        doc.highlighter->rehighlight();
+        for (int line = 0; line < 2; ++line) {
+            QCOMPARE(doc.line(line).userState(), -1);
+            QVERIFY(doc.line(line).layout()->formats().isEmpty());
+            QVERIFY(doc.data(line)->stringRanges().isEmpty() && doc.data(line)->leadingWhitespace().isEmpty());
+        }
+        Highlighter::setHighlightingEnabled(true);
+        ColorScheme::instance().codeEditorRoles[R::pythonDocStrings].format.setForeground(QColor(200, 0, 0));
+        Highlighter::reloadFormats();
+        doc.highlighter->rehighlight();
+        QColor colour;
+        for (const QTextLayout::FormatRange &range : doc.line(1).layout()->formats())
+            colour = range.start <= 2 && 2 < range.start + range.length ? range.format.foreground().color() : colour;
+        QCOMPARE(colour, QColor(200, 0, 0));
+        QCOMPARE(doc.data(1)->leadingWhitespace(), QStringLiteral("  "));
+    }
+
+    // The lists come from the host once: MEL commands are the host's commands, runtime commands
+    // and procedures; Python gets its keywords, builtins and the host's commands alone.
+    void wordListsLoadOnceFromTheHost()
+    {
+        Fixture fixture;
+        MelHighlighter::resetWordLists();
+        PythonHighlighter::resetWordLists();
+        test::FakeHost host;
+        host.answer("hxGetMelInfo(1, 0, 0)", QStringList{"ls", "polySphere"});
+        host.answer("hxGetMelInfo(0, 1, 0)", QStringList{"ToggleOutliner"});
+        host.answer("hxGetMelInfo(0, 0, 1)", QStringList{"myProc", ""});
+        host.answer("KestrelEditorHelpers.list_keywords()", QStringList{"if", "def"});
+        host.answer("KestrelEditorHelpers.list_builtins()", QStringList{"len"});
+        HostBridge::setHost(&host);
+        HostBridge::loadMelLists();
+        QTextDocument document;
+        MelHighlighter mel(&document);
+        PythonHighlighter python(&document);
+        QCOMPARE(MelHighlighter::commands(), (QSet<QString>{"ls", "polySphere", "ToggleOutliner", "myProc"}));
+        QVERIFY(MelHighlighter::keywords().contains("proc"));
+        QCOMPARE(PythonHighlighter::keywords(), (QSet<QString>{"if", "def"}));
+        QCOMPARE(PythonHighlighter::builtins(), (QSet<QString>{"len"}));
+        QCOMPARE(PythonHighlighter::melCommands(), (QSet<QString>{"ls", "polySphere"}));
+        // Later highlighters ask nothing, and names the host gains later change nothing.
+        const int sent = host.commands().size();
+        host.answer("hxGetMelInfo(1, 0, 0)", QStringList{"ls", "polySphere", "newCommand"});
+        MelHighlighter secondMel(&document);
+        PythonHighlighter secondPython(&document);
+        HostBridge::setHost(nullptr);
+        QCOMPARE(host.commands().size(), sent);
+        QVERIFY(!MelHighlighter::commands().contains("newCommand"));
+    }
+
+    // The block state carries only the open region, so an edit re-highlights the following lines
+    // until a line's state is the same as before.
+    void editRehighlightsUntilStatesAgree()
+    {
+        Fixture fixture;
+        QStringList lines;
+        for (int i = 0; i < 200; ++i)
+            lines << QStringLiteral("x%1 = len(y)").arg(i);
+        Document<CountingPythonHighlighter> doc(lines.join('\n'));
+        auto &count = static_cast<CountingPythonHighlighter *>(doc.highlighter.get())->count;
+        QCOMPARE(count, 200);
+        QTextCursor cursor(doc.line(100));
+        const QVector<QPair<QString, int>> edits = {{"z = 1; ", 1}, {"\"\"\"", 100}, {QString(), 100}};
+        for (const auto &edit : edits) {
+            count = 0;
+            edit.first.isEmpty() ? doc.document.undo() : cursor.insertText(edit.first);
+            QCOMPARE(count, edit.second);
+        }
+        QCOMPARE(doc.document.lastBlock().userState(), -1);
+        // A string continued by a trailing backslash reaches one more line, which ends it.
+        count = 0;
+        QTextCursor end(doc.line(50));
+        end.movePosition(QTextCursor::EndOfBlock);
+        end.insertText(QStringLiteral(" + 'a\\"));
+        QCOMPARE(count, 2);
+        QCOMPARE(doc.line(50).userState(), 4);
+    }
+
+    // Input that must neither crash nor hang, with what highlighting still gets right on it.
+    void badInput_data()
+    {
+        QTest::addColumn<bool>("mel");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("lastState");
+        QTest::addColumn<bool>("lastLineInString");
+        QTest::newRow("1 MB python line") << false << QStringLiteral("x = len(a) + 'str' # c ").repeated(1024 * 1024 / 23) << -1 << true;
+        QTest::newRow("1 MB mel line") << true << QStringLiteral("ls -q $v; \"s\" ").repeated(1024 * 1024 / 15) << -1 << false;
+        QTest::newRow("1 MB of one word") << true << QString(1024 * 1024, 'l') << -1 << false;
+        QTest::newRow("unterminated docstring over 20000 lines") << false << "\"\"\"\n" + QStringLiteral("x = len(y)\n").repeated(20000) << 1 << true;
+        QTest::newRow("unterminated block comment over 20000 lines") << true << "/*\n" + QStringLiteral("ls;\n").repeated(20000) << 1 << true;
+        QTest::newRow("NUL and control characters") << false << QStringLiteral("x = '\0\x01\x1b' + \0 len(\x7f)").append(QChar(0)) << -1 << false;
+        QTest::newRow("lone surrogates") << false << "x = 'a" + QString(QChar(0xD800)) + "b' + len(z) " + QChar(0xDC00) << -1 << false;
+        QTest::newRow("right-to-left text") << true << QString::fromUtf8("print \"שלום עולם\"; // مرحبا\nls \"\u202Eabc\";") << -1 << false;
+        QTest::newRow("only backslashes") << false << QString(5000, '\\') << -1 << false;
+        QTest::newRow("only quotes") << false << QString(5001, '"') << 1 << true;
+    }
+    void badInput()
+    {
+        QFETCH(bool, mel);
+        QFETCH(QString, text);
+        QFETCH(int, lastState);
+        QFETCH(bool, lastLineInString);
+        Fixture fixture;
+        const Document<> doc(text, mel);
+        const QTextBlock last = doc.document.lastBlock();
+        QCOMPARE(last.userState(), lastState);
+        QCOMPARE(Data::of(last)->isInString(last.length() - 1), lastLineInString);
+    }
+
+    // The hints that let the engine skip a rule's expression on a line, or try it only at some
+    // characters, must colour exactly what a plain global match of the expression colours.
+    void ruleHintsColourLikePlainMatching()
+    {
+        Fixture fixture;
+        QTextDocument scratch;
+        const MelHighlighter mel(&scratch);
+        const PythonHighlighter python(&scratch);
+        const QString whitespace = fixture.roleOf(Highlighter::roleFormat(QLatin1String(R::whitespaces)));
+        const QStringList lines = {
+            QString(), "1", ".", "..", "1..2", "a.b", "1.5e3 x2 .5 5. 0x1F", "a1.2b _3", QString::fromUtf8("é1 ü.5 ٣"),
+            "self.x = cls", "myself selfish cls_ self", "class Foo (Bar):", "class  Foo:", "def  f (x):", "undef g(x)",
+            "  @dec(1)", "x @ y", "\t@", "$a $b1 a$c $", "global proc foo ()", "proc(x)", "x(1) y (2) -z(3) 4(5)", "f\t(", "((", "a-b(c)"};
+        int hinted = 0;
+        for (const HighlightRule &rule : mel.highlightRules() + mel.highlightCallRules() + python.highlightRules() + python.highlightCallRules()) {
+            if (!rule.mayMatch && !rule.canStartAt)
+                continue;
+            ++hinted;
+            for (const QString &line : lines) {
+                QVector<QString> expected(line.size());
+                for (auto it = rule.expression.globalMatch(line); it.hasNext();) {
+                    const QRegularExpressionMatch match = it.next();
+                    for (int i = match.capturedStart(); i < match.capturedEnd(); ++i)
+                        expected[i] = fixture.roleOf(rule.format);
+                }
+                for (int i = 0; i < line.size(); ++i)
+                    if (line.at(i) == ' ' || line.at(i) == '\t')
+                        expected[i] = whitespace;
+                QTextDocument document;
+                document.setDocumentLayout(new QPlainTextDocumentLayout(&document));
+                document.setPlainText(line);
+                SingleRuleHighlighter highlighter(&document, rule);
+                highlighter.rehighlight();
+                QVERIFY2(fixture.roles(document.firstBlock()) == expected, qPrintable(rule.expression.pattern() + " on: " + line));
+            }
+        }
+        QVERIFY(hinted >= 8);
+    }
+
+    // The per-line data the editor asks of real documents, beyond what the golden files show.
+    void indentHint_data()
+    {
+        QTest::addColumn<bool>("mel");
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<int>("hint");
+        QTest::newRow("mel else between braces") << true << "} else {" << 1;
+        QTest::newRow("mel two open braces") << true << "{ {" << 2;
+        QTest::newRow("mel balanced braces") << true << "{ x; }" << 0;
+        QTest::newRow("mel open bracket before a comment") << true << "$a = {1, [ // c" << 1;
+        QTest::newRow("mel brace inside a string") << true << "print \"{\";" << 0;
+        QTest::newRow("mel open brace before a closed string at the end") << true << "proc f() { print \"x\"" << 1;
+        QTest::newRow("mel open parenthesis before an unclosed string") << true << "foo(\"x" << 0;
+        QTest::newRow("python colon before a comment") << false << "if x:  # why" << 1;
+        QTest::newRow("python open call after a string") << false << "f('a', (" << 1;
+        QTest::newRow("python colon inside a string") << false << "x = 'a:'" << 0;
+    }
+    void indentHint()
+    {
+        QFETCH(bool, mel);
+        QFETCH(QString, line);
+        QFETCH(int, hint);
+        Fixture fixture;
+        QCOMPARE(Document<>(line, mel).data(0)->indentHint(), hint);
+    }
+
+    void unclosedOpeningBefore_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<int>("column"); // -1: line end
+        QTest::addColumn<QString>("expected"); // the bracket and its column, or empty
+        QTest::newRow("inner list closed") << "foo(a, [b, c], " << -1 << "(3";
+        QTest::newRow("inner list open") << "foo(a, [b, " << -1 << "[7";
+        QTest::newRow("before the column only") << "foo(a)(" << 6 << "";
+        QTest::newRow("all closed") << "foo(a)[b]{c}" << -1 << "";
+        QTest::newRow("bracket in string ignored") << "foo(')'" << -1 << "(3";
+        QTest::newRow("mixed kinds") << "{ [ ( ) ] " << -1 << "{0";
+    }
+    void unclosedOpeningBefore()
+    {
+        QFETCH(QString, line);
+        QFETCH(int, column);
+        QFETCH(QString, expected);
+        Fixture fixture;
+        QChar character;
+        int found = -1;
+        const bool ok = Document<>(line).data(0)->unclosedOpeningBefore(column < 0 ? line.size() : column, &character, &found);
+        QCOMPARE(ok ? character + QString::number(found) : QString(), expected);
+    }
+
+    void partnersAcrossLines()
+    {
+        Fixture fixture;
+        const Document<> doc(QStringLiteral("proc f() {\n"             // 0
+                                            "    if (1) {\n"           // 1
+                                            "        print \"}\"; // )\n" // 2
+                                            "    }\n"                  // 3
+                                            "} /* { */\n"              // 4
+                                            "x = foo(a,\n"             // 5
+                                            "        b) + bar(c)"),    // 6
+                             true);
+        auto partner = [&](int line, int column) {
+            const auto position = Data::matchingBracket(doc.line(line), column);
+            return position.isValid() ? QStringLiteral("%1%2:%3").arg(position.character).arg(position.block.blockNumber()).arg(position.column) : QString();
+        };
+        QCOMPARE(partner(0, 9), QStringLiteral("}4:0"));
+        QCOMPARE(partner(4, 0), QStringLiteral("{0:9"));
+        QCOMPARE(partner(1, 11), QStringLiteral("}3:4"));
+        QCOMPARE(partner(0, 6), QStringLiteral(")0:7"));
+        QCOMPARE(partner(5, 7), QStringLiteral(")6:9"));
+        QCOMPARE(partner(2, 15), QString()); // inside a string: no bracket there
+        QCOMPARE(partner(0, 0), QString());
+        // The closing bracket nearest before the column whose partner is on an earlier line.
+        const auto closed = Data::closedFromEarlierLine(doc.line(6), doc.line(6).length() - 1);
+        QCOMPARE(QStringLiteral("%1%2 %3:%4").arg(closed.character).arg(closed.column).arg(closed.partner.block.blockNumber()).arg(closed.partner.column),
+                 QStringLiteral(")9 5:7"));
+        QVERIFY(!Data::closedFromEarlierLine(doc.line(6), 9).isValid());
+        QCOMPARE(Data::closedFromEarlierLine(doc.line(4), 1).partner.block.blockNumber(), 0);
+        QVERIFY(!Data::closedFromEarlierLine(doc.line(1), 12).isValid());
+        // Smart indent counts only brackets before the column.
+        const Document<> balance(QStringLiteral("} } x { \"{\""), true);
+        QCOMPARE(balance.data(0)->bracketBalance('{', 4), -2);
+        QCOMPARE(balance.data(0)->bracketBalance('}', 100), -1);
+    }
+
+    void dataFollowsEdits()
+    {
+        Fixture fixture;
+        Document<> doc(QStringLiteral("x = (1,\n     2)"));
+        QCOMPARE(doc.data(1)->brackets(QLatin1Char(')')), (QVector<Data::BracketEntry>{{6, -1}}));
+        QTextCursor(doc.line(0)).insertText(QStringLiteral("'''"));
+        // Both lines are now a docstring: nothing is code any more.
+        QVERIFY(doc.data(0)->brackets(QLatin1Char('(')).isEmpty() && doc.data(1)->brackets(QLatin1Char(')')).isEmpty());
+        QVERIFY(doc.data(1)->isInString(3));
+        QCOMPARE(doc.data(1)->codeText(), QString());
+    }
+};
+KE2_TEST_CLASS(HighlighterTest)
+
+#include "test_highlighters.moc"
