@@ -15,6 +15,16 @@ class Mesh(object):
         path = os.path.join('a', "b\tc")
         cmds.polySphere(n=name)
         polySphere()
+        ls = 1; os.path.join(a, b); a.len + 1
+        a.len + len
+        if_x = 1; éif = 1; x = '#' + y; x = 'a b'  # if
+        class Foo:
+        f('a', (
+        x = 'a:'
+        if x:  # why
+        """a	b"""
+        x = 'a
+        len(b)
 
     @classmethod
     def build(cls, size=1.5):
