@@ -72,26 +72,22 @@ class PythonAnalysisScriptTest : public QObject {
         m_host->executePython(QStringLiteral("pass"));
         return list;
     }
-    bool writeFile(const QString &relative, const QByteArray &content)
-    {
-        QDir().mkpath(QFileInfo(m_packages.filePath(relative)).path());
-        QFile file(m_packages.filePath(relative));
-        return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
-    }
-
 private slots:
     void initTestCase()
     {
         // Packages on the test's own path: completion reads their source without importing them.
-        QVERIFY(writeFile("ke2fake/__init__.py", "") && writeFile("ke2fake/tools.py", "def run():\n    pass\n"));
-        QVERIFY(writeFile("ke2fake/cmds.py", "def ls(*args):\n    pass\ndef polySphere(radius=1.0):\n    pass\n"
-                                             "class Node:\n    kind = 1\n    def rename(self, name):\n"
-                                             "        self.label = name\n_private = 0\n"));
-        QVERIFY(writeFile("ke2loaded.py", "def imported_only():\n    pass\n"));
-        QVERIFY(writeFile("ke2cycle_a.py", "from ke2cycle_b import thing\n"));
-        QVERIFY(writeFile("ke2cycle_b.py", "from ke2cycle_a import thing\n"));
-        QVERIFY(writeFile("maya/__init__.py", "") && writeFile("maya/mel.py", "def eval(text):\n    pass\n"));
-        QVERIFY(writeFile("maya/cmds.py", "def polyCube():\n    pass\n"));
+        const QPair<QString, QByteArray> files[] = {
+            {"ke2fake/__init__.py", ""}, {"ke2fake/tools.py", "def run():\n    pass\n"},
+            {"ke2fake/cmds.py", "def ls(*args):\n    pass\ndef polySphere(radius=1.0):\n    pass\nclass Node:\n    kind = 1\n"
+                                "    def rename(self, name):\n        self.label = name\n_private = 0\n"},
+            {"ke2loaded.py", "def imported_only():\n    pass\n"}, {"ke2cycle_a.py", "from ke2cycle_b import thing\n"},
+            {"ke2cycle_b.py", "from ke2cycle_a import thing\n"}, {"maya/__init__.py", ""},
+            {"maya/mel.py", "def eval(text):\n    pass\n"}, {"maya/cmds.py", "def polyCube():\n    pass\n"}};
+        for (const auto &file : files) {
+            QDir().mkpath(QFileInfo(m_packages.filePath(file.first)).path());
+            QFile out(m_packages.filePath(file.first));
+            QVERIFY(out.open(QIODevice::WriteOnly) && out.write(file.second) == file.second.size());
+        }
 
         m_host = std::make_unique<PythonHost>(m_prefs.root());
         m_host->addCallbacks(nullptr);
