@@ -156,6 +156,7 @@ private slots:
         mel("array parameter: one dropped ')' message, later brackets silent", "global proc string[] bar(string $a[]) {}",
             {"1 0 21 bar", "D 21 24 Expected a ')'"});
         mel("myglobal is no global, the proc after it is local", "myglobal proc foo() {}", {"2 0 14 foo"});
+        mel("escaped quote stays inside the string", "\"a\\\"b\" proc x() {}", {"2 0 12 x"});
         mel("backslash at line end continues the string", "\"abc\\\nproc y() {}\"\nproc z() {}", {"2 0 24 z"});
         mel("two backslashes at line end do not", "\"abc\\\\\nproc y() {}", {"2 0 12 y", "D 0 6 Unterminated String"});
         mel("string open at the end runs to the last character", "print \"abc", {"D 6 10 Unterminated String"});
