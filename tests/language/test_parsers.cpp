@@ -247,6 +247,7 @@ private slots:
             python.Parse(text, QString());
             QVERIFY2(checkRecords(mel).isEmpty(), qPrintable(checkRecords(mel) + " in MEL: " + text.left(80)));
             QVERIFY2(checkRecords(python).isEmpty(), qPrintable(checkRecords(python) + " in Python: " + text.left(80)));
+            QVERIFY(mel.Errors().isEmpty()); // dropped, whatever was found
         };
         for (const QString &text : qAsConst(texts))
             check(text);

@@ -266,9 +266,10 @@ private slots:
         QVERIFY(m_host->executePython("KestrelEditorParser.initialized = False\nKestrelEditorParser()"));
         QCOMPARE(evaluate("[n for n in ('maya.cmds', 'maya.mel', 'maya.OpenMaya') if n in __import__('sys').modules]"),
                  (QStringList{"maya.cmds", "maya.mel"}));
-        QVERIFY(complete("import maya.cmds as mc\n" + kLocator, "mc").contains("polyCube"));
+        QCOMPARE(toSet(complete("import maya.cmds as mc\n" + kLocator, "mc")), toSet(evaluate("dir(__import__('maya.cmds').cmds)")));
         QCOMPARE(complete("import ke2_bad_dir\n" + kLocator, "ke2_bad_dir"), QStringList{});
         QCOMPARE(evaluate("KestrelEditorParser().parse_module('ke2_bad_dir')"), QStringList{});
+        QCOMPARE(toSet(evaluate("KestrelEditorParser().parse_module('os')")), toSet(evaluate("dir(__import__('os'))")));
     }
 
     // The editor re-sends the whole buffer at each request; nothing of an earlier one may stick.
@@ -280,6 +281,7 @@ private slots:
             {"import os\ns = '''\ny = 1\n'''\n" + kLocator, {"os", "s"}},
             {fg.arg('f'), {"a", "b", "f", "os"}},
             {fg.arg('g'), {"a", "b", "g", "os"}},
+            {"x = (1,\n2)\nz = [\n]\n" + kLocator, {"x", "z"}},
             {"import os\ny = 1\nbroken = (\n" + kLocator, {"os"}},
             {"import os\ny = 1\nbroken = (\n2)\n" + kLocator, {"broken", "os", "y"}},
         };
