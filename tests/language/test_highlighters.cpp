@@ -88,11 +88,15 @@ public:
             QStringList brackets;
             for (const Data::BracketKind kind : {Data::BracketKind(0), Data::BracketKind(1), Data::BracketKind(2)})
                 for (const auto &entry : data->brackets(kind))
-                    brackets << QStringLiteral("%1@%2").arg(entry.step > 0 ? Data::openingOf(kind) : Data::closingOf(kind)).arg(entry.column);
+                    brackets << QStringLiteral("%1@%2")
+                                    .arg(entry.step > 0 ? Data::openingOf(kind) : Data::closingOf(kind))
+                                    .arg(entry.column);
             if (!brackets.isEmpty())
                 out += "  brackets " + brackets.join(' ') + '\n';
             const QPair<const char *, QVector<Data::Range>> kinds[] = {
-                {"strings", data->stringRanges()}, {"lineComments", data->lineCommentRanges()}, {"blockComments", data->blockCommentRanges()}};
+                {"strings", data->stringRanges()},
+                {"lineComments", data->lineCommentRanges()},
+                {"blockComments", data->blockCommentRanges()}};
             for (const auto &kind : kinds) {
                 QStringList parts;
                 for (const auto &range : kind.second)
@@ -194,7 +198,8 @@ private slots:
             const Data *data = Data::of(block);
             for (int column = -1; column <= block.length(); ++column) {
                 auto inside = [column](const QVector<Data::Range> &ranges) {
-                    return std::any_of(ranges.begin(), ranges.end(), [column](const Data::Range &r) { return column >= r.start && column <= r.end; });
+                    return std::any_of(ranges.begin(), ranges.end(),
+                                       [column](const Data::Range &r) { return column >= r.start && column <= r.end; });
                 };
                 QCOMPARE(data->isInString(column), inside(data->stringRanges()));
                 QCOMPARE(data->isInLineComment(column), inside(data->lineCommentRanges()));
@@ -298,11 +303,15 @@ private slots:
         QTest::newRow("1 MB python line") << false << QStringLiteral("x = len(a) + 'str' # c ").repeated(1024 * 1024 / 23) << -1 << true;
         QTest::newRow("1 MB mel line") << true << QStringLiteral("ls -q $v; \"s\" ").repeated(1024 * 1024 / 15) << -1 << false;
         QTest::newRow("1 MB of one word") << true << QString(1024 * 1024, 'l') << -1 << false;
-        QTest::newRow("unterminated docstring over 20000 lines") << false << "\"\"\"\n" + QStringLiteral("x = len(y)\n").repeated(20000) << 1 << true;
-        QTest::newRow("unterminated block comment over 20000 lines") << true << "/*\n" + QStringLiteral("ls;\n").repeated(20000) << 1 << true;
-        QTest::newRow("NUL and control characters") << false << QStringLiteral("x = '\0\x01\x1b' + \0 len(\x7f)").append(QChar(0)) << -1 << false;
+        QTest::newRow("unterminated docstring over 20000 lines")
+            << false << "\"\"\"\n" + QStringLiteral("x = len(y)\n").repeated(20000) << 1 << true;
+        QTest::newRow("unterminated block comment over 20000 lines")
+            << true << "/*\n" + QStringLiteral("ls;\n").repeated(20000) << 1 << true;
+        QTest::newRow("NUL and control characters")
+            << false << QStringLiteral("x = '\0\x01\x1b' + \0 len(\x7f)").append(QChar(0)) << -1 << false;
         QTest::newRow("lone surrogates") << false << "x = 'a" + QString(QChar(0xD800)) + "b' + len(z) " + QChar(0xDC00) << -1 << false;
-        QTest::newRow("right-to-left text") << true << QString::fromUtf8("print \"שלום עולם\"; // مرحبا\nls \"\u202Eabc\";") << -1 << false;
+        QTest::newRow("right-to-left text")
+            << true << QString::fromUtf8("print \"שלום עולם\"; // مرحبا\nls \"\u202Eabc\";") << -1 << false;
         QTest::newRow("only backslashes") << false << QString(5000, '\\') << -1 << false;
         QTest::newRow("only quotes") << false << QString(5001, '"') << 1 << true;
     }
@@ -333,7 +342,9 @@ private slots:
             "self.x = cls", "myself selfish cls_ self", "class Foo (Bar):", "class  Foo:", "def  f (x):", "undef g(x)",
             "  @dec(1)", "x @ y", "\t@", "$a $b1 a$c $", "global proc foo ()", "proc(x)", "x(1) y (2) -z(3) 4(5)", "f\t(", "((", "a-b(c)"};
         int hinted = 0;
-        for (const HighlightRule &rule : mel.highlightRules() + mel.highlightCallRules() + python.highlightRules() + python.highlightCallRules()) {
+        const QVector<HighlightRule> all =
+            mel.highlightRules() + mel.highlightCallRules() + python.highlightRules() + python.highlightCallRules();
+        for (const HighlightRule &rule : all) {
             if (!rule.mayMatch && !rule.canStartAt)
                 continue;
             ++hinted;
@@ -372,7 +383,9 @@ private slots:
                              true);
         auto partner = [&](int line, int column) {
             const auto position = Data::matchingBracket(doc.line(line), column);
-            return position.isValid() ? QStringLiteral("%1%2:%3").arg(position.character).arg(position.block.blockNumber()).arg(position.column) : QString();
+            if (!position.isValid())
+                return QString();
+            return QStringLiteral("%1%2:%3").arg(position.character).arg(position.block.blockNumber()).arg(position.column);
         };
         QCOMPARE(partner(0, 9), QStringLiteral("}4:0"));
         QCOMPARE(partner(4, 0), QStringLiteral("{0:9"));
@@ -383,7 +396,8 @@ private slots:
         QCOMPARE(partner(0, 0), QString());
         // The closing bracket nearest before the column whose partner is on an earlier line.
         const auto closed = Data::closedFromEarlierLine(doc.line(6), doc.line(6).length() - 1);
-        QCOMPARE(QStringLiteral("%1%2 %3:%4").arg(closed.character).arg(closed.column).arg(closed.partner.block.blockNumber()).arg(closed.partner.column),
+        QCOMPARE(QStringLiteral("%1%2 %3:%4").arg(closed.character).arg(closed.column)
+                     .arg(closed.partner.block.blockNumber()).arg(closed.partner.column),
                  QStringLiteral(")9 5:7"));
         QVERIFY(!Data::closedFromEarlierLine(doc.line(6), 9).isValid());
         QCOMPARE(Data::closedFromEarlierLine(doc.line(4), 1).partner.block.blockNumber(), 0);
@@ -395,7 +409,8 @@ private slots:
         for (const auto &row : unclosed) {
             QChar character;
             int found = -1;
-            const bool ok = Document<>(row.line).data(0)->unclosedOpeningBefore(row.column < 0 ? row.line.size() : row.column, &character, &found);
+            const int column = row.column < 0 ? row.line.size() : row.column;
+            const bool ok = Document<>(row.line).data(0)->unclosedOpeningBefore(column, &character, &found);
             QCOMPARE(ok ? character + QString::number(found) : QString(), row.expected);
         }
         // Smart indent counts only brackets before the column.

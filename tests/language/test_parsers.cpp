@@ -227,7 +227,8 @@ private slots:
     void badInputStaysInBounds()
     {
         QRandomGenerator random(7);
-        const QString alphabet = QStringLiteral("gp(){}[]\"'\\/*#:@ \t\nidfcTODO$;.,") + QChar(0xD800) + QChar(0xDC00) + QChar(0) + QChar(0x2029);
+        const QString alphabet =
+            QStringLiteral("gp(){}[]\"'\\/*#:@ \t\nidfcTODO$;.,") + QChar(0xD800) + QChar(0xDC00) + QChar(0) + QChar(0x2029);
         QStringList texts = {"global proc string[] f(string $a) {", "global string[] $v", "if __name__ == '__main__':",
                              "import a.b as c", "from a import b as c, d", "@staticmethod\ndef f(): '''x'''"};
         for (int i = texts.size() - 1; i >= 0; --i)

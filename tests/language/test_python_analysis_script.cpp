@@ -208,8 +208,9 @@ private slots:
             "class Base(object):\n    def run(self):\n        pass\nclass A(Base):\n    def go(self):\n        pass\n"
             "    def __kedefloc__(__kestrel_lctr_hlvd__): pass\n",
             "", "dir(object) + ['A', 'Base', 'run', 'go', 'self', 'cls']");
-        dir("base class through a module binding", "import collections as c\nclass A(c.OrderedDict):\n    def go(self):\n        " + kLocator,
-            "self", "dir(__import__('collections').OrderedDict) + ['go']");
+        dir("base class through a module binding",
+            "import collections as c\nclass A(c.OrderedDict):\n    def go(self):\n        " + kLocator, "self",
+            "dir(__import__('collections').OrderedDict) + ['go']");
         dir("import statement lists a loaded module's members and submodules", kLocator, "import json",
             "dir(__import__('json')) + [m[1] for m in __import__('pkgutil').iter_modules(__import__('json').__path__)]");
     }
