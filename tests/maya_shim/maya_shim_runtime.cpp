@@ -1,11 +1,12 @@
 // The scripted runtime behind the OpenMaya shim: plays Maya for the tests.
 #include "maya_shim_runtime.h"
 
+#include <maya/MArgDatabase.h>
 #include <maya/MCommandMessage.h>
+#include <maya/MCommandResult.h>
 #include <maya/MEventMessage.h>
 #include <maya/MFnPlugin.h>
 #include <maya/MGlobal.h>
-#include <maya/MMessage.h>
 #include <maya/MPxCommand.h>
 #include <maya/MQtUtil.h>
 
@@ -13,6 +14,7 @@
 #include <QtWidgets/QWidget>
 
 #include <map>
+#include <memory>
 
 struct MShimAccess {
     static MObject make(void *handle)
@@ -31,30 +33,15 @@ struct Command {
     MCreateSyntaxFunction syntax;
 };
 
-struct EventCallback {
-    QString event;
-    MMessage::MBasicFunction function;
-    void *clientData;
-};
-
-struct OutputCallback {
-    MCommandMessage::MMessageFunction function;
-    void *clientData;
-};
-
 struct Runtime {
-    Handler mel;
-    Handler python;
-    QVector<Record> records;
-    QVector<Record> idle;
+    Handler mel, python;
+    QVector<Record> records, idle;
     std::map<QString, Command> commands;
-    std::map<MCallbackId, EventCallback> events;
-    std::map<MCallbackId, OutputCallback> outputs;
+    std::map<MCallbackId, std::pair<QString, std::pair<MMessage::MBasicFunction, void *>>> events;
+    std::map<MCallbackId, std::pair<MCommandMessage::MMessageFunction, void *>> outputs;
     MCallbackId nextId = 1;
-    bool failFunctionSet = false;
-    bool failRegistration = false;
+    bool failFunctionSet = false, failRegistration = false, failCallbacks = false;
     QString result;
-    QPointer<QWidget> mainWindow;
     QPointer<QWidget> currentParent;
     QHash<QString, QPointer<QWidget>> controls;
     QVector<QPair<QWidget *, QWidget *>> added;
@@ -69,51 +56,54 @@ Runtime &runtime()
 
 int g_pluginToken = 0;
 
-QString toQt(const MString &text)
+QString toQt(const MString &text) { return MQtUtil::toQString(text); }
+MString toMaya(const QString &text) { return MQtUtil::toMString(text); }
+
+// Records the command and asks the test's handler for the answer.
+QVariant send(Kind kind, const MString &command, bool display)
 {
-    return QString::fromUtf8(text.asUTF8());
+    runtime().records.append({kind, toQt(command), display});
+    const Handler &handler = kind == Kind::Mel ? runtime().mel : runtime().python;
+    return handler ? handler(toQt(command)) : QVariant();
 }
 
-MString toMaya(const QString &text)
-{
-    const QByteArray utf8 = text.toUtf8();
-    return MString(utf8.constData(), utf8.size());
-}
+MStatus statusOf(bool ok) { return ok ? MS::kSuccess : MS::kFailure; }
 
-QVariant answer(const Handler &handler, const QString &command)
+MStringArray toArray(const QStringList &items)
 {
-    return handler ? handler(command) : QVariant();
+    MStringArray array;
+    for (const QString &item : items)
+        array.append(toMaya(item));
+    return array;
 }
 
 void deliverOutput(const QString &text, int type)
 {
-    // Copied: a callback may remove callbacks.
-    const auto outputs = runtime().outputs;
+    const auto outputs = runtime().outputs; // a callback may remove callbacks
     for (const auto &entry : outputs)
-        entry.second.function(toMaya(text), static_cast<MCommandMessage::MessageType>(type), entry.second.clientData);
+        entry.second.first(toMaya(text), static_cast<MCommandMessage::MessageType>(type), entry.second.second);
 }
 
+// Like Maya, messages shown in the Script Editor also reach the command-output callbacks.
 void display(Kind kind, const MString &message, MCommandMessage::MessageType type)
 {
     runtime().records.append({kind, toQt(message), true});
     deliverOutput(toQt(message), type);
 }
 
-MStatus statusOf(const QVariant &value)
+MCallbackId nextId(MStatus *status)
 {
-    return value.isValid() ? MStatus(MS::kSuccess) : MStatus(MS::kFailure);
+    if (status)
+        *status = statusOf(!runtime().failCallbacks);
+    return runtime().failCallbacks ? 0 : runtime().nextId++;
 }
 
 } // namespace
 
-void reset()
-{
-    runtime() = Runtime();
-}
-
+void reset() { runtime() = Runtime(); }
 void setMelHandler(Handler handler) { runtime().mel = std::move(handler); }
 void setPythonHandler(Handler handler) { runtime().python = std::move(handler); }
-QVector<Record> records() { return runtime().records; }
+void clearRecords() { runtime().records.clear(); }
 
 QStringList texts(Kind kind)
 {
@@ -124,16 +114,13 @@ QStringList texts(Kind kind)
     return result;
 }
 
-void clearRecords() { runtime().records.clear(); }
-
 int runIdle()
 {
     int ran = 0;
-    while (!runtime().idle.isEmpty()) {
+    for (; !runtime().idle.isEmpty(); ++ran) {
         const Record record = runtime().idle.takeFirst();
-        runtime().records.append(record);
-        answer(record.kind == Kind::MelOnIdle ? runtime().mel : runtime().python, record.text);
-        ++ran;
+        send(record.kind == Kind::MelOnIdle ? Kind::Mel : Kind::Python, toMaya(record.text), record.display);
+        runtime().records.last().kind = record.kind;
     }
     return ran;
 }
@@ -152,21 +139,18 @@ QStringList registeredCommands()
 
 CommandRun runCommand(const QString &name, const QStringList &arguments)
 {
-    CommandRun run;
     const auto found = runtime().commands.find(name);
     if (found == runtime().commands.end())
-        return run;
+        return {};
     MArgList args;
     for (const QString &argument : arguments)
         args.addArg(toMaya(argument));
     runtime().result.clear();
-    auto *command = static_cast<MPxCommand *>(found->second.creator());
-    run.ok = static_cast<bool>(command->doIt(args));
-    delete command;
-    run.result = runtime().result;
-    return run;
+    std::unique_ptr<MPxCommand> command(static_cast<MPxCommand *>(found->second.creator()));
+    return {static_cast<bool>(command->doIt(args)), runtime().result};
 }
 
+void failCallbacks(bool fail) { runtime().failCallbacks = fail; }
 int callbackCount() { return static_cast<int>(runtime().events.size() + runtime().outputs.size()); }
 void fireCommandOutput(const QString &text, int type) { deliverOutput(text, type); }
 
@@ -174,16 +158,14 @@ void fireEvent(const QString &event)
 {
     const auto events = runtime().events;
     for (const auto &entry : events)
-        if (entry.second.event == event)
-            entry.second.function(entry.second.clientData);
+        if (entry.second.first == event)
+            entry.second.second.first(entry.second.second.second);
 }
 
-void setMainWindow(QWidget *widget) { runtime().mainWindow = widget; }
 void setCurrentParent(QWidget *widget) { runtime().currentParent = widget; }
 void setControl(const QString &name, QWidget *widget) { runtime().controls.insert(name, widget); }
 QVector<QPair<QWidget *, QWidget *>> addedToLayout() { return runtime().added; }
-QHash<QString, int> optionVars() { return runtime().optionVars; }
-void setOptionVar(const QString &name, int value) { runtime().optionVars.insert(name, value); }
+QHash<QString, int> &optionVars() { return runtime().optionVars; }
 
 } // namespace ke2::mayashim
 
@@ -193,82 +175,58 @@ using namespace ke2::mayashim;
 
 MStatus MGlobal::executeCommand(const MString &command, bool displayEnabled, bool)
 {
-    runtime().records.append({Kind::Mel, toQt(command), displayEnabled});
-    return statusOf(answer(runtime().mel, toQt(command)));
+    return statusOf(send(Kind::Mel, command, displayEnabled).isValid());
 }
 
 MStatus MGlobal::executeCommand(const MString &command, MCommandResult &result, bool displayEnabled, bool)
 {
-    runtime().records.append({Kind::Mel, toQt(command), displayEnabled});
-    const QVariant value = answer(runtime().mel, toQt(command));
-    result.m_type = MCommandResult::kInvalid;
+    const QVariant value = send(Kind::Mel, command, displayEnabled);
     switch (value.userType()) {
     case QMetaType::Int:
-    case QMetaType::Bool:
-        result.m_type = MCommandResult::kInt;
-        result.m_int = value.toInt();
-        break;
-    case QMetaType::Double:
-        result.m_type = MCommandResult::kDouble;
-        result.m_double = value.toDouble();
-        break;
-    case QMetaType::QString:
-        result.m_type = MCommandResult::kString;
-        result.m_string = toMaya(value.toString());
-        break;
+    case QMetaType::Bool: result.m_type = MCommandResult::kInt; result.m_int = value.toInt(); break;
+    case QMetaType::Double: result.m_type = MCommandResult::kDouble; result.m_double = value.toDouble(); break;
+    case QMetaType::QString: result.m_type = MCommandResult::kString; result.m_string = toMaya(value.toString()); break;
     case QMetaType::QStringList:
         result.m_type = MCommandResult::kStringArray;
-        result.m_strings.clear();
-        for (const QString &item : value.toStringList())
-            result.m_strings.append(toMaya(item));
+        result.m_strings = toArray(value.toStringList());
         break;
-    default:
-        break;
+    default: result.m_type = MCommandResult::kInvalid;
     }
-    return statusOf(value);
+    return statusOf(value.isValid());
+}
+
+MStatus MGlobal::executePythonCommand(const MString &command, bool displayEnabled, bool)
+{
+    return statusOf(send(Kind::Python, command, displayEnabled).isValid());
+}
+
+MStatus MGlobal::executePythonCommand(const MString &command, int &result, bool displayEnabled, bool)
+{
+    const QVariant value = send(Kind::Python, command, displayEnabled);
+    if (value.userType() == QMetaType::Int)
+        result = value.toInt();
+    return statusOf(value.userType() == QMetaType::Int);
+}
+
+MStatus MGlobal::executePythonCommand(const MString &command, MString &result, bool displayEnabled, bool)
+{
+    const QVariant value = send(Kind::Python, command, displayEnabled);
+    if (value.userType() == QMetaType::QString)
+        result = toMaya(value.toString());
+    return statusOf(value.userType() == QMetaType::QString);
+}
+
+MStatus MGlobal::executePythonCommand(const MString &command, MStringArray &result, bool displayEnabled, bool)
+{
+    const QVariant value = send(Kind::Python, command, displayEnabled);
+    if (value.userType() == QMetaType::QStringList)
+        result = toArray(value.toStringList());
+    return statusOf(value.userType() == QMetaType::QStringList);
 }
 
 MStatus MGlobal::executeCommandOnIdle(const MString &command, bool displayEnabled)
 {
     runtime().idle.append({Kind::MelOnIdle, toQt(command), displayEnabled});
-    return MS::kSuccess;
-}
-
-MStatus MGlobal::executePythonCommand(const MString &command, bool displayEnabled, bool)
-{
-    runtime().records.append({Kind::Python, toQt(command), displayEnabled});
-    return statusOf(answer(runtime().python, toQt(command)));
-}
-
-MStatus MGlobal::executePythonCommand(const MString &command, int &result, bool displayEnabled, bool)
-{
-    runtime().records.append({Kind::Python, toQt(command), displayEnabled});
-    const QVariant value = answer(runtime().python, toQt(command));
-    if (value.userType() != QMetaType::Int)
-        return MS::kFailure;
-    result = value.toInt();
-    return MS::kSuccess;
-}
-
-MStatus MGlobal::executePythonCommand(const MString &command, MString &result, bool displayEnabled, bool)
-{
-    runtime().records.append({Kind::Python, toQt(command), displayEnabled});
-    const QVariant value = answer(runtime().python, toQt(command));
-    if (value.userType() != QMetaType::QString)
-        return MS::kFailure;
-    result = toMaya(value.toString());
-    return MS::kSuccess;
-}
-
-MStatus MGlobal::executePythonCommand(const MString &command, MStringArray &result, bool displayEnabled, bool)
-{
-    runtime().records.append({Kind::Python, toQt(command), displayEnabled});
-    const QVariant value = answer(runtime().python, toQt(command));
-    if (value.userType() != QMetaType::QStringList)
-        return MS::kFailure;
-    result.clear();
-    for (const QString &item : value.toStringList())
-        result.append(toMaya(item));
     return MS::kSuccess;
 }
 
@@ -278,18 +236,15 @@ MStatus MGlobal::executePythonCommandOnIdle(const MString &command, bool display
     return MS::kSuccess;
 }
 
-// Like Maya, messages shown in the Script Editor also reach the command-output callbacks.
 void MGlobal::displayInfo(const MString &message) { display(Kind::Info, message, MCommandMessage::kInfo); }
 void MGlobal::displayWarning(const MString &message) { display(Kind::Warning, message, MCommandMessage::kWarning); }
 void MGlobal::displayError(const MString &message) { display(Kind::Error, message, MCommandMessage::kError); }
-
 bool MGlobal::optionVarExists(const MString &name) { return runtime().optionVars.contains(toQt(name)); }
 
 int MGlobal::optionVarIntValue(const MString &name, bool *exists)
 {
-    const bool found = runtime().optionVars.contains(toQt(name));
     if (exists)
-        *exists = found;
+        *exists = optionVarExists(name);
     return runtime().optionVars.value(toQt(name));
 }
 
@@ -299,87 +254,98 @@ bool MGlobal::setOptionVarValue(const MString &name, int value)
     return true;
 }
 
-// ---- Commands and the plug-in function set ----------------------------------------------------
+// ---- Commands, their arguments and the plug-in function set -----------------------------------
 
-MPxCommand::MPxCommand() = default;
-MPxCommand::~MPxCommand() = default;
-MStatus MPxCommand::doIt(const MArgList &) { return MS::kSuccess; }
 void MPxCommand::setResult(const MString &result) { runtime().result = toQt(result); }
-void MPxCommand::setResult(int result) { runtime().result = QString::number(result); }
-void MPxCommand::clearResult() { runtime().result.clear(); }
+
+std::string MArgDatabase::shortNameOf(const std::string &flag) const
+{
+    for (const MSyntax::Flag &entry : m_syntax.m_flags)
+        if (entry.shortName == flag || entry.longName == flag)
+            return entry.shortName;
+    return std::string();
+}
+
+// Fails on an unknown flag or a missing flag argument, as MEL's parser does.
+MArgDatabase::MArgDatabase(const MSyntax &syntax, const MArgList &argList, MStatus *ReturnStatus) : m_syntax(syntax)
+{
+    bool ok = true;
+    for (unsigned int i = 0; ok && i < argList.length(); ++i) {
+        const std::string name = shortNameOf(argList.asString(i).asChar());
+        ok = !name.empty();
+        std::vector<MString> &values = m_set[name];
+        for (const MSyntax::Flag &flag : m_syntax.m_flags)
+            if (ok && flag.shortName == name && flag.takesArgument && (ok = i + 1 < argList.length()))
+                values.push_back(argList.asString(++i));
+    }
+    if (ReturnStatus)
+        *ReturnStatus = statusOf(ok);
+}
+
+MStatus MArgDatabase::getFlagArgument(const char *flag, unsigned int index, MString &result) const
+{
+    const auto found = m_set.find(shortNameOf(flag));
+    if (found == m_set.end() || index >= found->second.size())
+        return MS::kFailure;
+    result = found->second[index];
+    return MS::kSuccess;
+}
 
 MFnPlugin::MFnPlugin(MObject &object, const char *, const char *, const char *, MStatus *ReturnStatus)
     : m_plugin(object.m_handle)
 {
-    MStatus status = object.isNull() ? MS::kInvalidParameter : MS::kSuccess;
-    if (runtime().failFunctionSet) {
-        runtime().failFunctionSet = false;
-        status = MS::kFailure;
-    }
+    const bool failed = object.isNull() || runtime().failFunctionSet;
+    runtime().failFunctionSet = false;
     if (ReturnStatus)
-        *ReturnStatus = status;
+        *ReturnStatus = statusOf(!failed);
 }
-
-MFnPlugin::~MFnPlugin() = default;
 
 MStatus MFnPlugin::registerCommand(const MString &commandName, MCreatorFunction creatorFunction,
                                    MCreateSyntaxFunction createSyntaxFunction)
 {
-    if (runtime().failRegistration) {
-        runtime().failRegistration = false;
-        return MS::kFailure;
-    }
     const QString name = toQt(commandName);
-    if (!m_plugin || !creatorFunction || runtime().commands.count(name))
-        return MS::kInvalidParameter;
-    runtime().commands[name] = Command{creatorFunction, createSyntaxFunction};
-    return MS::kSuccess;
+    const bool failed = runtime().failRegistration || !m_plugin || !creatorFunction || runtime().commands.count(name);
+    runtime().failRegistration = false;
+    if (!failed)
+        runtime().commands[name] = Command{creatorFunction, createSyntaxFunction};
+    return statusOf(!failed);
 }
 
 MStatus MFnPlugin::deregisterCommand(const MString &commandName)
 {
-    return runtime().commands.erase(toQt(commandName)) ? MStatus(MS::kSuccess) : MStatus(MS::kNotFound);
+    return runtime().commands.erase(toQt(commandName)) ? MS::kSuccess : MS::kNotFound;
 }
 
 // ---- Messages ---------------------------------------------------------------------------------
 
-MStatus MMessage::removeCallback(MCallbackId id)
-{
-    const bool removed = runtime().events.erase(id) + runtime().outputs.erase(id) > 0;
-    return removed ? MStatus(MS::kSuccess) : MStatus(MS::kNotFound);
-}
-
 MStatus MMessage::removeCallbacks(MCallbackIdArray &ids)
 {
-    MStatus status = MS::kSuccess;
-    for (unsigned int i = 0; i < ids.length(); ++i)
-        if (!removeCallback(ids[i]))
-            status = MS::kFailure;
-    return status;
+    bool ok = !runtime().failCallbacks;
+    for (unsigned int i = 0; ok && i < ids.length(); ++i)
+        ok = runtime().events.erase(ids[i]) + runtime().outputs.erase(ids[i]) > 0 && ok;
+    return statusOf(ok);
 }
 
 MCallbackId MEventMessage::addEventCallback(const MString &event, MMessage::MBasicFunction func, void *clientData,
                                             MStatus *ReturnStatus)
 {
-    const MCallbackId id = runtime().nextId++;
-    runtime().events[id] = EventCallback{toQt(event), func, clientData};
-    if (ReturnStatus)
-        *ReturnStatus = MS::kSuccess;
+    const MCallbackId id = nextId(ReturnStatus);
+    if (id)
+        runtime().events[id] = {toQt(event), {func, clientData}};
     return id;
 }
 
 MCallbackId MCommandMessage::addCommandOutputCallback(MMessageFunction func, void *clientData, MStatus *ReturnStatus)
 {
-    const MCallbackId id = runtime().nextId++;
-    runtime().outputs[id] = OutputCallback{func, clientData};
-    if (ReturnStatus)
-        *ReturnStatus = MS::kSuccess;
+    const MCallbackId id = nextId(ReturnStatus);
+    if (id)
+        runtime().outputs[id] = {func, clientData};
     return id;
 }
 
 // ---- MQtUtil ----------------------------------------------------------------------------------
 
-QWidget *MQtUtil::mainWindow() { return runtime().mainWindow; }
+QWidget *MQtUtil::mainWindow() { return nullptr; } // the tests dock everything in the control
 QWidget *MQtUtil::getCurrentParent() { return runtime().currentParent; }
 QWidget *MQtUtil::findControl(const MString &controlName, const QWidget *) { return runtime().controls.value(toQt(controlName)); }
 
@@ -391,6 +357,3 @@ bool MQtUtil::addWidgetToMayaLayout(QWidget *control, QWidget *layout)
     control->setParent(layout); // as Maya does: the layout owns the widget from now on
     return true;
 }
-
-MString MQtUtil::toMString(const QString &qstr) { return toMaya(qstr); }
-QString MQtUtil::toQString(const MString &mstr) { return toQt(mstr); }

@@ -1,11 +1,8 @@
 #pragma once
 
 #include <maya/MObject.h>
-#include <maya/MTypes.h>
 
 #include <QtCore/QHash>
-#include <QtCore/QPair>
-#include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
 #include <QtCore/QVector>
@@ -14,58 +11,50 @@
 
 class QWidget;
 
-// The scripted runtime behind the OpenMaya shim: a test plays Maya through it. Every command
-// the plug-in sends is recorded; MEL and Python answers come from handlers the test sets (a
-// QString, int, double or QStringList answer; an invalid QVariant makes the command fail).
+// The scripted runtime behind the OpenMaya shim (libOpenMayaShim, never shipped): a test plays
+// Maya through it. Every command the plug-in sends is recorded; MEL and Python answers come from
+// handlers the test sets (a QString, int, double or QStringList; an invalid QVariant fails).
 namespace ke2::mayashim {
 
 enum class Kind { Mel, MelOnIdle, Python, PythonOnIdle, Error, Warning, Info };
-
 struct Record {
     Kind kind;
     QString text;
     bool display;
 };
-
-using Handler = std::function<QVariant(const QString &command)>;
-
 struct CommandRun {
     bool ok = false;
     QString result;
 };
+using Handler = std::function<QVariant(const QString &command)>;
 
 // Forgets everything: records, handlers, commands, callbacks, widgets and option variables.
 OPENMAYA_EXPORT void reset();
 OPENMAYA_EXPORT void setMelHandler(Handler handler);
 OPENMAYA_EXPORT void setPythonHandler(Handler handler);
-
-OPENMAYA_EXPORT QVector<Record> records();
 OPENMAYA_EXPORT QStringList texts(Kind kind);
 OPENMAYA_EXPORT void clearRecords();
 // Runs the queued idle commands (recorded as they run); returns how many ran.
 OPENMAYA_EXPORT int runIdle();
 
-// The plug-in object handed to the entry points.
 OPENMAYA_EXPORT MObject pluginObject();
-// Makes the next MFnPlugin construction, registerCommand or deregisterCommand fail.
+// Makes the next MFnPlugin construction, or the next registerCommand, fail.
 OPENMAYA_EXPORT void failNextPluginFunctionSet();
 OPENMAYA_EXPORT void failNextRegistration();
 OPENMAYA_EXPORT QStringList registeredCommands();
 // Runs a registered command as MEL would, with its arguments already split.
 OPENMAYA_EXPORT CommandRun runCommand(const QString &name, const QStringList &arguments);
 
-// Callbacks the plug-in installed.
+// While set, adding and removing callbacks fails.
+OPENMAYA_EXPORT void failCallbacks(bool fail);
 OPENMAYA_EXPORT int callbackCount();
 OPENMAYA_EXPORT void fireCommandOutput(const QString &text, int type);
 OPENMAYA_EXPORT void fireEvent(const QString &event);
 
-// The host UI.
-OPENMAYA_EXPORT void setMainWindow(QWidget *widget);
 OPENMAYA_EXPORT void setCurrentParent(QWidget *widget);
 OPENMAYA_EXPORT void setControl(const QString &name, QWidget *widget);
+// (widget, layout) pairs handed to addWidgetToMayaLayout.
 OPENMAYA_EXPORT QVector<QPair<QWidget *, QWidget *>> addedToLayout();
-
-OPENMAYA_EXPORT QHash<QString, int> optionVars();
-OPENMAYA_EXPORT void setOptionVar(const QString &name, int value);
+OPENMAYA_EXPORT QHash<QString, int> &optionVars();
 
 } // namespace ke2::mayashim

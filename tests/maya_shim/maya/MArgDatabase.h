@@ -1,24 +1,18 @@
 #pragma once
 
 #include <maya/MArgList.h>
-#include <maya/MStatus.h>
-#include <maya/MString.h>
 #include <maya/MSyntax.h>
 
 #include <map>
-#include <string>
-#include <vector>
 
 class OPENMAYA_EXPORT MArgDatabase {
 public:
     MArgDatabase(const MSyntax &syntax, const MArgList &argList, MStatus *ReturnStatus = nullptr);
-    ~MArgDatabase();
-    bool isFlagSet(const char *flag, MStatus *ReturnStatus = nullptr) const;
+    bool isFlagSet(const char *flag, MStatus * = nullptr) const { return m_set.count(shortNameOf(flag)) != 0; }
     MStatus getFlagArgument(const char *flag, unsigned int index, MString &result) const;
 
 private:
-    // Short flag name → its arguments.
-    std::map<std::string, std::vector<MString>> m_set;
+    std::map<std::string, std::vector<MString>> m_set; // short flag name: its arguments
     MSyntax m_syntax;
-    const std::string *shortNameOf(const char *flag) const;
+    std::string shortNameOf(const std::string &flag) const;
 };

@@ -1,19 +1,14 @@
 #pragma once
 
 #include <maya/MStatus.h>
-#include <maya/MString.h>
 
 #include <vector>
 
 class OPENMAYA_EXPORT MArgList {
 public:
-    MArgList();
-    MArgList(const MArgList &other);
-    ~MArgList();
-    MArgList &operator=(const MArgList &other);
-    unsigned int length(MStatus *ReturnStatus = nullptr) const;
-    MString asString(unsigned int index, MStatus *ReturnStatus = nullptr) const;
-    MArgList &addArg(const MString &arg);
+    unsigned int length(MStatus * = nullptr) const { return static_cast<unsigned int>(m_args.size()); }
+    MString asString(unsigned int index, MStatus * = nullptr) const { return m_args.at(index); }
+    MArgList &addArg(const MString &arg) { m_args.push_back(arg); return *this; }
 
 private:
     std::vector<MString> m_args;

@@ -6,14 +6,10 @@
 
 class OPENMAYA_EXPORT MCallbackIdArray {
 public:
-    MCallbackIdArray();
-    MCallbackIdArray(const MCallbackIdArray &other);
-    ~MCallbackIdArray();
-    MCallbackIdArray &operator=(const MCallbackIdArray &other);
-    MCallbackId operator[](unsigned int index) const;
-    unsigned int length() const;
-    void append(MCallbackId id);
-    void clear();
+    MCallbackId operator[](unsigned int index) const { return m_ids.at(index); }
+    unsigned int length() const { return static_cast<unsigned int>(m_ids.size()); }
+    void append(MCallbackId id) { m_ids.push_back(id); }
+    void clear() { m_ids.clear(); }
 
 private:
     std::vector<MCallbackId> m_ids;

@@ -1,21 +1,11 @@
 #pragma once
 
 #include <maya/MMessage.h>
-#include <maya/MString.h>
 
 class OPENMAYA_EXPORT MCommandMessage : public MMessage {
 public:
-    enum MessageType {
-        kHistory = 0,
-        kDisplay,
-        kInfo,
-        kWarning,
-        kError,
-        kResult,
-        kStackTrace,
-    };
-    typedef void (*MMessageFunction)(const MString &message, MCommandMessage::MessageType messageType,
-                                     void *clientData);
+    enum MessageType { kHistory = 0, kDisplay, kInfo, kWarning, kError, kResult, kStackTrace };
+    typedef void (*MMessageFunction)(const MString &message, MessageType messageType, void *clientData);
     static MCallbackId addCommandOutputCallback(MMessageFunction func, void *clientData = nullptr,
                                                 MStatus *ReturnStatus = nullptr);
 };

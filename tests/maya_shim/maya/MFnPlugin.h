@@ -1,8 +1,6 @@
 #pragma once
 
 #include <maya/MObject.h>
-#include <maya/MStatus.h>
-#include <maya/MString.h>
 #include <maya/MSyntax.h>
 
 typedef void *(*MCreatorFunction)();
@@ -12,7 +10,6 @@ class OPENMAYA_EXPORT MFnPlugin {
 public:
     MFnPlugin(MObject &object, const char *vendor = "Unknown", const char *version = "Unknown",
               const char *requiredApiVersion = "Any", MStatus *ReturnStatus = nullptr);
-    virtual ~MFnPlugin();
     MStatus registerCommand(const MString &commandName, MCreatorFunction creatorFunction,
                             MCreateSyntaxFunction createSyntaxFunction = nullptr);
     MStatus deregisterCommand(const MString &commandName);

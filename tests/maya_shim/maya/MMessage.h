@@ -6,6 +6,5 @@
 class OPENMAYA_EXPORT MMessage {
 public:
     typedef void (*MBasicFunction)(void *clientData);
-    static MStatus removeCallback(MCallbackId id);
     static MStatus removeCallbacks(MCallbackIdArray &ids);
 };

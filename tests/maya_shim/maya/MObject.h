@@ -4,14 +4,10 @@
 
 class OPENMAYA_EXPORT MObject {
 public:
-    MObject();
-    MObject(const MObject &other);
-    ~MObject();
-    MObject &operator=(const MObject &other);
-    bool isNull() const;
+    bool isNull() const { return !m_handle; }
 
 private:
-    void *m_handle;
+    void *m_handle = nullptr;
     friend class MFnPlugin;
     friend struct MShimAccess;
 };

@@ -12,6 +12,6 @@ public:
     static QWidget *getCurrentParent();
     static QWidget *findControl(const MString &controlName, const QWidget *parent = nullptr);
     static bool addWidgetToMayaLayout(QWidget *control, QWidget *layout);
-    static MString toMString(const QString &qstr);
-    static QString toQString(const MString &mstr);
+    static MString toMString(const QString &qstr) { const QByteArray utf8 = qstr.toUtf8(); return MString(utf8.constData(), utf8.size()); }
+    static QString toQString(const MString &mstr) { return QString::fromUtf8(mstr.asUTF8()); }
 };

@@ -4,33 +4,15 @@
 
 class OPENMAYA_EXPORT MS {
 public:
-    enum MStatusCode {
-        kSuccess = 0,
-        kFailure,
-        kInsufficientMemory,
-        kInvalidParameter,
-        kLicenseFailure,
-        kUnknownParameter,
-        kNotImplemented,
-        kNotFound,
-        kEndOfFile,
-    };
+    enum MStatusCode { kSuccess = 0, kFailure, kInsufficientMemory, kInvalidParameter, kLicenseFailure,
+                       kUnknownParameter, kNotImplemented, kNotFound };
 };
 
 class OPENMAYA_EXPORT MStatus {
 public:
-    MStatus();
-    MStatus(MS::MStatusCode code);
-    MStatus(const MStatus &other);
-    MStatus &operator=(const MStatus &other);
-    bool operator==(const MStatus &other) const;
-    bool operator==(MS::MStatusCode code) const;
-    bool operator!=(const MStatus &other) const;
-    bool operator!=(MS::MStatusCode code) const;
-    operator bool() const;
-    bool error() const;
-    MS::MStatusCode statusCode() const;
-    MString errorString() const;
+    MStatus(MS::MStatusCode code = MS::kSuccess) : m_code(code) {}
+    operator bool() const { return m_code == MS::kSuccess; }
+    MString errorString() const { return m_code == MS::kSuccess ? "Success" : m_code == MS::kNotFound ? "Not found" : "Failure"; }
 
 private:
     MS::MStatusCode m_code;

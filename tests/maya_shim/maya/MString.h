@@ -4,25 +4,16 @@
 
 #include <string>
 
+// UTF-8 throughout.
 class OPENMAYA_EXPORT MString {
 public:
-    MString();
-    MString(const char *text);
-    MString(const char *text, int length);
-    MString(const MString &other);
-    ~MString();
-    MString &operator=(const MString &other);
-    MString &operator+=(const MString &other);
-    bool operator==(const MString &other) const;
-    bool operator!=(const MString &other) const;
-    // UTF-8 throughout.
-    const char *asChar() const;
-    const char *asUTF8() const;
-    unsigned int length() const;
-    unsigned int numChars() const;
+    MString() = default;
+    MString(const char *text) : m_text(text ? text : "") {}
+    MString(const char *text, int length) : m_text(text, static_cast<size_t>(length)) {}
+    const char *asChar() const { return m_text.c_str(); }
+    const char *asUTF8() const { return m_text.c_str(); }
+    friend MString operator+(const MString &left, const MString &right) { return (left.m_text + right.m_text).c_str(); }
 
 private:
     std::string m_text;
 };
-
-OPENMAYA_EXPORT MString operator+(const MString &left, const MString &right);

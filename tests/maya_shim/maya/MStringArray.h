@@ -6,15 +6,10 @@
 
 class OPENMAYA_EXPORT MStringArray {
 public:
-    MStringArray();
-    MStringArray(const MStringArray &other);
-    ~MStringArray();
-    MStringArray &operator=(const MStringArray &other);
-    const MString &operator[](unsigned int index) const;
-    MString &operator[](unsigned int index);
-    unsigned int length() const;
-    void append(const MString &element);
-    void clear();
+    const MString &operator[](unsigned int index) const { return m_items.at(index); }
+    unsigned int length() const { return static_cast<unsigned int>(m_items.size()); }
+    void append(const MString &element) { m_items.push_back(element); }
+    void clear() { m_items.clear(); }
 
 private:
     std::vector<MString> m_items;

@@ -7,34 +7,17 @@
 
 class OPENMAYA_EXPORT MSyntax {
 public:
-    enum MArgType {
-        kInvalidArgType,
-        kNoArg,
-        kBoolean,
-        kLong,
-        kDouble,
-        kString,
-        kUnsigned,
-        kDistance,
-        kAngle,
-        kTime,
-        kSelectionItem,
-        kLastArgType,
-    };
-
-    MSyntax();
-    MSyntax(const MSyntax &other);
-    ~MSyntax();
-    MSyntax &operator=(const MSyntax &other);
-    MStatus addFlag(const char *shortName, const char *longName, MArgType argType1 = kNoArg,
-                    MArgType argType2 = kNoArg, MArgType argType3 = kNoArg, MArgType argType4 = kNoArg,
-                    MArgType argType5 = kNoArg, MArgType argType6 = kNoArg);
+    enum MArgType { kInvalidArgType, kNoArg, kBoolean, kLong, kDouble, kString };
+    MStatus addFlag(const char *shortName, const char *longName, MArgType argType1 = kNoArg)
+    {
+        m_flags.push_back({shortName, longName, argType1 != kNoArg});
+        return MS::kSuccess;
+    }
 
 private:
     struct Flag {
-        std::string shortName;
-        std::string longName;
-        std::vector<MArgType> arguments;
+        std::string shortName, longName;
+        bool takesArgument;
     };
     std::vector<Flag> m_flags;
     friend class MArgDatabase;

@@ -1,8 +1,5 @@
-// Test shim: the handful of OpenMaya declarations the plug-in uses, with their public
-// signatures, implemented by a scripted runtime (libOpenMayaShim). Never shipped.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #if defined(_WIN32)
