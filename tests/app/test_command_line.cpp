@@ -39,10 +39,8 @@ private slots:
         QTest::addColumn<QString>("path");
         using M = CommandLine::Mode;
         // Plain runs and the other invalid lines show in the process tests below.
-        QTest::newRow("screenshot") << QStringList{"--screenshot", "s.png"} << int(M::Screenshot) << "s.png";
         QTest::newRow("help wins") << QStringList{"--run", "a.py", "--help"} << int(M::Help) << "a.py";
         QTest::newRow("short version") << QStringList{"-v"} << int(M::Version) << "";
-        QTest::newRow("run with empty file") << QStringList{"--run", ""} << int(M::Invalid) << "";
         QTest::newRow("two modes") << QStringList{"--run", "a", "--screenshot", "b"} << int(M::Invalid) << "a";
     }
     void parse()

@@ -33,7 +33,7 @@ class MayaPluginTest : public QObject {
     QTemporaryDir m_files;
     void *m_library = nullptr;
     Entry m_initialize = nullptr, m_uninitialize = nullptr;
-    bool m_loaded = false, m_batch = false, m_controlExists = false, m_collapsed = false;
+    bool m_loaded = false, m_batch = false, m_controlExists = false, m_collapsed = false, m_creationWorks = true;
     std::unique_ptr<QWidget> m_control;
 
     bool initialize() { return m_loaded = m_initialize(shim::pluginObject()); }
@@ -58,6 +58,7 @@ private slots:
 #ifdef KE2_MAYA_PLUGIN
         shim::reset();
         m_batch = m_controlExists = m_collapsed = false;
+        m_creationWorks = true;
         m_control = std::make_unique<QWidget>();
         shim::setCurrentParent(m_control.get());
         shim::setControl("KestrelEditor2Window", m_control.get());
@@ -71,7 +72,7 @@ private slots:
             if (text == "workspaceControl -q -collapse KestrelEditor2Window")
                 return m_collapsed ? 1 : 0;
             if (text.startsWith("workspaceControl -label"))
-                m_controlExists = true;
+                m_controlExists = m_creationWorks;
             if (text.startsWith("hxCreateKestrelEditorMenuItem"))
                 return kMenuItem;
             if (text == "hxGetScriptEditorButtonName()")
@@ -230,25 +231,53 @@ private slots:
         QVERIFY(!window()); // no flag ever creates the window
     }
 
-    void showPathCreatesTheControlAndFramesOutput()
+    void showPath_data()
     {
+        QTest::addColumn<int>("control"); // 0: none, 1: expanded, 2: collapsed, -1: cannot be created
+        QTest::addColumn<QStringList>("mel");
+        QTest::addColumn<QStringList>("errors");
+        const QString collapse = "workspaceControl -q -collapse KestrelEditor2Window";
+        QTest::newRow("the first show creates the control")
+            << 0 << QStringList{kExists, kExists, // the show path asks, then the creation itself
+                                "workspaceControl -label \"Kestrel Editor 2\" -retain 1 -floating 1 -visible 0"
+                                " -requiredPlugin KestrelEditor2 -checksPlugins 1 KestrelEditor2Window",
+                                kExists, "workspaceControl -e -uiScript kestrelEditor2 KestrelEditor2Window", kRestore}
+            << QStringList();
+        QTest::newRow("an expanded control is restored") << 1 << QStringList{kExists, collapse, kRestore} << QStringList();
+        QTest::newRow("a collapsed control stays collapsed") << 2 << QStringList{kExists, collapse} << QStringList();
+        QTest::newRow("a control that cannot be created")
+            << -1 << QStringList() << QStringList{"[KestrelEditor2] Failed to create workspace control",
+                                                  "[KestrelEditor2] KestrelEditor2 setup failed. (See script editor for details"};
+    }
+    void showPath()
+    {
+        QFETCH(int, control);
+        QFETCH(QStringList, mel);
+        QFETCH(QStringList, errors);
+        m_controlExists = control > 0;
+        m_collapsed = control == 2;
+        m_creationWorks = control >= 0;
         QVERIFY(initialize());
         shim::clearRecords();
-        QVERIFY(run().ok);
-        QCOMPARE(shim::texts(Kind::Mel),
-                 (QStringList{kExists, kExists, // the show path asks, then the creation itself
-                              "workspaceControl -label \"Kestrel Editor 2\" -retain 1 -floating 1 -visible 0"
-                              " -requiredPlugin KestrelEditor2 -checksPlugins 1 KestrelEditor2Window",
-                              kExists, "workspaceControl -e -uiScript kestrelEditor2 KestrelEditor2Window", kRestore}));
-        QPointer<QPlainTextEdit> editor = window();
-        QVERIFY(editor);
-        QCOMPARE(editor->parentWidget(), m_control.get());
+        QCOMPARE(run().ok, errors.isEmpty());
+        QCOMPARE(shim::texts(Kind::Error), errors);
+        QCOMPARE(window() != nullptr, errors.isEmpty());
+        if (!window())
+            return;
+        QCOMPARE(shim::texts(Kind::Mel), mel);
+        QCOMPARE(window()->parentWidget(), m_control.get()); // found by the control's name
         shim::clearRecords();
         QVERIFY(run().ok);
         QCOMPARE(shim::texts(Kind::Mel), (QStringList{kExists, kRestore}));
         QCOMPARE(shim::addedToLayout().size(), 1);
-        QVERIFY(run({"-openFile", file()}).ok);
+    }
 
+    void outputIsFramedAndClearedAndDiesWithThePlugin()
+    {
+        QVERIFY(initialize() && run().ok);
+        QPointer<QPlainTextEdit> editor = window();
+        QVERIFY(editor);
+        QVERIFY(run({"-openFile", file()}).ok);
         // The Maya callback reaches the framing: the comment style follows the last echoed line.
         for (const auto &message : QVector<QPair<QString, int>>{{"careful", 3}, {"print(1)\n", 0}, {"careful", 3},
                                                                 {"Traceback (most recent call last)", 6},
@@ -296,35 +325,12 @@ private slots:
         QCOMPARE(shim::texts(Kind::MelOnIdle), idle);
         QVERIFY(!shim::texts(Kind::Mel).contains("hxGetScriptEditorButtonName()"));
         QCOMPARE(shim::texts(Kind::Python).last(), QString("import pymel.core"));
-        QVERIFY(run().ok);
+        QVERIFY(run().ok && window());
         shim::fireCommandOutput("print(1)\n", 0);
         shim::fireCommandOutput("1\n", 1);
         shim::fireCommandOutput("careful", 3);
         QCOMPARE(window()->toPlainText(), output);
         QFile::remove(settings.fileName());
-    }
-
-    void existingControlOnFirstShow_data()
-    {
-        QTest::addColumn<bool>("collapsed");
-        QTest::addColumn<QStringList>("extra");
-        QTest::newRow("a collapsed control stays collapsed") << true << QStringList();
-        QTest::newRow("an expanded control is restored") << false << QStringList{kRestore};
-    }
-    void existingControlOnFirstShow()
-    {
-        QFETCH(bool, collapsed);
-        QFETCH(QStringList, extra);
-        m_controlExists = true;
-        m_collapsed = collapsed;
-        QVERIFY(initialize());
-        shim::clearRecords();
-        QVERIFY(run().ok);
-        QCOMPARE(shim::texts(Kind::Mel), QStringList({kExists, "workspaceControl -q -collapse KestrelEditor2Window"}) + extra);
-        QCOMPARE(shim::addedToLayout().value(0).second, m_control.get()); // found by the control's name
-        shim::clearRecords();
-        QVERIFY(run().ok);
-        QCOMPARE(shim::texts(Kind::Mel), (QStringList{kExists, kRestore}));
     }
 
     void quitEventTearsTheWindowDown()

@@ -1,10 +1,12 @@
 #include "app/python_host.h"
 #include "config/settings.h"
+#include "plugin/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
 #include <QtTest/QTest>
+#include <QtWidgets/QWidget>
 
 namespace bridge = ke2::HostBridge;
 
@@ -69,6 +71,24 @@ private slots:
         QVERIFY(text.endsWith("/ke2/extra\n\nKE2_HELPERS_TEST_PATH:\n/one\n/two\n"));
         QCOMPARE(text.count('\n'), evaluate("str(len(sys.path))").toInt() + 6);
         QVERIFY(m_host->executePython("sys.path.remove('/ke2/extra')"));
+    }
+
+    // The standalone program's start-up: no docking, so the window shows on its own.
+    void standaloneSessionShowsATopLevelWindow()
+    {
+        ke2::EditorSession session;
+        QPointer<QWidget> window;
+        session.setWindowFactory([&window] {
+            ke2::EditorWindow made;
+            made.widget = window = new QWidget;
+            return made;
+        });
+        QCOMPARE(session.startUp(*m_host), ke2::EditorSession::StartResult::Started);
+        QVERIFY(session.show());
+        QVERIFY(window && window->isVisible() && !window->parent());
+        QCOMPARE(evaluate("KestrelEditorHelpers.__module__"), QString("__main__"));
+        QCOMPARE(session.shutDown(), ke2::EditorSession::StopResult::Stopped);
+        QVERIFY(!window);
     }
 };
 
