@@ -14,27 +14,10 @@ using namespace ke2;
 using ke2::test::makeEditor;
 
 namespace {
-// Extra selections drawn with a role's background.
-int selectionsWithBackground(const CodeEditor &editor, const char *role, QStringList *texts = nullptr)
+QString lines(int count, const QString &first = QStringLiteral("x = 0"))
 {
-    const QColor background =
-        ColorScheme::instance().codeEditorRoles.format(QString::fromLatin1(role)).background().color();
-    int count = 0;
-    for (const QTextEdit::ExtraSelection &selection : editor.extraSelections()) {
-        if (selection.format.hasProperty(QTextFormat::BackgroundBrush)
-            && selection.format.background().color() == background && selection.cursor.hasSelection()) {
-            ++count;
-            if (texts)
-                texts->append(QString::number(selection.cursor.selectionStart()));
-        }
-    }
-    return count;
-}
-
-QString lines(int count)
-{
-    QStringList list;
-    for (int i = 0; i < count; ++i)
+    QStringList list{first};
+    for (int i = 1; i < count; ++i)
         list.append(QStringLiteral("x = %1").arg(i));
     return list.join(QLatin1Char('\n'));
 }
@@ -45,17 +28,12 @@ class CodeEditorDecorationsTest : public QObject {
 private slots:
     void lineNumberWidthGrowsAtHundredLines()
     {
-        auto editor = makeEditor(LANGUAGE_PYTHON, QString());
-        const int w9 = editor->fontMetrics().horizontalAdvance(QLatin1Char('9'));
-        const int gutter = std::clamp(2 * w9, 10, 18);
-        QCOMPARE(editor->GutterWidth(), gutter);
-        editor->setPlainText(QStringLiteral("one line"));
-        QCOMPARE(editor->LineNumberAreaWidth(), gutter + 2 * w9 + 7);
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("one line"));
+        const int twoDigits = editor->LineNumberAreaWidth();
         editor->setPlainText(lines(99));
-        QCOMPARE(editor->LineNumberAreaWidth(), gutter + 2 * w9 + 7);
-        QCOMPARE(editor->viewport()->geometry().left(), editor->LineNumberAreaWidth());
+        QCOMPARE(editor->LineNumberAreaWidth(), twoDigits);
         editor->setPlainText(lines(100));
-        QCOMPARE(editor->LineNumberAreaWidth(), gutter + 3 * w9 + 7);
+        QCOMPARE(editor->LineNumberAreaWidth(), twoDigits + editor->fontMetrics().horizontalAdvance(QLatin1Char('9')));
         QCOMPARE(editor->viewport()->geometry().left(), editor->LineNumberAreaWidth());
         QCOMPARE(editor->LineNumberArea()->sizeHint().width(), editor->LineNumberAreaWidth());
     }
@@ -80,50 +58,36 @@ private slots:
         QCOMPARE(actual, guides);
     }
 
-    void matchingSelection_data()
+    // Where the matching-selection and matching-braces highlights start.
+    void highlights_data()
     {
+        QTest::addColumn<QByteArray>("role");
         QTest::addColumn<bool>("wordsOnly");
         QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("marks");
-        const QString text = QStringLiteral("^foo| foo_bar foo-bar (foo) xfoo");
-        QTest::newRow("words only skips foo_bar, foo-bar and xfoo") << true << text << 2;
-        QTest::newRow("without words only every occurrence") << false << text << 5;
-        QTest::newRow("two-line selection marks nothing") << false << "^foo\nfoo| foo" << 0;
-        QTest::newRow("blank selection marks nothing") << false << "a^  |b  c" << 0;
+        QTest::addColumn<QVector<int>>("starts");
+        const QByteArray selection = ColorRoleName::matchingSelection, braces = ColorRoleName::matchingBraces;
+        const QString foo = QStringLiteral("^foo| foo_bar foo-bar (foo) xfoo");
+        QTest::newRow("words only skips foo_bar, foo-bar and xfoo") << selection << true << foo << QVector<int>{0, 21};
+        QTest::newRow("without words only every occurrence") << selection << false << foo << QVector<int>{0, 4, 12, 21, 27};
+        QTest::newRow("two-line selection marks nothing") << selection << false << "^foo\nfoo| foo" << QVector<int>{};
+        QTest::newRow("blank selection marks nothing") << selection << false << "a^  |b  c" << QVector<int>{};
+        QTest::newRow("brace after an opening paren") << braces << false << "f(|a[1])" << QVector<int>{1, 6};
+        QTest::newRow("brace before a closing bracket") << braces << false << "f(a[1|])" << QVector<int>{3, 5};
+        QTest::newRow("braces across lines") << braces << false << "d = {|\n  1: (2)\n}" << QVector<int>{4, 15};
+        QTest::newRow("brackets in strings are not recorded") << braces << false << "f(|')')" << QVector<int>{1, 5};
+        QTest::newRow("no partner, no mark") << braces << false << "f(|a" << QVector<int>{};
     }
-    void matchingSelection()
+    void highlights()
     {
+        QFETCH(QByteArray, role);
         QFETCH(bool, wordsOnly);
         QFETCH(QString, text);
-        QFETCH(int, marks);
+        QFETCH(QVector<int>, starts);
         ke2::test::SettingsGuard guard;
         Settings::instance().codeEditorMatchedSelectionWordsOnly = wordsOnly;
         auto editor = makeEditor(LANGUAGE_PYTHON, text);
         editor->UpdateExtraSelections();
-        QCOMPARE(selectionsWithBackground(*editor, ColorRoleName::matchingSelection), marks);
-    }
-
-    void matchingBraces_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QStringList>("positions");
-        QTest::newRow("after an opening paren") << "f(|a[1])" << QStringList{"1", "6"};
-        QTest::newRow("before a closing bracket") << "f(a[1|])" << QStringList{"3", "5"};
-        QTest::newRow("across lines") << "d = {|\n  1: (2)\n}" << QStringList{"4", "15"};
-        QTest::newRow("brackets in strings are not recorded") << "f(|')')" << QStringList{"1", "5"};
-        QTest::newRow("no partner, no mark") << "f(|a" << QStringList{};
-    }
-    void matchingBraces()
-    {
-        QFETCH(QString, text);
-        QFETCH(QStringList, positions);
-        auto editor = makeEditor(LANGUAGE_PYTHON, text);
-        editor->UpdateExtraSelections();
-        QStringList found;
-        selectionsWithBackground(*editor, ColorRoleName::matchingBraces, &found);
-        found.sort();
-        positions.sort();
-        QCOMPARE(found, positions);
+        QCOMPARE(ke2::test::selectionsWithRole(*editor, role.constData()), starts);
     }
 
     void marksFollowEditsAndShowOnePriority()
@@ -133,52 +97,37 @@ private slots:
         editor->SetDiagnostics({{8, 12, QStringLiteral("unclosed")}}, {{6, 7, QStringLiteral("unused")}},
                                {{13, 14, QStringLiteral("TODO")}});
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(editor->LineMessages(MARK_ERROR).keys(), QList<int>{1});
         QCOMPARE(editor->LineMessage(1), QStringLiteral("unclosed")); // error wins over the warning
         QCOMPARE(editor->LineMessage(2), QStringLiteral("TODO"));
-        QCOMPARE(editor->ErrorBar()->Marks(MARK_ERROR), QVector<int>{1});
-        // Two lines typed above move every mark down with its text.
-        ke2::test::typeKeys(*editor, QStringLiteral("\n\n"));
+        ke2::test::typeKeys(*editor, QStringLiteral("\n\n")); // every mark moves down with its text
         QCOMPARE(editor->LineMessages(MARK_ERROR).keys(), QList<int>{3});
         QCOMPARE(editor->LineMessages(MARK_WARNING).keys(), QList<int>{3});
         QCOMPARE(editor->LineMessages(MARK_INFORMATION).keys(), QList<int>{4});
         QCOMPARE(editor->Marks(MARK_ERROR).first().start, 10);
         QCOMPARE(editor->ErrorBar()->Marks(MARK_ERROR), QVector<int>{3});
-        // The underlines use the diagnostic formats.
-        int waves = 0;
+        int waves = 0; // the error and warning underlines
         for (const QTextEdit::ExtraSelection &selection : editor->extraSelections())
             waves += selection.format.underlineStyle() == QTextCharFormat::WaveUnderline;
         QCOMPARE(waves, 2);
     }
 
-    void gutterMarkerIsRedForErrorAndWarning()
+    void errorBarCountsWrappedLines()
     {
-        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("a = 1\nb = 2"));
+        ke2::test::SettingsGuard guard;
+        auto editor = makeEditor(LANGUAGE_PYTHON, lines(100, QStringLiteral("x = 0").repeated(60)));
         editor->show();
         QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
-        editor->SetDiagnostics({{0, 1, QStringLiteral("e")}}, {{1, 2, QStringLiteral("w")}, {6, 7, QStringLiteral("w")}}, {});
-        const QImage image = editor->LineNumberArea()->grab().toImage();
-        const int x = editor->GutterWidth() / 2;
-        const QRect first = editor->cursorRect(QTextCursor(editor->document()->findBlockByNumber(0)));
-        const QRect second = editor->cursorRect(QTextCursor(editor->document()->findBlockByNumber(1)));
-        QCOMPARE(image.pixelColor(x, first.center().y()), ColorScheme::errorMarkColor());
-        QCOMPARE(image.pixelColor(x, second.center().y()), ColorScheme::warningMarkColor());
-    }
-
-    void errorBarSitsOnTheScrollBar()
-    {
-        auto editor = makeEditor(LANGUAGE_PYTHON, lines(500));
-        editor->show();
-        QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
-        const QScrollBar *bar = editor->verticalScrollBar();
-        const QRect geometry = editor->ErrorBar()->geometry();
-        QCOMPARE(editor->ErrorBar()->parentWidget(), bar);
-        QCOMPARE(geometry.left(), int(bar->width() * 0.7));
-        QCOMPARE(geometry.right(), bar->width() - 1);
-        QCOMPARE(geometry.top(), 12);
-        QCOMPARE(geometry.bottom(), bar->height() - 13);
-        QCOMPARE(editor->ErrorBar()->TotalLines(), 500);
-        QCOMPARE(editor->ErrorBar()->LineOffset(250), 250);
+        CodeEditorErrorBarOverlay *bar = editor->ErrorBar();
+        QCOMPARE(bar->parentWidget(), editor->verticalScrollBar());
+        QCOMPARE(bar->geometry().right(), editor->verticalScrollBar()->width() - 1);
+        QVERIFY(bar->height() > editor->verticalScrollBar()->height() / 2);
+        QCOMPARE(bar->TotalLines(), 100);
+        Settings::instance().wordWrapEnabled = true;
+        editor->UpdateSettings();
+        const int wrapped = editor->document()->firstBlock().lineCount();
+        QVERIFY(wrapped > 1);
+        QCOMPARE(bar->LineOffset(1), wrapped);
+        QCOMPARE(bar->TotalLines(), 99 + wrapped);
     }
 
     void doubleClickDollar_data()
@@ -199,8 +148,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
         QTextCursor at(editor->document());
         at.setPosition(text.indexOf(QLatin1String("name")) + 2);
-        const QPoint point = editor->cursorRect(at).center();
-        QTest::mouseDClick(editor->viewport(), Qt::LeftButton, Qt::NoModifier, point);
+        QTest::mouseDClick(editor->viewport(), Qt::LeftButton, Qt::NoModifier, editor->cursorRect(at).center());
         QCOMPARE(editor->textCursor().selectedText(), selected);
     }
 

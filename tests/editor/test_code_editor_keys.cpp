@@ -23,7 +23,7 @@ public:
     void Update(const QTextCursor &, const QRect &, bool applyIfSingle) override { requests.append(applyIfSingle); }
 };
 
-// A parent that sees the key events the editor leaves alone.
+// A parent that sees the key events the editor leaves alone (modifier presses aside).
 class KeyRecorder : public QWidget {
 public:
     QVector<QPair<int, Qt::KeyboardModifiers>> keys;
@@ -31,7 +31,6 @@ public:
 protected:
     void keyPressEvent(QKeyEvent *event) override
     {
-        // The test tool presses modifier keys on their own first; only the keys themselves count.
         if (event->key() != Qt::Key_Control && event->key() != Qt::Key_Shift)
             keys.append({event->key(), event->modifiers()});
     }
@@ -48,7 +47,6 @@ private slots:
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("after");
         const int M = LANGUAGE_MEL, P = LANGUAGE_PYTHON, T = LANGUAGE_TEXT;
-        // Return and smart indent
         QTest::newRow("mel return between braces gives three lines") << M << "proc f() {|}" << "\n" << "proc f() {\n    |\n}";
         QTest::newRow("mel return after open brace indents") << M << "if ($a) {|" << "\n" << "if ($a) {\n    |";
         QTest::newRow("mel return after open paren indents") << M << "    foo(|" << "\n" << "    foo(\n        |";
@@ -64,7 +62,6 @@ private slots:
         QTest::newRow("python return in leading whitespace cuts it") << P << "  |  x" << "\n" << "  \n  |  x";
         QTest::newRow("shift return is an ordinary newline") << P << "def f():|" << "\x04" << "def f():\n    |";
         QTest::newRow("text return has no indent") << T << "    a|" << "\n" << "    a\n|";
-        // brackets and quotes
         QTest::newRow("paren before a word inserts only one") << P << "|foo" << "(" << "(|foo";
         QTest::newRow("paren at line end inserts a pair") << P << "x|" << "(" << "x(|)";
         QTest::newRow("paren before a space inserts a pair") << P << "f| x" << "(" << "f(|) x";
@@ -80,7 +77,6 @@ private slots:
         QTest::newRow("mel backtick pairs") << M << "$a = |" << "`" << "$a = `|`";
         QTest::newRow("python backtick is plain") << P << "a = |" << "`" << "a = `|";
         QTest::newRow("text paren is plain") << T << "x|" << "(" << "x(|";
-        // Backspace
         QTest::newRow("backspace deletes a bracket pair") << P << "f(|)" << "\b" << "f|";
         QTest::newRow("backspace deletes a quote pair") << P << "x = \"|\"" << "\b" << "x = |";
         QTest::newRow("backspace inside a string deletes one") << P << "x = \"a(|)\"" << "\b" << "x = \"a|)\"";
@@ -88,7 +84,6 @@ private slots:
         QTest::newRow("backspace in indentation to previous stop") << P << "      |x" << "\b" << "    |x";
         QTest::newRow("backspace in indentation by a level") << M << "        |" << "\b" << "    |";
         QTest::newRow("backspace in text deletes one") << T << "        |" << "\b" << "       |";
-        // Tab, Backtab, Home
         QTest::newRow("tab to next stop") << P << "ab|" << "\t" << "ab  |";
         QTest::newRow("tab on blank line normalises") << P << "      |" << "\t" << "        |";
         QTest::newRow("backtab outdents") << P << "        x|" << "\x02" << "    x|";
@@ -108,98 +103,8 @@ private slots:
         const QString beforeLast = editor->toPlainText();
         typeKeys(*editor, keys.right(1));
         QCOMPARE(editorState(*editor), after);
-        // Whatever the last key did is one undo step.
-        editor->undo();
+        editor->undo(); // whatever the last key did is one undo step
         QCOMPARE(editor->toPlainText(), beforeLast);
-    }
-
-    void keypadEnterExecutesInsteadOfNewline()
-    {
-        KeyRecorder parent;
-        auto *editor = new CodeEditor(LANGUAGE_PYTHON, QString(), &parent);
-        editor->setPlainText(QStringLiteral("print(1)"));
-        typeKeys(*editor, QStringLiteral("\x03"));
-        QCOMPARE(editor->toPlainText(), QStringLiteral("print(1)"));
-        QCOMPARE(parent.keys.size(), 1);
-        QCOMPARE(parent.keys.first().first, int(Qt::Key_Enter));
-        QCOMPARE(parent.keys.first().second, Qt::KeyboardModifiers(Qt::ControlModifier));
-        // Ctrl+Return is left to the window as well.
-        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier);
-        QCOMPARE(editor->toPlainText(), QStringLiteral("print(1)"));
-        QCOMPARE(parent.keys.size(), 2);
-    }
-
-    void escapeAndInsert()
-    {
-        auto editor = makeEditor(LANGUAGE_MEL, QStringLiteral("a|"));
-        QSignalSpy escape(editor.get(), &CodeEditor::EscapeKeyPressed);
-        QSignalSpy overwrite(editor.get(), &CodeEditor::OverwriteModeChanged);
-        const bool was = CodeEditor::SharedOverwriteMode();
-        QTest::keyClick(editor.get(), Qt::Key_Escape);
-        QTest::keyClick(editor.get(), Qt::Key_Insert);
-        QCOMPARE(escape.count(), 1);
-        QCOMPARE(overwrite.count(), 1);
-        QCOMPARE(CodeEditor::SharedOverwriteMode(), !was);
-        QTest::keyClick(editor.get(), Qt::Key_Insert);
-        QCOMPARE(CodeEditor::SharedOverwriteMode(), was);
-    }
-
-    void completionRequests_data()
-    {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<bool>("onLetters");
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<int>("requests");
-        QTest::newRow("letters open the popup") << int(LANGUAGE_PYTHON) << true << "ab" << 2;
-        QTest::newRow("letters off: no request") << int(LANGUAGE_PYTHON) << false << "ab" << 0;
-        QTest::newRow("dot opens the popup in python") << int(LANGUAGE_PYTHON) << false << "." << 1;
-        QTest::newRow("digits do not") << int(LANGUAGE_MEL) << true << "12" << 0;
-        QTest::newRow("text buffers never ask") << int(LANGUAGE_TEXT) << true << "ab" << 0;
-    }
-    void completionRequests()
-    {
-        QFETCH(int, language);
-        QFETCH(bool, onLetters);
-        QFETCH(QString, keys);
-        QFETCH(int, requests);
-        ke2::test::SettingsGuard guard;
-        Settings::instance().melCompleteOnLetters = onLetters;
-        Settings::instance().pythonCompleteOnLetters = onLetters;
-        RecordingCompleter completer;
-        auto editor = makeEditor(CodeEditorLanguage(language), QStringLiteral("|"));
-        editor->SetCompleter(&completer);
-        typeKeys(*editor, keys);
-        QCOMPARE(completer.requests.size(), requests);
-        for (bool forced : completer.requests)
-            QVERIFY(!forced);
-    }
-
-    void ctrlSpaceFollowsCompleteOnLetters()
-    {
-        ke2::test::SettingsGuard guard;
-        RecordingCompleter completer;
-        auto editor = makeEditor(LANGUAGE_MEL, QStringLiteral("ls|"));
-        editor->SetCompleter(&completer);
-        Settings::instance().melCompleteOnLetters = false;
-        QTest::keyClick(editor.get(), Qt::Key_Space, Qt::ControlModifier);
-        QVERIFY(completer.requests.isEmpty());
-        Settings::instance().melCompleteOnLetters = true;
-        QTest::keyClick(editor.get(), Qt::Key_Space, Qt::ControlModifier);
-        QCOMPARE(completer.requests, QVector<bool>{true});
-        QCOMPARE(editor->toPlainText(), QStringLiteral("ls"));
-    }
-
-    void visiblePopupClosesOnBackspaceAfterDot()
-    {
-        RecordingCompleter completer;
-        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("os.|"));
-        editor->SetCompleter(&completer);
-        completer.visible = true;
-        QTest::keyClick(editor.get(), Qt::Key_Backspace);
-        QVERIFY(!completer.visible);
-        completer.visible = true;
-        QTest::keyClick(editor.get(), Qt::Key_Left);
-        QVERIFY(!completer.visible);
     }
 
     void indentToParentheses_data()
@@ -210,8 +115,7 @@ private slots:
         const int M = LANGUAGE_MEL, P = LANGUAGE_PYTHON;
         QTest::newRow("python aligns under the open bracket") << P << "x = foo(a,|" << "x = foo(a,\n        |";
         QTest::newRow("mel aligns under an open paren") << M << "  print(\"a\",|" << "  print(\"a\",\n        |";
-        QTest::newRow("python closing bracket returns to the opening line")
-            << P << "x = foo(a,\n        b)|" << "x = foo(a,\n        b)\n|";
+        QTest::newRow("python closing bracket returns to the opening line") << P << "x = foo(a,\n        b)|" << "x = foo(a,\n        b)\n|";
         QTest::newRow("python closing then colon adds a level")
             << P << "    if (a and\n            b):|" << "    if (a and\n            b):\n        |";
     }
@@ -221,8 +125,7 @@ private slots:
         QFETCH(QString, before);
         QFETCH(QString, after);
         ke2::test::SettingsGuard guard;
-        Settings::instance().melIndentToParentheses = true;
-        Settings::instance().pythonIndentToParentheses = true;
+        Settings::instance().melIndentToParentheses = Settings::instance().pythonIndentToParentheses = true;
         auto editor = makeEditor(CodeEditorLanguage(language), before);
         typeKeys(*editor, QStringLiteral("\n"));
         QCOMPARE(editorState(*editor), after);
@@ -235,10 +138,74 @@ private slots:
         Settings::instance().tabsSizeDefault = 0; // falls back to 4
         auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("def f():|"));
         QCOMPARE(editor->TabSize(), 4);
-        typeKeys(*editor, QStringLiteral("\n"));
+        typeKeys(*editor, QStringLiteral("\n\t\b"));
         QCOMPARE(editorState(*editor), QStringLiteral("def f():\n\t|"));
-        typeKeys(*editor, QStringLiteral("\t\b"));
-        QCOMPARE(editorState(*editor), QStringLiteral("def f():\n\t|"));
+    }
+
+    void keypadEnterEscapeAndInsert()
+    {
+        KeyRecorder parent;
+        auto *editor = new CodeEditor(LANGUAGE_PYTHON, QString(), &parent);
+        editor->setPlainText(QStringLiteral("print(1)"));
+        QSignalSpy escape(editor, &CodeEditor::EscapeKeyPressed);
+        QSignalSpy overwrite(editor, &CodeEditor::OverwriteModeChanged);
+        const bool wasOverwrite = CodeEditor::SharedOverwriteMode();
+        typeKeys(*editor, QStringLiteral("\x03")); // keypad Enter reaches the window as Ctrl+Enter
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier);
+        QTest::keyClick(editor, Qt::Key_Escape);
+        QTest::keyClick(editor, Qt::Key_Insert);
+        QCOMPARE(editor->toPlainText(), QStringLiteral("print(1)"));
+        QCOMPARE(parent.keys.value(0), qMakePair(int(Qt::Key_Enter), Qt::KeyboardModifiers(Qt::ControlModifier)));
+        QCOMPARE(parent.keys.value(1), qMakePair(int(Qt::Key_Return), Qt::KeyboardModifiers(Qt::ControlModifier)));
+        QCOMPARE(escape.count(), 1);
+        QCOMPARE(overwrite.count(), 1);
+        QCOMPARE(CodeEditor::SharedOverwriteMode(), !wasOverwrite);
+        QTest::keyClick(editor, Qt::Key_Insert);
+        QCOMPARE(CodeEditor::SharedOverwriteMode(), wasOverwrite);
+    }
+
+    void completionRequests_data()
+    {
+        QTest::addColumn<int>("language");
+        QTest::addColumn<bool>("onLetters");
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QVector<bool>>("requests"); // forced or not, one per request
+        const int M = LANGUAGE_MEL, P = LANGUAGE_PYTHON;
+        QTest::newRow("letters open the popup") << P << true << "ab" << QVector<bool>{false, false};
+        QTest::newRow("letters off: no request") << P << false << "ab" << QVector<bool>{};
+        QTest::newRow("dot opens the popup in python") << P << false << "." << QVector<bool>{false};
+        QTest::newRow("digits do not") << M << true << "12" << QVector<bool>{};
+        QTest::newRow("text buffers never ask") << int(LANGUAGE_TEXT) << true << "ab" << QVector<bool>{};
+        QTest::newRow("ctrl space forces a request") << M << true << "ls\x05" << QVector<bool>{false, false, true};
+        QTest::newRow("ctrl space does nothing with letters off") << M << false << "ls\x05" << QVector<bool>{};
+    }
+    void completionRequests()
+    {
+        QFETCH(int, language);
+        QFETCH(bool, onLetters);
+        QFETCH(QString, keys);
+        QFETCH(QVector<bool>, requests);
+        ke2::test::SettingsGuard guard;
+        Settings::instance().melCompleteOnLetters = Settings::instance().pythonCompleteOnLetters = onLetters;
+        RecordingCompleter completer;
+        auto editor = makeEditor(CodeEditorLanguage(language), QStringLiteral("|"));
+        editor->SetCompleter(&completer);
+        typeKeys(*editor, keys);
+        QCOMPARE(completer.requests, requests);
+        QCOMPARE(editor->toPlainText(), QString(keys).remove(QChar(5)));
+    }
+
+    void visiblePopupClosesOnBackspaceAfterDotAndOnMoves()
+    {
+        RecordingCompleter completer;
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("os.|"));
+        editor->SetCompleter(&completer);
+        completer.visible = true;
+        QTest::keyClick(editor.get(), Qt::Key_Backspace);
+        QVERIFY(!completer.visible);
+        completer.visible = true;
+        QTest::keyClick(editor.get(), Qt::Key_Left);
+        QVERIFY(!completer.visible);
     }
 };
 KE2_TEST_CLASS(CodeEditorKeysTest)

@@ -25,18 +25,18 @@ private slots:
         KeyBindings::instance().setShortcuts(KeyBindings::instance().find(QStringLiteral("executeLine"))->number,
                                              {QKeySequence(QStringLiteral("Ctrl+Alt+L"))});
         std::unique_ptr<QMenu> menu(editor->CreateContextMenu());
+        KeyBindings::instance().restoreDefaults();
         QStringList entries;
         for (QAction *action : menu->actions())
             entries.append(action->isSeparator() ? QStringLiteral("-") : action->text());
         QCOMPARE(entries, (QStringList{"Cut", "Copy", "Paste", "-", "Select All", "-", "Execute", "Execute Line",
                                        "Execute All", "-", "Save Script to Shelf", "-", "Quick Help",
                                        "Command Reference"}));
-        QCOMPARE(menu->actions().at(7)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+L")));
         QCOMPARE(menu->actions().at(6)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Return")));
+        QCOMPARE(menu->actions().at(7)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+L")));
         QSignalSpy executeLine(editor.get(), &CodeEditor::ExecuteLineRequested);
         menu->actions().at(7)->trigger();
         QCOMPARE(executeLine.count(), 1);
-        KeyBindings::instance().restoreDefaults();
     }
 
     void settingsRefresh()
@@ -46,39 +46,37 @@ private slots:
         settings.tabsUseDefaultsMel = false;
         settings.tabsSizeMel = 2;
         settings.tabsInsertSpacesMel = false;
-        settings.renderWhitespace = true;
-        settings.wordWrapEnabled = true;
+        settings.renderWhitespace = settings.wordWrapEnabled = true;
         auto mel = makeEditor(LANGUAGE_MEL, QString());
         auto python = makeEditor(LANGUAGE_PYTHON, QString());
         QCOMPARE(mel->TabSize(), 2);
         QVERIFY(!mel->InsertSpaces());
         QCOMPARE(python->TabSize(), 4); // the Python defaults are still in force
-        const QTextOption option = mel->document()->defaultTextOption();
-        QVERIFY(option.flags() & QTextOption::ShowTabsAndSpaces);
-        QVERIFY(!(option.flags() & QTextOption::ShowLineAndParagraphSeparators));
+        QTextOption option = mel->document()->defaultTextOption();
+        QCOMPARE(option.flags() & (QTextOption::ShowTabsAndSpaces | QTextOption::ShowLineAndParagraphSeparators),
+                 QTextOption::ShowTabsAndSpaces);
         QCOMPARE(option.wrapMode(), QTextOption::WordWrap);
         QCOMPARE(option.tabStopDistance(), qreal(mel->fontMetrics().horizontalAdvance(QLatin1Char(' ')) * 2));
-        settings.renderWhitespace = false;
-        settings.wordWrapEnabled = false;
+        settings.renderWhitespace = settings.wordWrapEnabled = false;
         mel->UpdateSettings();
-        QVERIFY(!(mel->document()->defaultTextOption().flags() & QTextOption::ShowTabsAndSpaces));
-        QCOMPARE(mel->document()->defaultTextOption().wrapMode(), QTextOption::NoWrap);
+        option = mel->document()->defaultTextOption();
+        QVERIFY(!(option.flags() & QTextOption::ShowTabsAndSpaces));
+        QCOMPARE(option.wrapMode(), QTextOption::NoWrap);
     }
 
     void colorsComeFromTheScheme()
     {
         auto editor = makeEditor(LANGUAGE_PYTHON, QString());
-        QCOMPARE(editor->palette().color(QPalette::Base), QColor(30, 30, 30));
-        QCOMPARE(editor->viewport()->palette().color(QPalette::Inactive, QPalette::Text), QColor(212, 212, 212));
-        // An undefined role switches its decoration off instead of falling back to a colour.
         ColorRoleTable &roles = ColorScheme::instance().codeEditorRoles;
+        const QTextCharFormat plain = roles.format(QString::fromLatin1(ColorRoleName::plainText));
+        QCOMPARE(editor->palette().color(QPalette::Base), plain.background().color());
+        QCOMPARE(editor->viewport()->palette().color(QPalette::Inactive, QPalette::Text), plain.foreground().color());
+        // An undefined role switches its decoration off instead of falling back to a colour.
         const ColorRole currentLine = roles.roles.take(QString::fromLatin1(ColorRoleName::currentLine));
         editor->UpdateExtraSelections();
-        bool fullWidth = false;
-        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections())
-            fullWidth |= selection.format.boolProperty(QTextFormat::FullWidthSelection);
         roles.roles.insert(currentLine.name, currentLine);
-        QVERIFY(!fullWidth);
+        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections())
+            QVERIFY(!selection.format.boolProperty(QTextFormat::FullWidthSelection));
     }
 
     void findScopeAndMatchesFollowEdits()
@@ -86,16 +84,11 @@ private slots:
         auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("|a = b + b\nb = 2"));
         editor->SetFindScope(4, 9);
         editor->SetFindRegex(QRegularExpression(QStringLiteral("b")));
-        int matches = 0;
-        const QColor matching = ColorScheme::instance().codeEditorRoles.format(QString::fromLatin1(ColorRoleName::findReplaceMatching)).background().color();
-        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections())
-            matches += selection.cursor.hasSelection() && selection.format.background().color() == matching;
-        QCOMPARE(matches, 3);
+        QCOMPARE(ke2::test::selectionsWithRole(*editor, ColorRoleName::findReplaceMatching), (QVector<int>{4, 8, 10}));
         typeKeys(*editor, QStringLiteral("xy"));
         QCOMPARE(editor->FindScopeStart(), 6);
         QCOMPARE(editor->FindScopeEnd(), 11);
-        // An edit inside the scope moves only its end.
-        QTextCursor cursor = editor->textCursor();
+        QTextCursor cursor = editor->textCursor(); // an edit inside the scope moves only its end
         cursor.setPosition(8);
         cursor.insertText(QStringLiteral("zz"));
         QCOMPARE(editor->FindScopeStart(), 6);
@@ -110,12 +103,10 @@ private slots:
         QSignalSpy quickHelp(editor.get(), &CodeEditor::QuickHelpChanged);
         editor->CompleteCode(QStringLiteral("polySphere"), 4);
         QCOMPARE(editorState(*editor), QStringLiteral("polySphere|;"));
-        QCOMPARE(quickHelp.count(), 1);
-        QCOMPARE(quickHelp.first().at(0).toString(), QStringLiteral("polySphere"));
-        QCOMPARE(quickHelp.first().at(1).toBool(), false);
+        QCOMPARE(quickHelp.value(0), (QVariantList{QStringLiteral("polySphere"), false}));
         editor->undo();
         QCOMPARE(editor->toPlainText(), QStringLiteral("poly;"));
-        // Not a quick help name, a setting off, or a prefix longer than the text: no quick help.
+        // A setting off, or a prefix longer than the text: no quick help.
         Settings::instance().melAutoCompleteToQuickHelp = false;
         editor->CompleteCode(QStringLiteral("polySphere"), 4);
         editor->CompleteCode(QStringLiteral("x"), 100);
