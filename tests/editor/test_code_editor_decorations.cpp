@@ -5,23 +5,15 @@
 #include "tests/editor/editor_test_support.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QDir>
 #include <QtGui/QTextBlock>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+#include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QScrollBar>
 
 using namespace ke2;
 using ke2::test::makeEditor;
-
-namespace {
-QString lines(int count, const QString &first = QStringLiteral("x = 0"))
-{
-    QStringList list{first};
-    for (int i = 1; i < count; ++i)
-        list.append(QStringLiteral("x = %1").arg(i));
-    return list.join(QLatin1Char('\n'));
-}
-} // namespace
 
 class CodeEditorDecorationsTest : public QObject {
     Q_OBJECT
@@ -30,9 +22,9 @@ private slots:
     {
         auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("one line"));
         const int twoDigits = editor->LineNumberAreaWidth();
-        editor->setPlainText(lines(99));
+        editor->setPlainText(QStringLiteral("x\n").repeated(98));
         QCOMPARE(editor->LineNumberAreaWidth(), twoDigits);
-        editor->setPlainText(lines(100));
+        editor->setPlainText(QStringLiteral("x\n").repeated(99));
         QCOMPARE(editor->LineNumberAreaWidth(), twoDigits + editor->fontMetrics().horizontalAdvance(QLatin1Char('9')));
         QCOMPARE(editor->viewport()->geometry().left(), editor->LineNumberAreaWidth());
         QCOMPARE(editor->LineNumberArea()->sizeHint().width(), editor->LineNumberAreaWidth());
@@ -114,7 +106,7 @@ private slots:
     void errorBarCountsWrappedLines()
     {
         ke2::test::SettingsGuard guard;
-        auto editor = makeEditor(LANGUAGE_PYTHON, lines(100, QStringLiteral("x = 0").repeated(60)));
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("x = 0 ").repeated(60) + QStringLiteral("\nx").repeated(99));
         editor->show();
         QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
         CodeEditorErrorBarOverlay *bar = editor->ErrorBar();
@@ -155,12 +147,11 @@ private slots:
     void ctrlWheelRequestsFontSize()
     {
         ke2::test::SettingsGuard guard;
-        auto editor = makeEditor(LANGUAGE_PYTHON, lines(200));
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("x\n").repeated(200));
         QSignalSpy up(editor.get(), &CodeEditor::IncreaseFontSizeRequested);
         QSignalSpy down(editor.get(), &CodeEditor::DecreaseFontSizeRequested);
         auto wheel = [&](int delta, Qt::KeyboardModifiers modifiers) {
-            QWheelEvent event(QPointF(10, 10), QPointF(10, 10), QPoint(), QPoint(0, delta), Qt::NoButton, modifiers,
-                              Qt::NoScrollPhase, false);
+            QWheelEvent event({10, 10}, {10, 10}, {}, {0, delta}, Qt::NoButton, modifiers, Qt::NoScrollPhase, false);
             QCoreApplication::sendEvent(editor->viewport(), &event);
         };
         wheel(120, Qt::ControlModifier);
@@ -170,6 +161,94 @@ private slots:
         wheel(120, Qt::ControlModifier);
         QCOMPARE(up.count(), 1);
         QCOMPARE(down.count(), 1);
+    }
+
+    void settingsRefresh()
+    {
+        ke2::test::SettingsGuard guard;
+        Settings &settings = Settings::instance();
+        settings.tabsUseDefaultsMel = settings.tabsInsertSpacesMel = false;
+        settings.tabsSizeMel = 2;
+        settings.renderWhitespace = settings.wordWrapEnabled = true;
+        auto mel = makeEditor(LANGUAGE_MEL, QString());
+        auto python = makeEditor(LANGUAGE_PYTHON, QString());
+        QCOMPARE(qMakePair(mel->TabSize(), mel->InsertSpaces()), qMakePair(2, false));
+        QCOMPARE(python->TabSize(), 4); // the Python defaults are still in force
+        QTextOption option = mel->document()->defaultTextOption();
+        QCOMPARE(option.flags() & (QTextOption::ShowTabsAndSpaces | QTextOption::ShowLineAndParagraphSeparators),
+                 QTextOption::ShowTabsAndSpaces);
+        QCOMPARE(option.wrapMode(), QTextOption::WordWrap);
+        QCOMPARE(option.tabStopDistance(), qreal(mel->fontMetrics().horizontalAdvance(QLatin1Char(' ')) * 2));
+        settings.renderWhitespace = settings.wordWrapEnabled = false;
+        mel->UpdateSettings();
+        option = mel->document()->defaultTextOption();
+        QVERIFY(!(option.flags() & QTextOption::ShowTabsAndSpaces));
+        QCOMPARE(option.wrapMode(), QTextOption::NoWrap);
+    }
+
+    // A MEL and a Python editor side by side, as a user sees them, and what the picture shows.
+    // With KE2_SCREENSHOT_DIR set the picture is saved there as code_editors.png.
+    void screenshotOfMelAndPythonEditors()
+    {
+        QWidget window;
+        auto *layout = new QHBoxLayout(&window);
+        layout->setContentsMargins(0, 0, 0, 0);
+        auto *mel = new CodeEditor(LANGUAGE_MEL, QStringLiteral("tools.mel"), &window);
+        auto *python = new CodeEditor(LANGUAGE_PYTHON, QStringLiteral("tools.py"), &window);
+        layout->addWidget(mel);
+        layout->addWidget(python);
+        mel->setPlainText(QStringLiteral("global proc renameSelected(string $prefix)\n{\n"
+                                         "    string $nodes[] = `ls -sl -type transform`;\n"
+                                         "    for ($node in $nodes) {\n"
+                                         "        if (size($prefix) > 0)\n"
+                                         "            rename $node ($prefix + \"_\" + $node);\n"
+                                         "\n"
+                                         "        print (\"renamed \" + $node + \"\\n\");\n"
+                                         "    }\n}\n"));
+        python->setPlainText(QStringLiteral("import maya.cmds as cmds\n\nclass Renamer(object):\n"
+                                            "    def __init__(self, prefix):\n"
+                                            "        self.prefix = prefix  # TODO: validate\n"
+                                            "\n"
+                                            "    def run(self, nodes=None):\n"
+                                            "        for node in nodes or cmds.ls(sl=True):\n"
+                                            "            cmds.rename(node, '%s_%s' % (self.prefix, node))\n"
+                                            "        return len(nodes\n"));
+        // An unclosed bracket with a warning on the same line, a TODO, an unused MEL variable.
+        const QString text = python->toPlainText();
+        const int unclosed = text.indexOf(QLatin1String("len(")) + 3, todo = text.indexOf(QLatin1String("TODO"));
+        python->SetDiagnostics({{unclosed, unclosed + 1, QStringLiteral("Expected a ')'")}},
+                               {{unclosed - 3, unclosed, QStringLiteral("len of None")}}, {{todo, 0, QStringLiteral("TODO: validate")}});
+        const int nodes = mel->toPlainText().indexOf(QLatin1String("$nodes"));
+        mel->SetDiagnostics({}, {{nodes, nodes + 6, QStringLiteral("Variable is never used")}}, {});
+        window.resize(1100, 260);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        const QImage image = window.grab().toImage();
+        const QString directory = qEnvironmentVariable("KE2_SCREENSHOT_DIR");
+        if (!directory.isEmpty())
+            QVERIFY(image.save(QDir(directory).filePath(QStringLiteral("code_editors.png"))));
+
+        auto pixel = [&](QWidget *widget, int x, CodeEditor *editor, int line) {
+            const QRect rect = editor->cursorRect(QTextCursor(editor->document()->findBlockByNumber(line)));
+            return image.pixelColor(widget->mapTo(&window, QPoint(x, rect.center().y())));
+        };
+        auto marker = [&](CodeEditor *editor, int line) { return pixel(editor->LineNumberArea(), editor->GutterWidth() / 2, editor, line); };
+        QCOMPARE(marker(mel, 2), ColorScheme::warningMarkColor());
+        QCOMPARE(marker(python, 9), ColorScheme::errorMarkColor()); // the error wins over the warning
+        QCOMPARE(marker(python, 4), ColorScheme::informationMarkColor());
+        const ColorRoleTable &roles = ColorScheme::instance().codeEditorRoles;
+        QCOMPARE(pixel(python->viewport(), python->viewport()->width() - 5, python, 1),
+                 roles.format(QString::fromLatin1(ColorRoleName::plainText)).background().color());
+        // Guides at each level of an indented line and on blank lines, which take the next line's.
+        const QColor guide = roles.format(QString::fromLatin1(ColorRoleName::indentationGuides)).foreground().color();
+        auto guideAt = [&](CodeEditor *editor, int line, int level) {
+            const int x = qRound(editor->document()->documentMargin() + level * editor->TabStopWidth());
+            return pixel(editor->viewport(), x, editor, line);
+        };
+        QCOMPARE(guideAt(python, 8, 2), guide);
+        QCOMPARE(guideAt(python, 5, 0), guide);
+        QCOMPARE(guideAt(python, 5, 1), pixel(python->viewport(), python->viewport()->width() - 5, python, 1));
+        QCOMPARE(guideAt(mel, 6, 1), guide);
     }
 };
 KE2_TEST_CLASS(CodeEditorDecorationsTest)

@@ -1,3 +1,4 @@
+#include "config/key_bindings.h"
 #include "editor/code_editor.h"
 #include "editor/code_editor_completer.h"
 #include "tests/editor/editor_test_support.h"
@@ -6,6 +7,7 @@
 #include <QtGui/QKeyEvent>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+#include <QtWidgets/QMenu>
 
 using namespace ke2;
 using ke2::test::editorState;
@@ -13,6 +15,9 @@ using ke2::test::makeEditor;
 using ke2::test::typeKeys;
 
 namespace {
+// Settings a typing row may turn on next to its language: indent to parentheses; tabs of size 0.
+enum { Parens = 0x10, Tabs = 0x20 };
+
 // Records what the editor asks of a completion popup.
 class RecordingCompleter : public CodeEditorCompleter {
 public:
@@ -47,6 +52,15 @@ private slots:
         QTest::addColumn<QString>("keys");
         QTest::addColumn<QString>("after");
         const int M = LANGUAGE_MEL, P = LANGUAGE_PYTHON, T = LANGUAGE_TEXT;
+        QTest::newRow("python aligns under the open bracket") << (P | Parens) << "x = foo(a,|" << "\n" << "x = foo(a,\n        |";
+        QTest::newRow("mel aligns under an open paren") << (M | Parens) << "  print(\"a\",|" << "\n" << "  print(\"a\",\n        |";
+        QTest::newRow("python closing bracket returns to the opening line")
+            << (P | Parens) << "x = foo(a,\n        b)|" << "\n" << "x = foo(a,\n        b)\n|";
+        QTest::newRow("python closing then colon adds a level")
+            << (P | Parens) << "    if (a and\n            b):|" << "\n" << "    if (a and\n            b):\n        |";
+        QTest::newRow("tabs: return indents with a tab") << (P | Tabs) << "def f():|" << "\n" << "def f():\n\t|";
+        QTest::newRow("tabs: size 0 counts as 4") << (P | Tabs) << "        x|" << "\x02" << "\tx|";
+        QTest::newRow("tabs: backspace removes a tab") << (P | Tabs) << "\t\t|" << "\b" << "\t|";
         QTest::newRow("mel return between braces gives three lines") << M << "proc f() {|}" << "\n" << "proc f() {\n    |\n}";
         QTest::newRow("mel return after open brace indents") << M << "if ($a) {|" << "\n" << "if ($a) {\n    |";
         QTest::newRow("mel return after open paren indents") << M << "    foo(|" << "\n" << "    foo(\n        |";
@@ -98,7 +112,12 @@ private slots:
         QFETCH(QString, before);
         QFETCH(QString, keys);
         QFETCH(QString, after);
-        auto editor = makeEditor(CodeEditorLanguage(language), before);
+        ke2::test::SettingsGuard guard;
+        Settings &settings = Settings::instance();
+        settings.melIndentToParentheses = settings.pythonIndentToParentheses = language & Parens;
+        settings.tabsInsertSpacesDefault = !(language & Tabs);
+        settings.tabsSizeDefault = language & Tabs ? 0 : 4;
+        auto editor = makeEditor(CodeEditorLanguage(language & 0xf), before);
         typeKeys(*editor, keys.left(keys.size() - 1));
         const QString beforeLast = editor->toPlainText();
         typeKeys(*editor, keys.right(1));
@@ -107,61 +126,26 @@ private slots:
         QCOMPARE(editor->toPlainText(), beforeLast);
     }
 
-    void indentToParentheses_data()
-    {
-        QTest::addColumn<int>("language");
-        QTest::addColumn<QString>("before");
-        QTest::addColumn<QString>("after");
-        const int M = LANGUAGE_MEL, P = LANGUAGE_PYTHON;
-        QTest::newRow("python aligns under the open bracket") << P << "x = foo(a,|" << "x = foo(a,\n        |";
-        QTest::newRow("mel aligns under an open paren") << M << "  print(\"a\",|" << "  print(\"a\",\n        |";
-        QTest::newRow("python closing bracket returns to the opening line") << P << "x = foo(a,\n        b)|" << "x = foo(a,\n        b)\n|";
-        QTest::newRow("python closing then colon adds a level")
-            << P << "    if (a and\n            b):|" << "    if (a and\n            b):\n        |";
-    }
-    void indentToParentheses()
-    {
-        QFETCH(int, language);
-        QFETCH(QString, before);
-        QFETCH(QString, after);
-        ke2::test::SettingsGuard guard;
-        Settings::instance().melIndentToParentheses = Settings::instance().pythonIndentToParentheses = true;
-        auto editor = makeEditor(CodeEditorLanguage(language), before);
-        typeKeys(*editor, QStringLiteral("\n"));
-        QCOMPARE(editorState(*editor), after);
-    }
-
-    void tabsStyleAndZeroTabSize()
-    {
-        ke2::test::SettingsGuard guard;
-        Settings::instance().tabsInsertSpacesDefault = false;
-        Settings::instance().tabsSizeDefault = 0; // falls back to 4
-        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("def f():|"));
-        QCOMPARE(editor->TabSize(), 4);
-        typeKeys(*editor, QStringLiteral("\n\t\b"));
-        QCOMPARE(editorState(*editor), QStringLiteral("def f():\n\t|"));
-    }
-
     void keypadEnterEscapeAndInsert()
     {
         KeyRecorder parent;
         auto *editor = new CodeEditor(LANGUAGE_PYTHON, QString(), &parent);
         editor->setPlainText(QStringLiteral("print(1)"));
         QSignalSpy escape(editor, &CodeEditor::EscapeKeyPressed);
-        QSignalSpy overwrite(editor, &CodeEditor::OverwriteModeChanged);
         const bool wasOverwrite = CodeEditor::SharedOverwriteMode();
         typeKeys(*editor, QStringLiteral("\x03")); // keypad Enter reaches the window as Ctrl+Enter
         QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier);
         QTest::keyClick(editor, Qt::Key_Escape);
-        QTest::keyClick(editor, Qt::Key_Insert);
         QCOMPARE(editor->toPlainText(), QStringLiteral("print(1)"));
-        QCOMPARE(parent.keys.value(0), qMakePair(int(Qt::Key_Enter), Qt::KeyboardModifiers(Qt::ControlModifier)));
-        QCOMPARE(parent.keys.value(1), qMakePair(int(Qt::Key_Return), Qt::KeyboardModifiers(Qt::ControlModifier)));
+        using Key = QPair<int, Qt::KeyboardModifiers>;
+        QCOMPARE(parent.keys, (QVector<Key>{{Qt::Key_Enter, Qt::ControlModifier}, {Qt::Key_Return, Qt::ControlModifier}}));
         QCOMPARE(escape.count(), 1);
-        QCOMPARE(overwrite.count(), 1);
+        QSignalSpy overwrite(editor, &CodeEditor::OverwriteModeChanged);
+        QTest::keyClick(editor, Qt::Key_Insert);
         QCOMPARE(CodeEditor::SharedOverwriteMode(), !wasOverwrite);
         QTest::keyClick(editor, Qt::Key_Insert);
         QCOMPARE(CodeEditor::SharedOverwriteMode(), wasOverwrite);
+        QCOMPARE(overwrite.count(), 2);
     }
 
     void completionRequests_data()
@@ -206,6 +190,25 @@ private slots:
         completer.visible = true;
         QTest::keyClick(editor.get(), Qt::Key_Left);
         QVERIFY(!completer.visible);
+    }
+
+    void contextMenuShowsBoundKeys()
+    {
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("x|"));
+        KeyBindings::instance().setShortcuts(KeyBindings::instance().find(QStringLiteral("executeLine"))->number,
+                                             {QKeySequence(QStringLiteral("Ctrl+Alt+L"))});
+        std::unique_ptr<QMenu> menu(editor->CreateContextMenu());
+        KeyBindings::instance().restoreDefaults();
+        QStringList entries;
+        for (QAction *action : menu->actions())
+            entries.append(action->isSeparator() ? QStringLiteral("-") : action->text());
+        QCOMPARE(entries, (QStringList{"Cut", "Copy", "Paste", "-", "Select All", "-", "Execute", "Execute Line",
+                                       "Execute All", "-", "Save Script to Shelf", "-", "Quick Help", "Command Reference"}));
+        QCOMPARE(menu->actions().at(6)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Return")));
+        QCOMPARE(menu->actions().at(7)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+L")));
+        QSignalSpy executeLine(editor.get(), &CodeEditor::ExecuteLineRequested);
+        menu->actions().at(7)->trigger();
+        QCOMPARE(executeLine.count(), 1);
     }
 };
 KE2_TEST_CLASS(CodeEditorKeysTest)
