@@ -14,21 +14,17 @@ namespace ke2::test {
 // Text with a cursor marker "|" and, optionally, an anchor marker "^" where the selection starts.
 inline void setEditorState(CodeEditor &editor, QString text)
 {
-    int anchor = text.indexOf(QLatin1Char('^'));
-    if (anchor >= 0)
-        text.remove(anchor, 1);
-    int position = text.indexOf(QLatin1Char('|'));
-    if (position >= 0)
-        text.remove(position, 1);
-    if (anchor > position && position >= 0)
+    int anchor = text.indexOf(QLatin1Char('^')), position = text.indexOf(QLatin1Char('|'));
+    if (anchor >= 0 && position > anchor)
+        --position;
+    else if (position >= 0 && anchor > position)
         --anchor;
-    position = std::max(position, 0);
-    editor.setPlainText(text);
+    editor.setPlainText(text.remove(QLatin1Char('^')).remove(QLatin1Char('|')));
     if (editor.Highlighter())
         editor.Highlighter()->rehighlight();
     QTextCursor cursor = editor.textCursor();
-    cursor.setPosition(anchor >= 0 ? anchor : position);
-    cursor.setPosition(position, QTextCursor::KeepAnchor);
+    cursor.setPosition(anchor >= 0 ? anchor : std::max(position, 0));
+    cursor.setPosition(std::max(position, 0), QTextCursor::KeepAnchor);
     editor.setTextCursor(cursor);
 }
 
@@ -56,18 +52,16 @@ inline std::unique_ptr<CodeEditor> makeEditor(CodeEditorLanguage language, const
 // "\x02" Shift+Tab, "\x03" keypad Enter, "\x04" Shift+Return, "\x05" Ctrl+Space.
 inline void typeKeys(CodeEditor &editor, const QString &keys)
 {
+    static const QHash<QChar, QPair<Qt::Key, Qt::KeyboardModifiers>> special{
+        {'\n', {Qt::Key_Return, Qt::NoModifier}}, {'\t', {Qt::Key_Tab, Qt::NoModifier}},
+        {'\b', {Qt::Key_Backspace, Qt::NoModifier}}, {'\x01', {Qt::Key_Home, Qt::NoModifier}},
+        {'\x02', {Qt::Key_Backtab, Qt::ShiftModifier}}, {'\x03', {Qt::Key_Enter, Qt::KeypadModifier}},
+        {'\x04', {Qt::Key_Return, Qt::ShiftModifier}}, {'\x05', {Qt::Key_Space, Qt::ControlModifier}}};
     for (QChar c : keys) {
-        switch (c.unicode()) {
-        case '\n': QTest::keyClick(&editor, Qt::Key_Return); break;
-        case '\t': QTest::keyClick(&editor, Qt::Key_Tab); break;
-        case '\b': QTest::keyClick(&editor, Qt::Key_Backspace); break;
-        case 0x01: QTest::keyClick(&editor, Qt::Key_Home); break;
-        case 0x02: QTest::keyClick(&editor, Qt::Key_Backtab, Qt::ShiftModifier); break;
-        case 0x03: QTest::keyClick(&editor, Qt::Key_Enter, Qt::KeypadModifier); break;
-        case 0x04: QTest::keyClick(&editor, Qt::Key_Return, Qt::ShiftModifier); break;
-        case 0x05: QTest::keyClick(&editor, Qt::Key_Space, Qt::ControlModifier); break;
-        default: QTest::keyClick(&editor, c.toLatin1()); break;
-        }
+        if (special.contains(c))
+            QTest::keyClick(&editor, special[c].first, special[c].second);
+        else
+            QTest::keyClick(&editor, c.toLatin1());
     }
 }
 
@@ -87,13 +81,9 @@ inline QVector<int> selectionsWithRole(const CodeEditor &editor, const char *rol
 }
 
 // Puts the settings record back as it was when the guard was made.
-class SettingsGuard {
-public:
-    SettingsGuard() : m_saved(Settings::instance()) {}
-    ~SettingsGuard() { Settings::instance() = m_saved; }
-
-private:
-    Settings m_saved;
+struct SettingsGuard {
+    const Settings saved = Settings::instance();
+    ~SettingsGuard() { Settings::instance() = saved; }
 };
 
 } // namespace ke2::test

@@ -1,18 +1,14 @@
 #include "config/key_bindings.h"
-#include "editor/code_editor.h"
 #include "editor/code_editor_completer.h"
 #include "tests/editor/editor_test_support.h"
 #include "tests/support/test_registry.h"
 
 #include <QtGui/QKeyEvent>
 #include <QtTest/QSignalSpy>
-#include <QtTest/QTest>
 #include <QtWidgets/QMenu>
 
 using namespace ke2;
-using ke2::test::editorState;
-using ke2::test::makeEditor;
-using ke2::test::typeKeys;
+using namespace ke2::test;
 
 namespace {
 // Settings a typing row may turn on next to its language: indent to parentheses; tabs of size 0.
@@ -112,7 +108,7 @@ private slots:
         QFETCH(QString, before);
         QFETCH(QString, keys);
         QFETCH(QString, after);
-        ke2::test::SettingsGuard guard;
+        SettingsGuard guard;
         Settings &settings = Settings::instance();
         settings.melIndentToParentheses = settings.pythonIndentToParentheses = language & Parens;
         settings.tabsInsertSpacesDefault = !(language & Tabs);
@@ -169,7 +165,7 @@ private slots:
         QFETCH(bool, onLetters);
         QFETCH(QString, keys);
         QFETCH(QVector<bool>, requests);
-        ke2::test::SettingsGuard guard;
+        SettingsGuard guard;
         Settings::instance().melCompleteOnLetters = Settings::instance().pythonCompleteOnLetters = onLetters;
         RecordingCompleter completer;
         auto editor = makeEditor(CodeEditorLanguage(language), QStringLiteral("|"));
@@ -199,16 +195,13 @@ private slots:
                                              {QKeySequence(QStringLiteral("Ctrl+Alt+L"))});
         std::unique_ptr<QMenu> menu(editor->CreateContextMenu());
         KeyBindings::instance().restoreDefaults();
-        QStringList entries;
-        for (QAction *action : menu->actions())
-            entries.append(action->isSeparator() ? QStringLiteral("-") : action->text());
-        QCOMPARE(entries, (QStringList{"Cut", "Copy", "Paste", "-", "Select All", "-", "Execute", "Execute Line",
-                                       "Execute All", "-", "Save Script to Shelf", "-", "Quick Help", "Command Reference"}));
-        QCOMPARE(menu->actions().at(6)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Return")));
-        QCOMPARE(menu->actions().at(7)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+L")));
-        QSignalSpy executeLine(editor.get(), &CodeEditor::ExecuteLineRequested);
-        menu->actions().at(7)->trigger();
-        QCOMPARE(executeLine.count(), 1);
+        QAction *executeLine = menu->actions().value(7);
+        QCOMPARE(executeLine->text(), QStringLiteral("Execute Line"));
+        QCOMPARE(executeLine->shortcut(), QKeySequence(QStringLiteral("Ctrl+Alt+L")));
+        QCOMPARE(menu->actions().value(6)->shortcut(), QKeySequence(QStringLiteral("Ctrl+Return")));
+        QSignalSpy requested(editor.get(), &CodeEditor::ExecuteLineRequested);
+        executeLine->trigger();
+        QCOMPARE(requested.count(), 1);
     }
 };
 KE2_TEST_CLASS(CodeEditorKeysTest)
