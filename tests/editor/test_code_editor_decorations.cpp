@@ -98,25 +98,6 @@ private slots:
         QCOMPARE(waves, 2);
     }
 
-    void errorBarCountsWrappedLines()
-    {
-        SettingsGuard guard;
-        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("x = 0 ").repeated(60) + QStringLiteral("\nx").repeated(99));
-        editor->show();
-        QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
-        CodeEditorErrorBarOverlay *bar = editor->ErrorBar();
-        QCOMPARE(bar->parentWidget(), editor->verticalScrollBar());
-        QCOMPARE(bar->geometry().right(), editor->verticalScrollBar()->width() - 1);
-        QVERIFY(bar->height() > editor->verticalScrollBar()->height() / 2);
-        QCOMPARE(bar->TotalLines(), 100);
-        Settings::instance().wordWrapEnabled = true;
-        editor->UpdateSettings();
-        const int wrapped = editor->document()->firstBlock().lineCount();
-        QVERIFY(wrapped > 1);
-        QCOMPARE(bar->LineOffset(1), wrapped);
-        QCOMPARE(bar->TotalLines(), 99 + wrapped);
-    }
-
     void doubleClickDollar_data()
     {
         QTest::addColumn<QString>("text");
@@ -156,27 +137,39 @@ private slots:
         QCOMPARE(down.count(), 1);
     }
 
-    void settingsRefresh()
+    // Tab settings per language, whitespace rendering and wrapping; the error bar over the scroll
+    // bar counts wrapped lines.
+    void settingsRefreshAndErrorBar()
     {
         SettingsGuard guard;
         Settings &settings = Settings::instance();
         settings.tabsUseDefaultsMel = settings.tabsInsertSpacesMel = false;
         settings.tabsSizeMel = 2;
         settings.renderWhitespace = settings.wordWrapEnabled = true;
-        auto mel = makeEditor(LANGUAGE_MEL, QString());
-        auto python = makeEditor(LANGUAGE_PYTHON, QString());
+        auto mel = makeEditor(LANGUAGE_MEL, QStringLiteral("x = 0 ").repeated(60) + QStringLiteral("\nx").repeated(99));
         QCOMPARE(qMakePair(mel->TabSize(), mel->InsertSpaces()), qMakePair(2, false));
-        QCOMPARE(python->TabSize(), 4); // the Python defaults are still in force
+        QCOMPARE(makeEditor(LANGUAGE_PYTHON, QString())->TabSize(), 4); // the Python defaults are still in force
         QTextOption option = mel->document()->defaultTextOption();
         QCOMPARE(option.flags() & (QTextOption::ShowTabsAndSpaces | QTextOption::ShowLineAndParagraphSeparators),
                  QTextOption::ShowTabsAndSpaces);
         QCOMPARE(option.wrapMode(), QTextOption::WordWrap);
         QCOMPARE(option.tabStopDistance(), qreal(mel->fontMetrics().horizontalAdvance(QLatin1Char(' ')) * 2));
+        mel->show();
+        QVERIFY(QTest::qWaitForWindowExposed(mel.get()));
+        CodeEditorErrorBarOverlay *bar = mel->ErrorBar();
+        QCOMPARE(bar->parentWidget(), mel->verticalScrollBar());
+        QCOMPARE(bar->geometry().right(), mel->verticalScrollBar()->width() - 1);
+        QVERIFY(bar->height() > mel->verticalScrollBar()->height() / 2);
+        const int wrapped = mel->document()->firstBlock().lineCount();
+        QVERIFY(wrapped > 1);
+        QCOMPARE(bar->LineOffset(1), wrapped);
+        QCOMPARE(bar->TotalLines(), 99 + wrapped);
         settings.renderWhitespace = settings.wordWrapEnabled = false;
         mel->UpdateSettings();
         option = mel->document()->defaultTextOption();
         QVERIFY(!(option.flags() & QTextOption::ShowTabsAndSpaces));
         QCOMPARE(option.wrapMode(), QTextOption::NoWrap);
+        QCOMPARE(bar->TotalLines(), 100);
     }
 
     // A MEL and a Python editor side by side, as a user sees them, and what the picture shows.
