@@ -11,32 +11,29 @@
 
 namespace ke2::test {
 
-// Text with a cursor marker "|" and, optionally, an anchor marker "^" where the selection starts.
+// Text with a cursor marker "|" and, optionally, an anchor marker "^" before it where the selection
+// starts.
 inline void setEditorState(CodeEditor &editor, QString text)
 {
-    int anchor = text.indexOf(QLatin1Char('^')), position = text.indexOf(QLatin1Char('|'));
-    if (anchor >= 0 && position > anchor)
-        --position;
-    else if (position >= 0 && anchor > position)
-        --anchor;
-    editor.setPlainText(text.remove(QLatin1Char('^')).remove(QLatin1Char('|')));
+    const int anchor = text.indexOf(QLatin1Char('^'));
+    text.remove(QLatin1Char('^'));
+    const int position = std::max(0, int(text.indexOf(QLatin1Char('|'))));
+    editor.setPlainText(text.remove(QLatin1Char('|')));
     if (editor.Highlighter())
         editor.Highlighter()->rehighlight();
     QTextCursor cursor = editor.textCursor();
-    cursor.setPosition(anchor >= 0 ? anchor : std::max(position, 0));
-    cursor.setPosition(std::max(position, 0), QTextCursor::KeepAnchor);
+    cursor.setPosition(anchor >= 0 ? anchor : position);
+    cursor.setPosition(position, QTextCursor::KeepAnchor);
     editor.setTextCursor(cursor);
 }
 
 inline QString editorState(const CodeEditor &editor)
 {
     QString text = editor.toPlainText();
-    const QTextCursor cursor = editor.textCursor();
-    if (cursor.anchor() > cursor.position())
-        text.insert(cursor.anchor(), QLatin1Char('^'));
-    text.insert(cursor.position(), QLatin1Char('|'));
-    if (cursor.anchor() < cursor.position())
-        text.insert(cursor.anchor(), QLatin1Char('^'));
+    const int anchor = editor.textCursor().anchor(), position = editor.textCursor().position();
+    text.insert(std::max(anchor, position), anchor > position ? QLatin1Char('^') : QLatin1Char('|'));
+    if (anchor != position)
+        text.insert(std::min(anchor, position), anchor < position ? QLatin1Char('^') : QLatin1Char('|'));
     return text;
 }
 

@@ -27,26 +27,6 @@ private slots:
         QCOMPARE(editor->LineNumberArea()->sizeHint().width(), editor->LineNumberAreaWidth());
     }
 
-    void guides_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QVector<int>>("guides");
-        QTest::newRow("indent levels round up") << "a\n    b\n      c\n\tb" << QVector<int>{0, 1, 2, 1};
-        QTest::newRow("blank line takes the next line's guides") << "if a:\n        x\n\n        y" << QVector<int>{0, 2, 2, 2};
-        QTest::newRow("blank run before an indented line") << "    a\n\n  \n    b" << QVector<int>{1, 1, 1, 1};
-        QTest::newRow("blank last line shows none") << "    a\n" << QVector<int>{1, 0};
-    }
-    void guides()
-    {
-        QFETCH(QString, text);
-        QFETCH(QVector<int>, guides);
-        auto editor = makeEditor(LANGUAGE_PYTHON, text);
-        QVector<int> actual;
-        for (QTextBlock block = editor->document()->begin(); block.isValid(); block = block.next())
-            actual.append(editor->GuideCount(block));
-        QCOMPARE(actual, guides);
-    }
-
     // Where the matching-selection and matching-braces highlights start.
     void highlights_data()
     {
@@ -185,19 +165,28 @@ private slots:
         mel->setPlainText(QStringLiteral("global proc renameSelected(string $prefix)\n{\n"
                                          "    string $nodes[] = `ls -sl -type transform`;\n"
                                          "    for ($node in $nodes) {\n"
-                                         "        if (size($prefix) > 0)\n"
-                                         "            rename $node ($prefix + \"_\" + $node);\n"
-                                         "\n"
+                                         "\tif (size($prefix) > 0)\n"
+                                         "            rename $node ($prefix + \"_\" + $node);\n\n"
                                          "        print (\"renamed \" + $node + \"\\n\");\n"
                                          "    }\n}\n"));
         python->setPlainText(QStringLiteral("import maya.cmds as cmds\n\nclass Renamer(object):\n"
                                             "    def __init__(self, prefix):\n"
-                                            "        self.prefix = prefix  # TODO: validate\n"
-                                            "\n"
+                                            "        self.prefix = prefix  # TODO: validate\n    \n"
                                             "    def run(self, nodes=None):\n"
-                                            "        for node in nodes or cmds.ls(sl=True):\n"
+                                            "        options = {'sl': True,\n"
+                                            "                   'long': True}\n"
+                                            "        for node in nodes or cmds.ls(**options):\n"
                                             "            cmds.rename(node, '%s_%s' % (self.prefix, node))\n"
                                             "        return len(nodes\n"));
+        // Guides: partial indents round up, a tab counts its width, blank lines take the next line's.
+        auto guides = [](CodeEditor *editor) {
+            QVector<int> counts;
+            for (QTextBlock block = editor->document()->begin(); block.isValid(); block = block.next())
+                counts.append(editor->GuideCount(block));
+            return counts;
+        };
+        QCOMPARE(guides(mel), (QVector<int>{0, 0, 1, 1, 1, 3, 2, 2, 1, 0, 0}));
+        QCOMPARE(guides(python), (QVector<int>{0, 0, 0, 1, 2, 1, 1, 2, 5, 2, 3, 2, 0}));
         // An unclosed bracket with a warning on the same line, a TODO, an unused MEL variable.
         const QString text = python->toPlainText();
         const int unclosed = text.indexOf(QLatin1String("len(")) + 3, todo = text.indexOf(QLatin1String("TODO"));
@@ -205,7 +194,7 @@ private slots:
                                {{unclosed - 3, unclosed, QStringLiteral("len of None")}}, {{todo, 0, QStringLiteral("TODO: validate")}});
         const int nodes = mel->toPlainText().indexOf(QLatin1String("$nodes"));
         mel->SetDiagnostics({}, {{nodes, nodes + 6, QStringLiteral("Variable is never used")}}, {});
-        window.resize(1100, 260);
+        window.resize(1100, 290);
         window.show();
         QVERIFY(QTest::qWaitForWindowExposed(&window));
         const QImage image = window.grab().toImage();
@@ -219,18 +208,17 @@ private slots:
         };
         auto marker = [&](CodeEditor *editor, int line) { return pixel(editor->LineNumberArea(), editor->GutterWidth() / 2, editor, line); };
         QCOMPARE(marker(mel, 2), ColorScheme::warningMarkColor());
-        QCOMPARE(marker(python, 9), ColorScheme::errorMarkColor()); // the error wins over the warning
+        QCOMPARE(marker(python, 11), ColorScheme::errorMarkColor()); // the error wins over the warning
         QCOMPARE(marker(python, 4), ColorScheme::informationMarkColor());
         const ColorRoleTable &roles = ColorScheme::instance().codeEditorRoles;
         QCOMPARE(pixel(python->viewport(), python->viewport()->width() - 5, python, 1),
                  roles.format(QString::fromLatin1(ColorRoleName::plainText)).background().color());
-        // Guides at each level of an indented line and on blank lines, which take the next line's.
         const QColor guide = roles.format(QString::fromLatin1(ColorRoleName::indentationGuides)).foreground().color();
         auto guideAt = [&](CodeEditor *editor, int line, int level) {
             const int x = qRound(editor->document()->documentMargin() + level * editor->TabStopWidth());
             return pixel(editor->viewport(), x, editor, line);
         };
-        QCOMPARE(guideAt(python, 8, 2), guide);
+        QCOMPARE(guideAt(python, 10, 2), guide);
         QCOMPARE(guideAt(python, 5, 0), guide);
         QCOMPARE(guideAt(mel, 6, 1), guide);
     }
