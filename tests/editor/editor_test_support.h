@@ -46,7 +46,8 @@ inline std::unique_ptr<CodeEditor> makeEditor(CodeEditorLanguage language, const
 }
 
 // Plain characters are typed as themselves; "\n" Return, "\t" Tab, "\b" Backspace, "\x01" Home,
-// "\x02" Shift+Tab, "\x03" keypad Enter, "\x04" Shift+Return, "\x05" Ctrl+Space.
+// "\x02" Shift+Tab, "\x03" keypad Enter, "\x04" Shift+Return, "\x05" Ctrl+Space; "\x06" double-clicks
+// at the cursor.
 inline void typeKeys(CodeEditor &editor, const QString &keys)
 {
     static const QHash<QChar, QPair<Qt::Key, Qt::KeyboardModifiers>> special{
@@ -55,7 +56,9 @@ inline void typeKeys(CodeEditor &editor, const QString &keys)
         {'\x02', {Qt::Key_Backtab, Qt::ShiftModifier}}, {'\x03', {Qt::Key_Enter, Qt::KeypadModifier}},
         {'\x04', {Qt::Key_Return, Qt::ShiftModifier}}, {'\x05', {Qt::Key_Space, Qt::ControlModifier}}};
     for (QChar c : keys) {
-        if (special.contains(c))
+        if (c == QChar(6))
+            QTest::mouseDClick(editor.viewport(), Qt::LeftButton, {}, editor.cursorRect().center());
+        else if (special.contains(c))
             QTest::keyClick(&editor, special[c].first, special[c].second);
         else
             QTest::keyClick(&editor, c.toLatin1());

@@ -78,26 +78,6 @@ private slots:
         QCOMPARE(waves, 2);
     }
 
-    void doubleClickDollar_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("selected");
-        QTest::newRow("$name selects the dollar") << "$name = 1;" << "$name";
-        QTest::newRow("A$name: A is in the class") << "A$name = 1;" << "name";
-        QTest::newRow("B$name: most capitals are not") << "B$name = 1;" << "$name";
-        QTest::newRow("x$name") << "x$name = 1;" << "name";
-    }
-    void doubleClickDollar()
-    {
-        QFETCH(QString, text);
-        QFETCH(QString, selected);
-        auto editor = makeEditor(LANGUAGE_MEL, text);
-        QTextCursor at(editor->document());
-        at.setPosition(text.indexOf(QLatin1String("name")) + 2);
-        QTest::mouseDClick(editor->viewport(), Qt::LeftButton, Qt::NoModifier, editor->cursorRect(at).center());
-        QCOMPARE(editor->textCursor().selectedText(), selected);
-    }
-
     void ctrlWheelRequestsFontSize()
     {
         SettingsGuard guard;
