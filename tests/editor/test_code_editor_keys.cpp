@@ -15,8 +15,7 @@ namespace {
 enum { Parens = 0x10, Tabs = 0x20 };
 
 // Records what the editor asks of a completion popup.
-class RecordingCompleter : public CodeEditorCompleter {
-public:
+struct RecordingCompleter : CodeEditorCompleter {
     bool visible = false;
     QVector<bool> requests; // applyIfSingle of each request
     bool IsPopupVisible() const override { return visible; }
@@ -25,11 +24,8 @@ public:
 };
 
 // A parent that sees the key events the editor leaves alone (modifier presses aside).
-class KeyRecorder : public QWidget {
-public:
+struct KeyRecorder : QWidget {
     QVector<QKeySequence> keys;
-
-protected:
     void keyPressEvent(QKeyEvent *event) override
     {
         if (event->key() != Qt::Key_Control && event->key() != Qt::Key_Shift)

@@ -14,18 +14,13 @@ using namespace ke2::test;
 namespace {
 // The composite edits by name.
 const QMap<QString, void (*)(CodeEditor &)> namedEdits{
-    {"up", [](CodeEditor &e) { e.MoveLine(true); }},
-    {"down", [](CodeEditor &e) { e.MoveLine(false); }},
-    {"copyUp", [](CodeEditor &e) { e.CopyLine(true); }},
-    {"copyDown", [](CodeEditor &e) { e.CopyLine(false); }},
-    {"delete", [](CodeEditor &e) { e.DeleteLines(); }},
-    {"indent", [](CodeEditor &e) { e.IncreaseIndent(true); }},
-    {"outdent", [](CodeEditor &e) { e.DecreaseIndent(); }},
-    {"comment", [](CodeEditor &e) { e.ToggleComment(); }},
-    {"block", [](CodeEditor &e) { e.ToggleBlockComment(); }},
+    {"up", [](CodeEditor &e) { e.MoveLine(true); }}, {"down", [](CodeEditor &e) { e.MoveLine(false); }},
+    {"copyUp", [](CodeEditor &e) { e.CopyLine(true); }}, {"copyDown", [](CodeEditor &e) { e.CopyLine(false); }},
+    {"delete", [](CodeEditor &e) { e.DeleteLines(); }}, {"eof", [](CodeEditor &e) { e.EnsureNewLineAtEof(); }},
+    {"indent", [](CodeEditor &e) { e.IncreaseIndent(true); }}, {"outdent", [](CodeEditor &e) { e.DecreaseIndent(); }},
+    {"comment", [](CodeEditor &e) { e.ToggleComment(); }}, {"block", [](CodeEditor &e) { e.ToggleBlockComment(); }},
     {"trim", [](CodeEditor &e) { e.TrimTrailingWhiteSpaces(); }},
     {"trimEof", [](CodeEditor &e) { e.TrimTrailingWhiteSpaces(true); }},
-    {"eof", [](CodeEditor &e) { e.EnsureNewLineAtEof(); }},
     {"complete", [](CodeEditor &e) { e.CompleteCode(QStringLiteral("polySphere"), 4); }},
 };
 } // namespace
@@ -192,9 +187,8 @@ private slots:
         QCOMPARE(focus.count(), 1);
     }
 
-    // Hostile text pasted into MEL and Python: every rule still runs on it, nothing crashes, and
-    // each composite edit comes off whole. No rule depends on the size (speed is the benchmark's),
-    // so a few thousand lines stand for a large paste.
+    // Hostile pastes in MEL and Python: nothing crashes and each composite edit comes off whole. No
+    // rule depends on the size (speed is the benchmark's): a few thousand lines stand for 10 MB.
     void badInput_data()
     {
         QTest::addColumn<QString>("text");
