@@ -141,8 +141,11 @@ void CodeEditor::UpdateSettings()
     flags.setFlag(QTextOption::ShowLineAndParagraphSeparators, settings.renderEndOfLine);
     option.setFlags(flags);
     option.setTabStopDistance(TabStopWidth());
-    document()->setDefaultTextOption(option);
+    // The widget re-applies its own word-wrap mode whenever wrapping is switched, so it is told
+    // the mode too and the document's option is set last.
+    setWordWrapMode(QTextOption::WordWrap);
     setLineWrapMode(settings.wordWrapEnabled ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
+    document()->setDefaultTextOption(option);
     UpdateLineNumberWidth();
     viewport()->update();
 }

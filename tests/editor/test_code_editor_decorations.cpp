@@ -130,6 +130,9 @@ private slots:
         QVERIFY(!(option.flags() & QTextOption::ShowTabsAndSpaces));
         QCOMPARE(option.wrapMode(), QTextOption::NoWrap);
         QCOMPARE(bar->TotalLines(), 100);
+        settings.wordWrapEnabled = true; // switched on again while the editor lives
+        mel->UpdateSettings();
+        QCOMPARE(mel->document()->defaultTextOption().wrapMode(), QTextOption::WordWrap);
     }
 
     // A MEL and a Python editor side by side, as a user sees them, and what the picture shows.
