@@ -379,40 +379,40 @@ bool PythonHost::executeMel(const QString &command)
     return answerMel(command, answer);
 }
 
+namespace {
+// A native answer handed out only when it has the asked type, as a host command result would be.
+template <typename T>
+bool typedAnswer(bool answered, const QVariant &answer, T &result)
+{
+    if (!answered || answer.userType() != qMetaTypeId<T>())
+        return false;
+    result = answer.value<T>();
+    return true;
+}
+} // namespace
+
 bool PythonHost::executeMelString(const QString &command, QString &result)
 {
     QVariant answer;
-    if (!answerMel(command, answer) || answer.userType() != QMetaType::QString)
-        return false;
-    result = answer.toString();
-    return true;
+    return typedAnswer(answerMel(command, answer), answer, result);
 }
 
 bool PythonHost::executeMelInt(const QString &command, int &result)
 {
     QVariant answer;
-    if (!answerMel(command, answer) || answer.userType() != QMetaType::Int)
-        return false;
-    result = answer.toInt();
-    return true;
+    return typedAnswer(answerMel(command, answer), answer, result);
 }
 
 bool PythonHost::executeMelDouble(const QString &command, double &result)
 {
     QVariant answer;
-    if (!answerMel(command, answer) || answer.userType() != QMetaType::Double)
-        return false;
-    result = answer.toDouble();
-    return true;
+    return typedAnswer(answerMel(command, answer), answer, result);
 }
 
 bool PythonHost::executeMelStringArray(const QString &command, QStringList &result)
 {
     QVariant answer;
-    if (!answerMel(command, answer) || answer.userType() != QMetaType::QStringList)
-        return false;
-    result = answer.toStringList();
-    return true;
+    return typedAnswer(answerMel(command, answer), answer, result);
 }
 
 void PythonHost::executeMelOnIdle(const QString &command, bool displayEnabled)

@@ -99,6 +99,23 @@ bool Highlighter::highlightingEnabled()
     return g_highlightingEnabled;
 }
 
+QRegularExpression Highlighter::pattern(const char *text)
+{
+    QRegularExpression result(QString::fromLatin1(text));
+    result.optimize();
+    return result;
+}
+
+QSet<QString> Highlighter::wordSet(const QStringList &list)
+{
+    QSet<QString> set;
+    set.reserve(list.size());
+    for (const QString &name : list)
+        if (!name.isEmpty())
+            set.insert(name);
+    return set;
+}
+
 QTextCharFormat Highlighter::roleFormat(const QString &role)
 {
     FormatCache &cache = formatCache();

@@ -41,6 +41,11 @@ public:
 protected:
     void highlightBlock(const QString &text) override;
 
+    // A rule's expression, optimised once since it runs on every line.
+    static QRegularExpression pattern(const char *text);
+    // A host word list as a set for constant-time lookups; the host's empty entries are dropped.
+    static QSet<QString> wordSet(const QStringList &list);
+
     virtual void ApplyCallRules(const QString &text);
     virtual void HighlightWords(const QString &text);
     virtual void HighlightQualifiedWords(const QString &text);

@@ -18,16 +18,6 @@ MelWords &melWords()
     return words;
 }
 
-QSet<QString> toSet(const QStringList &list)
-{
-    QSet<QString> set;
-    set.reserve(list.size());
-    for (const QString &name : list)
-        if (!name.isEmpty())
-            set.insert(name);
-    return set;
-}
-
 enum WordClass { Keyword, Command };
 
 bool isFlagOrVariableStart(QChar c)
@@ -35,12 +25,6 @@ bool isFlagOrVariableStart(QChar c)
     return c == QLatin1Char('$') || c == QLatin1Char('-');
 }
 
-QRegularExpression expression(const char *pattern)
-{
-    QRegularExpression result(QString::fromLatin1(pattern));
-    result.optimize();
-    return result;
-}
 } // namespace
 
 MelHighlighter::MelHighlighter(QTextDocument *document)
@@ -48,16 +32,16 @@ MelHighlighter::MelHighlighter(QTextDocument *document)
 {
     MelWords &words = melWords();
     if (words.keywords.isEmpty())
-        words.keywords = toSet(HostBridge::melKeywords());
+        words.keywords = wordSet(HostBridge::melKeywords());
     if (words.commands.isEmpty())
-        words.commands = toSet(HostBridge::melCommands() + HostBridge::melRunTimeCommands() + HostBridge::melProcedures());
+        words.commands = wordSet(HostBridge::melCommands() + HostBridge::melRunTimeCommands() + HostBridge::melProcedures());
     buildRules();
 }
 
 void MelHighlighter::setWordLists(const QStringList &keywords, const QStringList &commands)
 {
-    melWords().keywords = toSet(keywords);
-    melWords().commands = toSet(commands);
+    melWords().keywords = wordSet(keywords);
+    melWords().commands = wordSet(commands);
 }
 
 void MelHighlighter::resetWordLists()
@@ -82,20 +66,20 @@ void MelHighlighter::buildRules()
     m_commandFormat = roleFormat(QLatin1String(R::melCommands));
 
     rules = {
-        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::melNumbers)), nullptr, isNumberChar},
-        {expression("(?<![A-Za-z0-9_])(\\$)[A-Za-z0-9_]+"), roleFormat(QLatin1String(R::melVariables)),
+        {pattern("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::melNumbers)), nullptr, isNumberChar},
+        {pattern("(?<![A-Za-z0-9_])(\\$)[A-Za-z0-9_]+"), roleFormat(QLatin1String(R::melVariables)),
          [](const QString &line) { return line.contains(QLatin1Char('$')); }},
-        {expression("(?<=\\bproc)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
+        {pattern("(?<=\\bproc)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
          [](const QString &line) { return line.contains(QLatin1String("proc")); }},
     };
     callRules = {
-        {expression("(?<![A-Za-z0-9_\\-])[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
+        {pattern("(?<![A-Za-z0-9_\\-])[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::melProcs)),
          [](const QString &line) { return line.contains(QLatin1Char('(')); }},
     };
     const QTextCharFormat comments = roleFormat(QLatin1String(R::melComments));
-    RegionRule lineComment{expression("//"), expression("$"), comments, 2, false, true, false, false};
-    RegionRule blockComment{expression("/\\*"), expression("\\*/"), comments, 2, false, false, true, false};
-    RegionRule string{expression("\""), expression("\""), roleFormat(QLatin1String(R::melStrings)), 1, true, false, false, true};
+    RegionRule lineComment{pattern("//"), pattern("$"), comments, 2, false, true, false, false};
+    RegionRule blockComment{pattern("/\\*"), pattern("\\*/"), comments, 2, false, false, true, false};
+    RegionRule string{pattern("\""), pattern("\""), roleFormat(QLatin1String(R::melStrings)), 1, true, false, false, true};
     regionRules = {lineComment, blockComment, string};
 }
 

@@ -19,24 +19,8 @@ PythonWords &pythonWords()
     return words;
 }
 
-QSet<QString> toSet(const QStringList &list)
-{
-    QSet<QString> set;
-    set.reserve(list.size());
-    for (const QString &name : list)
-        if (!name.isEmpty())
-            set.insert(name);
-    return set;
-}
-
 enum WordClass { Keyword, MelCommand };
 
-QRegularExpression expression(const char *pattern)
-{
-    QRegularExpression result(QString::fromLatin1(pattern));
-    result.optimize();
-    return result;
-}
 } // namespace
 
 PythonHighlighter::PythonHighlighter(QTextDocument *document)
@@ -44,20 +28,20 @@ PythonHighlighter::PythonHighlighter(QTextDocument *document)
 {
     PythonWords &words = pythonWords();
     if (words.keywords.isEmpty())
-        words.keywords = toSet(HostBridge::pythonKeywords());
+        words.keywords = wordSet(HostBridge::pythonKeywords());
     if (words.builtins.isEmpty())
-        words.builtins = toSet(HostBridge::pythonBuiltins());
+        words.builtins = wordSet(HostBridge::pythonBuiltins());
     if (words.melCommands.isEmpty())
-        words.melCommands = toSet(HostBridge::melCommands());
+        words.melCommands = wordSet(HostBridge::melCommands());
     buildRules();
 }
 
 void PythonHighlighter::setWordLists(const QStringList &keywords, const QStringList &builtins, const QStringList &melCommands)
 {
     PythonWords &words = pythonWords();
-    words.keywords = toSet(keywords);
-    words.builtins = toSet(builtins);
-    words.melCommands = toSet(melCommands);
+    words.keywords = wordSet(keywords);
+    words.builtins = wordSet(builtins);
+    words.melCommands = wordSet(melCommands);
 }
 
 void PythonHighlighter::resetWordLists()
@@ -89,28 +73,28 @@ void PythonHighlighter::buildRules()
 
     const QTextCharFormat selfCls = roleFormat(QLatin1String(R::pythonSelfCls));
     rules = {
-        {expression("\\bself\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("self")); }},
-        {expression("\\bcls\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("cls")); }},
-        {expression("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::pythonNumbers)), nullptr, isNumberChar},
-        {expression("(?<=\\bclass)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonClasses)),
+        {pattern("\\bself\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("self")); }},
+        {pattern("\\bcls\\b"), selfCls, [](const QString &line) { return line.contains(QLatin1String("cls")); }},
+        {pattern("\\b[0-9]*[.]?[0-9]*"), roleFormat(QLatin1String(R::pythonNumbers)), nullptr, isNumberChar},
+        {pattern("(?<=\\bclass)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonClasses)),
          [](const QString &line) { return line.contains(QLatin1String("class")); }},
-        {expression("(?<=\\bdef)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
+        {pattern("(?<=\\bdef)\\s+[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
          [](const QString &line) { return line.contains(QLatin1String("def")); }},
-        {expression("^[\\s]*[@](.)*"), roleFormat(QLatin1String(R::pythonDecorators)),
+        {pattern("^[\\s]*[@](.)*"), roleFormat(QLatin1String(R::pythonDecorators)),
          [](const QString &line) { return line.contains(QLatin1Char('@')); }},
     };
     callRules = {
-        {expression("\\b[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
+        {pattern("\\b[A-Za-z0-9_]+(?=\\s*\\()"), roleFormat(QLatin1String(R::pythonMethods)),
          [](const QString &line) { return line.contains(QLatin1Char('(')); }},
     };
     const QTextCharFormat docStrings = roleFormat(QLatin1String(R::pythonDocStrings));
     const QTextCharFormat strings = roleFormat(QLatin1String(R::pythonStrings));
     regionRules = {
-        {expression("#"), expression("$"), roleFormat(QLatin1String(R::pythonComments)), 1, false, true, false, false},
-        {expression("\"\"\""), expression("\"\"\""), docStrings, 3, false, false, false, true},
-        {expression("'''"), expression("'''"), docStrings, 3, false, false, false, true},
-        {expression("\""), expression("\""), strings, 1, true, false, false, true},
-        {expression("'"), expression("'"), strings, 1, true, false, false, true},
+        {pattern("#"), pattern("$"), roleFormat(QLatin1String(R::pythonComments)), 1, false, true, false, false},
+        {pattern("\"\"\""), pattern("\"\"\""), docStrings, 3, false, false, false, true},
+        {pattern("'''"), pattern("'''"), docStrings, 3, false, false, false, true},
+        {pattern("\""), pattern("\""), strings, 1, true, false, false, true},
+        {pattern("'"), pattern("'"), strings, 1, true, false, false, true},
     };
 }
 
