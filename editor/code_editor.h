@@ -188,6 +188,8 @@ private:
     void OpeningBracket(QChar bracket);
     void ClosingBracket(QChar bracket);
     void Quote(QChar quote);
+    // Surrounds the cursor's selection with `open` and `close`, keeping it selected the same way.
+    void WrapSelection(QTextCursor &cursor, QChar open, QChar close);
     bool BackspaceRules();
     void RequestCompletion(bool forced);
     bool IsQuoteKey(QChar c) const;

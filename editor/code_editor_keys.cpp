@@ -443,6 +443,20 @@ void CodeEditor::SmartHome(bool shift, bool control)
 
 // --- brackets and quotes -----------------------------------------------------------------------
 
+void CodeEditor::WrapSelection(QTextCursor &cursor, QChar open, QChar close)
+{
+    const int start = cursor.selectionStart();
+    const int end = cursor.selectionEnd();
+    const bool forward = cursor.position() == end;
+    QTextCursor edit(document());
+    edit.setPosition(end);
+    edit.insertText(QString(close));
+    edit.setPosition(start);
+    edit.insertText(QString(open));
+    cursor.setPosition(forward ? start + 1 : end + 1);
+    cursor.setPosition(forward ? end + 1 : start + 1, QTextCursor::KeepAnchor);
+}
+
 void CodeEditor::OpeningBracket(QChar bracket)
 {
     QTextCursor cursor = textCursor();
@@ -450,16 +464,7 @@ void CodeEditor::OpeningBracket(QChar bracket)
     cursor.beginEditBlock();
     if (InsertClosingParenthesesOn()) {
         if (cursor.hasSelection()) {
-            const int start = cursor.selectionStart();
-            const int end = cursor.selectionEnd();
-            const bool forward = cursor.position() == end;
-            QTextCursor edit(document());
-            edit.setPosition(end);
-            edit.insertText(QString(partner));
-            edit.setPosition(start);
-            edit.insertText(QString(bracket));
-            cursor.setPosition(forward ? start + 1 : end + 1);
-            cursor.setPosition(forward ? end + 1 : start + 1, QTextCursor::KeepAnchor);
+            WrapSelection(cursor, bracket, partner);
         } else {
             const QTextBlock block = cursor.block();
             const int column = cursor.position() - block.position();
@@ -519,16 +524,7 @@ void CodeEditor::Quote(QChar quote)
     }
     cursor.beginEditBlock();
     if (cursor.hasSelection()) {
-        const int start = cursor.selectionStart();
-        const int end = cursor.selectionEnd();
-        const bool forward = cursor.position() == end;
-        QTextCursor edit(document());
-        edit.setPosition(end);
-        edit.insertText(QString(quote));
-        edit.setPosition(start);
-        edit.insertText(QString(quote));
-        cursor.setPosition(forward ? start + 1 : end + 1);
-        cursor.setPosition(forward ? end + 1 : start + 1, QTextCursor::KeepAnchor);
+        WrapSelection(cursor, quote, quote);
     } else {
         const QTextBlock block = cursor.block();
         const QString text = block.text();
