@@ -1,6 +1,6 @@
 #include "app/command_line.h"
 #include "app/python_host.h"
-#include "plugin/editor_session.h"
+#include "shell/editor_session.h"
 
 #include <QtCore/QTimer>
 #include <QtGui/QPixmap>

@@ -2,7 +2,7 @@
 // an edit in the middle, linearity with doubling inputs and hostile input. When KDE's
 // syntax-highlighting library is available, its Python definition highlights the same Python
 // document for comparison.
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 #include "language/mel_highlighter.h"
 #include "language/python_highlighter.h"
 

@@ -1,7 +1,7 @@
 #include "editor/code_editor.h"
 
 #include "config/settings.h"
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 #include "editor/code_editor_completer.h"
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"

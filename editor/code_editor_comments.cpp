@@ -1,7 +1,7 @@
 // Line comments ("//" in MEL, "#" in Python) and MEL block comments.
 #include "editor/code_editor.h"
 
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 
 #include <QtGui/QTextBlock>
 

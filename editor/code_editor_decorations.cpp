@@ -4,7 +4,7 @@
 
 #include "config/color_scheme.h"
 #include "config/settings.h"
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"
 #include "language/highlighter.h"

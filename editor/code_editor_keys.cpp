@@ -3,7 +3,7 @@
 #include "editor/code_editor.h"
 
 #include "config/settings.h"
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 #include "editor/code_editor_completer.h"
 
 #include <QtCore/QCoreApplication>

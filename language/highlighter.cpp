@@ -1,7 +1,7 @@
 #include "language/highlighter.h"
 
 #include "config/color_scheme.h"
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QVarLengthArray>

@@ -85,7 +85,7 @@ void setShowLineNumbers(bool on);
 bool showLineNumbers();
 void setStackTrace(bool on);
 bool stackTrace();
-// Also stored into the settings record.
+// The caller keeps the setting; the bridge sits below the settings store.
 void setSuppressStackWindow(bool on);
 
 // --- Execution helpers ---
@@ -115,15 +115,17 @@ QStringList melKeywords();
 QStringList pythonKeywords();
 QStringList pythonBuiltins();
 QString pythonVersion();
-// Completion candidates; keywords and builtins as the settings say, neither with `noExtras`.
-QStringList parsePython(const QString &source, const QString &objectExpression, bool noExtras);
+// Completion candidates, with keywords and builtins when asked; callers pass the settings' switches
+// (both off for a query that wants no extras).
+QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
+                        bool includeBuiltins);
 bool executePythonStatement(const QString &statement);
 QStringList pythonSyntaxCheck(const QString &source);
 void printPythonPath();
 void printEnvironmentVariablePaths(const QString &variable);
-// The module search path for the pylint process, the additional import paths of the settings
-// first when there are any.
-QString updatePythonPathString();
+// The module search path for the pylint process, `additionalPaths` (the user's setting) first when
+// there are any.
+QString updatePythonPathString(const QString &additionalPaths);
 QString pythonPathString();
 // Forgets every cached answer (a new host, or a test).
 void resetCaches();

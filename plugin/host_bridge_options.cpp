@@ -4,7 +4,6 @@
 
 #include "plugin/host.h"
 
-#include "config/settings.h"
 
 namespace ke2::HostBridge {
 namespace {
@@ -57,7 +56,6 @@ bool stackTrace()
 void setSuppressStackWindow(bool on)
 {
     executeMelOnIdle(QStringLiteral("scriptEditorInfo -ssw ") + QString::number(on ? 1 : 0), false);
-    Settings::instance().suppressStackWindow = on;
 }
 
 double queryDpiScale()

@@ -4,7 +4,6 @@
 
 #include "plugin/host.h"
 
-#include "config/settings.h"
 
 namespace ke2::HostBridge {
 namespace {
@@ -55,11 +54,9 @@ QString pythonVersion()
     return g_version;
 }
 
-QStringList parsePython(const QString &source, const QString &objectExpression, bool noExtras)
+QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
+                        bool includeBuiltins)
 {
-    const Settings &settings = Settings::instance();
-    const bool includeKeywords = !noExtras && settings.pythonIncludeKeywords;
-    const bool includeBuiltins = !noExtras && settings.pythonIncludeBuiltins;
     const QString keywords = includeKeywords ? QStringLiteral("1") : QStringLiteral("0");
     const QString builtins = includeBuiltins ? QStringLiteral("1") : QStringLiteral("0");
     const QString command =
@@ -104,9 +101,8 @@ void printEnvironmentVariablePaths(const QString &variable)
     executePythonOnIdle(QStringLiteral("KestrelEditorHelpers.print_maya_env_var_paths('%1')").arg(variable), false);
 }
 
-QString updatePythonPathString()
+QString updatePythonPathString(const QString &additionalPaths)
 {
-    const QString additionalPaths = Settings::instance().pylintAdditionalImportPaths;
     QString path;
     const bool ok = host() && host()->executePythonString(QStringLiteral("KestrelEditorHelpers.get_python_path_str()"), path);
     g_pythonPath = ok && !additionalPaths.isEmpty() ? QStringLiteral("%1%2%3").arg(additionalPaths, QStringLiteral(";"), path)

@@ -1,6 +1,6 @@
 #include "plugin/maya/kestrel_editor_command.h"
 
-#include "plugin/editor_session.h"
+#include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 
 #include <maya/MArgDatabase.h>

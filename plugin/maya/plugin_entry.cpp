@@ -1,6 +1,6 @@
 // The entry points Maya's plug-in manager looks up, and the API version the plug-in declares.
 // They are the only symbols the library exports.
-#include "plugin/editor_session.h"
+#include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "plugin/maya/kestrel_editor_command.h"
 #include "plugin/maya/maya_host.h"

@@ -1,5 +1,5 @@
 #include "config/color_scheme.h"
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 #include "language/mel_highlighter.h"
 #include "language/python_highlighter.h"
 #include "plugin/host_bridge.h"

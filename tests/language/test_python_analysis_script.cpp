@@ -234,7 +234,7 @@ private slots:
         ke2::HostBridge::setHost(m_host.get());
         ke2::HostBridge::loadEmbeddedScripts();
         // The bridge's callers escape what they pass.
-        const QStringList names = ke2::HostBridge::parsePython(escaped("s = 'x'\n" + kLocator), "s", true);
+        const QStringList names = ke2::HostBridge::parsePython(escaped("s = 'x'\n" + kLocator), "s", false, false);
         const QStringList check = ke2::HostBridge::pythonSyntaxCheck(escaped("a = 1\nb = 2\nc = = 3\n"));
         const bool imported = ke2::HostBridge::executePythonStatement("import os");
         const bool failed = ke2::HostBridge::executePythonStatement("import ke2_no_such_module");

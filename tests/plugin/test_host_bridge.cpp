@@ -42,7 +42,7 @@ private slots:
         bridge::setHost(nullptr);
         QVERIFY(bridge::userPrefDir().isEmpty() && !bridge::isBatch() && !bridge::workspaceControlExists());
         QVERIFY(!bridge::createWorkspaceControl(QRect(0, 0, 10, 10)) && bridge::queryDpiScale() == 1.0);
-        QVERIFY(bridge::parsePython("x", "", false).isEmpty() && !bridge::executePythonStatement("x = 1"));
+        QVERIFY(bridge::parsePython("x", "", true, true).isEmpty() && !bridge::executePythonStatement("x = 1"));
         bridge::showError("nobody listens"); // must not crash
         bridge::loadEmbeddedScripts();
     }
@@ -141,10 +141,8 @@ private slots:
             << QVariantHash{{parse, QStringList{"append"}}, {"pass", QString()},
                             {"KestrelEditorParser.exec_statement(\"import os\")", 1}}
             << Action([](FakeHost &host) {
-                   ke2::Settings::instance().pythonIncludeKeywords = true;
-                   ke2::Settings::instance().pythonIncludeBuiltins = false;
-                   QCOMPARE(bridge::parsePython("x = []\\nx.", "x", false), QStringList{"append"});
-                   bridge::parsePython("%2 \\\"q\\\"", "", true); // no extras whatever the settings say
+                   QCOMPARE(bridge::parsePython("x = []\\nx.", "x", true, false), QStringList{"append"});
+                   bridge::parsePython("%2 \\\"q\\\"", "", false, false);
                    QVERIFY(bridge::executePythonStatement("import os") && bridge::pythonSyntaxCheck("x(").isEmpty());
                    for (const FakeHost::Command &command : host.commands())
                        QVERIFY2(command.quiet, qPrintable(command.text));

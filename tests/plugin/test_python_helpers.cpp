@@ -1,6 +1,6 @@
 #include "app/python_host.h"
 #include "config/settings.h"
-#include "plugin/editor_session.h"
+#include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -60,8 +60,7 @@ private slots:
         QVERIFY(m_host->executePython("import os, sys\nsys.path.append('/ke2/extra')\n"
                                       "os.environ['KE2_HELPERS_TEST_PATH'] = '/one' + os.pathsep + '/two'"));
         const QString joined = evaluate("os.pathsep.join(sys.path)");
-        ke2::Settings::instance().pylintAdditionalImportPaths = "/mine";
-        QCOMPARE(bridge::updatePythonPathString(), "/mine;" + joined);
+        QCOMPARE(bridge::updatePythonPathString("/mine"), "/mine;" + joined);
         bridge::printPythonPath();
         bridge::printEnvironmentVariablePaths("KE2_HELPERS_TEST_PATH");
         m_host->drainIdleQueue();

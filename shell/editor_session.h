@@ -1,6 +1,6 @@
 #pragma once
 
-#include "plugin/editor_window.h"
+#include "shell/editor_window.h"
 
 #include <QtCore/QPointer>
 #include <QtCore/QString>

@@ -1,4 +1,4 @@
-#include "plugin/editor_session.h"
+#include "shell/editor_session.h"
 
 #include "config/color_scheme.h"
 #include "config/settings.h"

@@ -1,4 +1,4 @@
-#include "plugin/editor_window.h"
+#include "shell/editor_window.h"
 
 #include "plugin/host_bridge.h"
 

@@ -1,4 +1,4 @@
-#include "editor/code_editor_block_data.h"
+#include "language/code_editor_block_data.h"
 
 #include <algorithm>
 
