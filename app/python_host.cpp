@@ -8,6 +8,8 @@
 
 #include "app/python_host.h"
 
+#include "config/ini_file.h"
+
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
 #include <QtCore/QRegularExpression>
@@ -300,8 +302,15 @@ PythonHost::PythonHost(const QString &prefsRoot, QObject *parent)
     : QObject(parent), m_prefsRoot(prefsRoot.isEmpty() ? defaultPrefsRoot() : prefsRoot)
 {
     m_prefsRoot = QDir::cleanPath(QDir(m_prefsRoot).absolutePath());
-    m_optionVars = std::make_unique<QSettings>(m_prefsRoot + QStringLiteral("/optionVars.ini"),
-                                               QSettings::IniFormat);
+    // Read like the configuration files: a pipe or a device in its place is not opened.
+    if (const auto file = IniFile::openForReading(optionVarsFile())) {
+        for (const QString &key : file->allKeys()) {
+            bool ok = false;
+            const int value = file->value(key).toInt(&ok);
+            if (ok)
+                m_optionVars.insert(key, value);
+        }
+    }
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(0);
     connect(&m_idleTimer, &QTimer::timeout, this, &PythonHost::runNextIdle);
@@ -600,20 +609,24 @@ void PythonHost::displayInfo(const QString &message)
 
 bool PythonHost::optionVarExists(const QString &name)
 {
-    return m_optionVars->contains(name);
+    return m_optionVars.contains(name);
 }
 
 int PythonHost::optionVarInt(const QString &name)
 {
-    bool ok = false;
-    const int value = m_optionVars->value(name).toInt(&ok);
-    return ok ? value : 0;
+    return m_optionVars.value(name);
 }
 
 void PythonHost::setOptionVarInt(const QString &name, int value)
 {
-    m_optionVars->setValue(name, value);
-    m_optionVars->sync();
+    m_optionVars.insert(name, value);
+    QDir().mkpath(m_prefsRoot);
+    IniFile::write(optionVarsFile(), [&](QSettings &file) { file.setValue(name, value); });
+}
+
+QString PythonHost::optionVarsFile() const
+{
+    return m_prefsRoot + QStringLiteral("/optionVars.ini");
 }
 
 bool PythonHost::addCallbacks(QuitCallback onQuit)

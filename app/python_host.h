@@ -2,6 +2,7 @@
 
 #include "plugin/host.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QObject>
 #include <QtCore/QQueue>
 #include <QtCore/QTimer>
@@ -90,9 +91,10 @@ private:
     bool evaluate(const QString &source, void **value);
     // Answers the MEL the editor needs outside Maya; false for anything else.
     bool answerMel(const QString &command, QVariant &answer);
+    QString optionVarsFile() const;
 
     QString m_prefsRoot;
-    std::unique_ptr<QSettings> m_optionVars;
+    QHash<QString, int> m_optionVars; // what optionVars.ini held at start, and every change since
     QQueue<IdleCommand> m_idle;
     QTimer m_idleTimer;
     QuitCallback m_onQuit;

@@ -2,7 +2,17 @@
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QDir>
+#include <QtCore/QFile>
 #include <QtTest/QTest>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using ke2::PythonHost;
 
@@ -176,6 +186,35 @@ private slots:
         ke2::test::TempPrefs other;
         QCOMPARE(PythonHost(m_prefs.root()).optionVarInt("echoAllLines"), 1);
         QVERIFY(!PythonHost(other.root()).optionVarExists("echoAllLines"));
+    }
+
+    // A pipe in the place of the option variables file is not opened (it would block start-up).
+    void optionVarsFileThatIsAPipe()
+    {
+        m_host.reset();
+        ke2::test::TempPrefs prefs;
+        QVERIFY(QDir().mkpath(prefs.root()));
+        const QByteArray fifo = QFile::encodeName(prefs.root() + "/optionVars.ini");
+        QCOMPARE(mkfifo(fifo.constData(), 0600), 0);
+        std::atomic<bool> done{false}, unblocked{false};
+        // Should the host open the pipe after all, a writer that comes and goes lets it go on.
+        std::thread watchdog([&] {
+            for (int i = 0; i < 100 && !done; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            if (!done) {
+                const int fd = ::open(fifo.constData(), O_WRONLY | O_NONBLOCK);
+                unblocked = fd >= 0;
+                if (fd >= 0)
+                    ::close(fd);
+            }
+        });
+        {
+            PythonHost host(prefs.root());
+            done = true;
+            QVERIFY(!host.optionVarExists("echoAllLines"));
+        }
+        watchdog.join();
+        QVERIFY2(!unblocked, "the host opened the pipe and waited for a writer");
     }
 };
 
