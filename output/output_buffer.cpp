@@ -36,8 +36,7 @@ void OutputBuffer::append(QStringView text)
             if (c == u'\r' && i + 1 < size && data[i + 1] == u'\n')
                 ++i;
             m_text.append(QLatin1Char('\n'));
-            ++m_breaks;
-            m_lineLength = 0;
+            addBreak();
             runStart = i + 1;
             continue;
         }
@@ -45,14 +44,20 @@ void OutputBuffer::append(QStringView text)
         if (m_lineLength >= maximumLineLength && !QChar::isLowSurrogate(c)) {
             flushRun(i);
             m_text.append(QLatin1Char('\n'));
-            ++m_breaks;
-            m_lineLength = 0;
+            addBreak();
             runStart = i;
         }
         ++m_lineLength;
     }
     flushRun(size);
-    // Trimming at twice the limit keeps the work per appended line constant.
+}
+
+void OutputBuffer::addBreak()
+{
+    ++m_breaks;
+    m_lineLength = 0;
+    // Trimming at twice the limit keeps the work per appended line constant, and one enormous
+    // piece never sits in memory whole.
     if (m_breaks >= 2 * m_limit)
         trimTo(m_limit);
 }
@@ -72,7 +77,7 @@ void OutputBuffer::trimTo(int breaks)
     }
 }
 
-OutputBuffer::Chunk OutputBuffer::take()
+OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
 {
     if (m_breaks >= m_limit)
         trimTo(m_limit);
@@ -80,10 +85,20 @@ OutputBuffer::Chunk OutputBuffer::take()
     chunk.replacesDocument = m_replaces;
     if (m_replaces)
         m_text.remove(0, 1);
-    chunk.text = std::move(m_text);
-    m_text = QString();
-    m_breaks = 0;
     m_replaces = false;
+    if (m_text.size() <= maxCharacters) {
+        chunk.text = std::move(m_text);
+        m_text = QString();
+        m_breaks = 0;
+        return chunk;
+    }
+    // Never between the halves of a surrogate pair.
+    int cut = std::max(1, maxCharacters);
+    if (m_text.at(cut).isLowSurrogate())
+        ++cut;
+    chunk.text = m_text.left(cut);
+    m_text.remove(0, cut);
+    m_breaks -= int(chunk.text.count(QLatin1Char('\n')));
     return chunk;
 }
 

@@ -3,6 +3,8 @@
 #include <QtCore/QString>
 #include <QtCore/QStringView>
 
+#include <limits>
+
 namespace ke2 {
 
 // Output on its way into the output document. Lines that arrive between two insertions are
@@ -33,13 +35,15 @@ public:
         // pushed out anyway, so the document is emptied first and the chunk put in its place.
         bool replacesDocument = false;
     };
-    // Hands out the queued text and empties the queue.
-    Chunk take();
+    // Hands out the queued text, at most `maxCharacters` of it (the rest stays queued, in order)
+    // so that catching up after a flood can be done in slices.
+    Chunk take(int maxCharacters = std::numeric_limits<int>::max());
 
     // The document was emptied: drops the queue and starts counting a fresh first line.
     void clear();
 
 private:
+    void addBreak();
     void trimTo(int breaks);
 
     QString m_text;

@@ -14,6 +14,7 @@
 #include <QtWidgets/QScrollBar>
 
 #include <algorithm>
+#include <limits>
 
 namespace ke2 {
 
@@ -25,6 +26,8 @@ constexpr qint64 repaintInterval = 250;
 constexpr int selectionMarginBefore = 600;
 // ... and ends at the position this many pixels below the viewport.
 constexpr int selectionMarginBelow = 51;
+// Characters inserted per idle pass: a few milliseconds of layout work.
+constexpr int idleSliceCharacters = 2000000;
 constexpr int minimumFontSize = 6;
 constexpr int maximumFontSize = 24;
 
@@ -48,7 +51,7 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     m_idleFlush.setInterval(0);
     m_selectionsTimer.setSingleShot(true);
     m_selectionsTimer.setInterval(0);
-    connect(&m_idleFlush, &QTimer::timeout, this, &OutputTextEdit::FlushPendingOutput);
+    connect(&m_idleFlush, &QTimer::timeout, this, &OutputTextEdit::OnIdle);
     connect(&m_selectionsTimer, &QTimer::timeout, this, &OutputTextEdit::UpdateExtraSelections);
     connect(this, &QWidget::customContextMenuRequested, this, &OutputTextEdit::ShowContextMenu);
     connect(verticalScrollBar(), &QScrollBar::actionTriggered, this, &OutputTextEdit::QueueUpdateExtraSelections);
@@ -93,15 +96,31 @@ void OutputTextEdit::FlushPendingOutput()
     if (!isVisible() || m_queue.isEmpty())
         return;
     m_idleFlush.stop();
-    InsertQueued();
+    InsertQueued(std::numeric_limits<int>::max());
+    AfterInsertion();
+}
+
+void OutputTextEdit::OnIdle()
+{
+    if (!isVisible() || m_queue.isEmpty())
+        return;
+    // A slice at a time, so that a key press never waits for a whole backlog of huge lines.
+    InsertQueued(idleSliceCharacters);
+    if (!m_queue.isEmpty())
+        m_idleFlush.start();
+    AfterInsertion();
+}
+
+void OutputTextEdit::AfterInsertion()
+{
     if (m_findBarVisible && !m_findExpression.pattern().isEmpty())
         emit FindMatchesChanged();
     UpdateExtraSelections();
 }
 
-void OutputTextEdit::InsertQueued()
+void OutputTextEdit::InsertQueued(int maxCharacters)
 {
-    const OutputBuffer::Chunk chunk = m_queue.take();
+    const OutputBuffer::Chunk chunk = m_queue.take(maxCharacters);
     // The scroll bar's signals would refresh the highlighting once per change; it is refreshed
     // once afterwards instead.
     m_inserting = true;

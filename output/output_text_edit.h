@@ -87,7 +87,9 @@ private:
         QTextCharFormat format;
         bool wholeLine = false;
     };
-    void InsertQueued();
+    void InsertQueued(int maxCharacters);
+    void OnIdle();
+    void AfterInsertion();
     void AddRuleSelections(QList<QTextEdit::ExtraSelection> &selections, int start, int end) const;
     // Every match of `expression` that starts inside [start, end], searched line by line; with
     // `wholeLine` the first match of a line colours the line.

@@ -133,13 +133,18 @@ void OutputView::ToggleWriteToFile()
     dialog.setFileMode(QFileDialog::AnyFile);
     if (dialog.exec() != QDialog::Accepted || dialog.selectedFiles().isEmpty())
         return;
-    const QString path = LogFileName(dialog.selectedFiles().constFirst(), dialog.selectedNameFilter());
+    WriteToFile(LogFileName(dialog.selectedFiles().constFirst(), dialog.selectedNameFilter()));
+}
+
+bool OutputView::WriteToFile(const QString &path)
+{
     if (!m_text->StartWritingToFile(path)) {
         HostBridge::showError(QStringLiteral("Failed to open log file for write: %1").arg(path));
-        return;
+        return false;
     }
     UpdateWriteToFileToolTip();
     emit WriteToFileUpdated(true);
+    return true;
 }
 
 void OutputView::UpdateWriteToFileToolTip()

@@ -39,6 +39,9 @@ public:
     static QString LogFileName(const QString &chosen, const QString &selectedFilter);
     static QString LogFilter() { return QStringLiteral("LOG (*.log)"); }
     static QString AllFilesFilter() { return QStringLiteral("All Files(*.*)"); }
+    // Starts the log at `path` (the second half of "Write to File", after the file dialog);
+    // a file that cannot be opened is reported and nothing changes.
+    bool WriteToFile(const QString &path);
 
 signals:
     void EchoAllCommandsChanged();

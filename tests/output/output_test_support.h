@@ -59,10 +59,10 @@ private:
 namespace ke2::test {
 
 // Acts on the next modal window of type T once it is up (a file dialog, a message box) as the
-// user would; gives up after about two seconds so that a missing window fails the test instead
-// of hanging it.
+// user would; gives up after about twenty seconds (a loaded machine builds a file dialog slowly)
+// so that a missing window fails the test instead of hanging it.
 template <typename T>
-void whenModal(std::function<void(T *)> act, int attempts = 200)
+void whenModal(std::function<void(T *)> act, int attempts = 2000)
 {
     QTimer::singleShot(10, [act, attempts] {
         if (auto *window = qobject_cast<T *>(QApplication::activeModalWidget()))

@@ -18,30 +18,34 @@ private slots:
         QTest::addColumn<int>("limit");
         // Where the queue is handed to the document: after these piece counts (and at the end).
         QTest::addColumn<QVector<int>>("takes");
+        // Characters per take (0: everything); the rest stays queued for the next one.
+        QTest::addColumn<int>("slice");
 
         QStringList lines;
         for (int i = 1; i <= 25; ++i)
             lines << QStringLiteral("line %1\n").arg(i);
-        QTest::newRow("short run, room to spare") << QStringList(lines.mid(0, 5)) << 10 << QVector<int>{};
-        QTest::newRow("exactly the limit") << QStringList(lines.mid(0, 10)) << 10 << QVector<int>{};
-        QTest::newRow("one past the limit") << QStringList(lines.mid(0, 11)) << 10 << QVector<int>{};
-        QTest::newRow("flood, many times the limit") << lines << 4 << QVector<int>{};
-        QTest::newRow("flood with takes in between") << lines << 4 << QVector<int>{3, 9, 10, 20};
-        QTest::newRow("limit of one line") << QStringList(lines.mid(0, 7)) << 1 << QVector<int>{2, 5};
+        QTest::newRow("short run, room to spare") << QStringList(lines.mid(0, 5)) << 10 << QVector<int>{} << 0;
+        QTest::newRow("exactly the limit") << QStringList(lines.mid(0, 10)) << 10 << QVector<int>{} << 0;
+        QTest::newRow("one past the limit") << QStringList(lines.mid(0, 11)) << 10 << QVector<int>{} << 0;
+        QTest::newRow("flood, many times the limit") << lines << 4 << QVector<int>{} << 0;
+        QTest::newRow("flood with takes in between") << lines << 4 << QVector<int>{3, 9, 10, 20} << 0;
+        QTest::newRow("limit of one line") << QStringList(lines.mid(0, 7)) << 1 << QVector<int>{2, 5} << 0;
         QTest::newRow("pieces without newlines join lines")
-            << QStringList{"a", "b\nc", "d", "\n", "e"} << 2 << QVector<int>{1, 3};
+            << QStringList{"a", "b\nc", "d", "\n", "e"} << 2 << QVector<int>{1, 3} << 0;
         QTest::newRow("several lines in one piece")
-            << QStringList{"a\nb\nc\n", "d\ne", "f\n\n\ng"} << 3 << QVector<int>{1};
-        QTest::newRow("empty pieces") << QStringList{"", "a\n", "", "", "b"} << 5 << QVector<int>{2};
+            << QStringList{"a\nb\nc\n", "d\ne", "f\n\n\ng"} << 3 << QVector<int>{1} << 0;
+        QTest::newRow("empty pieces") << QStringList{"", "a\n", "", "", "b"} << 5 << QVector<int>{2} << 0;
         QTest::newRow("carriage return pairs and lone ones")
-            << QStringList{"a\r\nb\rc\n", "d\r", "\ne", "\r\r\n"} << 20 << QVector<int>{};
+            << QStringList{"a\r\nb\rc\n", "d\r", "\ne", "\r\r\n"} << 20 << QVector<int>{} << 0;
         QTest::newRow("carriage return split across a take")
-            << QStringList{"x\r", "\ny\r", "\n"} << 20 << QVector<int>{1};
+            << QStringList{"x\r", "\ny\r", "\n"} << 20 << QVector<int>{1} << 0;
         QTest::newRow("paragraph and frame separators")
-            << QStringList{QStringLiteral("a\u2029b"), QStringLiteral("\ufdd0c\ufdd1d\n")} << 20 << QVector<int>{};
-        QTest::newRow("only newlines") << QStringList{"\n\n\n\n\n\n\n", "\n"} << 3 << QVector<int>{};
+            << QStringList{QStringLiteral("a\u2029b"), QStringLiteral("\ufdd0c\ufdd1d\n")} << 20 << QVector<int>{} << 0;
+        QTest::newRow("only newlines") << QStringList{"\n\n\n\n\n\n\n", "\n"} << 3 << QVector<int>{} << 0;
+        QTest::newRow("flood taken in slices") << lines << 4 << QVector<int>{5, 6, 7, 8, 9, 20} << 7;
+        QTest::newRow("slices smaller than a line") << QStringList(lines.mid(0, 12)) << 10 << QVector<int>{2, 3, 4} << 3;
         QTest::newRow("the first piece already over the limit")
-            << QStringList{"1\n2\n3\n4\n5\n6\n7\n8\n9\n", "tail"} << 3 << QVector<int>{};
+            << QStringList{"1\n2\n3\n4\n5\n6\n7\n8\n9\n", "tail"} << 3 << QVector<int>{} << 0;
     }
 
     void sameDocumentAsOneByOne()
@@ -49,13 +53,14 @@ private slots:
         QFETCH(QStringList, pieces);
         QFETCH(int, limit);
         QFETCH(QVector<int>, takes);
+        QFETCH(int, slice);
 
         OutputBuffer buffer;
         buffer.setLineLimit(limit);
         QPlainTextEdit gathered;
         gathered.document()->setMaximumBlockCount(limit);
         auto insert = [&] {
-            const OutputBuffer::Chunk chunk = buffer.take();
+            const OutputBuffer::Chunk chunk = slice ? buffer.take(slice) : buffer.take();
             if (chunk.replacesDocument)
                 gathered.document()->clear();
             QTextCursor cursor(gathered.document());
@@ -67,7 +72,8 @@ private slots:
                 insert();
             buffer.append(pieces.at(i));
         }
-        insert();
+        while (!buffer.isEmpty())
+            insert();
         QCOMPARE(gathered.toPlainText(), test::insertedOneByOne(pieces, limit));
         QVERIFY(gathered.document()->blockCount() <= limit);
         QVERIFY(buffer.isEmpty());

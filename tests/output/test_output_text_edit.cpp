@@ -446,12 +446,10 @@ private slots:
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
         const QString path = dir.filePath(QStringLiteral("file/out.log"));
-        test::whenModal<QFileDialog>([&](QFileDialog *dialog) {
-            dialog->selectFile(path);
-            static_cast<QDialog *>(dialog)->accept();
-        });
-        QTest::mouseClick(view.WriteToFileButton(), Qt::LeftButton);
+        QSignalSpy updated(&view, &OutputView::WriteToFileUpdated);
+        QVERIFY(!view.WriteToFile(path));
         QVERIFY(!view.TextEdit()->IsWritingToFile());
+        QCOMPARE(updated.count(), 0);
         QCOMPARE(view.WriteToFileButton()->toolTip(), QStringLiteral("Write to File"));
         QCOMPARE(fixture.host.texts(test::FakeHost::Kind::Error),
                  QStringList{QStringLiteral("[KestrelEditor2] Failed to open log file for write: %1").arg(path)});
