@@ -220,6 +220,20 @@ void CodeEditor::paintEvent(QPaintEvent *event)
     QPlainTextEdit::paintEvent(event);
     if (Settings::instance().codeEditorDisplayIndentationGuides && RoleDefined(ColorRoleName::indentationGuides))
         PaintIndentationGuides(event);
+    if (!m_dropHighlight.isNull()) {
+        QPainter painter(viewport());
+        QColor fill = palette().color(QPalette::Highlight);
+        fill.setAlpha(70);
+        painter.fillRect(m_dropHighlight.translated(-viewport()->pos()), fill);
+    }
+}
+
+void CodeEditor::SetDropHighlight(const QRect &rect)
+{
+    if (rect == m_dropHighlight)
+        return;
+    m_dropHighlight = rect;
+    viewport()->update();
 }
 
 void CodeEditor::PaintIndentationGuides(QPaintEvent *event)
