@@ -61,7 +61,14 @@ KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyB
 
     if (m_hostMainWindow)
         m_hostMainWindow->installEventFilter(this);
-    QTimer::singleShot(50, this, &KestrelEditor::UpdateViews);
+    m_constructing = false;
+    // A timer of the window's own: a pending one-shot of the application would outlive a
+    // plug-in that is unloaded within those 50 ms and call into its unloaded code.
+    auto *refresh = new QTimer(this);
+    refresh->setSingleShot(true);
+    connect(refresh, &QTimer::timeout, this, &KestrelEditor::UpdateViews);
+    connect(refresh, &QTimer::timeout, refresh, &QObject::deleteLater);
+    refresh->start(50);
 }
 
 KestrelEditor::~KestrelEditor()

@@ -301,6 +301,8 @@ private:
     int m_activeGroupIndex = 0;
     bool m_shortcutsActive = false;
     bool m_tornDown = false;
+    // Set while the constructor runs: nothing is saved before the window exists.
+    bool m_constructing = true;
 
     // Visibility flags and the remembered pane sizes (below 10 counts as none).
     bool m_codeEditorVisible = true;

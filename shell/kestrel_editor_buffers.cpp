@@ -14,9 +14,9 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QTextStream>
 #include <QtGui/QGuiApplication>
 #include <QtWidgets/QAction>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QMenu>
@@ -263,10 +263,8 @@ bool KestrelEditor::ReadFile(const QString &path, QString &text) const
         return false;
     }
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    QTextStream stream(&file);
-    if (Settings::instance().utf8FileEncodingForReadWrite)
-        stream.setCodec("UTF-8");
-    text = stream.readAll();
+    const QByteArray bytes = file.readAll();
+    text = Settings::instance().utf8FileEncodingForReadWrite ? QString::fromUtf8(bytes) : QString::fromLocal8Bit(bytes);
     QGuiApplication::restoreOverrideCursor();
     return true;
 }
@@ -279,12 +277,8 @@ bool KestrelEditor::WriteFile(const QString &path, const QString &text)
         return false;
     }
     QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    QTextStream stream(&file);
-    if (Settings::instance().utf8FileEncodingForReadWrite)
-        stream.setCodec("UTF-8");
-    stream << text;
-    stream.flush();
-    const bool written = stream.status() == QTextStream::Ok && file.error() == QFileDevice::NoError;
+    const QByteArray bytes = Settings::instance().utf8FileEncodingForReadWrite ? text.toUtf8() : text.toLocal8Bit();
+    const bool written = file.write(bytes) == bytes.size() && file.flush();
     QGuiApplication::restoreOverrideCursor();
     if (!written) {
         HostBridge::showError(QStringLiteral("Failed to open file for save: %1").arg(path));
@@ -750,6 +744,8 @@ void KestrelEditor::CheckForFileChanges()
 
 void KestrelEditor::SaveState()
 {
+    if (m_constructing)
+        return;
     Settings &settings = Settings::instance();
     QStringList details;
     QStringList scrolling;

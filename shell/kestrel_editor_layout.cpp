@@ -663,6 +663,8 @@ void KestrelEditor::DecreaseOutputFontSize()
 
 void KestrelEditor::UpdateTitleBar()
 {
+    if (m_constructing)
+        return;
     CodeEditor *editor = ActiveCodeEditor();
     const QString title = editor ? QStringLiteral("%1 - %2").arg(editor->DisplayName(), HostBridge::displayName())
                                  : HostBridge::displayName();
