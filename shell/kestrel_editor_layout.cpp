@@ -476,13 +476,13 @@ void KestrelEditor::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
     const Settings &settings = Settings::instance();
-    if (!settings.sideBarState.isEmpty())
-        m_sideBarSplitter->restoreState(settings.sideBarState);
-    if (!settings.outputState.isEmpty())
-        m_outputSplitter->restoreState(settings.outputState);
-    if (m_sideBarVisible)
+    // Sizes are remembered from a restored state only: on a first start the layout's own
+    // arbitrary split is not worth keeping, and the panes open at their default proportions.
+    const bool sideBarRestored = m_sideBarSplitter->restoreState(settings.sideBarState);
+    const bool outputRestored = m_outputSplitter->restoreState(settings.outputState);
+    if (m_sideBarVisible && sideBarRestored)
         RememberSideBarSizes();
-    if (m_codeEditorVisible && m_outputVisible)
+    if (m_codeEditorVisible && m_outputVisible && outputRestored)
         RememberCodeEditorAndOutputSizes();
 
     m_lineNumbersInErrorsAction->setChecked(HostBridge::showLineNumbers());
