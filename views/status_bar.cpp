@@ -46,7 +46,8 @@ StatusBar::StatusBar(QWidget *mainWindow)
       m_errorCountLabel(makeLabel(this, "errorCountLabel")),
       m_warningIconLabel(makeIconLabel(this, "warningIconLabel", ":/ke2_icons/warning.png")),
       m_warningCountLabel(makeLabel(this, "warningCountLabel")),
-      m_mainWindow(mainWindow)
+      m_mainWindow(mainWindow),
+      m_fileFormatLabel(makeLabel(this, "fileFormatLabel"))
 {
     setContextMenuPolicy(Qt::CustomContextMenu);
     connect(this, &QWidget::customContextMenuRequested, this, &StatusBar::ShowContextMenu);
@@ -68,10 +69,14 @@ StatusBar::StatusBar(QWidget *mainWindow)
     layout->addWidget(m_cursorLabel);
     layout->addSpacing(30);
     layout->addWidget(m_overwriteLabel);
+    // The file's shape, so that a Latin-1 or CRLF file is never a surprise.
+    layout->addSpacing(30);
+    layout->addWidget(m_fileFormatLabel);
 
     m_interpreterLabel->clear();
     UpdateCursor(0, 0, 0);
     UpdateOverwriteMode(CodeEditor::SharedOverwriteMode());
+    UpdateFileFormat(QString(), QString());
 }
 
 void StatusBar::ApplyVisibility()
@@ -118,6 +123,12 @@ void StatusBar::UpdateInterpreter(CodeEditorLanguage language)
 void StatusBar::UpdateOverwriteMode(bool on)
 {
     m_overwriteLabel->setText(on ? QStringLiteral("OVR") : QStringLiteral("INS"));
+}
+
+void StatusBar::UpdateFileFormat(const QString &encoding, const QString &lineEnding)
+{
+    m_fileFormatLabel->setText(encoding.isEmpty() ? QString() : QStringLiteral("%1      %2").arg(encoding, lineEnding));
+    m_fileFormatLabel->setVisible(!encoding.isEmpty());
 }
 
 void StatusBar::ShowContextMenu(const QPoint &pos)

@@ -22,6 +22,8 @@ public:
     void UpdateLineMessage(const QString &text);
     void UpdateInterpreter(CodeEditorLanguage language);
     void UpdateOverwriteMode(bool on);
+    // The current buffer's file encoding and line ending ("UTF-8", "CRLF"); empty hides them.
+    void UpdateFileFormat(const QString &encoding, const QString &lineEnding);
 
 signals:
     void StatusBarVisibilityChangeRequested(bool visible);
@@ -46,6 +48,7 @@ private:
     QLabel *m_warningIconLabel;
     QLabel *m_warningCountLabel;
     QWidget *m_mainWindow;
+    QLabel *m_fileFormatLabel;
 };
 
 } // namespace ke2

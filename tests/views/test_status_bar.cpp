@@ -70,6 +70,12 @@ private slots:
         QCOMPARE(label(bar, "currentLineMessageLabel")->toolTip(), QStringLiteral("Expected a ')'"));
         bar.UpdateOverwriteMode(false);
         QCOMPARE(label(bar, "overwriteLabel")->text(), QStringLiteral("INS"));
+        QVERIFY(label(bar, "fileFormatLabel")->isHidden());
+        bar.UpdateFileFormat(QStringLiteral("Latin-1"), QStringLiteral("CRLF"));
+        QCOMPARE(label(bar, "fileFormatLabel")->text(), QStringLiteral("Latin-1      CRLF"));
+        QVERIFY(!label(bar, "fileFormatLabel")->isHidden());
+        bar.UpdateFileFormat(QString(), QString());
+        QVERIFY(label(bar, "fileFormatLabel")->isHidden());
     }
 
     // Left to right as the bar lays its parts out.
@@ -88,7 +94,7 @@ private slots:
         }
         QCOMPARE(names, (QStringList{"interpreterLabel", "errorIconLabel", "3", "errorCountLabel", "warningIconLabel",
                                      "3", "warningCountLabel", "currentLineMessageLabel", "12", "stretch",
-                                     "cursorLabel", "30", "overwriteLabel"}));
+                                     "cursorLabel", "30", "overwriteLabel", "30", "fileFormatLabel"}));
         QCOMPARE(layout->contentsMargins(), QMargins(10, 4, 10, 4));
     }
 
