@@ -15,6 +15,7 @@ struct CommandLine {
 
     Mode mode = Mode::Window;
     QString path;  // the script of --run, the image of --screenshot
+    QStringList files; // opened as tabs in the window (and in the screenshot)
     QString error; // why the arguments were refused (Mode::Invalid)
 
     // `arguments` without the program name.

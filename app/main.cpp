@@ -1,5 +1,6 @@
 #include "app/command_line.h"
 #include "app/python_host.h"
+#include "app/standalone_look.h"
 #include "shell/editor_session.h"
 
 #include <QtCore/QTimer>
@@ -47,6 +48,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("kestrel-editor"));
     QApplication::setApplicationVersion(QStringLiteral("2.3.4"));
+    ke2::applyStandaloneLook(app);
 
     // The same start-up as inside Maya: the helpers are loaded, so a script run with --run can
     // call them as it would there.
@@ -62,18 +64,24 @@ int main(int argc, char **argv)
     } else if (!session.show()) {
         writeTo(stderr, QStringLiteral("kestrel-editor: the window could not be created.\n"));
         code = 1;
-    } else if (line.mode == ke2::CommandLine::Mode::Screenshot) {
-        // Taken once the event loop has laid the window out and painted it.
-        QTimer::singleShot(0, &app, [&] {
-            if (!session.window()->grab().save(line.path)) {
-                writeTo(stderr, QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
-                code = 1;
-            }
-            QCoreApplication::quit();
-        });
-        app.exec();
     } else {
-        code = app.exec();
+        // As the host command's open-file flag: a file that cannot be opened is reported in
+        // the output, and the others still open.
+        for (const QString &file : line.files)
+            session.openFile(file);
+        if (line.mode == ke2::CommandLine::Mode::Screenshot) {
+            // Taken once the event loop has laid the window out and painted it.
+            QTimer::singleShot(0, &app, [&] {
+                if (!session.window()->grab().save(line.path)) {
+                    writeTo(stderr, QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
+                    code = 1;
+                }
+                QCoreApplication::quit();
+            });
+            app.exec();
+        } else {
+            code = app.exec();
+        }
     }
     session.shutDown();
     return code;
