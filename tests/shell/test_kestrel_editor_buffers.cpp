@@ -1,4 +1,5 @@
 #include "tests/shell/shell_test_support.h"
+#include "tests/support/dialog_answers.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -31,52 +32,6 @@ using namespace ke2;
 using namespace ke2::test;
 
 namespace {
-
-// Answers the modal dialogs that come up, as the user would: each answer is a button text for a
-// message box, the text for an input dialog, or "path|filter" for a file dialog. Every dialog
-// seen is logged as "title: text"; one without an answer left is cancelled.
-class Dialogs : public QObject {
-public:
-    explicit Dialogs(QStringList answers = {}) : answers(std::move(answers))
-    {
-        connect(&m_timer, &QTimer::timeout, this, &Dialogs::Poll);
-        m_timer.start(5);
-    }
-    QStringList answers;
-    QStringList seen;
-
-private:
-    void Poll()
-    {
-        QWidget *modal = QApplication::activeModalWidget();
-        if (!modal || !modal->isVisible())
-            return;
-        const QString answer = answers.isEmpty() ? QString() : answers.takeFirst();
-        if (auto *box = qobject_cast<QMessageBox *>(modal)) {
-            seen << box->windowTitle() + QStringLiteral(": ") + box->text();
-            for (QAbstractButton *button : box->buttons()) {
-                if (button->text().remove(QLatin1Char('&')) == answer) {
-                    button->click();
-                    return;
-                }
-            }
-            box->reject();
-        } else if (auto *input = qobject_cast<QInputDialog *>(modal)) {
-            seen << input->windowTitle() + QStringLiteral(": ") + input->labelText();
-            input->setTextValue(answer);
-            answer.isEmpty() ? input->reject() : input->accept();
-        } else if (auto *files = qobject_cast<QFileDialog *>(modal)) {
-            seen << files->windowTitle();
-            const QStringList parts = answer.split(QLatin1Char('|'));
-            if (parts.size() == 2)
-                files->selectNameFilter(parts.at(1));
-            files->selectFile(parts.first());
-            answer.isEmpty() ? files->reject() : static_cast<QDialog *>(files)->accept();
-        }
-    }
-
-    QTimer m_timer;
-};
 
 struct Tab {
     int kind;
@@ -252,7 +207,7 @@ private slots:
         QCOMPARE(contents(path), onDisk); // never the user's file by itself
 
         m_window.reset(); // gone without tearing down, as in a crash
-        Dialogs dialogs({answer});
+        DialogAnswers dialogs({answer});
         QVERIFY(start());
         QTRY_COMPARE(dialogs.seen.size(), 1);
         QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)));
@@ -335,7 +290,7 @@ private slots:
 
         CodeEditorGroup *group = m_window->Group(0);
         QSignalSpy changed(group, &CodeEditorGroup::FileChanged);
-        Dialogs dialogs({QStringLiteral("Yes")});
+        DialogAnswers dialogs({QStringLiteral("Yes")});
         m_window->Save();
         QCOMPARE(contents(path), bytes);
         QVERIFY(!editor->document()->isModified());
@@ -358,7 +313,7 @@ private slots:
     {
         const QString path = file(QStringLiteral("shared.py"), "a = 1\n");
         QVERIFY(start());
-        Dialogs dialogs;
+        DialogAnswers dialogs;
         // An internal buffer is a file of the buffer folder.
         const QString bufferPath = m_window->Group(0)->Record(1).path;
         QCOMPARE(QFileInfo(bufferPath).absolutePath(), UserDirectories::internalBufferDirectory());
@@ -430,7 +385,7 @@ private slots:
         const QString path = file(QStringLiteral("blob.bin"), QByteArray("\x7F" "ELF"));
         QVERIFY(QFile::resize(path, size));
         QVERIFY(start());
-        Dialogs dialogs({answer});
+        DialogAnswers dialogs({answer});
         m_window->OpenFile(path);
         QCOMPARE(dialogs.seen.size(), 1);
         QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Open File: '%1'").arg(path)));
