@@ -329,6 +329,18 @@ void KestrelEditor::OnOpenFilesRequested(int groupId, TabDropZone zone, const QS
         OnOpenFileRequested(target, -1, path);
 }
 
+void KestrelEditor::SourceScript()
+{
+    static FileDialogMemory memory{QString(), FileDialogRules::SourceScriptFilters().constFirst()};
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Source Script"), memory.directory,
+                                                      FileDialogRules::Join(FileDialogRules::SourceScriptFilters()),
+                                                      &memory.filter);
+    if (path.isEmpty())
+        return;
+    memory.directory = QFileInfo(path).absolutePath();
+    HostBridge::sourceScript(path);
+}
+
 void KestrelEditor::OnShowInSideBarRequested(const QString &path)
 {
     Q_UNUSED(path);

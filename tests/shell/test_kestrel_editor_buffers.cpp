@@ -365,6 +365,14 @@ private slots:
         QCOMPARE(m_window->Group(0)->IndexOfPath(path), -1);
         m_window->ReopenClosedFile();
         QVERIFY(m_window->Group(0)->IndexOfPath(path) >= 0);
+
+        // A sourced script goes to the host by its path.
+        const QString script = file(QStringLiteral("setup.mel"), "print 1;");
+        dialogs.answers = QStringList{script};
+        m_window->SourceScript();
+        QCOMPARE(dialogs.seen.last(), QStringLiteral("Source Script"));
+        m_host->runIdle();
+        QCOMPARE(m_host->texts(FakeHost::Kind::MelOnIdle).value(0), QStringLiteral("source \"%1\";").arg(script));
     }
 
     // Heavy or risky files are asked about before anything is read.
