@@ -9,6 +9,7 @@
 #include <QtGui/QTextCharFormat>
 #include <QtWidgets/QPlainTextEdit>
 
+#include <functional>
 #include <memory>
 
 class QFile;
@@ -59,6 +60,15 @@ public:
     // The find bar over the output: its pattern and whether it is shown.
     void SetFindExpression(const QRegularExpression &expression, bool findBarVisible);
 
+    // Tells which output lines are errors that lead somewhere (a line of a tab, a file). Such a
+    // line is shown as a link under the mouse while Ctrl is held; Ctrl+click or the context
+    // menu's "Go to Error" activates it.
+    using ErrorLinkTest = std::function<bool(const QString &line)>;
+    void SetErrorLinkTest(ErrorLinkTest test) { m_linkTest = std::move(test); }
+    bool IsErrorLink(const QTextBlock &block) const;
+    // Activates the error line of `block`, as Ctrl+click does.
+    void ActivateErrorLine(const QTextBlock &block);
+
     // The context menu as shown at `position` (viewport coordinates).
     QMenu *CreateContextMenu(const QPoint &position);
 
@@ -68,6 +78,9 @@ signals:
     void ReceivedFocus();
     // New text arrived while the find bar is shown: its match count is out of date.
     void FindMatchesChanged();
+    // An error line was activated. Identical lines can come from different runs, so the number
+    // of identical lines after it in the output tells them apart.
+    void ErrorLineActivated(const QString &line, int identicalLinesAfter);
 
 public slots:
     void ClearAll();
@@ -80,6 +93,11 @@ protected:
     void focusInEvent(QFocusEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
+    void leaveEvent(QEvent *event) override;
 
 private:
     struct Rule {
@@ -96,7 +114,13 @@ private:
     void AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
                     const QTextCharFormat &format, int start, int end, bool wholeLine = false) const;
 
+    // The link under the mouse (block number), or -1.
+    void SetHoveredLink(int block);
+    void UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers);
+
     OutputBuffer m_queue;
+    ErrorLinkTest m_linkTest;
+    int m_hoveredLink = -1;
     QTimer m_idleFlush;
     QTimer m_selectionsTimer;
     QElapsedTimer m_repaintClock;
