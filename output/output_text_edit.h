@@ -33,9 +33,6 @@ public:
 
     // Every callback line and echo comes in here.
     void AppendText(const QString &text);
-    // Inserts what is waiting now (normally left to idle time and the repaint points); nothing
-    // happens while the widget is hidden.
-    void FlushPendingOutput();
     bool HasPendingOutput() const { return !m_queue.isEmpty(); }
 
     // Buffer size, word wrap, colours, rules and font from the preferences.
@@ -83,6 +80,9 @@ signals:
     void ErrorLineActivated(const QString &line, int identicalLinesAfter);
 
 public slots:
+    // Inserts what is waiting now (normally left to idle time and the repaint points); nothing
+    // happens while the widget is hidden.
+    void FlushPendingOutput();
     void ClearAll();
     void ShowContextMenu(const QPoint &position);
     void QueueUpdateExtraSelections(int action = 0);
