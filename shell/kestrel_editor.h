@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editor/code_editor_record.h"
+#include "shell/text_file.h"
 #include "groups/tab_drop_zone.h"
 #include "shell/script_runs.h"
 #include "views/side_bar_view.h"
@@ -21,6 +22,7 @@ namespace ke2 {
 
 class ActivityBar;
 class BaseParser;
+class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
 class KeyBindings;
@@ -33,6 +35,18 @@ class StatusBar;
 // The editor's one top-level widget: menu bar, actions, three editor groups, the output panel,
 // the side bar with its activity bar, and the status bar. It applies the layout preferences
 // (where the output and the side bar sit, what is shown) and routes every request of its parts.
+//
+// Where the parts still to come plug in, each in one place:
+// - the output panel: CreateOutputPane, AppendOutput, OutputText, ClearHistory, OutputHasFocus,
+//   ApplyOutputFont and the verbosity slots (kestrel_editor_output.cpp); the pane goes into
+//   OutputPanelGroup()->SetPanel;
+// - buffers and session state: kestrel_editor_buffers.cpp (CreateCodeEditor is the one way an
+//   editor is added; SaveState and RestoreSession the session format);
+// - execution: Execute(ExecuteType) in kestrel_editor_run.cpp;
+// - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
+//   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
+//   window through the SideBar signals, connected in ConnectSignals;
+// - find, go to, workspace and preferences: the empty slots in kestrel_editor_commands.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
@@ -145,6 +159,7 @@ public slots:
     void NewPythonBuffer();
     void OpenFile();
     void OpenFile(const QString &filePath, bool temp = false);
+    void OpenRecentFile();
     void ReopenClosedFile();
     void ClearRecentFiles();
     void Save();
@@ -168,6 +183,9 @@ public slots:
     void OnOpenFilesRequested(int groupId, ke2::TabDropZone zone, const QStringList &paths);
     void OnFileChanged(const QString &path);
     void CheckForFileChanges();
+    void OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath);
+    // Puts unsaved typing on disk: internal buffers in place, file buffers as recovery copies.
+    void AutosaveBuffers();
     void OnShowInSideBarRequested(const QString &path);
 
     // Editing, acting on the focused code editor.
@@ -275,8 +293,14 @@ private:
     // Editors.
     int CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index = -1);
     bool CloseCodeEditor(CodeEditorGroup *group, int index);
-    bool ReadFile(const QString &path, QString &text) const;
-    bool WriteFile(const QString &path, const QString &text);
+    // Reads `path` for `codeEditor` (or for one about to be created, `codeEditor` null); the
+    // file's format is kept in `format`. Asks first about binary and very large files unless `quiet`.
+    bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
+    // Writes the editor's text to `path` in its file's format; its recovery copy goes.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path);
+    // After a crash: each file buffer with a recovery copy is offered its recovered text once.
+    void OfferRecoveredFiles();
+    void ForgetFile(const QString &path);
     void MoveCodeEditor(int fromGroup, int fromIndex, int toGroup, int toIndex);
     // The group a drop before or after `groupId` lands in; editors shift to make room.
     int MakeRoomForZone(int groupId, TabDropZone zone);
@@ -342,8 +366,7 @@ private:
     // "used editor" navigation.
     QHash<CodeEditor *, quint64> m_lastUsed;
     quint64 m_useCounter = 0;
-    QStringList m_changedPaths;
-    QStringList m_writtenPaths;
+    BufferIo *m_bufferIo = nullptr;
     bool m_checkingFileChanges = false;
 };
 

@@ -212,7 +212,6 @@ void KestrelEditor::GoToSymbolInFile() {}
 void KestrelEditor::OpenWorkspace() {}
 void KestrelEditor::SaveWorkspaceAs() {}
 void KestrelEditor::AddFolderToWorkspace() {}
-void KestrelEditor::SourceScript() {}
 void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
 
 } // namespace ke2
