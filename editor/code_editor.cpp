@@ -64,6 +64,7 @@ CodeEditor::CodeEditor(CodeEditorLanguage language, const QString &path, QWidget
     connect(this, &QPlainTextEdit::textChanged, this, &CodeEditor::OnTextChanged);
     connect(document(), &QTextDocument::modificationChanged, this, &CodeEditor::OnModificationChanged);
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::OnDocumentContentsChanged);
+    connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::OnRunErrorEdited);
     connect(m_fileWatcher, &QFileSystemWatcher::fileChanged, this, &CodeEditor::OnFileChanged);
     // The overlay follows line layout changes (wrapping, added or removed lines).
     connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, m_errorBar,
@@ -336,7 +337,7 @@ QString CodeEditor::LineMessage(int line) const
         if (found != m_lineMessages[markClass].constEnd())
             return found.value();
     }
-    return QString();
+    return line == RunErrorLine() ? m_runErrorMessage : QString();
 }
 
 void CodeEditor::SetFindScope(int start, int end)

@@ -93,8 +93,16 @@ public:
     const CodeEditorMarks &Marks(CodeEditorMarkClass markClass) const { return m_marks[markClass]; }
     // Line number (0-based) to message, per class; rebuilt whenever the marks move.
     const QMap<int, QString> &LineMessages(CodeEditorMarkClass markClass) const { return m_lineMessages[markClass]; }
-    // The message shown for a line: its error, else its warning, else its information.
+    // The message shown for a line: its error, else its warning, else its information, else the
+    // error the host reported when the line last ran.
     QString LineMessage(int line) const;
+
+    // An error the host reported for a line (0-based) of this buffer when it ran: marked until
+    // that line is next edited. One at a time; a new one replaces the old.
+    void SetRunError(int line, const QString &message);
+    void ClearRunError();
+    // The marked line (0-based), or -1.
+    int RunErrorLine() const;
 
     // Find in selection and the find bar's pattern, kept here so that edits move the scope and
     // the matches are highlighted. The find-in-files pattern is the side bar's active search.
@@ -257,6 +265,12 @@ private:
     int m_findScopeEnd = 0;
     QRegularExpression m_findRegex;
     QRegularExpression m_findInFilesRegex;
+    void OnRunErrorEdited(int position, int charsRemoved, int charsAdded);
+    void AddRunErrorSelection(QList<QTextEdit::ExtraSelection> &selections) const;
+    // Start of the marked line; null when there is no mark.
+    QTextCursor m_runError;
+    QString m_runErrorMessage;
+    QString m_runErrorText; // the line as it was when marked
     CodeEditorMarks m_marks[MARK_CLASS_COUNT];
     QMap<int, QString> m_lineMessages[MARK_CLASS_COUNT];
     int m_markedBlockCount = 0; // block count when the line maps were last built

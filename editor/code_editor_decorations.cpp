@@ -91,6 +91,7 @@ void CodeEditor::UpdateExtraSelections()
         AddFindMatches(selections, m_findInFilesRegex);
     AddMatchingBraces(selections);
     AddDiagnosticUnderlines(selections);
+    AddRunErrorSelection(selections);
     setExtraSelections(selections);
 }
 

@@ -9,6 +9,8 @@
 #include <QtCore/QFile>
 #include <QtCore/QTextStream>
 #include <QtGui/QTextBlock>
+#include <QtGui/QCursor>
+#include <QtGui/QKeyEvent>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>
@@ -58,6 +60,8 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(this, &QPlainTextEdit::selectionChanged, this, &OutputTextEdit::UpdateExtraSelections);
+    // Links show under the mouse without a button held.
+    viewport()->setMouseTracking(true);
 
     ApplySettings();
 }
@@ -313,6 +317,16 @@ void OutputTextEdit::UpdateExtraSelections()
                 selections[i].format = outputRole(ColorRoleName::findSelected);
         }
     }
+    if (m_hoveredLink >= 0) {
+        const QTextBlock block = document()->findBlockByNumber(m_hoveredLink);
+        if (block.isValid()) {
+            QTextEdit::ExtraSelection link;
+            link.format.setFontUnderline(true);
+            link.cursor = QTextCursor(block);
+            link.cursor.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
+            selections.append(link);
+        }
+    }
     setExtraSelections(selections);
 }
 
@@ -375,9 +389,88 @@ void OutputTextEdit::mouseDoubleClickEvent(QMouseEvent *event)
         setTextCursor(IncludeDollarSign(textCursor()));
 }
 
-QMenu *OutputTextEdit::CreateContextMenu(const QPoint &)
+bool OutputTextEdit::IsErrorLink(const QTextBlock &block) const
+{
+    return m_linkTest && block.isValid() && m_linkTest(block.text());
+}
+
+void OutputTextEdit::ActivateErrorLine(const QTextBlock &block)
+{
+    if (!IsErrorLink(block))
+        return;
+    const QString text = block.text();
+    int identical = 0;
+    for (QTextBlock after = block.next(); after.isValid(); after = after.next()) {
+        if (after.text() == text)
+            ++identical;
+    }
+    emit ErrorLineActivated(text, identical);
+}
+
+void OutputTextEdit::SetHoveredLink(int block)
+{
+    if (block == m_hoveredLink)
+        return;
+    m_hoveredLink = block;
+    viewport()->setCursor(block >= 0 ? Qt::PointingHandCursor : Qt::IBeamCursor);
+    UpdateExtraSelections();
+}
+
+void OutputTextEdit::UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers)
+{
+    const QTextBlock block = cursorForPosition(viewportPosition).block();
+    SetHoveredLink((modifiers & Qt::ControlModifier) && IsErrorLink(block) ? block.blockNumber() : -1);
+}
+
+void OutputTextEdit::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton && (event->modifiers() & Qt::ControlModifier)) {
+        const QTextBlock block = cursorForPosition(event->pos()).block();
+        if (IsErrorLink(block)) {
+            event->accept();
+            ActivateErrorLine(block);
+            return;
+        }
+    }
+    QPlainTextEdit::mousePressEvent(event);
+}
+
+void OutputTextEdit::mouseMoveEvent(QMouseEvent *event)
+{
+    UpdateHoveredLink(event->pos(), event->modifiers());
+    QPlainTextEdit::mouseMoveEvent(event);
+}
+
+void OutputTextEdit::keyPressEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Control)
+        UpdateHoveredLink(viewport()->mapFromGlobal(QCursor::pos()), event->modifiers() | Qt::ControlModifier);
+    QPlainTextEdit::keyPressEvent(event);
+}
+
+void OutputTextEdit::keyReleaseEvent(QKeyEvent *event)
+{
+    if (event->key() == Qt::Key_Control)
+        SetHoveredLink(-1);
+    QPlainTextEdit::keyReleaseEvent(event);
+}
+
+void OutputTextEdit::leaveEvent(QEvent *event)
+{
+    SetHoveredLink(-1);
+    QPlainTextEdit::leaveEvent(event);
+}
+
+QMenu *OutputTextEdit::CreateContextMenu(const QPoint &position)
 {
     auto *menu = new QMenu(this);
+    const QTextBlock block = cursorForPosition(position).block();
+    if (IsErrorLink(block)) {
+        menu->addAction(tr("Go to Error"), this, [this, number = block.blockNumber()] {
+            ActivateErrorLine(document()->findBlockByNumber(number));
+        });
+        menu->addSeparator();
+    }
     menu->addAction(tr("Copy"), this, &QPlainTextEdit::copy);
     menu->addAction(tr("Select All"), this, &QPlainTextEdit::selectAll);
     menu->addAction(tr("Clear Output"), this, &OutputTextEdit::ClearAll);

@@ -9,6 +9,7 @@
 #include <QtGui/QTextCharFormat>
 #include <QtWidgets/QPlainTextEdit>
 
+#include <functional>
 #include <memory>
 
 class QFile;
@@ -32,9 +33,6 @@ public:
 
     // Every callback line and echo comes in here.
     void AppendText(const QString &text);
-    // Inserts what is waiting now (normally left to idle time and the repaint points); nothing
-    // happens while the widget is hidden.
-    void FlushPendingOutput();
     bool HasPendingOutput() const { return !m_queue.isEmpty(); }
 
     // Buffer size, word wrap, colours, rules and font from the preferences.
@@ -59,6 +57,15 @@ public:
     // The find bar over the output: its pattern and whether it is shown.
     void SetFindExpression(const QRegularExpression &expression, bool findBarVisible);
 
+    // Tells which output lines are errors that lead somewhere (a line of a tab, a file). Such a
+    // line is shown as a link under the mouse while Ctrl is held; Ctrl+click or the context
+    // menu's "Go to Error" activates it.
+    using ErrorLinkTest = std::function<bool(const QString &line)>;
+    void SetErrorLinkTest(ErrorLinkTest test) { m_linkTest = std::move(test); }
+    bool IsErrorLink(const QTextBlock &block) const;
+    // Activates the error line of `block`, as Ctrl+click does.
+    void ActivateErrorLine(const QTextBlock &block);
+
     // The context menu as shown at `position` (viewport coordinates).
     QMenu *CreateContextMenu(const QPoint &position);
 
@@ -68,8 +75,14 @@ signals:
     void ReceivedFocus();
     // New text arrived while the find bar is shown: its match count is out of date.
     void FindMatchesChanged();
+    // An error line was activated. Identical lines can come from different runs, so the number
+    // of identical lines after it in the output tells them apart.
+    void ErrorLineActivated(const QString &line, int identicalLinesAfter);
 
 public slots:
+    // Inserts what is waiting now (normally left to idle time and the repaint points); nothing
+    // happens while the widget is hidden.
+    void FlushPendingOutput();
     void ClearAll();
     void ShowContextMenu(const QPoint &position);
     void QueueUpdateExtraSelections(int action = 0);
@@ -80,6 +93,11 @@ protected:
     void focusInEvent(QFocusEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void keyReleaseEvent(QKeyEvent *event) override;
+    void leaveEvent(QEvent *event) override;
 
 private:
     struct Rule {
@@ -96,7 +114,13 @@ private:
     void AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
                     const QTextCharFormat &format, int start, int end, bool wholeLine = false) const;
 
+    // The link under the mouse (block number), or -1.
+    void SetHoveredLink(int block);
+    void UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers);
+
     OutputBuffer m_queue;
+    ErrorLinkTest m_linkTest;
+    int m_hoveredLink = -1;
     QTimer m_idleFlush;
     QTimer m_selectionsTimer;
     QElapsedTimer m_repaintClock;

@@ -31,6 +31,11 @@ OutputView::OutputView(QWidget *parent) : QWidget(parent)
     m_verbosity->setToolTip(QStringLiteral("Output Verbosity"));
     m_verbosity->addItems({QStringLiteral("Echo All"), QStringLiteral("Normal"), QStringLiteral("Minimal")});
     m_verbosity->setCurrentIndex(HostVerbosity());
+    // The panel may sit beside the editors in a narrow column: the header gives way.
+    m_verbosity->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    m_verbosity->setMinimumContentsLength(3);
+    m_header->setMinimumWidth(0);
+    m_header->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     m_writeToFile = new QToolButton(this);
     m_writeToFile->setIcon(QIcon(QStringLiteral(":/ke2_icons/write_to_file.png")));
     m_writeToFile->setAutoRaise(true);

@@ -3,6 +3,7 @@
 #include "editor/code_editor_record.h"
 #include "shell/text_file.h"
 #include "groups/tab_drop_zone.h"
+#include "shell/script_runs.h"
 #include "views/side_bar_view.h"
 
 #include <QtCore/QHash>
@@ -25,6 +26,8 @@ class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
 class KeyBindings;
+class OutputTextEdit;
+class OutputView;
 class PanelGroup;
 class SideBar;
 class StatusBar;
@@ -235,6 +238,8 @@ public slots:
     void ToggleShowStackTrace();
     void ToggleSuppressStackWindow();
     void ToggleWriteOutputToFile();
+    // Makes the tab (or file) an output error line names current, with the cursor on its line.
+    void GoToError(const QString &line, int identicalLinesAfter);
     void PrintPythonPath();
     void PrintMayaEnvVarPaths();
     void OpenPylintrc();
@@ -313,7 +318,10 @@ private:
     QMenu *m_viewMenu = nullptr;
     QMenu *m_editMenu = nullptr;
     PanelGroup *m_outputPanelGroup = nullptr;
-    QPlainTextEdit *m_outputText = nullptr;
+    OutputView *m_outputView = nullptr;
+    OutputTextEdit *m_outputText = nullptr;
+    // Where each run's code came from, for the output's error links.
+    ScriptRuns m_scriptRuns;
     SideBar *m_sideBar = nullptr;
     ActivityBar *m_activityBar = nullptr;
     StatusBar *m_statusBar = nullptr;
@@ -353,7 +361,6 @@ private:
     QAction *m_writeOutputToFileAction = nullptr;
     QAction *m_clearRecentFilesAction = nullptr;
     QAction *m_reopenClosedFileAction = nullptr;
-    int m_outputVerbosity = 1;
 
     // The order in which each group's editors were last current (most recent last), for the
     // "used editor" navigation.

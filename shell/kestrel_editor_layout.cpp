@@ -1,6 +1,10 @@
 // Layout, visibility, window events, focus, fonts, title and preferences of the main window.
 #include "shell/kestrel_editor.h"
 
+#include "output/output_text_edit.h"
+#include "output/output_view.h"
+#include "plugin/forced_imports.h"
+
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
 #include "config/settings.h"
@@ -428,9 +432,10 @@ void KestrelEditor::OnShowViewMenu()
 
 void KestrelEditor::OnShowOutputVerbosityMenu()
 {
-    m_echoAllAction->setChecked(m_outputVerbosity == 0);
-    m_normalAction->setChecked(m_outputVerbosity == 1);
-    m_minimalAction->setChecked(m_outputVerbosity == 2);
+    const int verbosity = m_outputView ? m_outputView->CurrentVerbosity() : OutputView::Normal;
+    m_echoAllAction->setChecked(verbosity == OutputView::EchoAll);
+    m_normalAction->setChecked(verbosity == OutputView::Normal);
+    m_minimalAction->setChecked(verbosity == OutputView::Minimal);
 }
 
 // --- Events ----------------------------------------------------------------------------------
@@ -606,7 +611,7 @@ void KestrelEditor::ApplyCodeEditorFont()
 void KestrelEditor::ApplyOutputFont()
 {
     if (m_outputText)
-        m_outputText->setFont(zoomedFont(Settings::instance().outputFont, Settings::instance().outputZoom));
+        m_outputText->ApplyFont();
 }
 
 void KestrelEditor::IncreaseFontSize()
@@ -752,8 +757,11 @@ void KestrelEditor::ApplyPreferences()
     SetStatusBarVisible(settings.statusBarVisible);
     m_toggleSideBarPositionAction->setText(settings.sideBarLeft ? QStringLiteral("Move Side Bar Right")
                                                                 : QStringLiteral("Move Side Bar Left"));
+    if (m_outputText)
+        m_outputText->ApplySettings();
     ApplyCodeEditorFont();
     ApplyOutputFont();
+    ForcedImports::Apply(settings.pythonForcedImports);
     HostBridge::updatePythonPathString(settings.pylintAdditionalImportPaths);
     for (CodeEditorGroup *group : qAsConst(m_groups)) {
         for (int i = 0; i < group->Count(); ++i) {

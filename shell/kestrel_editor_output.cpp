@@ -1,80 +1,59 @@
-// The output pane: a read-only view of what the host prints, until the full output panel takes
-// its place here (CreateOutputPane and the few functions below are the whole seam).
+// The output panel in the window: what the host prints, the verbosity and log file actions, and
+// the error lines that lead back to the code that ran.
 #include "shell/kestrel_editor.h"
 
 #include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "output/output_text_edit.h"
+#include "output/output_view.h"
+#include "plugin/host_bridge.h"
 
-#include <QtGui/QTextCursor>
+#include <QtGui/QTextBlock>
 #include <QtWidgets/QAction>
 #include <QtWidgets/QApplication>
-#include <QtWidgets/QHBoxLayout>
-#include <QtWidgets/QLabel>
-#include <QtWidgets/QPlainTextEdit>
-#include <QtWidgets/QScrollBar>
-#include <QtWidgets/QToolButton>
-#include <QtWidgets/QVBoxLayout>
+#include <QtWidgets/QComboBox>
 
 namespace ke2 {
 
 QWidget *KestrelEditor::CreateOutputPane()
 {
-    auto *pane = new QWidget;
-    pane->setObjectName(QStringLiteral("OutputPane"));
-    auto *header = new QHBoxLayout;
-    header->setContentsMargins(8, 2, 4, 2);
-    header->setSpacing(4);
-    auto *title = new QLabel(QStringLiteral("OUTPUT"), pane);
-    QFont font = title->font();
-    font.setPointSizeF(font.pointSizeF() * 0.9);
-    title->setFont(font);
-    auto *clear = new QToolButton(pane);
-    clear->setIcon(QIcon(QStringLiteral(":/ke2_icons/clear_field.png")));
-    clear->setToolTip(QStringLiteral("Clear"));
-    clear->setAutoRaise(true);
-    header->addWidget(title);
-    header->addStretch(1);
-    header->addWidget(clear);
-
-    m_outputText = new QPlainTextEdit(pane);
+    m_outputView = new OutputView;
+    m_outputView->setObjectName(QStringLiteral("OutputPane"));
+    m_outputText = m_outputView->TextEdit();
     m_outputText->setObjectName(QStringLiteral("OutputText"));
-    m_outputText->setReadOnly(true);
-    m_outputText->setFrameStyle(QFrame::NoFrame);
-    m_outputText->setLineWrapMode(Settings::instance().outputWordWrapEnabled ? QPlainTextEdit::WidgetWidth
-                                                                            : QPlainTextEdit::NoWrap);
-    m_outputText->setMaximumBlockCount(Settings::clampOutputBufferSize(Settings::instance().outputBufferSize));
-    m_outputText->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    connect(clear, &QToolButton::clicked, this, &KestrelEditor::ClearHistory);
-
-    auto *layout = new QVBoxLayout(pane);
-    layout->setContentsMargins(0, 0, 0, 0);
-    layout->setSpacing(0);
-    layout->addLayout(header);
-    layout->addWidget(m_outputText, 1);
-    return pane;
+    m_outputText->SetErrorLinkTest([this](const QString &line) { return m_scriptRuns.IsLink(line); });
+    connect(m_outputText, &OutputTextEdit::ErrorLineActivated, this, &KestrelEditor::GoToError);
+    connect(m_outputView, &OutputView::EchoAllCommandsChanged, this,
+            [this] { m_echoAllCommandsAction->setChecked(HostBridge::echoAllCommands()); });
+    connect(m_outputView, &OutputView::WriteToFileUpdated, m_writeOutputToFileAction, &QAction::setChecked);
+    connect(m_outputView, &OutputView::IncreaseOutputFontSizeRequested, this, &KestrelEditor::IncreaseOutputFontSize);
+    connect(m_outputView, &OutputView::DecreaseOutputFontSizeRequested, this, &KestrelEditor::DecreaseOutputFontSize);
+    connect(m_outputView, &OutputView::ReceivedFocus, this, &KestrelEditor::CheckForFileChanges);
+    return m_outputView;
 }
 
 void KestrelEditor::AppendOutput(const QString &text)
 {
-    if (!m_outputText || text.isEmpty())
+    if (!m_outputView || text.isEmpty())
         return;
-    QScrollBar *bar = m_outputText->verticalScrollBar();
-    const bool atEnd = bar->value() == bar->maximum();
-    QTextCursor cursor(m_outputText->document());
-    cursor.movePosition(QTextCursor::End);
-    cursor.insertText(text);
-    if (atEnd)
-        bar->setValue(bar->maximum());
+    m_scriptRuns.Observe(text);
+    m_outputView->AppendText(text);
 }
 
 QString KestrelEditor::OutputText() const
 {
-    return m_outputText ? m_outputText->toPlainText() : QString();
+    if (!m_outputText)
+        return QString();
+    // What has arrived, whether or not the panel has caught up with it yet.
+    m_outputText->FlushPendingOutput();
+    return m_outputText->toPlainText();
 }
 
 void KestrelEditor::ClearHistory()
 {
-    if (m_outputText)
-        m_outputText->clear();
+    if (m_outputView)
+        m_outputView->ClearAll();
 }
 
 bool KestrelEditor::OutputHasFocus() const
@@ -88,13 +67,52 @@ bool KestrelEditor::OutputHasFocus() const
 void KestrelEditor::UpdateOutputVerbosity()
 {
     QObject *from = sender();
-    m_outputVerbosity = from == m_echoAllAction ? 0 : from == m_minimalAction ? 2 : 1;
+    const int level = from == m_echoAllAction ? OutputView::EchoAll
+                      : from == m_minimalAction ? OutputView::Minimal
+                                                : OutputView::Normal;
+    if (m_outputView)
+        m_outputView->VerbosityBox()->setCurrentIndex(level);
 }
 
 void KestrelEditor::ToggleWriteOutputToFile()
 {
-    // Writing the output to a log file comes with the full output panel.
-    m_writeOutputToFileAction->setChecked(false);
+    if (m_outputView)
+        m_outputView->ToggleWriteToFile();
+    m_writeOutputToFileAction->setChecked(m_outputText && m_outputText->IsWritingToFile());
+}
+
+void KestrelEditor::GoToError(const QString &line, int identicalLinesAfter)
+{
+    const ScriptRuns::Location place = m_scriptRuns.Resolve(line, identicalLinesAfter);
+    if (!place.isValid())
+        return;
+    CodeEditor *editor = place.editor.data();
+    if (!editor) {
+        OpenFile(place.path);
+        for (CodeEditorGroup *group : qAsConst(m_groups)) {
+            const int index = group->IndexOfPath(place.path);
+            if (index >= 0) {
+                editor = group->CodeEditorAt(index);
+                break;
+            }
+        }
+    }
+    if (!editor)
+        return;
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        const int index = group->IndexOf(editor);
+        if (index >= 0) {
+            group->SetCurrentIndex(index);
+            break;
+        }
+    }
+    const QTextBlock block = editor->document()->findBlockByNumber(place.line - 1);
+    if (!block.isValid())
+        return;
+    editor->setTextCursor(QTextCursor(block));
+    editor->centerCursor();
+    editor->SetRunError(block.blockNumber(), place.message);
+    editor->setFocus();
 }
 
 } // namespace ke2

@@ -6,6 +6,7 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 
+#include <QtCore/QRegularExpression>
 #include <QtGui/QTextBlock>
 #include <QtWidgets/QAction>
 #include <QtWidgets/QInputDialog>
@@ -35,13 +36,18 @@ void KestrelEditor::Execute(ExecuteType type)
         return;
     QString text;
     const QTextCursor cursor = editor->textCursor();
+    // The tab's line the text starts on: errors the host reports by line count from there.
+    int firstLine = 1;
     if (type == EXECUTE_LINE) {
         text = cursor.block().text().trimmed();
+        firstLine = cursor.blockNumber() + 1;
     } else if (type == EXECUTE_SELECTION) {
         text = cursor.selectedText();
         text.replace(QChar(0x2029), QLatin1Char('\n'));
         if (text.isEmpty())
             text = editor->toPlainText();
+        else
+            firstLine = editor->document()->findBlock(cursor.selectionStart()).blockNumber() + 1;
     } else {
         text = editor->toPlainText();
     }
@@ -49,10 +55,16 @@ void KestrelEditor::Execute(ExecuteType type)
         return;
     if (Settings::instance().saveAllOnExecute)
         SaveAll(true, true);
-    if (editor->Language() == LANGUAGE_MEL)
+    if (editor->Language() == LANGUAGE_MEL) {
+        // A bare variable is printed without an echo (the bridge's rule).
+        static const QRegularExpression bareVariable(
+            QRegularExpression::anchoredPattern(QStringLiteral("\\$[a-zA-Z0-9_]+")));
+        m_scriptRuns.Started(editor, firstLine, text, !bareVariable.match(text).hasMatch());
         HostBridge::executeMelText(text);
-    else if (editor->Language() == LANGUAGE_PYTHON)
+    } else if (editor->Language() == LANGUAGE_PYTHON) {
+        m_scriptRuns.Started(editor, firstLine, text, true);
         HostBridge::executePythonText(text);
+    }
 }
 
 void KestrelEditor::SaveScriptToShelf()

@@ -333,6 +333,7 @@ private slots:
         edit.AppendText(QStringLiteral("first\nsecond\n"));
         QTRY_VERIFY(!edit.HasPendingOutput());
         std::unique_ptr<QMenu> menu(edit.CreateContextMenu(QPoint(5, 5)));
+        // Without a link test no line is an error link.
         QStringList texts;
         for (QAction *action : menu->actions())
             texts << action->text();
@@ -344,6 +345,49 @@ private slots:
         // Output after clearing starts afresh.
         edit.AppendText(QStringLiteral("third\n"));
         QTRY_COMPARE(edit.toPlainText(), QStringLiteral("third\n"));
+    }
+
+    // Error lines that lead somewhere: Ctrl+click activates them (with the count of identical
+    // lines after, which tells repeated runs apart), a plain click selects as usual, and the
+    // context menu offers "Go to Error" on them only.
+    void errorLinesActivate()
+    {
+        test::OutputFixture fixture;
+        OutputTextEdit edit;
+        edit.SetErrorLinkTest([](const QString &line) { return line.startsWith(QLatin1String("# Error:")); });
+        showAndWait(edit);
+        edit.AppendText(QStringLiteral("print('a')\n# Error: line 2 #\nplain\n# Error: line 2 #\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QSignalSpy activated(&edit, &OutputTextEdit::ErrorLineActivated);
+        auto pointAt = [&](int block) {
+            QTextCursor cursor(edit.document()->findBlockByNumber(block));
+            return edit.cursorRect(cursor).center() + QPoint(4, 0);
+        };
+        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::ControlModifier, pointAt(1));
+        QCOMPARE(activated.count(), 1);
+        QCOMPARE(activated.last().at(0).toString(), QStringLiteral("# Error: line 2 #"));
+        QCOMPARE(activated.last().at(1).toInt(), 1);
+        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::ControlModifier, pointAt(3));
+        QCOMPARE(activated.last().at(1).toInt(), 0);
+        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::ControlModifier, pointAt(2));
+        QTest::mouseClick(edit.viewport(), Qt::LeftButton, Qt::NoModifier, pointAt(1));
+        QCOMPARE(activated.count(), 2);
+
+        // Under the mouse with Ctrl held the line is underlined.
+        QTest::mouseMove(edit.viewport(), pointAt(1));
+        QMouseEvent move(QEvent::MouseMove, pointAt(1), Qt::NoButton, Qt::NoButton, Qt::ControlModifier);
+        QCoreApplication::sendEvent(edit.viewport(), &move);
+        const QList<QTextEdit::ExtraSelection> selections = edit.extraSelections();
+        QVERIFY(std::any_of(selections.cbegin(), selections.cend(), [](const QTextEdit::ExtraSelection &selection) {
+            return selection.format.fontUnderline() && selection.cursor.selectedText() == "# Error: line 2 #";
+        }));
+
+        std::unique_ptr<QMenu> onError(edit.CreateContextMenu(pointAt(1)));
+        QCOMPARE(onError->actions().first()->text(), QStringLiteral("Go to Error"));
+        onError->actions().first()->trigger();
+        QCOMPARE(activated.count(), 3);
+        std::unique_ptr<QMenu> onPlain(edit.CreateContextMenu(pointAt(2)));
+        QCOMPARE(onPlain->actions().first()->text(), QStringLiteral("Copy"));
     }
 
     // While the discard flag is set the callback still delivers, with empty text, and the panel

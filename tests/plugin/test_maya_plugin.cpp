@@ -64,7 +64,14 @@ class MayaPluginTest : public QObject {
     QPlainTextEdit *output() const
     {
         QWidget *shown = window();
-        return shown ? shown->findChild<QPlainTextEdit *>("OutputText") : nullptr;
+        QPlainTextEdit *text = shown ? shown->findChild<QPlainTextEdit *>("OutputText") : nullptr;
+        // The panel keeps output while hidden and gathers it until the event loop is idle; shown
+        // as a user would see it, everything that has arrived is there.
+        if (text && m_control && !m_control->isVisible())
+            m_control->show();
+        if (text)
+            QMetaObject::invokeMethod(text, "FlushPendingOutput");
+        return text;
     }
 #endif
 
@@ -289,11 +296,11 @@ private slots:
                  {"careful", 3}, {"print(1)\n", 0}, {"careful", 3}, {"note", 2}, {"Traceback (most recent call last)", 6},
                  {"sphere;\n", 0}, {"careful", 3}, {"3", 5}, {"hi\n", 1}, {"%1", 4}, {"x;\n", 1}, {"3", 5}})
             shim::fireCommandOutput(message.first, message.second);
-        QCOMPARE(text->toPlainText(), QString("// Warning: careful //\nprint(1)\n# Warning: careful #\n# note #\n"
+        QCOMPARE(output()->toPlainText(), QString("// Warning: careful //\nprint(1)\n# Warning: careful #\n# note #\n"
                                                 "sphere;\n// Warning: careful //\n// Result: 3 //\n"
                                                 "hi\n# Error: %1 #\nx;\n// Result: 3 //\n"));
         QVERIFY(run({"-clearOutput"}).ok);
-        QCOMPARE(text->toPlainText(), QString());
+        QCOMPARE(output()->toPlainText(), QString());
         QVERIFY(!shim::texts(Kind::Mel).contains("hxClearExistingHistory()"));
         QVERIFY(uninitialize());
         QVERIFY(!editor); // deleted with the plug-in's teardown

@@ -1,0 +1,185 @@
+#include "app/python_host.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "output/output_text_edit.h"
+#include "shell/editor_session.h"
+#include "shell/kestrel_editor.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include <QtGui/QTextBlock>
+#include <QtTest/QTest>
+#include <QtWidgets/QApplication>
+
+using namespace ke2;
+
+namespace {
+
+// The colour an output line is painted with by the highlighting rules, or an invalid colour.
+QColor lineColour(const OutputTextEdit &output, const QString &line)
+{
+    for (const QTextEdit::ExtraSelection &selection : output.extraSelections()) {
+        if (selection.cursor.selectedText() == line && selection.format.hasProperty(QTextFormat::ForegroundBrush))
+            return selection.format.foreground().color();
+    }
+    return QColor();
+}
+
+QPoint pointOfLine(OutputTextEdit &output, const QString &line)
+{
+    for (QTextBlock block = output.document()->begin(); block.isValid(); block = block.next()) {
+        if (block.text() == line)
+            return output.cursorRect(QTextCursor(block)).center() + QPoint(8, 0);
+    }
+    return QPoint(-1, -1);
+}
+
+} // namespace
+
+// The main job from end to end in the real window with the embedded Python host: keys typed
+// into a Python tab, run with the execute keys, the output framed and coloured, and an error
+// that leads back to the tab's own line.
+class ExecutionTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<PythonHost> m_host;
+    std::unique_ptr<EditorSession> m_session;
+    KestrelEditor *m_window = nullptr;
+
+    CodeEditor *pythonTab()
+    {
+        CodeEditorGroup *group = m_window->Group(0);
+        for (int i = 0; i < group->Count(); ++i) {
+            if (group->CodeEditorAt(i)->Language() == LANGUAGE_PYTHON) {
+                group->SetCurrentIndex(i);
+                return group->CodeEditorAt(i);
+            }
+        }
+        return nullptr;
+    }
+
+    OutputTextEdit *output() { return m_window->findChild<OutputTextEdit *>(); }
+
+    // Waits until the output holds `text` (the host runs queued code when the loop is idle).
+    bool waitForOutput(const QString &text)
+    {
+        return QTest::qWaitFor([&] { return m_window->OutputText().contains(text); }, 10000);
+    }
+
+private slots:
+    void init()
+    {
+        m_prefs = std::make_unique<test::TempPrefs>();
+        m_host = std::make_unique<PythonHost>(m_prefs->root());
+        m_session = std::make_unique<EditorSession>();
+        QCOMPARE(m_session->startUp(*m_host), EditorSession::StartResult::Started);
+        QVERIFY(m_session->show());
+        m_window = qobject_cast<KestrelEditor *>(m_session->window());
+        QVERIFY(m_window);
+        QApplication::setActiveWindow(m_window);
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+    }
+
+    void cleanup()
+    {
+        m_session->shutDown();
+        m_window = nullptr;
+        m_session.reset();
+        m_host.reset();
+        m_prefs.reset();
+    }
+
+    void typedPythonRunsAndErrorsLeadToTheTabLine()
+    {
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        m_window->ClearHistory();
+
+        // Execute with nothing selected runs the whole tab.
+        QTest::keyClicks(editor, QStringLiteral("x = 6 * 7"));
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier);
+        QVERIFY(waitForOutput(QStringLiteral("x = 6 * 7\n")));
+
+        // Execute Line on an indented line runs it without the indentation.
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTest::keyClicks(editor, QStringLiteral("    x + 1"));
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(waitForOutput(QStringLiteral("x + 1\n# Result: 43 #\n")));
+
+        // A printed line, then the whole tab again, which fails on its second line.
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTest::keyClicks(editor, QStringLiteral("print(x * 2"));
+        QTest::keyClick(editor, Qt::Key_End);
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(waitForOutput(QStringLiteral("print(x * 2)\n84\n")));
+
+        OutputTextEdit *out = output();
+        QVERIFY(out);
+        out->FlushPendingOutput();
+        out->UpdateExtraSelections();
+        QCOMPARE(lineColour(*out, QStringLiteral("# Result: 43 #")), QColor(42, 180, 34));
+        QCOMPARE(m_window->OutputText(), QStringLiteral("x = 6 * 7\nx + 1\n# Result: 43 #\nprint(x * 2)\n84\n"));
+
+        // Fifteen lines; the selection starts at line 10 and raises on its second line.
+        QStringList lines;
+        for (int i = 1; i <= 15; ++i)
+            lines << QStringLiteral("value_%1 = %1").arg(i);
+        lines[10] = QStringLiteral("missing_name + 1");
+        editor->setPlainText(lines.join(QLatin1Char('\n')));
+        QTest::keyClick(editor, Qt::Key_Home, Qt::ControlModifier);
+        for (int i = 0; i < 9; ++i)
+            QTest::keyClick(editor, Qt::Key_Down);
+        QTest::keyClick(editor, Qt::Key_Down, Qt::ShiftModifier);
+        QTest::keyClick(editor, Qt::Key_End, Qt::ShiftModifier);
+        QCOMPARE(editor->textCursor().selectedText(), QStringLiteral("value_10 = 10\u2029missing_name + 1"));
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier);
+        const QString error =
+            QStringLiteral("# Error: NameError: file <maya console> line 2: name 'missing_name' is not defined #");
+        QVERIFY2(waitForOutput(error), qPrintable(m_window->OutputText()));
+        out->FlushPendingOutput();
+        out->UpdateExtraSelections();
+        QCOMPARE(lineColour(*out, error), QColor(244, 40, 40));
+
+        // Elsewhere in the tab first, then Ctrl+click on the error line in the output.
+        QTest::keyClick(editor, Qt::Key_Home, Qt::ControlModifier);
+        out->setFocus();
+        const QPoint at = pointOfLine(*out, error);
+        QVERIFY(at.x() >= 0);
+        QTest::mouseClick(out->viewport(), Qt::LeftButton, Qt::ControlModifier, at);
+        QCOMPARE(editor->textCursor().blockNumber() + 1, 11);
+        QCOMPARE(editor->RunErrorLine() + 1, 11);
+        QTRY_VERIFY(editor->hasFocus());
+        // The mark goes with the next edit of that line.
+        QTest::keyClicks(editor, QStringLiteral("z"));
+        QCOMPARE(editor->RunErrorLine(), -1);
+    }
+
+    // Every line of a script, from its own thread joined before the end too, arrives in order.
+    void threadOutputArrivesInOrder()
+    {
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        m_window->ClearHistory();
+        editor->setPlainText(QStringLiteral("import threading\n"
+                                            "print('first')\n"
+                                            "t = threading.Thread(target=lambda: print('from thread'))\n"
+                                            "t.start(); t.join()\n"
+                                            "print('last')"));
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(waitForOutput(QStringLiteral("last\n")));
+        QTest::qWait(50);
+        const QString text = m_window->OutputText();
+        const int first = text.indexOf(QLatin1String("first\n"));
+        const int thread = text.indexOf(QLatin1String("from thread\n"));
+        const int last = text.indexOf(QLatin1String("last\n"));
+        QVERIFY2(first >= 0 && first < thread && thread < last, qPrintable(text));
+    }
+};
+
+KE2_TEST_CLASS(ExecutionTest)
+#include "test_execution.moc"

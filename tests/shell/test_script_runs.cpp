@@ -1,0 +1,138 @@
+#include "editor/code_editor.h"
+#include "shell/script_runs.h"
+#include "tests/support/test_registry.h"
+
+#include <QtTest/QTest>
+
+using namespace ke2;
+
+// Errors the host reports for a run lead back to the tab's own line.
+class ScriptRunsTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void parseError_data()
+    {
+        QTest::addColumn<QString>("line");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<int>("number");
+        QTest::newRow("standalone console")
+            << "# Error: NameError: file <maya console> line 2: name 'x' is not defined #" << "" << 2;
+        QTest::newRow("console with the line first")
+            << "# Error: line 3: NameError: file <maya console> line 3: name 'x' is not defined #" << "" << 3;
+        QTest::newRow("MEL") << "// Error: line 4: Cannot find procedure \"foo\". //" << "" << 4;
+        QTest::newRow("a Python file")
+            << "# Error: ValueError: file /home/me/tools/rig.py line 12: bad #" << "/home/me/tools/rig.py" << 12;
+        QTest::newRow("a MEL file") << "// Error: file: C:/scripts/a b.mel line 7: Syntax error //"
+                                    << "C:/scripts/a b.mel" << 7;
+        QTest::newRow("no line number") << "# Error: something broke #" << "" << 0;
+        QTest::newRow("a warning") << "# Warning: line 2: careful #" << "" << 0;
+        QTest::newRow("unframed") << "Error: line 2: x" << "" << 0;
+        QTest::newRow("line zero") << "# Error: line 0: x #" << "" << 0;
+    }
+
+    void parseError()
+    {
+        QFETCH(QString, line);
+        QFETCH(QString, file);
+        QFETCH(int, number);
+        const std::optional<ScriptRuns::ErrorPlace> place = ScriptRuns::ParseError(line);
+        QCOMPARE(place.has_value(), number > 0);
+        if (place) {
+            QCOMPARE(place->file, file);
+            QCOMPARE(place->line, number);
+        }
+    }
+
+    // Two tabs run, each echoed before its errors; the same error text from two runs is told
+    // apart by its position among identical lines.
+    void errorsFollowTheirRun()
+    {
+        CodeEditor first(LANGUAGE_PYTHON), second(LANGUAGE_PYTHON);
+        const QString error = QStringLiteral("# Error: NameError: file <maya console> line 2: name 'x' is not defined #");
+        ScriptRuns runs;
+        runs.Started(&first, 10, QStringLiteral("a = 1\nx"), true);
+        runs.Started(&second, 20, QStringLiteral("b = 2\nx\n"), true);
+        runs.Observe(QStringLiteral("a = 1\nx\n"));
+        runs.Observe(error + QLatin1Char('\n'));
+        runs.Observe(QStringLiteral("b = 2\nx\n"));
+        runs.Observe(QStringLiteral("some print\n") + error + QLatin1Char('\n'));
+
+        QVERIFY(runs.IsLink(error));
+        QVERIFY(!runs.IsLink(QStringLiteral("# Error: NameError: file <maya console> line 9: other #")));
+        const ScriptRuns::Location newest = runs.Resolve(error, 0);
+        QCOMPARE(newest.editor.data(), &second);
+        QCOMPARE(newest.line, 21);
+        const ScriptRuns::Location older = runs.Resolve(error, 1);
+        QCOMPARE(older.editor.data(), &first);
+        QCOMPARE(older.line, 11);
+        QVERIFY(!runs.Resolve(error, 2).isValid());
+    }
+
+    // Without an echo the errors belong to the newest run; a host that names a file leads there.
+    void unechoedRunsAndFiles()
+    {
+        ScriptRuns runs;
+        const QString error = QStringLiteral("// Error: line 1: bad //");
+        runs.Observe(error + QLatin1Char('\n'));
+        QVERIFY(!runs.IsLink(error)); // nothing ran yet
+        auto editor = std::make_unique<CodeEditor>(LANGUAGE_MEL);
+        runs.Started(editor.get(), 5, QStringLiteral("$v"), false);
+        runs.Observe(error + QLatin1Char('\n'));
+        QCOMPARE(runs.Resolve(error, 0).line, 5);
+        const QString inFile = QStringLiteral("# Error: IOError: file /tmp/x.py line 3: gone #");
+        runs.Observe(inFile + QLatin1Char('\n'));
+        QCOMPARE(runs.Resolve(inFile, 0).path, QStringLiteral("/tmp/x.py"));
+        QCOMPARE(runs.Resolve(inFile, 0).line, 3);
+        // A closed tab leads nowhere.
+        editor.reset();
+        QVERIFY(!runs.IsLink(error));
+    }
+
+    // The mark stays while other lines change and goes with the first edit of its own line.
+    void runErrorMarkUntilTheLineIsEdited_data()
+    {
+        QTest::addColumn<int>("editAt");
+        QTest::addColumn<QString>("insert");
+        QTest::addColumn<int>("removeCount");
+        QTest::addColumn<int>("markedLine");
+        // Lines: "zero\none\ntwo\nthree", line 2 marked (starts at 9).
+        QTest::newRow("typing on the line above") << 5 << "x" << 0 << 2;
+        QTest::newRow("a new line above") << 8 << "\n" << 0 << 3;
+        QTest::newRow("Return at the line's start") << 9 << "\n" << 0 << 3;
+        QTest::newRow("deleting the line above whole") << 5 << "" << 4 << 1;
+        QTest::newRow("typing in the line") << 10 << "x" << 0 << -1;
+        QTest::newRow("typing at the line's start") << 9 << "x" << 0 << -1;
+        QTest::newRow("joined to the line above") << 8 << "" << 1 << -1;
+        QTest::newRow("its end deleted") << 11 << "" << 1 << -1;
+        QTest::newRow("typing below") << 13 << "x" << 0 << 2;
+    }
+
+    void runErrorMarkUntilTheLineIsEdited()
+    {
+        QFETCH(int, editAt);
+        QFETCH(QString, insert);
+        QFETCH(int, removeCount);
+        QFETCH(int, markedLine);
+        CodeEditor editor(LANGUAGE_PYTHON);
+        editor.setPlainText(QStringLiteral("zero\none\ntwo\nthree"));
+        editor.SetRunError(2, QStringLiteral("# Error: boom #"));
+        QCOMPARE(editor.RunErrorLine(), 2);
+        QCOMPARE(editor.LineMessage(2), QStringLiteral("# Error: boom #"));
+        QTextCursor cursor(editor.document());
+        cursor.setPosition(editAt);
+        cursor.setPosition(editAt + removeCount, QTextCursor::KeepAnchor);
+        cursor.insertText(insert);
+        QCOMPARE(editor.RunErrorLine(), markedLine);
+        const QList<QTextEdit::ExtraSelection> selections = editor.extraSelections();
+        const bool shown = std::any_of(selections.cbegin(), selections.cend(),
+                                       [](const QTextEdit::ExtraSelection &selection) {
+                                           return selection.format.property(QTextFormat::FullWidthSelection).toBool()
+                                               && selection.format.background().color().red() == 244;
+                                       });
+        QCOMPARE(shown, markedLine >= 0);
+    }
+};
+
+KE2_TEST_CLASS(ScriptRunsTest)
+#include "test_script_runs.moc"
