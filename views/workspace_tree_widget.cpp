@@ -60,8 +60,9 @@ struct WorkspaceTreeWidget::SyncJob {
     std::unique_ptr<QDirIterator> iterator;
     bool hideCompiled = false;
     bool listed = false;
-    QVector<Entry> entries;
-    int next = 0;  // next listing entry to merge
+    std::vector<Entry> entries;
+    size_t sorted = 0; // entries[0, sorted) are in order
+    size_t next = 0;   // next listing entry to merge
     int child = 0; // merge cursor among the folder's children
 };
 
@@ -151,6 +152,7 @@ QTreeWidgetItem *WorkspaceTreeWidget::MakeItem(const QString &path, const QStrin
 {
     auto *item = new QTreeWidgetItem(QStringList{name});
     item->setData(0, PathRole, path);
+    item->setData(0, NameRole, name);
     item->setData(0, KindRole, isFolder ? FolderItem : FileItem);
     item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable | Qt::ItemIsEditable);
     if (isFolder) {
@@ -168,27 +170,54 @@ QTreeWidgetItem *WorkspaceTreeWidget::MakeItem(const QString &path, const QStrin
     return item;
 }
 
-void WorkspaceTreeWidget::SetUnavailable(QTreeWidgetItem *item, bool unavailable)
+void WorkspaceTreeWidget::UpdateAvailability(QTreeWidgetItem *item)
 {
     const QString path = ItemPath(item);
+    const QFileInfo info(path); // one look at the disk per workspace folder
+    const bool unavailable = !info.isDir();
     if (unavailable) {
-        item->setForeground(0, palette().brush(QPalette::Disabled, QPalette::Text));
-        item->setToolTip(0, QFileInfo::exists(path) ? tr("Not a folder: %1").arg(path)
-                                                     : tr("Folder not found: %1").arg(path));
-        item->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicator);
+        CancelJob(item);
+        if (item->childCount() > 0) {
+            for (int i = item->childCount() - 1; i >= 0; --i)
+                DeleteItem(item->child(i));
+        }
+        const QString tip = info.exists() ? tr("Not a folder: %1").arg(path) : tr("Folder not found: %1").arg(path);
+        if (!item->data(0, UnavailableRole).toBool() || item->toolTip(0) != tip) {
+            item->setData(0, UnavailableRole, true);
+            item->setForeground(0, palette().brush(QPalette::Disabled, QPalette::Text));
+            item->setToolTip(0, tip);
+        }
     } else {
-        item->setData(0, Qt::ForegroundRole, QVariant());
-        item->setToolTip(0, path);
-        item->setChildIndicatorPolicy(QTreeWidgetItem::DontShowIndicatorWhenChildless);
+        if (item->childCount() == 0 && !m_loaded.contains(path))
+            item->addChild(MakePlaceholder()); // a folder that appeared since
+        if (item->data(0, UnavailableRole).toBool()) {
+            item->setData(0, UnavailableRole, false);
+            item->setData(0, Qt::ForegroundRole, QVariant());
+            item->setToolTip(0, path);
+        }
     }
+}
+
+void WorkspaceTreeWidget::CheckFolders()
+{
+    m_checkNext = 0;
+    UpdateBusy();
+}
+
+WorkspaceTreeWidget::Entry WorkspaceTreeWidget::MakeEntry(const QString &name, bool isFolder)
+{
+    return Entry{name, name.toCaseFolded(), isFolder};
 }
 
 bool WorkspaceTreeWidget::Less(const Entry &a, const Entry &b)
 {
     if (a.isFolder != b.isFolder)
         return a.isFolder;
-    const int folded = a.name.compare(b.name, Qt::CaseInsensitive);
-    return folded != 0 ? folded < 0 : a.name < b.name;
+    // Folded once per entry: comparing folded keys is a plain comparison, many times faster
+    // than a case-insensitive one, which matters when sorting tens of thousands of names.
+    if (a.key != b.key)
+        return a.key < b.key;
+    return a.name < b.name;
 }
 
 QTreeWidgetItem *WorkspaceTreeWidget::FindItem(const QString &path) const
@@ -221,24 +250,28 @@ void WorkspaceTreeWidget::SetFolders(const QStringList &entries, const QString &
     const QDir base(baseDirectory.isEmpty() ? QDir::currentPath() : baseDirectory);
     QList<QTreeWidgetItem *> items;
     items.reserve(entries.size());
-    for (const QString &entry : entries) {
-        const QString path = cleanPath(base.absoluteFilePath(QDir::fromNativeSeparators(entry)));
-        const bool isFolder = QFileInfo(path).isDir();
-        QTreeWidgetItem *item = MakeItem(path, fileNameOf(path), true);
-        item->setData(0, EntryRole, entry);
-        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable); // renamed outside the workspace only
-        if (!isFolder)
-            delete item->takeChild(0);
-        SetUnavailable(item, !isFolder);
-        items.append(item);
-    }
+    // Nothing is read from the disk here: whether each folder exists is checked in slices
+    // afterwards, so that a workspace listing many folders (or folders on a slow share) opens
+    // at once.
+    for (const QString &entry : entries)
+        items.append(MakeWorkspaceFolder(cleanPath(base.absoluteFilePath(QDir::fromNativeSeparators(entry))), entry));
     m_restoring = true;
     addTopLevelItems(items);
     for (QTreeWidgetItem *item : qAsConst(items)) {
-        if (item->childCount() > 0 && WasExpanded(ItemPath(item)))
+        if (WasExpanded(ItemPath(item)))
             item->setExpanded(true);
     }
     m_restoring = false;
+    CheckFolders();
+}
+
+QTreeWidgetItem *WorkspaceTreeWidget::MakeWorkspaceFolder(const QString &path, const QString &entry) const
+{
+    QTreeWidgetItem *item = MakeItem(path, fileNameOf(path), true);
+    item->setData(0, EntryRole, entry);
+    item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable); // renamed outside the workspace only
+    item->setToolTip(0, path);
+    return item;
 }
 
 QStringList WorkspaceTreeWidget::Folders() const
@@ -255,30 +288,15 @@ void WorkspaceTreeWidget::AddWorkspaceFolder(const QString &path)
     if (path.isEmpty())
         return;
     const QString clean = cleanPath(QFileInfo(path).absoluteFilePath());
-    QTreeWidgetItem *item = MakeItem(clean, fileNameOf(clean), true);
-    item->setData(0, EntryRole, QDir::toNativeSeparators(clean).replace(QLatin1Char('\\'), QLatin1Char('/')));
-    item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsSelectable);
-    const bool isFolder = QFileInfo(clean).isDir();
-    if (!isFolder)
-        delete item->takeChild(0);
-    SetUnavailable(item, !isFolder);
+    QTreeWidgetItem *item = MakeWorkspaceFolder(clean, clean);
     addTopLevelItem(item);
+    UpdateAvailability(item);
     emit WorkspaceModified();
 }
 
 void WorkspaceTreeWidget::RefreshAll()
 {
-    for (int i = 0; i < topLevelItemCount(); ++i) {
-        QTreeWidgetItem *item = topLevelItem(i);
-        const bool isFolder = QFileInfo(ItemPath(item)).isDir();
-        SetUnavailable(item, !isFolder);
-        if (!isFolder) {
-            ForgetSubtree(item);
-            qDeleteAll(item->takeChildren());
-        } else if (item->childCount() == 0 && !m_loaded.contains(ItemPath(item))) {
-            item->addChild(MakePlaceholder()); // a folder that came back
-        }
-    }
+    CheckFolders();
     const QList<QString> paths = m_loaded.keys();
     for (const QString &path : paths)
         SyncPath(path);
@@ -344,6 +362,12 @@ void WorkspaceTreeWidget::RunJobs()
 {
     QElapsedTimer clock;
     clock.start();
+    while (m_checkNext >= 0 && clock.elapsed() < sliceMilliseconds) {
+        for (int n = 0; n < 32 && m_checkNext < topLevelItemCount(); ++n)
+            UpdateAvailability(topLevelItem(m_checkNext++));
+        if (m_checkNext >= topLevelItemCount())
+            m_checkNext = -1;
+    }
     while (!m_jobs.empty() && clock.elapsed() < sliceMilliseconds) {
         SyncJob *job = m_jobs.front().get();
         if (!RunJob(*job, clock))
@@ -355,11 +379,11 @@ void WorkspaceTreeWidget::RunJobs()
 
 void WorkspaceTreeWidget::UpdateBusy()
 {
-    if (m_jobs.empty())
+    const bool busy = IsBusy();
+    if (!busy)
         m_jobTimer->stop();
     else if (!m_jobTimer->isActive())
         m_jobTimer->start();
-    const bool busy = !m_jobs.empty();
     if (busy != m_busyShown) {
         m_busyShown = busy;
         emit BusyChanged(busy);
@@ -370,12 +394,19 @@ bool WorkspaceTreeWidget::RunJob(SyncJob &job, const QElapsedTimer &clock)
 {
     // Listing first: names and kinds only (the directory read gives the kind without a stat on
     // most systems).
+    // Each slice sorts what it read and merges it into the sorted part: no single step sorts
+    // the whole folder.
+    auto sortNewEntries = [&job] {
+        std::sort(job.entries.begin() + job.sorted, job.entries.end(), &WorkspaceTreeWidget::Less);
+        std::inplace_merge(job.entries.begin(), job.entries.begin() + job.sorted, job.entries.end(),
+                           &WorkspaceTreeWidget::Less);
+        job.sorted = job.entries.size();
+    };
     while (!job.listed) {
-        for (int n = 0; n < 256; ++n) {
+        for (int n = 0; n < 32; ++n) {
             if (!job.iterator->hasNext()) {
                 job.listed = true;
                 job.iterator.reset();
-                std::sort(job.entries.begin(), job.entries.end(), &WorkspaceTreeWidget::Less);
                 break;
             }
             job.iterator->next();
@@ -383,10 +414,13 @@ bool WorkspaceTreeWidget::RunJob(SyncJob &job, const QElapsedTimer &clock)
             const QString name = info.fileName();
             if (job.hideCompiled && name.endsWith(QLatin1String(".pyc")))
                 continue;
-            job.entries.append({name, info.isDir()});
+            job.entries.push_back(MakeEntry(name, info.isDir()));
         }
-        if (!job.listed && clock.elapsed() >= sliceMilliseconds)
-            return false;
+        if (job.listed || clock.elapsed() >= sliceMilliseconds) {
+            sortNewEntries();
+            if (!job.listed)
+                return false;
+        }
     }
 
     // Then merge the sorted listing into the (sorted) children: items that stay keep their
@@ -421,7 +455,7 @@ bool WorkspaceTreeWidget::RunJob(SyncJob &job, const QElapsedTimer &clock)
                 DeleteItem(child);
                 continue;
             }
-            const Entry existing{fileNameOf(ItemPath(child)), kind == FolderItem};
+            const Entry existing = MakeEntry(child->data(0, NameRole).toString(), kind == FolderItem);
             if (existing.name == entry.name && existing.isFolder == entry.isFolder) {
                 ++job.child;
                 ++job.next;
@@ -434,7 +468,7 @@ bool WorkspaceTreeWidget::RunJob(SyncJob &job, const QElapsedTimer &clock)
         } else if (!run.isEmpty() && job.child < folder->childCount()) {
             // Keep collecting only while the new entry still sorts before the next child.
             QTreeWidgetItem *child = folder->child(job.child);
-            const Entry existing{fileNameOf(ItemPath(child)), ItemKindOf(child) == FolderItem};
+            const Entry existing = MakeEntry(child->data(0, NameRole).toString(), ItemKindOf(child) == FolderItem);
             if (ItemKindOf(child) == PlaceholderItem || !Less(entry, existing)) {
                 flushRun();
                 continue;
@@ -459,7 +493,7 @@ void WorkspaceTreeWidget::FinishJob(SyncJob *job)
     const std::unique_ptr<SyncJob> done = std::move(*found);
     m_jobs.erase(found);
     if (done->folder->parent() == nullptr)
-        SetUnavailable(done->folder, !QFileInfo(done->path).isDir());
+        UpdateAvailability(done->folder);
 }
 
 void WorkspaceTreeWidget::OnDirectoryChanged(const QString &path)

@@ -34,6 +34,8 @@ public:
     static constexpr int PathRole = Qt::UserRole;     // absolute path, "/" separators
     static constexpr int KindRole = Qt::UserRole + 1; // ItemKind
     static constexpr int EntryRole = Qt::UserRole + 2; // a workspace folder as its file lists it
+    static constexpr int NameRole = Qt::UserRole + 3;  // the file name on disk (the text may be under edit)
+    static constexpr int UnavailableRole = Qt::UserRole + 4; // a workspace folder that is not there
 
     explicit WorkspaceTreeWidget(QWidget *parent = nullptr);
     ~WorkspaceTreeWidget() override;
@@ -51,7 +53,7 @@ public:
     // The item showing `path` among the items read so far (the first one when a folder appears
     // twice), or null.
     QTreeWidgetItem *FindItem(const QString &path) const;
-    bool IsBusy() const { return !m_jobs.empty(); }
+    bool IsBusy() const { return !m_jobs.empty() || m_checkNext >= 0; }
     // Re-reads every folder that was read before, and tells which workspace folders exist.
     void RefreshAll();
     // Collapses everything and forgets those folders' expanded state.
@@ -107,8 +109,10 @@ protected:
 private:
     struct Entry {
         QString name;
+        QString key; // the name case-folded: the sort key
         bool isFolder = false;
     };
+    static Entry MakeEntry(const QString &name, bool isFolder);
     struct SyncJob;
     struct Target {
         QString path;
@@ -118,7 +122,12 @@ private:
 
     QTreeWidgetItem *MakeItem(const QString &path, const QString &name, bool isFolder) const;
     static QTreeWidgetItem *MakePlaceholder();
-    void SetUnavailable(QTreeWidgetItem *item, bool unavailable);
+    QTreeWidgetItem *MakeWorkspaceFolder(const QString &path, const QString &entry) const;
+    // Greys a workspace folder that is missing or not a folder (and empties it), or gives a
+    // folder that came back its placeholder.
+    void UpdateAvailability(QTreeWidgetItem *item);
+    // Starts checking every workspace folder, a slice at a time.
+    void CheckFolders();
     static bool Less(const Entry &a, const Entry &b);
 
     // Folder reading: a job lists the folder, then merges the listing into the item's children.
@@ -152,6 +161,7 @@ private:
     QSet<QString> m_changedPaths;
     std::vector<std::unique_ptr<SyncJob>> m_jobs;
     bool m_busyShown = false;
+    int m_checkNext = -1; // next workspace folder to check, -1 when none
     // Folders whose content has been read (or is being read), by path.
     QHash<QString, QList<QTreeWidgetItem *>> m_loaded;
 

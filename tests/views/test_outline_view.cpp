@@ -267,6 +267,23 @@ private slots:
         QCOMPARE(spy.last().at(0).toInt(), start);
     }
 
+    // Every kind has a drawn icon, and the items carry it.
+    void everyKindHasItsIcon()
+    {
+        ViewsFixture fixture;
+        for (int kind = OutlineItem::MelGlobalProc; kind <= OutlineItem::PythonClassVariable; ++kind)
+            QVERIFY2(QFile::exists(OutlineView::IconPath(kind)), qPrintable(OutlineView::IconPath(kind)));
+        QCOMPARE(OutlineView::IconPath(4), OutlineView::IconPath(6));
+        MelParser parser;
+        parser.Parse("global proc a() {}\nproc b() {}\n", "/a.mel");
+        OutlineView view;
+        view.OnParserUpdated(&parser);
+        const QImage global = view.Tree()->topLevelItem(0)->icon(0).pixmap(16).toImage();
+        QVERIFY(!global.isNull());
+        QCOMPARE(global, QIcon(OutlineView::IconPath(1)).pixmap(16).toImage());
+        QVERIFY(global != view.Tree()->topLevelItem(1)->icon(0).pixmap(16).toImage());
+    }
+
     void noParserLeavesTheTreeEmpty()
     {
         ViewsFixture fixture;

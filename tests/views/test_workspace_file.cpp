@@ -148,6 +148,8 @@ private slots:
         WorkspaceView view;
         QVERIFY(view.LoadWorkspace(path));
         QCOMPARE(view.Tree()->topLevelItemCount(), 100000);
+        QVERIFY(view.Tree()->IsBusy()); // which of them exist is found out in the background
+        QTRY_VERIFY_WITH_TIMEOUT(!view.Tree()->IsBusy(), 60000);
         QCOMPARE(view.Tree()->topLevelItem(4)->childCount(), 0);
         QCOMPARE(view.Tree()->topLevelItem(5)->childCount(), 0);
         QCOMPARE(view.Tree()->topLevelItem(5)->toolTip(0), "Not a folder: " + folders[5]);

@@ -136,6 +136,30 @@ private slots:
         QCOMPARE(childTexts(sub), (QStringList{"deeper", "inner.py"}));
     }
 
+    void iconsByKindAndSuffix()
+    {
+        ViewsFixture fixture;
+        auto dir = makeWorkDir();
+        QVERIFY(QDir(dir->path()).mkpath("folder"));
+        const QVector<QPair<QString, QString>> expected{
+            {"folder", "folder_closed"}, {"a.mel", "mel_icon"},  {"b.py", "python_icon"}, {"c.pyw", "python_icon"},
+            {"d.pyi", "python_icon"},    {"e.txt", "text_icon"}, {"f.MEL", "text_icon"},  {"melfile", "text_icon"}};
+        for (const auto &entry : expected) {
+            if (entry.first != "folder")
+                QVERIFY(touch(dir->filePath(entry.first)));
+        }
+        WorkspaceTreeWidget tree;
+        tree.SetFolders({dir->path()});
+        QTreeWidgetItem *root = expandFolder(tree, dir->path());
+        QCOMPARE(root->icon(0).pixmap(16).toImage(), QIcon(":/ke2_icons/folder_opened.png").pixmap(16).toImage());
+        for (const auto &entry : expected) {
+            const QString icon = ":/ke2_icons/" + entry.second + ".png";
+            QVERIFY2(QFile::exists(icon), qPrintable(icon));
+            QCOMPARE(tree.FindItem(dir->filePath(entry.first))->icon(0).pixmap(16).toImage(),
+                     QIcon(icon).pixmap(16).toImage());
+        }
+    }
+
     // Changes made by another program show up without a refresh; folders never expanded are
     // not read.
     void treeFollowsTheDisk()
