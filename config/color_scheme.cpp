@@ -16,8 +16,6 @@ const QString codeEditorGroup = QStringLiteral("codeeditor");
 const QString outputGroup = QStringLiteral("output");
 const QString rulesGroup = QStringLiteral("customhighlighting");
 
-// Qt 5 font weights run from 0 to 99.
-constexpr int maximumWeight = 99;
 constexpr int normalWeight = 50;
 
 QTextCharFormat makeFormat(const QColor &foreground, const QColor &background, bool italic = false,
@@ -63,14 +61,6 @@ QTextCharFormat underline(const QColor &color)
     return format;
 }
 
-// A value with unquoted commas reads back as a list; hand-edited files often look like that.
-QString textValue(const QVariant &value)
-{
-    if (value.userType() == QMetaType::QStringList)
-        return value.toStringList().join(QLatin1Char(','));
-    return value.toString();
-}
-
 QString colorField(const QTextCharFormat &format, QTextFormat::Property property)
 {
     if (!format.hasProperty(property))
@@ -82,7 +72,9 @@ void readRoles(QSettings &ini, const QString &group, ColorRoleTable &table)
 {
     ini.beginGroup(group);
     for (const QString &name : table.names) {
-        const QString value = textValue(ini.value(name, QString()));
+        // A value with unquoted commas reads back as a list, which is no role string: the role
+        // stays as it is.
+        const QString value = ini.value(name, QString()).toString();
         if (!value.isEmpty())
             ColorScheme::applyRoleValueString(table[name].format, value);
     }
@@ -98,7 +90,7 @@ void readRules(QSettings &ini, QVector<OutputHighlightRule> &rules)
         std::stable_sort(keys.begin(), keys.end(),
                          [](const QString &a, const QString &b) { return a.toInt() < b.toInt(); });
         for (const QString &key : keys) {
-            if (const auto rule = OutputHighlightRule::fromString(textValue(ini.value(key))))
+            if (const auto rule = OutputHighlightRule::fromString(ini.value(key).toString()))
                 rules.append(*rule);
         }
     }
@@ -233,11 +225,8 @@ void ColorScheme::applyRoleValueString(QTextCharFormat &format, const QString &v
         format.setBackground(QColor(QRgb(background)));
     const int weight = fields.at(2).toInt(&ok);
     if (ok) {
-        // Normal weight is kept as "no weight" so the text takes its font's own regular face.
-        if (weight == normalWeight)
-            format.clearProperty(QTextFormat::FontWeight);
-        else
-            format.setFontWeight(std::clamp(weight, 0, maximumWeight));
+        // Normal weight is stored as 0, which the writer turns back into 50.
+        format.setProperty(QTextFormat::FontWeight, weight == normalWeight ? 0 : weight);
     }
     const int italic = fields.at(3).toInt(&ok);
     if (ok)

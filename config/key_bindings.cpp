@@ -236,7 +236,8 @@ QList<QKeySequence> KeyBindings::fromFileValue(const QStringList &value)
             if (isUnknownKey(sequence, i))
                 known = false;
         }
-        if (known && !shortcuts.contains(sequence))
+        // A key repeated in one entry stays: the duplicate pass drops it with its warning.
+        if (known)
             shortcuts.append(sequence);
     }
     return shortcuts;
@@ -253,13 +254,9 @@ void KeyBindings::read()
             for (ActionBinding &binding : m_entries) {
                 if (binding.fixed)
                     continue;
-                const QVariant value = file->value(binding.identifier, QStringList{absentMarker});
-                const int type = value.userType();
-                // A value of another type (a rectangle, a forged variant) was not written by us:
-                // it counts as absent.
-                if (type != QMetaType::QString && type != QMetaType::QStringList && type != QMetaType::QByteArray)
-                    continue;
-                const QStringList texts = value.toStringList();
+                // A value of another type (a rectangle, an invalid variant) is no list of keys:
+                // the entry has none. Only an absent key gives the defaults back.
+                const QStringList texts = file->value(binding.identifier, QStringList{absentMarker}).toStringList();
                 if (texts == QStringList{absentMarker})
                     continue;
                 binding.shortcuts = fromFileValue(texts);

@@ -181,6 +181,15 @@ QList<QByteArray> splitEntries(const QByteArray &bytes)
     return entries;
 }
 
+// A size that does not convert reads as 0, which a font refuses: the size it had stays. Any
+// positive size is kept as written; the widgets bound what they show.
+void readFontSize(QFont &font, const QVariant &value)
+{
+    const int points = value.toInt();
+    if (points > 0)
+        font.setPointSize(points);
+}
+
 } // namespace
 
 Settings::Settings() : codeEditorFont(defaultFont()), outputFont(defaultFont()) {}
@@ -247,14 +256,13 @@ void Settings::read()
                                    codeEditorFont.setFamily(ini.value(name, codeEditorFont.family()).toString());
                                    break;
                                case Special::CodeEditorFontSize:
-                                   codeEditorFont.setPointSize(
-                                       clampFontSize(ini.value(name, codeEditorFont.pointSize()).toInt()));
+                                   readFontSize(codeEditorFont, ini.value(name, codeEditorFont.pointSize()));
                                    break;
                                case Special::OutputFontFamily:
                                    outputFont.setFamily(ini.value(name, outputFont.family()).toString());
                                    break;
                                case Special::OutputFontSize:
-                                   outputFont.setPointSize(clampFontSize(ini.value(name, outputFont.pointSize()).toInt()));
+                                   readFontSize(outputFont, ini.value(name, outputFont.pointSize()));
                                    break;
                                }
                            },

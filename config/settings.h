@@ -41,7 +41,9 @@ public:
     // Clamp helpers for values read from a hand-edited file.
     static constexpr int minimumFontSize = 4;
     static constexpr int maximumFontSize = 96;
-    static constexpr int maximumTabSize = 16;
+    // Far above any real tab size; it only keeps a forged value from asking for billions of
+    // spaces on one key press.
+    static constexpr int maximumTabSize = 1024;
     static constexpr int maximumOutputBufferSize = 1000000;
     static constexpr int editorGroupCount = 3;
     static int clampFontSize(int points);

@@ -89,6 +89,19 @@ void CodeEditor::SetPath(const QString &path)
         m_fileWatcher->addPath(path);
 }
 
+QString CodeEditor::DisplayName() const
+{
+    return m_name.isEmpty() ? QFileInfo(m_path).fileName() : m_name;
+}
+
+void CodeEditor::SetRecord(const CodeEditorRecord &record)
+{
+    m_kind = record.kind;
+    m_name = record.name;
+    if (record.path != m_path)
+        SetPath(record.path);
+}
+
 bool CodeEditor::SharedOverwriteMode()
 {
     return s_overwriteMode;

@@ -2,6 +2,7 @@
 
 #include "editor/code_editor_language.h"
 #include "editor/code_editor_mark.h"
+#include "editor/code_editor_record.h"
 
 #include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
@@ -44,6 +45,20 @@ public:
     QString Path() const { return m_path; }
     // Changes the buffer's path and moves the file watch to it.
     void SetPath(const QString &path);
+    CodeEditorKind Kind() const { return m_kind; }
+    void SetKind(CodeEditorKind kind) { m_kind = kind; }
+    // The tab title; an editor without a name shows its file name.
+    QString Name() const { return m_name; }
+    void SetName(const QString &name) { m_name = name; }
+    QString DisplayName() const;
+    CodeEditorRecord Record() const { return {m_kind, m_language, m_path, m_name}; }
+    // Kind, path and name; the language stays what the editor was created with.
+    void SetRecord(const CodeEditorRecord &record);
+
+    // The area a dragged tab or file would land in, in the editor's own coordinates; a null
+    // rectangle paints nothing. The group decides it; the editor only draws it.
+    void SetDropHighlight(const QRect &rect);
+    QRect DropHighlight() const { return m_dropHighlight; }
 
     // Re-reads the tab settings, wrap and whitespace rendering from the settings record.
     void UpdateSettings();
@@ -217,6 +232,9 @@ private:
 
     CodeEditorLanguage m_language;
     QString m_path;
+    CodeEditorKind m_kind = CODE_EDITOR_INTERNAL_BUFFER;
+    QString m_name;
+    QRect m_dropHighlight;
     int m_tabSize = 4;
     bool m_insertSpaces = true;
     bool m_autoIndent = true;

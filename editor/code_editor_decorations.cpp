@@ -150,12 +150,17 @@ void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, co
 void CodeEditor::AddMatchingBraces(QList<QTextEdit::ExtraSelection> &selections) const
 {
     const int position = textCursor().position();
+    // The character at the cursor decides when it is a recorded bracket, partner or not; only
+    // otherwise is the one before the cursor tried.
+    const auto recorded = [this](int at) {
+        const QTextBlock block = document()->findBlock(at);
+        const CodeEditorBlockData *data = BlockData(block);
+        return at >= 0 && data && data->bracketAt(at - block.position());
+    };
     int at = position;
-    int partner = MatchingBracket(at);
-    if (partner < 0 && position > 0) {
+    if (!recorded(at) && position > 0)
         at = position - 1;
-        partner = MatchingBracket(at);
-    }
+    const int partner = recorded(at) ? MatchingBracket(at) : -1;
     if (partner < 0)
         return;
     const QTextCharFormat format = roleFormat(ColorRoleName::matchingBraces);
@@ -220,6 +225,20 @@ void CodeEditor::paintEvent(QPaintEvent *event)
     QPlainTextEdit::paintEvent(event);
     if (Settings::instance().codeEditorDisplayIndentationGuides && RoleDefined(ColorRoleName::indentationGuides))
         PaintIndentationGuides(event);
+    if (!m_dropHighlight.isNull()) {
+        QPainter painter(viewport());
+        QColor fill = palette().color(QPalette::Highlight);
+        fill.setAlpha(70);
+        painter.fillRect(m_dropHighlight.translated(-viewport()->pos()), fill);
+    }
+}
+
+void CodeEditor::SetDropHighlight(const QRect &rect)
+{
+    if (rect == m_dropHighlight)
+        return;
+    m_dropHighlight = rect;
+    viewport()->update();
 }
 
 void CodeEditor::PaintIndentationGuides(QPaintEvent *event)

@@ -3,6 +3,7 @@
 #include "config/color_scheme.h"
 #include "editor/code_editor.h"
 
+#include <QtCore/QEvent>
 #include <QtGui/QPainter>
 #include <QtGui/QTextBlock>
 #include <QtWidgets/QScrollBar>
@@ -14,8 +15,18 @@ CodeEditorErrorBarOverlay::CodeEditorErrorBarOverlay(CodeEditor *editor)
 {
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setAttribute(Qt::WA_NoSystemBackground);
+    // The scroll bar is resized on its own too (a tab laid out while hidden learns its real size
+    // only when shown), so its resizes are followed besides the editor's.
+    editor->verticalScrollBar()->installEventFilter(this);
     raise();
     UpdateGeometry();
+}
+
+bool CodeEditorErrorBarOverlay::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Resize && watched == parentWidget())
+        UpdateGeometry();
+    return QWidget::eventFilter(watched, event);
 }
 
 void CodeEditorErrorBarOverlay::SetMarks(const QVector<int> &errors, const QVector<int> &warnings,

@@ -28,6 +28,7 @@ public:
     int TotalLines();
 
 protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
 private:

@@ -12,7 +12,8 @@ namespace ke2 {
 void CodeEditor::ShowContextMenu(const QPoint &pos)
 {
     std::unique_ptr<QMenu> menu(CreateContextMenu());
-    menu->exec(mapToGlobal(pos));
+    // The request comes in viewport coordinates (the line-number margin lies outside them).
+    menu->exec(viewport()->mapToGlobal(pos));
 }
 
 QMenu *CodeEditor::CreateContextMenu()

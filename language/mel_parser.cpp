@@ -139,7 +139,9 @@ int MelParser::MatchProcedureKeyword(int from) const
     int matchEnd = -1;
     while (at < length) {
         const QChar ch = data[at];
-        if (IsLineSpace(ch)) {
+        // Line breaks count as blanks: many scripts put "global proc string[]" on one line and
+        // the name on the next.
+        if (ch.isSpace()) {
             ++at;
             matchEnd = at;
             continue;
@@ -169,9 +171,9 @@ bool MelParser::TryGlobalProcedure()
     const QChar *data = text.constData();
     const int length = text.size();
     int at = pos + 6;
-    if (at >= length || !IsLineSpace(data[at]))
+    if (at >= length || !data[at].isSpace())
         return false;
-    while (at < length && IsLineSpace(data[at]))
+    while (at < length && data[at].isSpace())
         ++at;
     const int keyword = MatchProcedureKeyword(at);
     if (keyword < 0)

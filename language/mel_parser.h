@@ -24,8 +24,8 @@ private:
     bool TryGlobalProcedure();
     void TryGlobalVariable();
     void TryLocalProcedure();
-    // Length of "proc", its return type words and blanks, up to and including the last blank,
-    // matched at `from`; -1 when they are not there.
+    // Length of "proc", its return type words and blanks (line breaks too), up to and including
+    // the last blank, matched at `from`; -1 when they are not there.
     int MatchProcedureKeyword(int from) const;
     void CheckProcedureHead(int nameStart);
     void SkipLineComment();

@@ -4,6 +4,7 @@
 
 #include "plugin/host.h"
 
+#include <QtCore/QDir>
 
 namespace ke2::HostBridge {
 namespace {
@@ -27,6 +28,35 @@ bool quietStringList(const QString &command, QStringList &result)
     }
     active->executePythonQuietly(QStringLiteral("pass"));
     return ok;
+}
+
+// The user's folders as a list the platform's Python reads: either separator is accepted in what
+// was typed, and the result uses the platform's own (the one os.pathsep gives).
+QString platformPathList(const QString &typed)
+{
+    QStringList folders;
+    QString folder;
+    const auto flush = [&] {
+        if (!folder.trimmed().isEmpty())
+            folders.append(folder.trimmed());
+        folder.clear();
+    };
+    for (const QChar ch : typed) {
+        bool separator = ch == QLatin1Char(';');
+#ifdef Q_OS_WIN
+        // "C:" is a drive, not the end of a folder.
+        const QString sofar = folder.trimmed();
+        separator = separator || (ch == QLatin1Char(':') && !(sofar.size() == 1 && sofar.at(0).isLetter()));
+#else
+        separator = separator || ch == QLatin1Char(':');
+#endif
+        if (separator)
+            flush();
+        else
+            folder += ch;
+    }
+    flush();
+    return folders.join(QDir::listSeparator());
 }
 } // namespace
 
@@ -105,8 +135,8 @@ QString updatePythonPathString(const QString &additionalPaths)
 {
     QString path;
     const bool ok = host() && host()->executePythonString(QStringLiteral("KestrelEditorHelpers.get_python_path_str()"), path);
-    g_pythonPath = ok && !additionalPaths.isEmpty() ? QStringLiteral("%1%2%3").arg(additionalPaths, QStringLiteral(";"), path)
-                                                     : path;
+    const QString additional = platformPathList(additionalPaths);
+    g_pythonPath = ok && !additional.isEmpty() ? additional + QDir::listSeparator() + path : path;
     return g_pythonPath;
 }
 

@@ -78,18 +78,19 @@ private slots:
     {
         QTest::addColumn<QString>("value"); // as in the file
         QTest::addColumn<QString>("expected"); // as written back
+        QTest::addColumn<int>("weight");       // the format's weight property, -1 when unset
         const QString red = QString::number(0xFFFF0000);
         const QString plain = "4292138196,4280163870,50,0,0", redBold = red + ",4280163870,75,1,1";
-        QTest::newRow("zero colours keep the defaults") << QString("\"0,0,50,0,0\"") << plain;
-        QTest::newRow("red, bold, italic, underlined") << "\"" + red + ",0,75,1,1\"" << redBold;
-        QTest::newRow("unquoted") << red + ",0,75,1,1" << redBold;
-        QTest::newRow("alpha is dropped") << QString("\"16711680,0,50,0,0\"") << red + ",4280163870,50,0,0";
-        QTest::newRow("four fields: unchanged") << "\"" + red + ",0,75,1\"" << plain;
-        QTest::newRow("six fields: unchanged") << "\"" + red + ",0,75,1,1,1\"" << plain;
-        QTest::newRow("empty fields are skipped") << "\"," + red + ",,0,75,1,1,\"" << redBold;
-        QTest::newRow("words are ignored field by field") << QString("\"red,-5,bold,1,x\"") << "4292138196,4280163870,50,1,0";
-        QTest::newRow("absurd weight is clamped") << QString("\"0,0,100000,0,0\"") << "4292138196,4280163870,99,0,0";
-        QTest::newRow("spaces around numbers") << QString("\" 0 , 0 , 75 , 0 , 0 \"") << "4292138196,4280163870,75,0,0";
+        QTest::newRow("zero colours keep the defaults") << QString("\"0,0,50,0,0\"") << plain << 0;
+        QTest::newRow("red, bold, italic, underlined") << "\"" + red + ",0,75,1,1\"" << redBold << 75;
+        QTest::newRow("unquoted: a list, no role string") << red + ",0,75,1,1" << plain << -1;
+        QTest::newRow("alpha is dropped") << QString("\"16711680,0,50,0,0\"") << red + ",4280163870,50,0,0" << 0;
+        QTest::newRow("four fields: unchanged") << "\"" + red + ",0,75,1\"" << plain << -1;
+        QTest::newRow("six fields: unchanged") << "\"" + red + ",0,75,1,1,1\"" << plain << -1;
+        QTest::newRow("empty fields are skipped") << "\"," + red + ",,0,75,1,1,\"" << redBold << 75;
+        QTest::newRow("words are ignored field by field") << QString("\"red,-5,bold,1,x\"") << "4292138196,4280163870,50,1,0" << -1;
+        QTest::newRow("any weight is taken as written") << QString("\"0,0,100000,0,0\"") << "4292138196,4280163870,100000,0,0" << 100000;
+        QTest::newRow("spaces around numbers") << QString("\" 0 , 0 , 75 , 0 , 0 \"") << "4292138196,4280163870,75,0,0" << 75;
     }
     void roleValues()
     {
@@ -97,7 +98,10 @@ private slots:
         QFETCH(QString, expected);
         ConfigFixture fixture;
         const ColorScheme scheme = readFrom(fixture, "[codeeditor]\nPlain%20Text=" + value.toUtf8() + "\n");
-        QCOMPARE(ColorScheme::roleValueString(scheme.codeEditorRoles.format("Plain Text")), expected);
+        QFETCH(int, weight);
+        const QTextCharFormat format = scheme.codeEditorRoles.format("Plain Text");
+        QCOMPARE(ColorScheme::roleValueString(format), expected);
+        QCOMPARE(format.hasProperty(QTextFormat::FontWeight) ? format.intProperty(QTextFormat::FontWeight) : -1, weight);
         QCOMPARE(ColorScheme::roleValueString(scheme.outputRoles.format("Plain Text")), QString("4292138196,4280163870,50,0,0"));
     }
 

@@ -80,8 +80,12 @@ private slots:
         QTest::newRow("two shortcuts") << QByteArray("saveAs=Ctrl+Alt+S, F12") << false << QStringList{"saveAs=Ctrl+Alt+S; F12"} << none;
         QTest::newRow("a chord") << QByteArray("saveAs=\"Ctrl+K, Ctrl+S\"") << false << QStringList{"saveAs=Ctrl+K, Ctrl+S"} << none;
         QTest::newRow("unparsable text is dropped") << QByteArray("saveAs=Banana+Q, F12") << false << QStringList{"saveAs=F12"} << none;
-        QTest::newRow("wrong type counts as absent") << QByteArray("closeFile=@Rect(1 2 3 4)") << false << none << none;
-        QTest::newRow("invalid counts as absent") << QByteArray("closeFile=@Invalid()") << false << none << none;
+        QTest::newRow("a value of another type: no shortcut") << QByteArray("closeFile=@Rect(1 2 3 4)") << false
+                                                             << QStringList{"closeFile="} << none;
+        QTest::newRow("an invalid value: no shortcut") << QByteArray("closeFile=@Invalid()") << false << QStringList{"closeFile="} << none;
+        QTest::newRow("a key repeated in one entry is a duplicate")
+            << QByteArray("execute=Ctrl+Return, Ctrl+Return") << true << QStringList{"execute=Ctrl+Return"}
+            << QStringList{"Duplicate hotkey detected: Execute (Ctrl+Return)"};
         QTest::newRow("the absent marker itself") << QByteArray("closeFile=UndefinedKey") << false << none << none;
         QTest::newRow("the reserved entry is not read") << QByteArray("escape=F5") << false << none << none;
         QTest::newRow("without actions nothing is checked") << QByteArray("deleteLine=Ctrl+W") << false

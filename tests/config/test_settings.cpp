@@ -119,6 +119,29 @@ private slots:
         QCOMPARE(Settings::clampWindowGeometry(saved, QRect(0, 0, 1920, 1080)), applied);
     }
 
+    // A size that does not convert reads as 0, which leaves the font as it was; any positive size
+    // is kept, small ones too.
+    void fontSizes_data()
+    {
+        QTest::addColumn<QByteArray>("value");
+        QTest::addColumn<int>("points");
+        for (const char *typo : {"abc", "0", "-3", "12.5", ""})
+            QTest::addRow("\"%s\" keeps the default", typo) << QByteArray(typo) << 9;
+        QTest::newRow("3 stays 3") << QByteArray("3") << 3;
+        QTest::newRow("20 stays 20") << QByteArray("20") << 20;
+    }
+    void fontSizes()
+    {
+        QFETCH(QByteArray, value);
+        QFETCH(int, points);
+        ConfigFixture fixture;
+        QVERIFY(fixture.put(fileName, "[preferences]\ncodeEditorFontSize=" + value + "\noutputFontSize=" + value + "\n"));
+        Settings settings;
+        settings.read();
+        QCOMPARE(settings.codeEditorFont.pointSize(), points);
+        QCOMPARE(settings.outputFont.pointSize(), points);
+    }
+
     void wrongTypesAndAbsurdNumbersAreClampedWhereUsed()
     {
         ConfigFixture fixture;
@@ -133,13 +156,12 @@ private slots:
         QCOMPARE(settings.outputZoom, 0); // does not convert to an int
         QCOMPARE(settings.codeEditorFont.family(), QString());
         QCOMPARE(settings.saveAllOnExecute, true); // absent: default
-        QCOMPARE(settings.codeEditorFont.pointSize(), Settings::maximumFontSize);
-        QCOMPARE(settings.outputFont.pointSize(), Settings::minimumFontSize);
+        QCOMPARE(settings.codeEditorFont.pointSize(), 100000); // the widgets bound what they show
+        QCOMPARE(settings.outputFont.pointSize(), 9);
         QCOMPARE(Settings::clampEditorGroupIndex(settings.activeTabViewIndex), 0);
         QCOMPARE(Settings::clampOutputBufferSize(settings.outputBufferSize), 1);
-        QCOMPARE(Settings::clampTabSize(settings.tabsSizeMel), 1);
-        QCOMPARE(Settings::clampTabSize(settings.tabsSizePython), Settings::maximumTabSize);
-        QCOMPARE(Settings::clampTabSize(settings.tabsSizeDefault), 7);
+        QCOMPARE(settings.tabsSizeMel, 0);
+        QCOMPARE(settings.tabsSizePython, 1000);
         const int min = Settings::minimumFontSize, max = Settings::maximumFontSize;
         QCOMPARE(Settings::clampEditorGroupIndex(-1), 0);
         QCOMPARE(Settings::clampEditorGroupIndex(2), 2);

@@ -7,7 +7,11 @@
 #include <QtGui/QTextBlock>
 #include <QtTest/QSignalSpy>
 #include <QtWidgets/QHBoxLayout>
+#include <QtCore/QTimer>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>
+#include <QtWidgets/QStackedWidget>
 
 using namespace ke2;
 using namespace ke2::test;
@@ -44,6 +48,10 @@ private slots:
         QTest::newRow("brace before a closing bracket") << braces << false << "f(a[1|])" << QVector<int>{3, 5};
         QTest::newRow("braces across lines") << braces << false << "d = {|\n  1: (2)\n}" << QVector<int>{4, 15};
         QTest::newRow("no partner, no mark") << braces << false << "f(|a" << QVector<int>{};
+        QTest::newRow("a bracket at the cursor without partner hides the pair before")
+            << braces << false << "()|(" << QVector<int>{};
+        QTest::newRow("no bracket at the cursor: the one before") << braces << false << "()|x" << QVector<int>{0, 1};
+        QTest::newRow("a bracket in a string is no bracket") << braces << false << "()|'('" << QVector<int>{0, 1};
     }
     void highlights()
     {
@@ -133,6 +141,63 @@ private slots:
         settings.wordWrapEnabled = true; // switched on again while the editor lives
         mel->UpdateSettings();
         QCOMPARE(mel->document()->defaultTextOption().wrapMode(), QTextOption::WordWrap);
+    }
+
+    // A tab laid out while hidden: the overlay follows the scroll bar's size once shown, 12 px clear
+    // of each end, over the right 30 % of its width.
+    void errorBarFitsTheScrollBarOfANewTab()
+    {
+        QStackedWidget stack;
+        stack.resize(500, 350);
+        stack.addWidget(new QWidget);
+        stack.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&stack));
+        auto *editor = new CodeEditor(LANGUAGE_PYTHON);
+        editor->setPlainText(QStringLiteral("x\n").repeated(300));
+        stack.addWidget(editor);
+        stack.setCurrentWidget(editor);
+        QCoreApplication::processEvents();
+        const QScrollBar *scrollBar = editor->verticalScrollBar();
+        QVERIFY(scrollBar->isVisible() && scrollBar->height() > 100);
+        const QRect geometry = editor->ErrorBar()->geometry();
+        QCOMPARE(geometry.top(), 12);
+        QCOMPARE(geometry.height(), scrollBar->height() - 24);
+        QCOMPARE(geometry.left(), int(scrollBar->width() * 0.7));
+        QCOMPARE(geometry.right(), scrollBar->width() - 1);
+    }
+
+    // The menu opens where the click was, in the text area right of the line numbers.
+    void contextMenuOpensAtTheClick()
+    {
+        auto editor = makeEditor(LANGUAGE_MEL, QStringLiteral("print 1;"));
+        editor->show();
+        QVERIFY(QTest::qWaitForWindowExposed(editor.get()));
+        QVERIFY(editor->LineNumberAreaWidth() > 0);
+        const QPoint click(40, 20);
+        QPoint shownAt;
+        QTimer::singleShot(0, [&] {
+            QWidget *menu = QApplication::activePopupWidget();
+            if (menu) {
+                shownAt = menu->pos();
+                menu->close();
+            }
+        });
+        emit editor->customContextMenuRequested(click);
+        QCOMPARE(shownAt, editor->viewport()->mapToGlobal(click));
+    }
+
+    // A tab size of any positive width is taken as set: Tab, tab stops and guides use it.
+    void wideTabSize()
+    {
+        SettingsGuard guard;
+        Settings::instance().tabsSizeDefault = 20;
+        auto editor = makeEditor(LANGUAGE_PYTHON, QStringLiteral("|x"));
+        QCOMPARE(editor->TabSize(), 20);
+        typeKeys(*editor, QStringLiteral("\t"));
+        QCOMPARE(editorState(*editor), QString(20, QLatin1Char(' ')) + "|x");
+        QCOMPARE(editor->GuideCount(editor->document()->firstBlock()), 1);
+        QCOMPARE(editor->document()->defaultTextOption().tabStopDistance(),
+                 qreal(editor->fontMetrics().horizontalAdvance(QLatin1Char(' ')) * 20));
     }
 
     // A MEL and a Python editor side by side, as a user sees them, and what the picture shows.

@@ -166,6 +166,8 @@ private slots:
         mel("head without parenthesis resumes after the next character", "proc f {}", {"2 0 5 f", "D 5 6 Expected a '('"});
         mel("return type glued to the name becomes the name", "global proc string[]foo() {}",
             {"1 0 12 string", "D 12 18 Expected a '('"});
+        mel("a procedure declared inside braces ends at its own depth", "{\nglobal proc a() {\n}\nglobal proc b() {}\n}",
+            {"1 1 14 a", "1 1 34 b"});
         mel("semicolon inside parentheses", "print(1;", {"D 7 8 Expected a ')'"});
         mel("TODO glued to the slashes", "x; //TODO", {"T 4 9 TODO:"});
         mel("todo in lower case", "// todo", {});
@@ -189,6 +191,8 @@ private slots:
            {"E 23 23 Expected an indented block"});
         py("def inside an open parenthesis closes it", "foo(\ndef bar(): pass", {"8 0 9 bar", "E 4 4 Expected a ')'"});
         py("only one indentation error per parse", "x = 1\n    y = 2\nif x:\nz", {"E 6 10 Unexpected indent"});
+        py("an unexpected indent opens no level", "class A:\n    x = 1\n        def f(): pass",
+           {"11 0 6 A", "8 1 31 f", "E 19 27 Unexpected indent"});
         py("unexpected closing bracket, reported once", "x = ) ]", {"E 4 5 Unexpected ')'"});
         py("other quote inside a string", "x = \"it's\"", {});
         py("TODOS is another word", "# TODOS", {});

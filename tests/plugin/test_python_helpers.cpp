@@ -5,6 +5,9 @@
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QDir>
+#include <QtCore/QProcess>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 #include <QtWidgets/QWidget>
 
@@ -59,8 +62,6 @@ private slots:
     {
         QVERIFY(m_host->executePython("import os, sys\nsys.path.append('/ke2/extra')\n"
                                       "os.environ['KE2_HELPERS_TEST_PATH'] = '/one' + os.pathsep + '/two'"));
-        const QString joined = evaluate("os.pathsep.join(sys.path)");
-        QCOMPARE(bridge::updatePythonPathString("/mine"), "/mine;" + joined);
         bridge::printPythonPath();
         bridge::printEnvironmentVariablePaths("KE2_HELPERS_TEST_PATH");
         m_host->drainIdleQueue();
@@ -69,6 +70,44 @@ private slots:
         QVERIFY(text.endsWith("/ke2/extra\n\nKE2_HELPERS_TEST_PATH:\n/one\n/two\n"));
         QCOMPARE(text.count('\n'), evaluate("str(len(sys.path))").toInt() + 6);
         QVERIFY(m_host->executePython("sys.path.remove('/ke2/extra')"));
+    }
+
+    // What the pylint process imports with the path string as its PYTHONPATH: the user's folders,
+    // typed with either separator, and the host's own module path.
+    void pathStringImportsFromEveryFolder_data()
+    {
+        QTest::addColumn<QString>("typed"); // %1, %2: the two folders
+        QTest::addRow("semicolons") << "%1;%2";
+        QTest::addRow("blanks and empty entries") << " %1 ;; %2 ;";
+        if (QDir::listSeparator() == QLatin1Char(':'))
+            QTest::addRow("colons") << "%1:%2";
+        QTest::addRow("nothing typed") << "";
+    }
+    void pathStringImportsFromEveryFolder()
+    {
+        QFETCH(QString, typed);
+        QTemporaryDir dir;
+        QVERIFY(dir.isValid());
+        for (const char *name : {"one", "two", "host"}) {
+            QVERIFY(QDir(dir.path()).mkpath(name));
+            QFile module(dir.filePath(QStringLiteral("%1/ke2_mod_%1.py").arg(name)));
+            QVERIFY(module.open(QIODevice::WriteOnly));
+            module.write("VALUE = 1\n");
+        }
+        QVERIFY(m_host->executePython(QStringLiteral("import sys\nsys.path.append(r'%1')").arg(dir.filePath("host"))));
+        const QString path =
+            bridge::updatePythonPathString(typed.isEmpty() ? typed : typed.arg(dir.filePath("one"), dir.filePath("two")));
+        QVERIFY(m_host->executePython(QStringLiteral("sys.path.remove(r'%1')").arg(dir.filePath("host"))));
+        QCOMPARE(bridge::pythonPathString(), path);
+
+        QProcess python;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert("PYTHONPATH", path);
+        python.setProcessEnvironment(environment);
+        const QString imports = typed.isEmpty() ? "import ke2_mod_host" : "import ke2_mod_one, ke2_mod_two, ke2_mod_host";
+        python.start("python3", {"-c", imports});
+        QVERIFY(python.waitForFinished(30000));
+        QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
     }
 
     // The standalone program's start-up: no docking, so the window shows on its own.

@@ -1,0 +1,199 @@
+#pragma once
+
+#include "editor/code_editor_record.h"
+#include "groups/tab_drop_zone.h"
+#include "language/mel_parser.h"
+#include "language/python_parser.h"
+
+#include <QtWidgets/QWidget>
+
+class QMimeData;
+class QStackedWidget;
+class QToolButton;
+
+namespace ke2 {
+
+class CodeEditor;
+class CodeEditorGroupTabBar;
+
+// One pane of the editor area: a tab bar with a mini toolbar above a stack holding one editor
+// per tab. The group is the hub between its editors and the window: it re-emits their events
+// with itself attached, analyses the current editor's text with its own parsers, and decides
+// where dragged tabs and files land. Tabs come and go only through InsertCodeEditor,
+// RemoveCodeEditor and DeleteCodeEditor, which keep tab i showing editor i.
+class CodeEditorGroup : public QWidget {
+    Q_OBJECT
+public:
+    explicit CodeEditorGroup(int id, QWidget *parent = nullptr);
+    ~CodeEditorGroup() override;
+
+    int Id() const { return m_id; }
+    CodeEditorGroupTabBar *TabBar() const { return m_tabBar; }
+
+    // --- editors ---
+    int Count() const;
+    int CurrentIndex() const;
+    void SetCurrentIndex(int index);
+    CodeEditor *CodeEditorAt(int index) const;
+    CodeEditor *CurrentCodeEditor() const;
+    int IndexOf(const CodeEditor *codeEditor) const;
+    // Index of the editor with `path`, or -1.
+    int IndexOfPath(const QString &path) const;
+    // Inserts `codeEditor` (the group takes it over) at `index` (-1 or past the end appends);
+    // returns where it went, or -1 when the tabs and editors do not match.
+    int InsertCodeEditor(int index, CodeEditor *codeEditor);
+    // Creates an editor for `record` with `text` (unmodified, no undo history) and inserts it.
+    int AddCodeEditor(const CodeEditorRecord &record, const QString &text, int index = -1);
+    // Takes the editor out, alive and with its undo history, for another group to insert; null
+    // when the index is out of range or the tabs and editors do not match.
+    CodeEditor *RemoveCodeEditor(int index);
+    // Removes and destroys the editor; false as for RemoveCodeEditor.
+    bool DeleteCodeEditor(int index);
+
+    CodeEditorRecord Record(int index) const;
+    // Renames: the editor's kind, path and name, and the tab's title, tool tip and icon.
+    void SetRecord(int index, const CodeEditorRecord &record);
+    // Replaces the text and clears the modified flag (a reload or revert).
+    void SetText(int index, const QString &text);
+    bool IsModified(int index) const;
+    void SetCursorAndScrollPosition(int index, int cursorPosition, int scrollPosition);
+    int TabBarScrollOffset() const;
+    void SetTabBarScrollOffset(int offset);
+
+    // While suspended (many tabs being restored) nothing is analysed and tab changes are not
+    // reported; resuming analyses the current editor and reports the current tab once.
+    void SuspendTabUpdates(bool suspend);
+    bool TabUpdatesSuspended() const { return m_tabUpdatesSuspended; }
+
+    // --- drops ---
+    // Whether a drop near an edge may land before or after the group instead of in it.
+    void SetEdgeDropZonesAllowed(bool allowed) { m_edgeDropZonesAllowed = allowed; }
+    bool EdgeDropZonesAllowed() const { return m_edgeDropZonesAllowed; }
+    TabDropZone DropZone() const { return m_dropZone; }
+    // The highlighted area in the group's coordinates; null when nothing is highlighted.
+    QRect DropHighlight() const { return m_dropHighlight; }
+
+    // The parser that analysed the current editor last, or null (text, or none yet).
+    BaseParser *LastParser() const { return m_lastParser; }
+
+    static QString LanguageIconPath(CodeEditorLanguage language);
+
+signals:
+    void NewTabRequested();
+    void CloseTabRequested(CodeEditorGroup *group, int index);
+    void CloseOtherTabsRequested(CodeEditorGroup *group, int index);
+    void CloseTabsToRightRequested(CodeEditorGroup *group, int index);
+    void RenameRequested(CodeEditorGroup *group, int index);
+    void ShowInSideBarRequested(const QString &path);
+    void CurrentTabChanged();
+    void MoveTabRequested(int fromGroup, int fromIndex, int toGroup, int toIndex);
+    void MoveTabToZoneRequested(int fromGroup, int fromIndex, int toGroup, TabDropZone zone);
+    void OpenFileRequested(int groupId, int index, const QString &path);
+    void OpenFilesRequested(int groupId, TabDropZone zone, const QStringList &paths);
+    void ReceivedFocus(CodeEditorGroup *group);
+    void TextChanged(const QString &path, const QString &text);
+    void FileChanged(const QString &path);
+    void CursorPositionChanged();
+    void OverwriteModeChanged();
+    void ErrorAndWarningTextChanged();
+    void QuickHelpChanged(const QString &text, bool showWhenHidden);
+    void IncreaseFontSizeRequested();
+    void DecreaseFontSizeRequested();
+    void ExecutePressed();
+    void ExecuteAllPressed();
+    void ExecuteLinePressed();
+    void SaveScriptToShelfPressed();
+    void ParserUpdated(BaseParser *parser);
+    void MiniToolbarDisplayModified();
+
+public slots:
+    // Re-analyses the current editor (for instance after the preferences changed).
+    void UpdateParser();
+    // Shows or hides the mini toolbar and its buttons from the settings.
+    void RefreshMiniToolbar();
+    void FocusCurrentCodeEditor();
+    void ToggleMiniToolbarDisplay();
+    void ShowMiniToolbarContextMenu(const QPoint &globalPos);
+    void ShowOpenCodeEditorContextMenu();
+    void SetCurrentTabFromAction();
+    void BeginScrollingLeft();
+    void BeginScrollingRight();
+    void EndScrolling();
+
+    // From the tab bar.
+    void OnNewTabRequested();
+    void OnCloseTabRequested(int index);
+    void OnCloseOtherTabsRequested(int index);
+    void OnCloseTabsToRightRequested(int index);
+    void OnCurrentTabChanged(int index);
+    void OnMoveTabRequested(int fromGroup, int fromIndex, int toGroup, int toIndex);
+    void OnOpenFileRequested(int index, const QString &path);
+    void OnRenameRequested(int index);
+    void CopyPath(int index);
+    void OnShowInFolder(int index);
+    void OnShowInSideBar(int index);
+
+    // From the editors.
+    void OnCodeEditorReceivedFocus();
+    void OnTextChanged(const QString &path, const QString &text);
+    void OnModificationChanged(bool modified, CodeEditor *codeEditor);
+    void OnFileChanged(const QString &path);
+    void OnCursorPositionChanged();
+    void OnOverwriteModeChanged();
+    void OnErrorAndWarningTextChanged();
+    void OnQuickHelpChanged(const QString &text, bool showWhenHidden);
+    void CloseFindReplace();
+    void OnIncreaseFontSizeRequested();
+    void OnDecreaseFontSizeRequested();
+    void OnExecute();
+    void OnExecuteAll();
+    void OnExecuteLine();
+    void OnSaveScriptToShelf();
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dragMoveEvent(QDragMoveEvent *event) override;
+    void dragLeaveEvent(QDragLeaveEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    // The three invariant checks; false (and the message reported) when tabs and editors differ.
+    bool CountsMatch(const char *message) const;
+    void ConnectCodeEditor(CodeEditor *codeEditor);
+    void DisconnectCodeEditor(CodeEditor *codeEditor);
+    void UpdateTab(int index);
+    void Analyse();
+    // Drag handling shared by the group and its editors' viewports; `pos` in group coordinates.
+    // Returns whether the drag is one the group takes.
+    bool UpdateDrag(const QPoint &pos, const QMimeData *mime);
+    void Drop(const QPoint &pos, const QMimeData *mime);
+    void ClearDropHighlight();
+    bool IsCurrentSender() const;
+
+    int m_id;
+    QWidget *m_tabClip = nullptr;
+    CodeEditorGroupTabBar *m_tabBar = nullptr;
+    QWidget *m_miniToolbar = nullptr;
+    QToolButton *m_scrollLeftButton = nullptr;
+    QToolButton *m_scrollRightButton = nullptr;
+    QToolButton *m_executeAllButton = nullptr;
+    QToolButton *m_executeButton = nullptr;
+    QToolButton *m_executeLineButton = nullptr;
+    QToolButton *m_listButton = nullptr;
+    QStackedWidget *m_stack = nullptr;
+    MelParser m_melParser;
+    PythonParser m_pythonParser;
+    BaseParser *m_lastParser = nullptr;
+    // The pylint worker and its thread, and the find and replace bar, join the group here.
+    bool m_tabUpdatesSuspended = false;
+    bool m_edgeDropZonesAllowed = true;
+    TabDropZone m_dropZone = TAB_DROP_ZONE_CENTER;
+    QRect m_dropHighlight;
+};
+
+} // namespace ke2
+
+Q_DECLARE_METATYPE(ke2::BaseParser *)

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <QtCore/QPoint>
+#include <QtCore/QTimer>
+#include <QtWidgets/QTabBar>
+
+class QMimeData;
+
+namespace ke2 {
+
+// A tab bar that never squeezes its tabs: it sits in a clipping parent at its natural width
+// and scrolls inside it (wheel, held scroll buttons, and to keep the current tab in view). Tabs
+// show their icon, title and, when modified, a modified mark; a tab dragged off the bar starts
+// a drag carrying what `CreateDragMimeData` gives (nothing, by default).
+class CustomTabBar : public QTabBar {
+    Q_OBJECT
+public:
+    // Pixels per step while a scroll button is held, and the step interval.
+    static constexpr int scrollStep = 12;
+    static constexpr int scrollInterval = 20; // ms
+    static const char *const modifiedIconPath;
+
+    // `clip` is the widget the bar scrolls inside; it becomes the bar's parent.
+    explicit CustomTabBar(QWidget *clip);
+
+    bool IsTabModified(int index) const;
+    void SetTabModified(int index, bool modified);
+
+    // How far the bar is scrolled to the left, in pixels; kept within what the tabs need.
+    int ScrollOffset() const { return m_scrollOffset; }
+    void SetScrollOffset(int offset);
+    int MaximumScrollOffset() const;
+    void EnsureTabVisible(int index);
+
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+public slots:
+    void BeginScrollingLeft();
+    void BeginScrollingRight();
+    void EndScrolling();
+
+protected:
+    // The data a drag of tab `index` carries; null means the tab cannot be dragged out.
+    virtual QMimeData *CreateDragMimeData(int index) const;
+
+    QSize tabSizeHint(int index) const override;
+    void paintEvent(QPaintEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void tabLayoutChange() override;
+
+private:
+    void Relayout();
+    void ScrollStep();
+
+    QWidget *m_clip;
+    int m_scrollOffset = 0;
+    int m_scrollDirection = 0;
+    QTimer m_scrollTimer;
+    int m_pressedIndex = -1;
+    QPoint m_pressPosition;
+};
+
+} // namespace ke2

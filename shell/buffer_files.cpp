@@ -1,0 +1,132 @@
+#include "shell/buffer_files.h"
+
+#include "shell/text_file.h"
+
+#include <QtCore/QCryptographicHash>
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QTemporaryFile>
+
+namespace ke2 {
+
+namespace {
+
+// First line of every recovery copy; the second is the file's path, the rest its text.
+const char recoveryHeader[] = "kestrelEditor2 recovery copy";
+
+} // namespace
+
+namespace BufferFiles {
+
+QString CreateInternalBufferFile(CodeEditorLanguage language, const QString &directory, QString *errorString)
+{
+    QString pattern;
+    switch (language) {
+    case LANGUAGE_MEL:
+        pattern = QStringLiteral("melBuffer_XXXXXX.mel");
+        break;
+    case LANGUAGE_PYTHON:
+        pattern = QStringLiteral("pythonBuffer_XXXXXX.py");
+        break;
+    case LANGUAGE_TEXT:
+        pattern = QStringLiteral("textBuffer_XXXXXX.txt");
+        break;
+    }
+    QTemporaryFile file(QStringLiteral("%1/").arg(directory) + pattern);
+    file.setAutoRemove(false);
+    if (directory.isEmpty() || !file.open()) {
+        if (errorString)
+            *errorString = file.errorString();
+        return QString();
+    }
+    return QFileInfo(file.fileName()).absoluteFilePath();
+}
+
+QString CleanInternalBufferName(const QString &name, bool *removed)
+{
+    QString cleaned = name;
+    cleaned.remove(QLatin1Char(';'));
+    if (removed)
+        *removed = cleaned.size() != name.size();
+    return cleaned;
+}
+
+CodeEditorLanguage LanguageForPath(const QString &path)
+{
+    const QString suffix = QFileInfo(path).suffix().toLower();
+    if (suffix == QLatin1String("py") || suffix == QLatin1String("pyw"))
+        return LANGUAGE_PYTHON;
+    if (suffix == QLatin1String("mel"))
+        return LANGUAGE_MEL;
+    return LANGUAGE_TEXT;
+}
+
+} // namespace BufferFiles
+
+QString RecoveryCopies::CopyPath(const QString &filePath) const
+{
+    const QByteArray hash = QCryptographicHash::hash(filePath.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
+    return QStringLiteral("%1/recovery_%2%3").arg(m_directory, QString::fromLatin1(hash), Suffix());
+}
+
+bool RecoveryCopies::Write(const QString &filePath, const QString &text) const
+{
+    if (m_directory.isEmpty() || filePath.isEmpty())
+        return false;
+    QByteArray bytes(recoveryHeader);
+    bytes += '\n' + filePath.toUtf8() + '\n' + text.toUtf8();
+    return TextFile::WriteBytes(CopyPath(filePath), bytes);
+}
+
+void RecoveryCopies::Remove(const QString &filePath) const
+{
+    if (!m_directory.isEmpty())
+        QFile::remove(CopyPath(filePath));
+}
+
+bool RecoveryCopies::Exists(const QString &filePath) const
+{
+    return !m_directory.isEmpty() && QFileInfo::exists(CopyPath(filePath));
+}
+
+bool RecoveryCopies::ReadCopy(const QString &copyPath, Copy &copy)
+{
+    QFile file(copyPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray bytes = file.readAll();
+    const int headerEnd = bytes.indexOf('\n');
+    const int pathEnd = headerEnd < 0 ? -1 : bytes.indexOf('\n', headerEnd + 1);
+    if (pathEnd < 0 || bytes.left(headerEnd) != recoveryHeader)
+        return false;
+    copy.filePath = QString::fromUtf8(bytes.mid(headerEnd + 1, pathEnd - headerEnd - 1));
+    copy.text = QString::fromUtf8(bytes.mid(pathEnd + 1));
+    return !copy.filePath.isEmpty();
+}
+
+QVector<RecoveryCopies::Copy> RecoveryCopies::ReadAll() const
+{
+    QVector<Copy> copies;
+    if (m_directory.isEmpty())
+        return copies;
+    const QStringList names =
+        QDir(m_directory).entryList({QStringLiteral("recovery_*") + Suffix()}, QDir::Files, QDir::Name);
+    for (const QString &name : names) {
+        Copy copy;
+        if (ReadCopy(QStringLiteral("%1/%2").arg(m_directory, name), copy))
+            copies.append(copy);
+    }
+    return copies;
+}
+
+bool RecoveryCopies::Read(const QString &filePath, QString &text) const
+{
+    Copy copy;
+    if (m_directory.isEmpty() || !ReadCopy(CopyPath(filePath), copy) || copy.filePath != filePath)
+        return false;
+    text = copy.text;
+    return true;
+}
+
+} // namespace ke2

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QString>
+
+class QTextDocument;
+
+namespace ke2 {
+
+enum class TextEncoding {
+    Utf8,
+    // Every byte is a character: what a file that is not valid UTF-8 is read as, so that
+    // saving it unchanged gives back the same bytes.
+    Latin1,
+    // The system's 8-bit encoding, when it is not UTF-8 and the UTF-8 preference is off.
+    Locale,
+};
+
+enum class LineEnding { Lf, CrLf, Cr };
+
+// How a buffer's text maps to the bytes of its file; kept per buffer so that a save writes the
+// file back the way it was read.
+struct TextFileFormat {
+    TextEncoding encoding = TextEncoding::Utf8;
+    bool byteOrderMark = false;
+    LineEnding lineEnding = LineEnding::Lf;
+
+    // What a new file gets: UTF-8 (or the system encoding with the preference off) and the
+    // platform's line ending.
+    static TextFileFormat ForNewFile(bool utf8Preferred);
+    // For the status bar: "UTF-8", "UTF-8 with BOM", "Latin-1", "System".
+    QString EncodingName() const;
+    // "LF", "CRLF", "CR".
+    QString LineEndingName() const;
+
+    bool operator==(const TextFileFormat &other) const
+    {
+        return encoding == other.encoding && byteOrderMark == other.byteOrderMark && lineEnding == other.lineEnding;
+    }
+    bool operator!=(const TextFileFormat &other) const { return !(*this == other); }
+};
+
+// What can be told about a file cheaply, before reading it whole.
+struct TextFileProbe {
+    bool exists = false;
+    qint64 size = 0;
+    bool looksBinary = false; // a NUL byte near the start
+    bool isLarge() const;
+};
+
+// What decoding found besides the text.
+struct TextFileNotes {
+    bool fellBackToLatin1 = false;   // not valid in the preferred encoding
+    bool mixedLineEndings = false;   // saved with the dominant one
+    bool encodingChanged = false;    // on encoding: Latin-1 or system could not hold the text
+};
+
+// Reading and writing a buffer's file. Reads keep enough of the file's shape (encoding,
+// byte-order mark, line ending) to write the same bytes back; writes go to a new file beside
+// the target that is flushed to disk and renamed over it, so a failure at any point leaves the
+// old file whole.
+namespace TextFile {
+
+// Files above this size are asked about before they are read.
+constexpr qint64 largeFileSize = 32 * 1024 * 1024;
+// How much of a file the binary check looks at.
+constexpr qint64 probeSize = 64 * 1024;
+
+TextFileProbe Probe(const QString &path);
+
+// `utf8Preferred`: the UTF-8 preference; with it off the system encoding is tried first. Text
+// that is not valid in the tried encodings is read as Latin-1. Line breaks become "\n".
+QString Decode(const QByteArray &bytes, bool utf8Preferred, TextFileFormat &format, TextFileNotes *notes = nullptr);
+// The inverse of Decode. When the format's encoding cannot hold a character of `text`, the
+// format switches to UTF-8 (and `notes` says so) rather than lose it.
+QByteArray Encode(const QString &text, TextFileFormat &format, TextFileNotes *notes = nullptr);
+
+// False with `errorString` set when the file cannot be opened or read. An empty file gives an
+// empty, non-null text.
+bool Read(const QString &path, bool utf8Preferred, QString &text, TextFileFormat &format,
+          TextFileNotes *notes = nullptr, QString *errorString = nullptr);
+// Writes atomically; a symbolic link is followed (the link stays a link), the permissions of an
+// existing file are kept, and a file that is not writable is refused rather than replaced.
+bool Write(const QString &path, const QString &text, TextFileFormat &format, TextFileNotes *notes = nullptr,
+           QString *errorString = nullptr);
+// Writes `bytes` as they are, with the same guarantees.
+bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr);
+// The file a write to `path` really replaces: the end of a chain of symbolic links.
+QString WriteTarget(const QString &path);
+
+// A document's text exactly as typed. QTextDocument::toPlainText turns non-breaking spaces into
+// plain ones, which would change the bytes of a file that has them.
+QString DocumentText(const QTextDocument &document);
+
+} // namespace TextFile
+
+} // namespace ke2

@@ -1,0 +1,287 @@
+#include "editor/code_editor.h"
+#include "shell/text_file.h"
+#include "tests/support/test_registry.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
+#include <QtGui/QTextDocument>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+
+#include <csignal>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace ke2;
+
+namespace {
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
+}
+
+bool put(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// Root ignores file permissions; the permission cases run with an ordinary effective user.
+class Unprivileged {
+public:
+    Unprivileged()
+    {
+        if (::geteuid() == 0)
+            m_switched = ::seteuid(65534) == 0;
+    }
+    ~Unprivileged()
+    {
+        if (m_switched && ::seteuid(0) != 0)
+            qFatal("could not return to the original user");
+    }
+
+private:
+    bool m_switched = false;
+};
+
+// Files written beyond `bytes` fail with EFBIG instead of growing: a disk that fills up midway.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes)
+    {
+        ::getrlimit(RLIMIT_FSIZE, &m_previous);
+        m_previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit limit = m_previous;
+        limit.rlim_cur = bytes;
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_previous);
+        std::signal(SIGXFSZ, m_previousHandler);
+    }
+
+private:
+    rlimit m_previous{};
+    void (*m_previousHandler)(int) = nullptr;
+};
+
+} // namespace
+
+class TextFileTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { QVERIFY(m_dir.isValid()); }
+
+    // Read, through the editor's document, and written back unchanged: the same bytes.
+    void roundTrip_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("utf8Preferred");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("encoding");
+        QTest::addColumn<QString>("lineEnding");
+        QTest::addColumn<bool>("sameBytes");
+
+        const QString cafe = QStringLiteral("caf") + QChar(0xE9);
+        QTest::newRow("CRLF Latin-1 script") << QByteArray("// caf\xE9\r\nprint \"na\xEFve\";\r\n") << true
+                                             << QStringLiteral("// %1\nprint \"na%2ve\";\n").arg(cafe, QChar(0xEF))
+                                             << "Latin-1" << "CRLF" << true;
+        QTest::newRow("Latin-1 with the preference off")
+            << QByteArray("x = '\xE9\xA0'\r\n") << false << QStringLiteral("x = '%1%2'\n").arg(QChar(0xE9), QChar(0xA0))
+            << QString() << "CRLF" << true;
+        QTest::newRow("UTF-8, LF") << QByteArray("# caf\xC3\xA9\n") << true << QStringLiteral("# %1\n").arg(cafe)
+                                   << "UTF-8" << "LF" << true;
+        QTest::newRow("UTF-8 byte-order mark, CRLF, no final break")
+            << QByteArray("\xEF\xBB\xBF" "a\r\nb") << true << "a\nb" << "UTF-8 with BOM" << "CRLF" << true;
+        QTest::newRow("lone CR") << QByteArray("a\rb\r") << true << "a\nb\n" << "UTF-8" << "CR" << true;
+        QTest::newRow("non-breaking space survives the document")
+            << QByteArray("a\xC2\xA0" "b\n") << true << QStringLiteral("a%1b\n").arg(QChar(0xA0)) << "UTF-8" << "LF"
+            << true;
+        QTest::newRow("overlong UTF-8 is not UTF-8") << QByteArray("\xC0\xAF\n") << true
+                                                     << QStringLiteral("%1%2\n").arg(QChar(0xC0), QChar(0xAF))
+                                                     << "Latin-1" << "LF" << true;
+        QTest::newRow("empty") << QByteArray() << true << "" << "UTF-8" << QString() << true;
+        QTest::newRow("mixed endings take the dominant one")
+            << QByteArray("a\r\nb\r\nc\n") << true << "a\nb\nc\n" << "UTF-8" << "CRLF" << false;
+    }
+    void roundTrip()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, utf8Preferred);
+        QFETCH(QString, text);
+        QFETCH(QString, encoding);
+        QFETCH(QString, lineEnding);
+        QFETCH(bool, sameBytes);
+
+        const QString path = m_dir.filePath(QStringLiteral("script.mel"));
+        QVERIFY(put(path, bytes));
+        QString read;
+        TextFileFormat format;
+        TextFileNotes notes;
+        QVERIFY(TextFile::Read(path, utf8Preferred, read, format, &notes));
+        QVERIFY(!read.isNull());
+        QCOMPARE(read, text);
+        if (!encoding.isEmpty())
+            QCOMPARE(format.EncodingName(), encoding);
+        if (!lineEnding.isEmpty())
+            QCOMPARE(format.LineEndingName(), lineEnding);
+        if (!encoding.isEmpty())
+            QCOMPARE(notes.fellBackToLatin1, encoding == QLatin1String("Latin-1"));
+        QCOMPARE(notes.mixedLineEndings, !sameBytes);
+
+        QTextDocument document;
+        document.setPlainText(read);
+        QVERIFY(TextFile::Write(path, TextFile::DocumentText(document), format, &notes));
+        QVERIFY(!notes.encodingChanged);
+        if (sameBytes)
+            QCOMPARE(contents(path), bytes);
+        else
+            QCOMPARE(contents(path), QByteArray("a\r\nb\r\nc\r\n"));
+    }
+
+    // A character Latin-1 cannot hold is not dropped: the file becomes UTF-8 and says so.
+    void textBeyondTheEncodingSwitchesToUtf8()
+    {
+        const QString path = m_dir.filePath(QStringLiteral("old.mel"));
+        QVERIFY(put(path, "a\xE9\r\n"));
+        QString text;
+        TextFileFormat format;
+        QVERIFY(TextFile::Read(path, true, text, format));
+        text += QChar(0x20AC);
+        TextFileNotes notes;
+        QVERIFY(TextFile::Write(path, text, format, &notes));
+        QVERIFY(notes.encodingChanged);
+        QCOMPARE(format.EncodingName(), QStringLiteral("UTF-8"));
+        QCOMPARE(contents(path), QByteArray("a\xC3\xA9\r\n\xE2\x82\xAC"));
+        QString again;
+        QVERIFY(TextFile::Read(path, true, again, format));
+        QCOMPARE(again, text);
+    }
+
+    void probe_data()
+    {
+        QTest::addColumn<QByteArray>("start");
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<bool>("binary");
+        QTest::addColumn<bool>("large");
+        QTest::newRow("script") << QByteArray("print(1)\n") << qint64(9) << false << false;
+        QTest::newRow("NUL near the start") << QByteArray("\x7F" "ELF\x02\x01\x01\0", 8) << qint64(8) << true << false;
+        QTest::newRow("hundreds of MB") << QByteArray("x") << qint64(300) * 1024 * 1024 << true << true;
+    }
+    void probe()
+    {
+        QFETCH(QByteArray, start);
+        QFETCH(qint64, size);
+        QFETCH(bool, binary);
+        QFETCH(bool, large);
+        const QString path = m_dir.filePath(QStringLiteral("probe"));
+        QVERIFY(put(path, start));
+        QVERIFY(QFile::resize(path, size)); // sparse: the tail reads as NUL bytes
+        const TextFileProbe probe = TextFile::Probe(path);
+        QVERIFY(probe.exists);
+        QCOMPARE(probe.size, size);
+        QCOMPARE(probe.looksBinary, binary);
+        QCOMPARE(probe.isLarge(), large);
+        QVERIFY(!TextFile::Probe(m_dir.filePath(QStringLiteral("missing"))).exists);
+    }
+
+    void permissionsAreKept()
+    {
+        const QString path = m_dir.filePath(QStringLiteral("tool.py"));
+        QVERIFY(put(path, "old"));
+        const auto permissions = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                                 QFileDevice::ReadUser | QFileDevice::WriteUser | QFileDevice::ExeUser |
+                                 QFileDevice::ReadGroup;
+        QVERIFY(QFile::setPermissions(path, permissions));
+        TextFileFormat format;
+        QVERIFY(TextFile::Write(path, QStringLiteral("new"), format));
+        QCOMPARE(contents(path), QByteArray("new"));
+        QCOMPARE(QFile::permissions(path), permissions);
+    }
+
+    void symbolicLinkStaysALink()
+    {
+        QVERIFY(QDir(m_dir.path()).mkpath(QStringLiteral("real")));
+        const QString target = m_dir.filePath(QStringLiteral("real/tool.py"));
+        const QString link = m_dir.filePath(QStringLiteral("linked.py"));
+        QVERIFY(put(target, "old"));
+        QCOMPARE(::symlink("real/tool.py", QFile::encodeName(link).constData()), 0); // relative, as users make them
+        TextFileFormat format;
+        QVERIFY(TextFile::Write(link, QStringLiteral("new"), format));
+        QVERIFY(QFileInfo(link).isSymLink());
+        QCOMPARE(contents(target), QByteArray("new"));
+        QCOMPARE(QDir(m_dir.filePath(QStringLiteral("real"))).entryList(QDir::Files), QStringList{"tool.py"});
+    }
+
+    // Refused writes leave the old bytes and no stray copy beside them.
+    void failedWritesKeepTheOldFile_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("read-only folder") << "folder";
+        QTest::newRow("read-only file") << "file";
+        QTest::newRow("disk full half-way") << "limit";
+    }
+    void failedWritesKeepTheOldFile()
+    {
+        QFETCH(QString, how);
+        const QString folder = m_dir.filePath(how);
+        QVERIFY(QDir().mkpath(folder));
+        const QString path = folder + QStringLiteral("/tool.mel");
+        const QByteArray old = QByteArray("print \"old\";\n").repeated(100);
+        QVERIFY(put(path, old));
+        const auto everyone = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther |
+                              QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+        QVERIFY(QFile::setPermissions(m_dir.path(), everyone | QFileDevice::WriteOwner));
+        QVERIFY(QFile::setPermissions(folder, everyone | (how == QLatin1String("folder") ? QFileDevice::Permissions()
+                                                                                         : QFileDevice::WriteOther)));
+        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadOther |
+                                                (how == QLatin1String("file") ? QFileDevice::Permissions()
+                                                                              : QFileDevice::WriteOther)));
+
+        const QString text = QStringLiteral("print \"new\";\n").repeated(1000);
+        TextFileFormat format;
+        QString error;
+        bool written = true;
+        if (how == QLatin1String("limit")) {
+            FileSizeLimit limit(4096);
+            written = TextFile::Write(path, text, format, nullptr, &error);
+        } else {
+            Unprivileged user;
+            written = TextFile::Write(path, text, format, nullptr, &error);
+        }
+        QVERIFY(!written);
+        QVERIFY(!error.isEmpty());
+        QCOMPARE(contents(path), old);
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.mel"});
+        QFile::setPermissions(folder, everyone | QFileDevice::WriteOwner);
+    }
+
+    // Saving replaces the file, which drops it from the system's watch; the editor keeps
+    // following the path, so another program's later change still reaches it.
+    void watcherFollowsThePathAfterASave()
+    {
+        const QString path = m_dir.filePath(QStringLiteral("watched.py"));
+        QVERIFY(put(path, "a = 1\n"));
+        CodeEditor editor(LANGUAGE_PYTHON, path);
+        QSignalSpy changed(&editor, &CodeEditor::FileChanged);
+        TextFileFormat format;
+        QVERIFY(TextFile::Write(path, QStringLiteral("a = 2\n"), format));
+        QVERIFY(changed.wait(3000));
+        QTest::qWait(100);
+        changed.clear();
+        QVERIFY(put(path, "a = 3\n"));
+        QVERIFY(changed.wait(3000));
+        QCOMPARE(changed.first().first().toString(), path);
+    }
+
+private:
+    QTemporaryDir m_dir;
+};
+
+KE2_TEST_CLASS(TextFileTest)
+
+#include "test_text_file.moc"
