@@ -46,12 +46,17 @@ WorkspaceView::WorkspaceView(QWidget *parent)
     headerLayout->setSpacing(0);
     m_title = new QLabel(m_header);
     headerLayout->addWidget(m_title, 1);
-    QToolButton *newFile = makeToolButton(m_header, tr("New File"), QStringLiteral("new_file.png"));
-    QToolButton *newFolder = makeToolButton(m_header, tr("New Folder"), QStringLiteral("new_folder.png"));
-    QToolButton *refresh = makeToolButton(m_header, tr("Refresh"), QStringLiteral("refresh.png"));
-    QToolButton *collapse = makeToolButton(m_header, tr("Collapse All"), QStringLiteral("collapse.png"));
+    m_buttons = new QWidget(m_header);
+    auto *buttonLayout = new QHBoxLayout(m_buttons);
+    buttonLayout->setContentsMargins(0, 0, 0, 0);
+    buttonLayout->setSpacing(0);
+    QToolButton *newFile = makeToolButton(m_buttons, tr("New File"), QStringLiteral("new_file.png"));
+    QToolButton *newFolder = makeToolButton(m_buttons, tr("New Folder"), QStringLiteral("new_folder.png"));
+    QToolButton *refresh = makeToolButton(m_buttons, tr("Refresh"), QStringLiteral("refresh.png"));
+    QToolButton *collapse = makeToolButton(m_buttons, tr("Collapse All"), QStringLiteral("collapse.png"));
     for (QToolButton *button : {newFile, newFolder, refresh, collapse})
-        headerLayout->addWidget(button);
+        buttonLayout->addWidget(button);
+    headerLayout->addWidget(m_buttons);
 
     m_busy = new QProgressBar(this);
     m_busy->setRange(0, 0); // no end known: a moving bar
@@ -109,8 +114,19 @@ QString WorkspaceView::Title() const
 
 void WorkspaceView::UpdateTitle()
 {
-    m_title->setText(Title());
+    const QString title = Title();
     m_title->setToolTip(QDir::toNativeSeparators(m_workspacePath));
+    if (m_title->text() == title)
+        return;
+    m_title->setText(title);
+    emit TitleChanged(title);
+}
+
+void WorkspaceView::SetTitleVisible(bool visible)
+{
+    m_title->setVisible(visible);
+    // Without its title the row only held the buttons, which have moved elsewhere.
+    m_header->setVisible(visible || m_buttons->parentWidget() == m_header);
 }
 
 bool WorkspaceView::LoadWorkspace(const QString &path)

@@ -20,8 +20,10 @@ public:
     explicit WorkspaceView(QWidget *parent = nullptr);
 
     WorkspaceTreeWidget *Tree() const { return m_tree; }
-    // The header row (title and buttons); a side-bar section may take it into its own header.
-    QWidget *HeaderWidget() const { return m_header; }
+    // The header row's buttons; a side-bar section may take them into its own header (and
+    // show the title itself: see `SetTitleVisible` and `TitleChanged`).
+    QWidget *HeaderWidget() const { return m_buttons; }
+    void SetTitleVisible(bool visible);
     QProgressBar *BusyIndicator() const { return m_busy; }
 
     // "EXPLORER: " before the workspace name when the view stands for the whole explorer (its
@@ -62,12 +64,14 @@ signals:
     void FileAdded();
     void WorkspaceItemDeleted(const QString &path, bool isFolder);
     void WorkspaceModified();
+    void TitleChanged(const QString &title);
 
 private:
     void UpdateTitle();
     void ConnectSaving(bool on);
 
     QWidget *m_header = nullptr;
+    QWidget *m_buttons = nullptr;
     QLabel *m_title = nullptr;
     QProgressBar *m_busy = nullptr;
     WorkspaceTreeWidget *m_tree = nullptr;
