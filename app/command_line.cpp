@@ -5,6 +5,14 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#ifdef Q_OS_UNIX
+#include <sys/stat.h>
+#endif
+
 namespace ke2 {
 
 CommandLine CommandLine::parse(const QStringList &arguments)
@@ -33,7 +41,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             if (i + 1 >= arguments.size() || arguments.at(i + 1).isEmpty())
                 return refuse(QStringLiteral("%1 needs a file name").arg(argument));
             line.mode = run ? Mode::Run : Mode::Screenshot;
-            line.path = arguments.at(++i);
+            line.pathArgument = ++i;
+            line.path = arguments.at(i);
             continue;
         }
         return refuse(QStringLiteral("unknown argument '%1'").arg(argument));
@@ -64,36 +73,81 @@ QString CommandLine::versionText()
     return QStringLiteral("kestrel-editor 2.3.4");
 }
 
-int runScriptFile(PythonHost &host, const QString &path,
+namespace {
+
+// The whole file, or a reason for `--run`'s "bad input" status.
+bool readWholeFile(const QByteArray &nativePath, QByteArray &data, QString &why)
+{
+    const QString shown = QFile::decodeName(nativePath);
+#ifdef Q_OS_UNIX
+    struct stat status = {};
+    if (::stat(nativePath.constData(), &status) != 0) {
+        why = errno == ENOENT ? QStringLiteral("kestrel-editor: %1: no such file").arg(shown)
+                              : QStringLiteral("kestrel-editor: %1: cannot be read (%2)").arg(shown, QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    if (S_ISDIR(status.st_mode)) {
+        why = QStringLiteral("kestrel-editor: %1: is a directory").arg(shown);
+        return false;
+    }
+    FILE *file = std::fopen(nativePath.constData(), "rb");
+    if (!file) {
+        why = QStringLiteral("kestrel-editor: %1: cannot be read (%2)").arg(shown, QString::fromLocal8Bit(std::strerror(errno)));
+        return false;
+    }
+    char buffer[65536];
+    size_t count = 0;
+    while ((count = std::fread(buffer, 1, sizeof buffer, file)) > 0)
+        data.append(buffer, static_cast<int>(count));
+    const bool failed = std::ferror(file) != 0;
+    std::fclose(file);
+    if (failed) {
+        why = QStringLiteral("kestrel-editor: %1: cannot be read").arg(shown);
+        return false;
+    }
+    return true;
+#else
+    const QFileInfo info(shown);
+    if (!info.exists()) {
+        why = QStringLiteral("kestrel-editor: %1: no such file").arg(shown);
+        return false;
+    }
+    if (info.isDir()) {
+        why = QStringLiteral("kestrel-editor: %1: is a directory").arg(shown);
+        return false;
+    }
+    QFile file(shown);
+    if (!file.open(QIODevice::ReadOnly)) {
+        why = QStringLiteral("kestrel-editor: %1: cannot be read (%2)").arg(shown, file.errorString());
+        return false;
+    }
+    data = file.readAll();
+    return true;
+#endif
+}
+
+} // namespace
+
+int runScriptFile(PythonHost &host, const QByteArray &nativePath,
                   const std::function<void(const QString &)> &write,
                   const std::function<void(const QString &)> &fail)
 {
-    const QFileInfo info(path);
-    if (!info.exists()) {
-        fail(QStringLiteral("kestrel-editor: %1: no such file").arg(path));
+    QByteArray source;
+    QString why;
+    if (!readWholeFile(nativePath, source, why)) {
+        fail(why);
         return RunBadInput;
     }
-    if (info.isDir()) {
-        fail(QStringLiteral("kestrel-editor: %1: is a directory").arg(path));
-        return RunBadInput;
-    }
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        fail(QStringLiteral("kestrel-editor: %1: cannot be read (%2)").arg(path, file.errorString()));
-        return RunBadInput;
-    }
-    const QString text = QString::fromUtf8(file.readAll());
-    file.close();
-
     host.output().setReceiver(write);
-    const int errorsBefore = host.errorCount();
-    if (info.suffix().compare(QLatin1String("mel"), Qt::CaseInsensitive) == 0)
-        host.executeMelOnIdle(text, true);
+    const int failedBefore = host.failedRuns();
+    if (QFileInfo(QFile::decodeName(nativePath)).suffix().compare(QLatin1String("mel"), Qt::CaseInsensitive) == 0)
+        host.executeMelOnIdle(QString::fromUtf8(source.constData(), source.size()), true);
     else
-        host.executePythonOnIdle(text, true);
+        host.executePythonFileOnIdle(source, nativePath, true);
     host.drainIdleQueue();
-    host.output().setReceiver(nullptr);
-    return host.errorCount() > errorsBefore ? RunReportedError : RunSucceeded;
+    const bool failed = host.failedRuns() > failedBefore;
+    host.finalize();
+    return failed ? RunReportedError : RunSucceeded;
 }
 
 } // namespace ke2

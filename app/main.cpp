@@ -1,27 +1,60 @@
+#include "app/close_wait.h"
 #include "app/command_line.h"
 #include "app/python_host.h"
 #include "shell/editor_session.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QTimer>
 #include <QtGui/QPixmap>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QWidget>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
-void writeTo(FILE *stream, const QString &text)
-{
-    const QByteArray bytes = text.toUtf8();
-    std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), stream);
-    std::fflush(stream);
-}
+// One of the process's standard streams. Standard output is buffered as python3's is (by
+// lines on a terminal, in blocks otherwise); a failed write is remembered, so that output lost
+// to a full disk or a closed pipe changes the exit status instead of passing unnoticed.
+class OutputFile {
+public:
+    OutputFile(FILE *file, OutputFile *before = nullptr) : m_file(file), m_before(before) {}
+
+    void write(const QString &text)
+    {
+        if (m_before)
+            m_before->flush(); // the two streams interleave as written
+        const QByteArray bytes = text.toUtf8();
+        if (m_error == 0
+            && std::fwrite(bytes.constData(), 1, static_cast<size_t>(bytes.size()), m_file) != static_cast<size_t>(bytes.size()))
+            m_error = errno ? errno : EIO;
+        if (m_before)
+            flush();
+    }
+    bool flush()
+    {
+        if (std::fflush(m_file) != 0 && m_error == 0)
+            m_error = errno ? errno : EIO;
+        return m_error == 0;
+    }
+    QString errorText() const { return QString::fromLocal8Bit(std::strerror(m_error)); }
+
+private:
+    FILE *m_file;
+    OutputFile *m_before;
+    int m_error = 0;
+};
 
 } // namespace
 
 int main(int argc, char **argv)
 {
+    OutputFile out(stdout);
+    OutputFile err(stderr, &out);
+    auto toErr = [&err](const QString &text) { err.write(text); };
+
     QStringList arguments;
     for (int i = 1; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
@@ -29,13 +62,13 @@ int main(int argc, char **argv)
 
     switch (line.mode) {
     case ke2::CommandLine::Mode::Help:
-        writeTo(stdout, ke2::CommandLine::usage());
-        return 0;
+        out.write(ke2::CommandLine::usage());
+        return out.flush() ? 0 : 1;
     case ke2::CommandLine::Mode::Version:
-        writeTo(stdout, ke2::CommandLine::versionText() + QLatin1Char('\n'));
-        return 0;
+        out.write(ke2::CommandLine::versionText() + QLatin1Char('\n'));
+        return out.flush() ? 0 : 1;
     case ke2::CommandLine::Mode::Invalid:
-        writeTo(stderr, QStringLiteral("kestrel-editor: %1\nTry 'kestrel-editor --help'.\n").arg(line.error));
+        toErr(QStringLiteral("kestrel-editor: %1\nTry 'kestrel-editor --help'.\n").arg(line.error));
         return ke2::RunBadInput;
     default:
         break;
@@ -49,32 +82,52 @@ int main(int argc, char **argv)
     QApplication::setApplicationVersion(QStringLiteral("2.3.4"));
 
     // The same start-up as inside Maya: the helpers are loaded, so a script run with --run can
-    // call them as it would there.
+    // call them as it would there. What start-up says waits in the host's output until there is
+    // somewhere to show it: standard error for --run, the output panel in the window.
     ke2::PythonHost host;
     ke2::EditorSession &session = ke2::EditorSession::instance();
     session.startUp(host);
 
     int code = 0;
+    bool waitForThreads = true;
+    ke2::CloseWait closeWait(host);
     if (line.mode == ke2::CommandLine::Mode::Run) {
+        host.output().setReceiver(toErr);
+        host.catchTerminalInterrupt();
+        host.setFlushHandler([&out] { out.flush(); });
+        // The file name's own bytes: a name that is not valid text still names the file.
+        const QByteArray path = line.pathArgument >= 0 && line.pathArgument + 1 < argc
+                                    ? QByteArray(argv[line.pathArgument + 1])
+                                    : QFile::encodeName(line.path);
         code = ke2::runScriptFile(
-            host, line.path, [](const QString &text) { writeTo(stdout, text); },
-            [](const QString &text) { writeTo(stderr, text + QLatin1Char('\n')); });
+            host, path, [&out](const QString &text) { out.write(text); },
+            [&toErr](const QString &text) { toErr(text + QLatin1Char('\n')); });
     } else if (!session.show()) {
-        writeTo(stderr, QStringLiteral("kestrel-editor: the window could not be created.\n"));
+        toErr(QStringLiteral("kestrel-editor: the window could not be created.\n"));
         code = 1;
     } else if (line.mode == ke2::CommandLine::Mode::Screenshot) {
         // Taken once the event loop has laid the window out and painted it.
         QTimer::singleShot(0, &app, [&] {
             if (!session.window()->grab().save(line.path)) {
-                writeTo(stderr, QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
+                toErr(QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
                 code = 1;
             }
             QCoreApplication::quit();
         });
         app.exec();
     } else {
+        closeWait.watch(session.window());
         code = app.exec();
+        waitForThreads = !closeWait.cutShort();
     }
     session.shutDown();
+    // Whatever is said from here on (at-exit handlers, the last threads) goes to the terminal.
+    host.output().setReceiver(toErr);
+    host.finalize(waitForThreads);
+    if (!out.flush()) {
+        toErr(QStringLiteral("kestrel-editor: the output could not be written: %1\n").arg(out.errorText()));
+        if (code == 0)
+            code = 1;
+    }
     return code;
 }

@@ -2,13 +2,11 @@
 
 #include "plugin/host.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QObject>
 #include <QtCore/QQueue>
 #include <QtCore/QTimer>
-
-#include <memory>
-
-class QSettings;
+#include <QtCore/QVariant>
 
 namespace ke2 {
 
@@ -17,8 +15,10 @@ namespace ke2 {
 // callback. The few MEL queries the editor sends are answered natively; other MEL fails, because
 // MEL needs a Maya session.
 //
-// The interpreter is process-wide and lives until the process ends; one PythonHost is active at a
-// time and owns the streams while it lives.
+// The interpreter is process-wide and lives until finalize() ends it the way python3 ends; one
+// PythonHost is active at a time and owns the streams while it lives. The script's own threads
+// may print at any time: their output is queued and delivered on the thread that owns the host,
+// in the order it was written, before the run that printed it counts as finished.
 class PythonHost : public QObject, public Host {
     Q_OBJECT
 public:
@@ -40,8 +40,30 @@ public:
     void drainIdleQueue();
     bool hasPendingIdleCommands() const { return !m_idle.isEmpty(); }
 
-    // Error messages delivered since construction (what `--run` turns into its exit code).
+    // Error messages delivered since construction.
     int errorCount() const { return m_errorCount; }
+    // Runs that ended in an uncaught exception (or MEL that could not run): `--run`'s exit code.
+    int failedRuns() const { return m_failedRuns; }
+
+    // Runs a script file's bytes as `python3 FILE` reads them: a byte order mark or coding line
+    // decides the encoding and a NUL byte is a SyntaxError. With `nativePath`, `sys.argv`,
+    // `__file__` and the first import folder name the file.
+    void executePythonFileOnIdle(const QByteArray &source, const QByteArray &nativePath = QByteArray(),
+                                 bool displayEnabled = true);
+
+    // The script's threads that the interpreter waits for at exit and that are still running.
+    // `interrupted` (optional) is set when an interrupt was requested meanwhile.
+    QStringList runningScriptThreads(bool *interrupted = nullptr);
+    // Waits, delivering their output, until those threads end (true), `milliseconds` pass
+    // (negative: no limit) or an interrupt is requested.
+    bool waitForScriptThreads(int milliseconds);
+    // Ends the interpreter as python3 ends: waits for the script's threads (unless told not to,
+    // or interrupted), runs the at-exit handlers and closes what the script left open; their
+    // output is delivered even after removeCallbacks(). Once per process; nothing runs after it.
+    bool finalize(bool waitForThreads = true);
+    bool isFinalized() const;
+    // Ctrl+C in the terminal raises KeyboardInterrupt in the running script, as in python3.
+    void catchTerminalInterrupt();
 
     bool executeMel(const QString &command) override;
     bool executeMelString(const QString &command, QString &result) override;
@@ -74,17 +96,42 @@ public:
     bool addCallbacks(QuitCallback onQuit) override;
     bool removeCallbacks() override;
 
-    // Entry for the interpreter's streams and the runner; `type` is a MessageType number.
+    // Entry for the interpreter's streams and the runner on the host's thread; `type` is a
+    // MessageType number. Output queued by other threads is delivered first.
     void emitMessage(const QString &text, int type);
+    // Delivers what the script's other threads have written so far.
+    void deliverThreadOutput();
+    // What a script's flush() does beyond delivering: `--run` pushes its standard output out.
+    void setFlushHandler(std::function<void()> handler) { m_flush = std::move(handler); }
+    void flushOutput()
+    {
+        if (m_flush)
+            m_flush();
+    }
+
+signals:
+    // A run from the idle queue has ended and all its output so far has been delivered.
+    void runFinished(bool failed);
 
 private:
     struct IdleCommand {
         bool mel;
         QString text;
         bool display;
+        QByteArray source; // a file's bytes (null for console text)
+        QByteArray path;
     };
+    enum class Callbacks { NotYetInstalled, Installed, Removed };
+
+    static void setActive(PythonHost *host);
+    void deliverNow(const QString &text, int type);
+    void echo(const QString &text);
     void runNextIdle();
     void runIdleCommand(const IdleCommand &command);
+    void finishRun(bool failed);
+    [[noreturn]] void endForkedChild(bool failed);
+    QString optionVarsPath() const;
+    void readOptionVars();
     // Evaluates an expression (or runs statements) for a typed result; nothing is printed on
     // failure. `value` receives a new reference to the result, or null for statements.
     bool evaluate(const QString &source, void **value);
@@ -92,13 +139,18 @@ private:
     bool answerMel(const QString &command, QVariant &answer);
 
     QString m_prefsRoot;
-    std::unique_ptr<QSettings> m_optionVars;
+    QHash<QString, QVariant> m_optionVars;
+    bool m_optionVarsWritable = true;
     QQueue<IdleCommand> m_idle;
     QTimer m_idleTimer;
+    std::function<void()> m_flush;
     QuitCallback m_onQuit;
     QMetaObject::Connection m_quitConnection;
-    bool m_callbacksInstalled = false;
+    Callbacks m_callbacks = Callbacks::NotYetInstalled;
+    bool m_finalizing = false;
+    bool m_deliveringThreadOutput = false;
     int m_errorCount = 0;
+    int m_failedRuns = 0;
 };
 
 } // namespace ke2

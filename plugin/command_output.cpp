@@ -27,10 +27,26 @@ std::optional<QString> OutputFramer::frame(const QString &text, int type, bool m
     }
 }
 
+void CommandOutput::setReceiver(Receiver receiver)
+{
+    m_receiver = std::move(receiver);
+    if (!m_receiver)
+        return;
+    std::vector<Kept> kept;
+    kept.swap(m_kept);
+    for (const Kept &message : kept)
+        deliver(message.text, message.type);
+}
+
 void CommandOutput::deliver(const QString &text, int type)
 {
-    if (m_quiet || !m_receiver)
+    if (m_quiet)
         return;
+    if (!m_receiver) {
+        if (m_keepUntilReceiver)
+            m_kept.push_back({text, type});
+        return;
+    }
     std::optional<QString> line = m_framer.frame(text, type, m_minimalTrace);
     if (!line)
         return;

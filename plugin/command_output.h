@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <optional>
+#include <vector>
 
 namespace ke2 {
 
@@ -40,9 +41,14 @@ class CommandOutput {
 public:
     using Receiver = std::function<void(const QString &text)>;
 
-    // No receiver means the window does not exist yet: messages are ignored.
-    void setReceiver(Receiver receiver) { m_receiver = std::move(receiver); }
+    // No receiver means the window does not exist yet: messages are ignored, or kept when
+    // keepUntilReceiver is set. A new receiver first gets what was kept, in order.
+    void setReceiver(Receiver receiver);
     bool hasReceiver() const { return static_cast<bool>(m_receiver); }
+
+    // For a host whose start-up messages have no other place to go (the standalone program):
+    // nothing it says before a receiver exists is lost.
+    void setKeepUntilReceiver(bool on) { m_keepUntilReceiver = on; }
 
     // Mirrors the `outputMinimalTrace` setting.
     void setMinimalTrace(bool on) { m_minimalTrace = on; }
@@ -76,8 +82,15 @@ public:
     QString commentPrefix() const { return m_framer.commentPrefix(); }
 
 private:
+    struct Kept {
+        QString text;
+        int type;
+    };
+
     OutputFramer m_framer;
     Receiver m_receiver;
+    std::vector<Kept> m_kept;
+    bool m_keepUntilReceiver = false;
     bool m_minimalTrace = false;
     bool m_discard = false;
     bool m_quiet = false;

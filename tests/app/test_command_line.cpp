@@ -6,6 +6,9 @@
 #include <QtGui/QImage>
 #include <QtTest/QTest>
 
+#include <csignal>
+#include <functional>
+
 using ke2::CommandLine;
 
 // The program as a user runs it: a real process, its output and its exit status.
@@ -18,13 +21,16 @@ class CommandLineTest : public QObject {
         int exitCode = -1;
         QString out, err;
     };
-    Result launch(const QStringList &arguments)
+    Result launch(const QStringList &arguments, const QString &prefs = QString(),
+                  const std::function<void(QProcess &)> &meanwhile = {})
     {
         QProcess process;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("KE2_PREFS_DIR", m_dir.path() + "/prefs");
+        environment.insert("KE2_PREFS_DIR", prefs.isEmpty() ? m_dir.path() + "/prefs" : prefs);
         process.setProcessEnvironment(environment);
         process.start(KE2_EDITOR_BINARY, arguments);
+        if (meanwhile)
+            meanwhile(process);
         if (!process.waitForFinished(60000))
             return {};
         return {process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1,
@@ -99,6 +105,50 @@ private slots:
         QCOMPARE(result.out, out);
         QCOMPARE(result.exitCode, exitCode);
         QVERIFY2(result.err.contains(err), qPrintable(result.err));
+    }
+
+    QString script(const QString &name, const QByteArray &text)
+    {
+        QFile file(m_dir.filePath(name));
+        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
+            return QString();
+        return file.fileName();
+    }
+
+    // Start-up failures reach standard error, framed, before the script runs.
+    void startUpMessagesOnStandardError()
+    {
+        const Result result = launch({"--run", script("ok.py", "print('ran')")}, "/proc/nonexistent/prefs");
+        QCOMPARE(result.out, QString("print('ran')\nran\n"));
+        QVERIFY2(result.err.contains("// Error: [KestrelEditor2] Failed to create user config directory //\n"),
+                 qPrintable(result.err));
+        QCOMPARE(result.exitCode, 0);
+    }
+
+    void outputThatCannotBeWrittenFails()
+    {
+        QProcess process;
+        process.setStandardOutputFile("/dev/full");
+        process.start(KE2_EDITOR_BINARY, {"--run", script("out.py", "print('x' * 100000)")});
+        QVERIFY(process.waitForFinished(60000));
+        QCOMPARE(process.exitCode(), 1);
+        QVERIFY(process.readAllStandardError().contains("the output could not be written: No space left on device"));
+    }
+
+    // Ctrl+C in the terminal: KeyboardInterrupt in the script, its finally blocks run.
+    void interruptFromTheTerminal()
+    {
+        const QString path = script("loop.py", "import time\nprint('started', flush=True)\ntry:\n"
+                                               "    while True:\n        time.sleep(0.01)\n"
+                                               "finally:\n    open(__file__ + '.finally', 'w').write('ran')\n");
+        const Result result = launch({"--run", path}, QString(), [](QProcess &process) {
+            QByteArray seen;
+            QTRY_VERIFY((seen += process.readAllStandardOutput()).contains("started\n"));
+            ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+        });
+        QCOMPARE(result.exitCode, 1);
+        QVERIFY2(result.out.endsWith("# Error: KeyboardInterrupt: file <maya console> line 5:  #\n"), qPrintable(result.out));
+        QVERIFY(QFile::exists(path + ".finally"));
     }
 
     void screenshotAndHelp()

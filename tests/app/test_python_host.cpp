@@ -1,8 +1,14 @@
+#include "app/close_wait.h"
 #include "app/python_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QRegularExpression>
+#include <QtGui/QGuiApplication>
 #include <QtTest/QTest>
+#include <QtWidgets/QWidget>
+
+#include <sys/stat.h>
 
 using ke2::PythonHost;
 
@@ -106,8 +112,101 @@ private slots:
         QCOMPARE(run("print('lost')"), QString());
         m_host->addCallbacks(nullptr);
         QCOMPARE(run("print('found')", false), QString("found\n"));
-        run("import threading\nt = threading.Thread(target=lambda: print('from thread'))\nt.start()\nt.join()");
-        QTRY_VERIFY(m_lines.contains("from thread"));
+    }
+
+    // Other threads' output reaches the receiver on this thread, in the order it was written,
+    // before the run that printed it counts as finished.
+    void threadOutputInOrderBeforeFinished()
+    {
+        QStringList atFinish;
+        connect(m_host.get(), &PythonHost::runFinished, this, [&] { atFinish = m_lines; });
+        const QString out = run("import threading, sys\n"
+                                "def work():\n"
+                                "    for i in range(3000):\n"
+                                "        print('t%d' % i)\n"
+                                "    sys.stderr.write('half')\n"
+                                "print('before')\n"
+                                "t = threading.Thread(target=work)\n"
+                                "t.start(); t.join()\n"
+                                "sys.stderr.write(' line\\n')\n"
+                                "print('after')",
+                                false);
+        QStringList expected{"before"};
+        for (int i = 0; i < 3000; ++i)
+            expected.append(QString("t%1").arg(i));
+        expected += QStringList{"# Error: half line #", "after", ""};
+        QCOMPARE(out.split('\n'), expected);
+        QCOMPARE(atFinish.join(QString()), out);
+        // Output of a thread that outlives the run keeps arriving through the event loop.
+        run("import threading, time\nthreading.Thread(target=lambda: (time.sleep(0.2), print('later'))).start()", false);
+        QTRY_COMPARE(m_lines.join(QString()), QString("later\n"));
+    }
+
+    // Threads writing to stderr at once never tear or lose each other's lines.
+    void concurrentErrorLinesStayWhole()
+    {
+        const QString out = run("import threading, sys\n"
+                                "def work(n):\n"
+                                "    for i in range(2000):\n"
+                                "        sys.stderr.write('%d-%d-' % (n, i) + 'x' * 50 + '\\n')\n"
+                                "ts = [threading.Thread(target=work, args=(n,)) for n in range(4)]\n"
+                                "[t.start() for t in ts]; [t.join() for t in ts]",
+                                false);
+        const QStringList lines = out.split('\n', Qt::SkipEmptyParts);
+        QCOMPARE(lines.size(), 8000);
+        static const QRegularExpression whole("^// Error: \\d-\\d+-x{50} //$");
+        for (const QString &line : lines)
+            QVERIFY2(whole.match(line).hasMatch(), qPrintable(line));
+    }
+
+    // What the host says before anything receives output is kept for the first receiver.
+    void startUpMessagesWaitForAReceiver()
+    {
+        ke2::test::TempPrefs prefs;
+        QVERIFY(mkfifo(QFile::encodeName(prefs.root() + "/optionVars.ini").constData(), 0600) == 0);
+        m_host.reset();
+        m_host = std::make_unique<PythonHost>(prefs.root()); // reading the FIFO would block for ever
+        m_host->displayError("first");
+        QStringList received;
+        m_host->output().setReceiver([&received](const QString &text) { received.append(text); });
+        QCOMPARE(received.size(), 2);
+        QVERIFY2(received[0].startsWith("// Warning: ") && received[0].contains("optionVars.ini is not a regular file"),
+                 qPrintable(received[0]));
+        QCOMPARE(received[1], QString("// Error: first //\n"));
+        m_host->setOptionVarInt("echoAllLines", 1); // kept for the session, the FIFO left alone
+        QCOMPARE(m_host->optionVarInt("echoAllLines"), 1);
+        QVERIFY(QFileInfo(prefs.root() + "/optionVars.ini").isFile() == false);
+    }
+
+    void closeWaitsForScriptThreads()
+    {
+        QWidget window;
+        window.show();
+        ke2::CloseWait wait(*m_host);
+        wait.watch(&window);
+        QVERIFY(window.close()); // nothing running: closes at once
+        window.show();
+        run("import threading\nrelease = threading.Event()\n"
+            "threading.Thread(target=release.wait, name='worker').start()\n"
+            "threading.Thread(target=release.wait, daemon=True).start()",
+            false);
+        QVERIFY(!window.close());
+        QVERIFY(window.isVisible() && wait.isWaiting());
+        QCOMPARE(m_lines.last(), "// Warning: " + ke2::CloseWait::waitingMessage({"worker"}) + " //\n");
+        QVERIFY(QGuiApplication::overrideCursor());
+        QVERIFY(m_host->executePython("release.set()"));
+        QTRY_VERIFY(!window.isVisible()); // closed by itself once the thread ended
+        QVERIFY(!wait.isWaiting() && !wait.cutShort() && !QGuiApplication::overrideCursor());
+
+        // A second close request stops waiting.
+        window.show();
+        run("stuck = threading.Event()\nthreading.Thread(target=stuck.wait).start()", false);
+        QVERIFY(!window.close());
+        QVERIFY(window.close());
+        QVERIFY(wait.cutShort() && !QGuiApplication::overrideCursor());
+        QCOMPARE(m_host->runningScriptThreads().size(), 1);
+        QVERIFY(m_host->executePython("stuck.set()"));
+        QTRY_VERIFY(m_host->runningScriptThreads().isEmpty());
     }
 
     void idleCommandsWaitForTheEventLoopAndKeepOrder()

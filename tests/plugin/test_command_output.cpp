@@ -26,6 +26,29 @@ private slots:
         output.deliver("gone", MessageType::Error);
         QCOMPARE(received, (QStringList{"shown\n", QString()}));
     }
+
+    // The standalone program's start-up messages come before anything can show them.
+    void keptUntilReceiver()
+    {
+        CommandOutput output;
+        output.setKeepUntilReceiver(true);
+        output.deliver("no folder", MessageType::Error);
+        {
+            CommandOutput::QuietScope quiet(output);
+            output.deliver("internal", MessageType::Error);
+        }
+        output.deliver("print(1)\n", MessageType::History);
+        output.deliver("late", MessageType::Warning);
+        QStringList received;
+        output.setReceiver([&received](const QString &text) { received.append(text); });
+        output.deliver("now", MessageType::Info);
+        // Framed as they would have been on arrival, and each delivered once.
+        QCOMPARE(received, (QStringList{"// Error: no folder //\n", "print(1)\n", "# Warning: late #\n", "# now #\n"}));
+        output.setReceiver(nullptr);
+        output.deliver("after", MessageType::Error);
+        output.setReceiver([&received](const QString &text) { received.append(text); });
+        QCOMPARE(received.last(), QString("# Error: after #\n"));
+    }
 };
 
 KE2_TEST_CLASS(CommandOutputTest)

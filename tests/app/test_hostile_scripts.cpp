@@ -1,0 +1,201 @@
+#include "tests/support/test_registry.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QDirIterator>
+#include <QtCore/QProcess>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QTest>
+
+// Scripts that real users write, each run by `kestrel-editor --run` and by `python3`, the oracle:
+// the files left behind, the exit status (zero or not), standard output and the errors must
+// agree. Our output is the output panel's text: the echoed script first, errors and warnings
+// framed as "# Error: ... #" lines in standard output, and text rather than bytes (invalid UTF-8
+// shows as U+FFFD, so both sides are compared as decoded text).
+class HostileScriptsTest : public QObject {
+    Q_OBJECT
+
+    enum Compare { Files = 1, Status = 2, Output = 4, Errors = 8, All = 15 };
+
+    struct Outcome {
+        bool finished = false;
+        int exitCode = -1;
+        QString out;
+        QStringList errors;
+        QStringList files; // "path: content"
+    };
+
+    // Runs `command` in a fresh folder holding the script under `name` (printf escapes allowed,
+    // so a name need not be valid text).
+    static Outcome launch(const QString &program, const QStringList &before, const QByteArray &name,
+                          const QByteArray &script)
+    {
+        Outcome outcome;
+        QTemporaryDir dir;
+        QProcess shell;
+        shell.setWorkingDirectory(dir.path());
+        shell.start("/bin/sh", QStringList{"-c", "name=\"$(printf \"$2\")\" && printf \"$1\" > \"$name\" && shift 2 "
+                                                 "&& exec \"$@\" \"$name\"",
+                                           "sh", QString::fromLatin1(escaped(script)), QString::fromLatin1(name), program}
+                                   + before);
+        shell.closeWriteChannel(); // input() meets the end of its input, as with python3 < /dev/null
+        outcome.finished = shell.waitForFinished(120000);
+        outcome.exitCode = shell.exitStatus() == QProcess::NormalExit ? shell.exitCode() : -1;
+        outcome.out = text(shell.readAllStandardOutput());
+        outcome.errors = errorLines(text(shell.readAllStandardError()));
+        QDirIterator it(dir.path(), QDir::Files | QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            QFile file(path);
+            file.open(QIODevice::ReadOnly);
+            outcome.files.append(QDir(dir.path()).relativeFilePath(path) + ": " + text(file.readAll()));
+        }
+        outcome.files.sort();
+        return outcome;
+    }
+
+    // All of it: Qt 5's QByteArray overload stops at a NUL byte.
+    static QString text(const QByteArray &bytes) { return QString::fromUtf8(bytes.constData(), bytes.size()); }
+
+    // Every byte as an octal escape, for printf.
+    static QByteArray escaped(const QByteArray &bytes)
+    {
+        QByteArray text;
+        for (const char c : bytes)
+            text += '\\' + QByteArray::number(static_cast<uchar>(c), 8).rightJustified(3, '0');
+        return text;
+    }
+
+    // python3's standard error, tracebacks reduced to their last line ("Type: message").
+    static QStringList errorLines(const QString &text)
+    {
+        QStringList lines;
+        for (const QString &line : text.split('\n')) {
+            if (line.isEmpty() || line.startsWith(' ') || line == "Traceback (most recent call last):"
+                || line.startsWith("QStandardPaths: "))
+                continue;
+            lines.append(line);
+        }
+        return lines;
+    }
+
+    // Ours: the echo removed, framed lines taken out as errors, the rest is standard output.
+    static void unframe(Outcome &ours, const QString &echo)
+    {
+        static const QRegularExpression framed("^# (Error|Warning|Result): (.*) #$");
+        static const QRegularExpression located("^(\\w+): file <maya console> line \\d+: ");
+        QString out = ours.out.startsWith(echo) ? ours.out.mid(echo.size()) : "<no echo>" + ours.out;
+        QStringList display, errors;
+        for (const QString &line : out.split('\n')) {
+            const QRegularExpressionMatch match = framed.match(line);
+            if (!match.hasMatch()) {
+                display.append(line);
+            } else if (match.captured(1) == "Error") {
+                QString error = match.captured(2);
+                error.replace(located, "\\1: ");
+                errors.append(error);
+            }
+        }
+        ours.out = display.join('\n');
+        ours.errors = errorLines(errors.join('\n'));
+    }
+
+private slots:
+    void againstPython_data()
+    {
+        QTest::addColumn<QByteArray>("script");
+        QTest::addColumn<int>("compare");
+        QTest::addColumn<QByteArray>("name");
+        const QByteArray plain = "script.py";
+        QTest::newRow("file left open is written")
+            << QByteArray("f = open('left.txt', 'w')\nf.write('data')\n") << int(All) << plain;
+        QTest::newRow("at-exit handlers run")
+            << QByteArray("import atexit\natexit.register(print, 'bye')\n"
+                          "atexit.register(lambda: open('atexit.txt', 'w').write('ran'))\nprint('main')\n")
+            << int(All) << plain;
+        QTest::newRow("running thread is waited for")
+            << QByteArray("import threading, time\ndef work():\n    time.sleep(0.5)\n    print('late')\n"
+                          "    open('thread.txt', 'w').write('done')\nthreading.Thread(target=work).start()\nprint('main')\n")
+            << int(All) << plain;
+        QTest::newRow("daemon thread ends with the interpreter")
+            << QByteArray("import threading, time\ndef spin():\n    while True:\n        time.sleep(0.01)\n"
+                          "threading.Thread(target=spin, daemon=True).start()\nprint('main')\n")
+            << int(All) << plain;
+        QTest::newRow("temporary directory removed")
+            << QByteArray("import tempfile, os\nd = tempfile.TemporaryDirectory(dir='.')\n"
+                          "open(os.path.join(d.name, 'x'), 'w').write('x')\n")
+            << int(All) << plain;
+        QTest::newRow("closed pipe raises BrokenPipeError")
+            << QByteArray("import subprocess\np = subprocess.Popen(['true'], stdin=subprocess.PIPE)\np.wait()\n"
+                          "try:\n    p.stdin.write(b'x' * 200000)\n    p.stdin.flush()\nexcept BrokenPipeError as e:\n"
+                          "    print('caught', type(e).__name__)\n")
+            << int(All) << plain;
+        QTest::newRow("progress bar on stderr is one line")
+            << QByteArray("import sys\nfor i in range(40000):\n    sys.stderr.write('\\rprogress %d' % i)\n"
+                          "    sys.stderr.flush()\nsys.stderr.write('\\n')\n")
+            << int(All) << plain;
+        QTest::newRow("NUL byte is a syntax error")
+            << QByteArray("print(1)\n\0print(2)\n", 19) << int(All) << plain;
+        QTest::newRow("undecodable bytes in an exception message")
+            << QByteArray("import os\nraise ValueError(os.fsdecode(b'r_\\xff.txt'))\n") << int(All) << plain;
+        QTest::newRow("coding line decides the encoding")
+            << QByteArray("# -*- coding: latin-1 -*-\nprint('caf\xe9')\n") << int(All) << plain;
+        QTest::newRow("forked child ends at the end of the script")
+            << QByteArray("import os\npid = os.fork()\nif pid == 0:\n    print('child')\n    open('child.txt', 'w').write('c')\n"
+                          "else:\n    os.waitpid(pid, 0)\n    print('parent')\n")
+            << int(All) << plain;
+        QTest::newRow("joined thread's lines in order")
+            << QByteArray("import threading, sys\ndef work():\n    for i in range(20000):\n        print(i)\n"
+                          "    sys.stderr.write('thread end\\n')\nprint('first')\nt = threading.Thread(target=work)\n"
+                          "t.start()\nt.join()\nprint('last')\n")
+            << int(All) << plain;
+        QTest::newRow("invalid UTF-8 through stdout.buffer")
+            << QByteArray("import sys\nsys.stdout.buffer.write(b'a\\xffb\\xe2\\x82')\nsys.stdout.buffer.write(b'\\xac\\n')\n")
+            << int(All) << plain;
+        QTest::newRow("stdout replaced by an object that raises")
+            << QByteArray("import sys\nclass Bad:\n    def write(self, s):\n        raise OSError('nope')\n"
+                          "    def flush(self):\n        pass\nsys.stdout = Bad()\nprint('x')\n")
+            << int(All) << plain;
+        QTest::newRow("recursion past the limit")
+            << QByteArray("def r():\n    r()\nr()\n") << int(All) << plain;
+        QTest::newRow("input at the end of input") << QByteArray("print('ask')\ninput()\n") << int(All) << plain;
+        QTest::newRow("script deletes its own file")
+            << QByteArray("import os, sys\nos.remove(sys.argv[0])\nprint(os.path.basename(__file__))\n") << int(All) << plain;
+        QTest::newRow("exception in a thread")
+            << QByteArray("import threading\ndef f():\n    raise ValueError('boom')\nt = threading.Thread(target=f)\n"
+                          "t.start()\nt.join()\nprint('after')\n")
+            << int(All) << plain;
+        QTest::newRow("file name that is not valid text")
+            << QByteArray("import sys\nprint(repr(sys.argv[0]))\n") << int(All) << QByteArray("n\\377me.py");
+        // The editor never lets a script end its host: SystemExit is an error in the window, and
+        // --run reports it the same way.
+        QTest::newRow("sys.exit(0) is reported as an error")
+            << QByteArray("import sys\nprint('x')\nsys.exit(0)\n") << int(Files | Output) << plain;
+    }
+    void againstPython()
+    {
+        QFETCH(QByteArray, script);
+        QFETCH(int, compare);
+        QFETCH(QByteArray, name);
+        Outcome ours = launch(KE2_EDITOR_BINARY, {"--run"}, name, script);
+        const Outcome oracle = launch("python3", {}, name, script);
+        QVERIFY(ours.finished && oracle.finished);
+        QCOMPARE(ours.errors, QStringList()); // nothing of ours goes to standard error
+        QString echo = script.contains("latin-1") ? QString::fromLatin1(script) : text(script);
+        if (!echo.endsWith('\n'))
+            echo += '\n';
+        unframe(ours, echo);
+        if (compare & Files)
+            QCOMPARE(ours.files, oracle.files);
+        if (compare & Status)
+            QCOMPARE(ours.exitCode != 0, oracle.exitCode != 0);
+        if (compare & Output)
+            QCOMPARE(ours.out, oracle.out);
+        if (compare & Errors)
+            QCOMPARE(ours.errors, oracle.errors);
+    }
+};
+
+KE2_TEST_CLASS(HostileScriptsTest)
+#include "test_hostile_scripts.moc"
