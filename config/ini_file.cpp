@@ -1,8 +1,16 @@
 #include "config/ini_file.h"
 
+#include "plugin/host_bridge.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QHash>
+#include <QtCore/QLockFile>
+#include <QtCore/QMap>
 #include <QtCore/QSaveFile>
+#include <QtCore/QSet>
 #include <QtCore/QSettings>
 #include <QtCore/QTemporaryFile>
 
@@ -11,8 +19,6 @@
 
 namespace ke2 {
 namespace {
-
-qint64 g_interruptAfter = -1;
 
 struct Section {
     QByteArray header; // empty for lines before the first header
@@ -26,17 +32,6 @@ QByteArray keyOfLine(const QByteArray &line)
     return (equals < 0 ? line : line.left(equals)).trimmed();
 }
 
-// Copies the current file into the temporary one, byte for byte.
-bool copyInto(const QString &source, const QString &target)
-{
-    QFile in(source);
-    if (!in.open(QIODevice::ReadOnly))
-        return false;
-    const QByteArray data = in.readAll();
-    QFile out(target);
-    return out.open(QIODevice::WriteOnly | QIODevice::Truncate) && out.write(data) == data.size();
-}
-
 // Qt 6 reads and writes INI files as UTF-8; Qt 5 does the same once told, so files move freely
 // between hosts built on either and hand-typed non-ASCII paths read back as typed.
 void useUtf8(QSettings &settings)
@@ -48,14 +43,176 @@ void useUtf8(QSettings &settings)
 #endif
 }
 
+using Values = QMap<QString, QVariant>;
+
+// One logical line of an INI file: a section header, a key, or anything else (blank lines,
+// comments, lines QSettings ignores), with its bytes as they stand.
+struct Line {
+    enum Kind { Other, Header, Key };
+    Kind kind = Other;
+    QByteArray bytes;  // without the line end; continuation lines included
+    QString section;   // the group it belongs to ("" at the top level)
+    QString key;       // Key: the full key as QSettings names it
+};
+
+QVector<Line> splitLines(const QByteArray &text)
+{
+    QVector<Line> lines;
+    QString section;
+    const QList<QByteArray> physical = text.split('\n');
+    for (int i = 0; i < physical.size(); ++i) {
+        QByteArray bytes = physical.at(i);
+        if (i == physical.size() - 1 && bytes.isEmpty())
+            break; // after the last line end
+        // A value ending in a backslash goes on on the next line.
+        while (bytes.endsWith('\\') && i + 1 < physical.size())
+            bytes += '\n' + physical.at(++i);
+        if (bytes.endsWith('\r'))
+            bytes.chop(1);
+        Line line;
+        line.bytes = bytes;
+        const QByteArray trimmed = bytes.trimmed();
+        if (trimmed.startsWith('[')) {
+            const int close = trimmed.indexOf(']');
+            if (close > 0) {
+                section = IniFile::unescapedKey(trimmed.mid(1, close - 1).trimmed());
+                if (section.compare(QLatin1String("general"), Qt::CaseInsensitive) == 0)
+                    section.clear();
+                line.kind = Line::Header;
+            }
+        } else if (!trimmed.startsWith(';') && trimmed.contains('=')) {
+            const QString key = IniFile::unescapedKey(keyOfLine(trimmed));
+            if (!key.isEmpty()) {
+                line.kind = Line::Key;
+                line.key = section.isEmpty() ? key : section + QLatin1Char('/') + key;
+            }
+        }
+        line.section = section;
+        lines.append(line);
+    }
+    return lines;
+}
+
+// Every value of an INI file as QSettings reads it. False when QSettings cannot make sense of the
+// file (or a forged value asks for absurd memory).
+bool readValues(const QString &path, Values &values)
+{
+    values.clear();
+    try {
+        QSettings settings(path, QSettings::IniFormat);
+        useUtf8(settings);
+        if (settings.status() != QSettings::NoError)
+            return false;
+        for (const QString &key : settings.allKeys())
+            values.insert(key, settings.value(key));
+    } catch (const std::bad_alloc &) {
+        values.clear();
+        return false;
+    }
+    return true;
+}
+
+// `original` with the lines of changed keys replaced by their lines in `generated`, removed keys
+// dropped and new keys added to their groups; every other line is kept as it stands.
+QByteArray merge(const QByteArray &original, const Values &before, const Values &after, const QByteArray &generated)
+{
+    const QByteArray eol = original.contains("\r\n") ? QByteArray("\r\n") : QByteArray("\n");
+    QHash<QString, QByteArray> newLines;
+    QHash<QString, QString> newSections;
+    QVector<QString> newOrder;
+    QHash<QString, QByteArray> newHeaders;
+    for (const Line &line : splitLines(generated)) {
+        if (line.kind == Line::Key) {
+            newLines.insert(line.key, line.bytes);
+            newSections.insert(line.key, line.section);
+            newOrder.append(line.key);
+        } else if (line.kind == Line::Header) {
+            newHeaders.insert(line.section, line.bytes);
+        }
+    }
+
+    QVector<QByteArray> out;
+    QSet<QString> written;
+    QHash<QString, int> insertAt; // per group: the index after its last line in `out`
+    for (const Line &line : splitLines(original)) {
+        if (line.kind == Line::Key) {
+            // A line whose key QSettings did not see the same way is not ours to judge: it stays.
+            if (!before.contains(line.key)) {
+                out.append(line.bytes);
+            } else if (!after.contains(line.key)) {
+                continue; // removed
+            } else if (before.value(line.key) == after.value(line.key)) {
+                out.append(line.bytes);
+                written.insert(line.key);
+            } else if (!written.contains(line.key)) {
+                out.append(newLines.value(line.key));
+                written.insert(line.key);
+            } else {
+                continue; // a repeated key that changed: its first line carries the value
+            }
+            insertAt.insert(line.section, out.size());
+        } else {
+            out.append(line.bytes);
+            if (line.kind == Line::Header)
+                insertAt.insert(line.section, out.size());
+        }
+    }
+
+    QMap<int, QVector<QByteArray>> inserted;
+    QVector<QByteArray> appended;
+    QString appendedSection = QStringLiteral("\n"); // no group has this name
+    for (const QString &key : qAsConst(newOrder)) {
+        if (written.contains(key) || !after.contains(key))
+            continue;
+        const QString section = newSections.value(key);
+        if (insertAt.contains(section)) {
+            inserted[insertAt.value(section)].append(newLines.value(key));
+            continue;
+        }
+        if (section != appendedSection) {
+            if (!appended.isEmpty() || !out.isEmpty())
+                appended.append(QByteArray());
+            if (newHeaders.contains(section))
+                appended.append(newHeaders.value(section));
+            appendedSection = section;
+        }
+        appended.append(newLines.value(key));
+    }
+
+    QByteArray result;
+    for (int i = 0; i <= out.size(); ++i) {
+        for (const QByteArray &line : inserted.value(i))
+            result += line + eol;
+        if (i < out.size())
+            result += out.at(i) + eol;
+    }
+    while (!appended.isEmpty() && result.endsWith(eol + eol) && appended.first().isEmpty())
+        appended.removeFirst();
+    for (const QByteArray &line : qAsConst(appended))
+        result += line + eol;
+    return result;
+}
+
+// Moves an unreadable file out of the way, keeping it for the user; false when even that fails.
+bool setAside(const QString &path)
+{
+    const QString aside = QStringLiteral("%1.unreadable-%2").arg(path, QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss")));
+    if (!QFile::rename(path, aside))
+        return false;
+    HostBridge::showWarning(QStringLiteral("Could not read %1; it was kept as %2 and a new file was written")
+                                .arg(QDir::toNativeSeparators(path), QDir::toNativeSeparators(aside)));
+    return true;
+}
+
 } // namespace
 
 std::unique_ptr<QSettings> IniFile::openForReading(const QString &path)
 {
     if (path.isEmpty())
         return nullptr;
+    // A pipe or a device would block or never end; only a regular file is read.
     const QFileInfo info(path);
-    if (!info.isFile() || !info.isReadable() || info.size() > maximumSize)
+    if (!info.isFile() || !info.isReadable())
         return nullptr;
     auto settings = std::make_unique<QSettings>(path, QSettings::IniFormat);
     useUtf8(*settings);
@@ -69,64 +226,79 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     const QFileInfo target(path);
     if (target.exists() && !target.isFile())
         return false;
-
-    QTemporaryFile temp(target.absolutePath() + QLatin1Char('/') + target.fileName() + QStringLiteral(".XXXXXX.tmp"));
-    if (!temp.open())
+    if (!QDir().mkpath(target.absolutePath()))
         return false;
+
+    // Another session may be writing the same file: read, change and replace it under one lock
+    // (the one QSettings itself takes, so its own writers respect it too).
+    QLockFile lock(path + QStringLiteral(".lock"));
+    if (!lock.tryLock(lockWaitMilliseconds)) {
+        if (lock.error() != QLockFile::LockFailedError)
+            return false; // the folder is not writable: nothing could be written anyway
+        HostBridge::showWarning(QStringLiteral("Could not write %1: another program has held its lock file %2 for %3 "
+                                               "seconds; the file was left as it was")
+                                    .arg(QDir::toNativeSeparators(path),
+                                         QDir::toNativeSeparators(path + QStringLiteral(".lock")))
+                                    .arg(lockWaitMilliseconds / 1000));
+        return false;
+    }
+
+    // Both readings go through files of fresh names: QSettings caches what it read per path and
+    // could take another process's same-sized replacement for the file it already knows.
+    const QString tempTemplate = target.absolutePath() + QLatin1Char('/') + target.fileName() + QStringLiteral(".XXXXXX.tmp");
+    QTemporaryFile current(tempTemplate), temp(tempTemplate);
+    if (!current.open() || !temp.open())
+        return false;
+    QByteArray original;
+    Values before;
+    if (target.exists()) {
+        QFile in(path);
+        bool read = in.open(QIODevice::ReadOnly);
+        if (read) {
+            original = in.readAll();
+            read = in.error() == QFileDevice::NoError && current.write(original) == original.size() && current.flush();
+        }
+        if (!read || !readValues(current.fileName(), before)) {
+            if (!setAside(path))
+                return false; // never replace what we could not read
+            original.clear();
+            before.clear();
+        }
+    }
+
     const QString tempPath = temp.fileName();
     temp.close();
-
-    QByteArray result;
-    // Twice at most: a current file that QSettings cannot parse is replaced rather than kept.
-    for (bool keepCurrent : {true, false}) {
-        if (keepCurrent) {
-            if (!target.isFile() || target.size() > maximumSize || !copyInto(path, tempPath))
-                continue;
-        } else {
-            QFile blank(tempPath);
-            if (!blank.open(QIODevice::WriteOnly | QIODevice::Truncate))
-                return false;
-        }
-        bool ok = false;
-        try {
+    Values after;
+    try {
+        {
             QSettings settings(tempPath, QSettings::IniFormat);
             useUtf8(settings);
-            if (settings.status() != QSettings::NoError)
-                continue;
+            for (auto it = before.cbegin(); it != before.cend(); ++it)
+                settings.setValue(it.key(), it.value());
             fill(settings);
             settings.sync();
-            ok = settings.status() == QSettings::NoError;
-        } catch (const std::bad_alloc &) {
-            ok = false; // a corrupt value in the current file asked for absurd memory
+            if (settings.status() != QSettings::NoError)
+                return false;
         }
-        if (!ok)
-            continue;
-        QFile written(tempPath);
-        if (!written.open(QIODevice::ReadOnly))
+        if (!readValues(tempPath, after))
             return false;
-        result = written.readAll();
-        break;
-    }
-    if (result.isNull())
+    } catch (const std::bad_alloc &) {
         return false;
+    }
+    QFile written(tempPath);
+    if (!written.open(QIODevice::ReadOnly))
+        return false;
+    const QByteArray generated = reorder(written.readAll(), layout);
+    const QByteArray result = original.isEmpty() ? generated : merge(original, before, after, generated);
+    if (result == original && target.exists())
+        return true;
 
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly))
         return false;
-    const QByteArray ordered = reorder(result, layout);
-    if (g_interruptAfter >= 0) {
-        out.write(ordered.left(g_interruptAfter));
-        out.flush();
-        return false; // never committed: QSaveFile drops the partial copy
-    }
-    if (out.write(ordered) != ordered.size())
+    if (out.write(result) != result.size())
         return false; // QSaveFile discards everything when not committed
     return out.commit();
-}
-
-void IniFile::simulateInterruptionAfter(qint64 bytes)
-{
-    g_interruptAfter = bytes;
 }
 
 QByteArray IniFile::escapedKey(const QString &key)
@@ -149,6 +321,40 @@ QByteArray IniFile::escapedKey(const QString &key)
             for (int shift = 12; shift >= 0; shift -= 4)
                 result += hex[(ch >> shift) & 0xF];
         }
+    }
+    return result;
+}
+
+QString IniFile::unescapedKey(const QByteArray &spelling)
+{
+    // As QSettings reads keys: "\\" is "/", "%XX" and "%UXXXX" are character codes, anything
+    // else is taken byte by byte.
+    QString result;
+    const int size = spelling.size();
+    for (int i = 0; i < size;) {
+        const char ch = spelling.at(i);
+        if (ch == '\\') {
+            result += QLatin1Char('/');
+            ++i;
+            continue;
+        }
+        if (ch != '%' || i == size - 1) {
+            result += QChar(uchar(ch));
+            ++i;
+            continue;
+        }
+        const bool wide = spelling.at(i + 1) == 'U';
+        const int digits = wide ? 4 : 2;
+        const int first = i + 1 + (wide ? 1 : 0);
+        bool ok = false;
+        const ushort code = first + digits <= size ? spelling.mid(first, digits).toUShort(&ok, 16) : 0;
+        if (!ok) {
+            result += QLatin1Char('%');
+            ++i;
+            continue;
+        }
+        result += QChar(code);
+        i = first + digits;
     }
     return result;
 }

@@ -5,6 +5,7 @@
 #include "editor/code_editor_completer.h"
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"
+#include "editor/word_selection.h"
 #include "language/mel_highlighter.h"
 #include "language/python_highlighter.h"
 
@@ -431,35 +432,7 @@ void CodeEditor::mouseDoubleClickEvent(QMouseEvent *event)
     QPlainTextEdit::mouseDoubleClickEvent(event);
     if (m_language != LANGUAGE_MEL || !Settings::instance().melDoubleClickIncludesDollarSign)
         return;
-    // The class lists only the capitals A and Z on purpose: a "$" after any other capital is kept.
-    static const QRegularExpression wordBefore(QStringLiteral("^[a-zAZ0-9_]"));
-    static const QRegularExpression variable(QStringLiteral("^\\$[a-zA-Z0-9_]+$"));
-    static const QRegularExpression word(QStringLiteral("^[a-zA-Z0-9_]+$"));
-    QTextCursor cursor = textCursor();
-    const QString selected = cursor.selectedText();
-    const int start = cursor.selectionStart();
-    const int end = cursor.selectionEnd();
-    auto charAt = [&](int position) {
-        const QChar c = document()->characterAt(position);
-        return position >= 0 ? QString(c) : QString();
-    };
-    if (selected == QLatin1String("$")) {
-        if (wordBefore.match(charAt(start - 1)).hasMatch())
-            return;
-        QTextCursor extended = cursor;
-        extended.setPosition(start);
-        extended.setPosition(end, QTextCursor::KeepAnchor);
-        extended.movePosition(QTextCursor::EndOfWord, QTextCursor::KeepAnchor);
-        if (variable.match(extended.selectedText()).hasMatch())
-            setTextCursor(extended);
-    } else if (word.match(selected).hasMatch() && charAt(start - 1) == QLatin1String("$")) {
-        if (wordBefore.match(charAt(start - 2)).hasMatch())
-            return;
-        QTextCursor extended = cursor;
-        extended.setPosition(start - 1);
-        extended.setPosition(cursor.position(), QTextCursor::KeepAnchor);
-        setTextCursor(extended);
-    }
+    setTextCursor(IncludeDollarSign(textCursor()));
 }
 
 void CodeEditor::CompleteCode(const QString &text, int prefixLength)

@@ -5,12 +5,15 @@
 #include "tests/config/config_test_support.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QProcess>
 #include <QtCore/QRandomGenerator>
+#include <QtCore/QThread>
 #include <QtCore/QSettings>
 #include <QtTest/QTest>
 
 using ke2::IniFile;
 using ke2::test::ConfigFixture;
+using ke2::test::FakeHost;
 
 namespace {
 
@@ -73,8 +76,19 @@ QVector<QPair<QString, QByteArray>> corruptContents(const QByteArray &good)
             {"non-UTF-8 text", "[main]\n\xff\xfe\xc3(=\xe9\xe8\n[\xff\xff]\nkey=\xc3\x28\xa0\xa1\n"},
             {"unbalanced brackets and quotes", "[main\n=\n==\n[]]\nx=\"unterminated\n[preferences]\\\n@=@Rect(\n@ByteArray(\n"},
             {"forged huge variant", "[main]\nrecentFiles=" + forged + "[user_bindings]\nnewBuffer=" + forged
-                                        + "[codeeditor]\nPlain%20Text=" + forged + "[customhighlighting]\n0=" + forged},
-            {"oversized file", "[main]\nrecentFiles=" + QByteArray(IniFile::maximumSize + 1024, 'x')}};
+                                        + "[codeeditor]\nPlain%20Text=" + forged + "[customhighlighting]\n0=" + forged}};
+}
+
+QProcess *startChild(const QString &job)
+{
+    auto *process = new QProcess;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("KE2_INI_CHILD", job);
+    environment.insert("KE2_TEST_CLASS", "IniFileTest");
+    process->setProcessEnvironment(environment);
+    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process->start(QCoreApplication::applicationFilePath(), {"childWriter"});
+    return process;
 }
 
 } // namespace
@@ -85,19 +99,141 @@ private slots:
     void groupsAndKeysFollowTheLayout()
     {
         ConfigFixture fixture;
-        QVERIFY(fixture.put("order.ini", "[main]\nfromNewerVersion=42\n")); // unknown content survives
         const IniFile::Layout layout{{"zeta", {"b", "a", "Find/Replace Selected", "Plain Text"}}, {"alpha", {"y", "x"}}};
-        QVERIFY(IniFile::write(fixture.file("order.ini"), [](QSettings &ini) {
+        const auto fill = [](QSettings &ini) {
             for (const char *key : {"alpha/x", "alpha/y", "alpha/unlisted", "zeta/a", "zeta/b", "zeta/Plain Text",
                                     "zeta/Find/Replace Selected", "middle/m"})
                 ini.setValue(key, 1);
-        }, layout));
-        QCOMPARE(fixture.get("order.ini"),
-                 QByteArray("[zeta]\nb=1\na=1\nFind\\Replace%20Selected=1\nPlain%20Text=1\n\n"
-                            "[alpha]\ny=1\nx=1\nunlisted=1\n\n[main]\nfromNewerVersion=42\n\n[middle]\nm=1\n"));
-        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{"order.ini"}); // no leftovers
+        };
+        QVERIFY(IniFile::write(fixture.file("new.ini"), fill, layout));
+        QCOMPARE(fixture.get("new.ini"), QByteArray("[zeta]\nb=1\na=1\nFind\\Replace%20Selected=1\nPlain%20Text=1\n\n"
+                                                     "[alpha]\ny=1\nx=1\nunlisted=1\n\n[middle]\nm=1\n"));
+        // An existing file keeps its own order and lines; new keys join their group in layout
+        // order, new groups follow.
+        QVERIFY(fixture.put("old.ini", "[alpha]\nx=1\n\n[main]\nfromNewerVersion=42\n"));
+        QVERIFY(IniFile::write(fixture.file("old.ini"), fill, layout));
+        QCOMPARE(fixture.get("old.ini"), QByteArray("[alpha]\nx=1\ny=1\nunlisted=1\n\n[main]\nfromNewerVersion=42\n\n"
+                                                     "[zeta]\nb=1\na=1\nFind\\Replace%20Selected=1\nPlain%20Text=1\n\n"
+                                                     "[middle]\nm=1\n"));
+        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), (QStringList{"new.ini", "old.ini"})); // no leftovers
     }
 
+    // What the user did not change is kept byte for byte: values in another encoding, comments,
+    // spacing, order, keys of newer versions; only the changed value's line is new.
+    void untouchedLinesKeepTheirBytes()
+    {
+        ConfigFixture fixture;
+        const QByteArray before = "; my settings\r\n[main]\r\nrecentFiles=/scripts/caf\xe9.mel\r\n"
+                                  "codeEditorZoom = 2\r\nfromNewerVersion=x\r\n\r\n"
+                                  "[preferences]\r\n; keep the buffer small\r\noutputBufferSize=100\r\n"
+                                  "pylintPath=\"/opt/pylint, \xe9" "dition\"\r\n";
+        QVERIFY(fixture.put(names[SettingsFile], before));
+        ke2::Settings settings;
+        settings.read();
+        settings.outputBufferSize = 200;
+        settings.write();
+        const QByteArray after = fixture.get(names[SettingsFile]);
+        QVERIFY2(after.startsWith("; my settings\r\n[main]\r\nrecentFiles=/scripts/caf\xe9.mel\r\n"
+                                  "codeEditorZoom = 2\r\nfromNewerVersion=x\r\n"),
+                 after.constData());
+        QVERIFY(after.contains("[preferences]\r\n; keep the buffer small\r\noutputBufferSize=200\r\n"
+                               "pylintPath=\"/opt/pylint, \xe9" "dition\"\r\n"));
+        QVERIFY(!after.contains("outputBufferSize=100"));
+        QCOMPARE(after.count("recentFiles="), 1);
+        ke2::Settings again; // every key is there
+        again.read();
+        QCOMPARE(again.outputBufferSize, 200);
+        QCOMPARE(again.codeEditorZoom, 2);
+        QCOMPARE(again.tabsSizeMel, 4);
+        // The same write again changes nothing.
+        settings.write();
+        QCOMPARE(fixture.get(names[SettingsFile]), after);
+    }
+
+    // A file that cannot be read is never overwritten: it is kept aside, with a warning.
+    void unreadableFileIsKeptAside()
+    {
+        ConfigFixture fixture;
+        const QByteArray damaged = "[main\nrecentFiles=/a.mel\nnot a setting\n";
+        QVERIFY(fixture.put("damaged.ini", damaged));
+        QVERIFY(IniFile::write(fixture.file("damaged.ini"), [](QSettings &ini) { ini.setValue("main/version", 1); }));
+        QCOMPARE(fixture.get("damaged.ini"), QByteArray("[main]\nversion=1\n"));
+        const QStringList aside = QDir(fixture.prefs.configDir()).entryList({"damaged.ini.unreadable-*"}, QDir::Files);
+        QCOMPARE(aside.size(), 1);
+        QCOMPARE(fixture.get(aside.first()), damaged);
+        const QStringList warnings = fixture.host.texts(FakeHost::Kind::Warning);
+        QCOMPARE(warnings.size(), 1);
+        QVERIFY2(warnings.first().contains(aside.first()), qPrintable(warnings.first()));
+    }
+
+    // Runs as a child of the tests below (the test program started again with this function
+    // alone): KE2_INI_CHILD=file;mode;prefix.
+    void childWriter()
+    {
+        const QStringList job = qEnvironmentVariable("KE2_INI_CHILD").split(';');
+        if (job.size() != 3)
+            QSKIP("run by the tests below as a child process");
+        if (job.at(1) == "keys") {
+            for (int i = 0; i < 100; ++i) {
+                const QString key = QStringLiteral("keys/%1_%2").arg(job.at(2)).arg(i);
+                QVERIFY(IniFile::write(job.at(0), [&](QSettings &ini) { ini.setValue(key, i); }));
+            }
+            return;
+        }
+        for (int n = 1;; ++n) { // until killed
+            IniFile::write(job.at(0), [&](QSettings &ini) {
+                ini.setValue("main/n", n);
+                ini.setValue("main/payload", QString(1 << 20, QChar('a' + n % 26)));
+            });
+        }
+    }
+
+    void twoProcessesWritingAtOnceKeepEveryKey()
+    {
+        ConfigFixture fixture;
+        const QString path = fixture.file("shared.ini");
+        QVERIFY(QDir().mkpath(fixture.prefs.configDir()));
+        QVector<QProcess *> writers;
+        for (const char *prefix : {"first", "second"})
+            writers.append(startChild(path + ";keys;" + prefix));
+        for (QProcess *writer : writers) {
+            QVERIFY(writer->waitForFinished(120000));
+            QCOMPARE(writer->exitCode(), 0);
+            delete writer;
+        }
+        QSettings ini(path, QSettings::IniFormat);
+        ini.beginGroup("keys");
+        QCOMPARE(ini.childKeys().size(), 200);
+        QCOMPARE(ini.value("second_99").toInt(), 99);
+    }
+
+    // A writer killed at any moment leaves a whole file, earlier or later, and its lock does not
+    // block the next writer.
+    void killedWriterLeavesAWholeFile()
+    {
+        ConfigFixture fixture;
+        const QString path = fixture.file("killed.ini");
+        QVERIFY(QDir().mkpath(fixture.prefs.configDir()));
+        QVERIFY(IniFile::write(path, [](QSettings &ini) {
+            ini.setValue("main/n", 0);
+            ini.setValue("main/payload", QString(1 << 20, QChar('a')));
+        }));
+        for (const int delay : {40, 90, 170, 260, 400}) {
+            QProcess *writer = startChild(path + ";loop;-");
+            QVERIFY(writer->waitForStarted());
+            QThread::msleep(delay);
+            writer->kill();
+            QVERIFY(writer->waitForFinished());
+            delete writer;
+            QSettings ini(path, QSettings::IniFormat);
+            const int n = ini.value("main/n", -1).toInt();
+            QVERIFY(n >= 0);
+            QCOMPARE(ini.value("main/payload").toString(), QString(1 << 20, QChar('a' + n % 26)));
+        }
+        QVERIFY(IniFile::write(path, [](QSettings &ini) { ini.setValue("main/n", 26); }));
+        QCOMPARE(QSettings(path, QSettings::IniFormat).value("main/n").toInt(), 26);
+        QVERIFY(!QFile::exists(path + ".lock"));
+    }
     void unusableTargetsLeaveEverythingAsItWas()
     {
         ConfigFixture fixture;
@@ -111,31 +247,6 @@ private slots:
         QCOMPARE(fixture.get("afile"), QByteArray("x"));
         QVERIFY(!IniFile::openForReading(fixture.file("adir.ini")));
         QVERIFY(!IniFile::openForReading(fixture.file("missing.ini")));
-    }
-
-    void interruptedWriteKeepsTheEarlierFile_data()
-    {
-        QTest::addColumn<int>("file");
-        QTest::addColumn<qint64>("bytes"); // negative: that many bytes short of the whole file
-        for (int file : {SettingsFile, ColorsFile, BindingsFile}) {
-            for (const qint64 bytes : {0, 30, 1200, -1})
-                QTest::addRow("%s, after %lld bytes", labels[file], bytes) << file << bytes;
-        }
-    }
-    void interruptedWriteKeepsTheEarlierFile()
-    {
-        QFETCH(int, file);
-        QFETCH(qint64, bytes);
-        ConfigFixture fixture;
-        writeSample(fixture, file, false);
-        const QByteArray before = fixture.get(names[file]);
-        IniFile::simulateInterruptionAfter(bytes < 0 ? before.size() + bytes : bytes);
-        writeSample(fixture, file, true);
-        IniFile::simulateInterruptionAfter(-1);
-        QCOMPARE(fixture.get(names[file]), before);
-        QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), QStringList{names[file]}); // no leftovers
-        writeSample(fixture, file, true); // the next complete write goes through
-        QVERIFY(fixture.get(names[file]) != before);
     }
 
     void corruptFilesKeepDefaults_data()

@@ -1,0 +1,113 @@
+#include "output/output_buffer.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace ke2 {
+
+namespace {
+
+// Characters that end a block when inserted into a text document.
+bool isBreak(char16_t c)
+{
+    return c == u'\n' || c == u'\r' || c == 0x2029 || c == 0xFDD0 || c == 0xFDD1;
+}
+
+} // namespace
+
+void OutputBuffer::setLineLimit(int lines)
+{
+    m_limit = std::max(1, lines);
+}
+
+void OutputBuffer::append(QStringView text)
+{
+    const char16_t *data = reinterpret_cast<const char16_t *>(text.data());
+    const qsizetype size = text.size();
+    qsizetype runStart = 0;
+    auto flushRun = [&](qsizetype end) {
+        if (end > runStart)
+            m_text.append(reinterpret_cast<const QChar *>(data + runStart), int(end - runStart));
+    };
+    for (qsizetype i = 0; i < size; ++i) {
+        const char16_t c = data[i];
+        if (isBreak(c)) {
+            flushRun(i);
+            if (c == u'\r' && i + 1 < size && data[i + 1] == u'\n')
+                ++i;
+            m_text.append(QLatin1Char('\n'));
+            addBreak();
+            runStart = i + 1;
+            continue;
+        }
+        // Never split a surrogate pair: the low half stays with its high half.
+        if (m_lineLength >= maximumLineLength && !QChar::isLowSurrogate(c)) {
+            flushRun(i);
+            m_text.append(QLatin1Char('\n'));
+            addBreak();
+            runStart = i;
+        }
+        ++m_lineLength;
+    }
+    flushRun(size);
+}
+
+void OutputBuffer::addBreak()
+{
+    ++m_breaks;
+    m_lineLength = 0;
+    // Trimming at twice the limit keeps the work per appended line constant, and one enormous
+    // piece never sits in memory whole.
+    if (m_breaks >= 2 * m_limit)
+        trimTo(m_limit);
+}
+
+void OutputBuffer::trimTo(int breaks)
+{
+    const char16_t *data = reinterpret_cast<const char16_t *>(m_text.constData());
+    int seen = 0;
+    for (qsizetype i = m_text.size() - 1; i >= 0; --i) {
+        if (data[i] == u'\n' && ++seen == breaks) {
+            // The kept text starts with the break that ends the last line pushed out.
+            m_text.remove(0, i);
+            m_breaks = breaks;
+            m_replaces = true;
+            return;
+        }
+    }
+}
+
+OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
+{
+    if (m_breaks >= m_limit)
+        trimTo(m_limit);
+    Chunk chunk;
+    chunk.replacesDocument = m_replaces;
+    if (m_replaces)
+        m_text.remove(0, 1);
+    m_replaces = false;
+    if (m_text.size() <= maxCharacters) {
+        chunk.text = std::move(m_text);
+        m_text = QString();
+        m_breaks = 0;
+        return chunk;
+    }
+    // Never between the halves of a surrogate pair.
+    int cut = std::max(1, maxCharacters);
+    if (m_text.at(cut).isLowSurrogate())
+        ++cut;
+    chunk.text = m_text.left(cut);
+    m_text.remove(0, cut);
+    m_breaks -= int(chunk.text.count(QLatin1Char('\n')));
+    return chunk;
+}
+
+void OutputBuffer::clear()
+{
+    m_text.clear();
+    m_breaks = 0;
+    m_replaces = false;
+    m_lineLength = 0;
+}
+
+} // namespace ke2

@@ -1,0 +1,490 @@
+#include "output/output_text_edit.h"
+#include "output/output_view.h"
+#include "tests/output/output_test_support.h"
+#include "tests/support/test_registry.h"
+
+#include <QtCore/QTemporaryDir>
+#include <QtGui/QTextBlock>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+#include <QtWidgets/QComboBox>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QScrollBar>
+#include <QtWidgets/QToolButton>
+
+using namespace ke2;
+
+namespace {
+
+QStringList numberedLines(int count, const QString &pattern = QStringLiteral("line %1\n"))
+{
+    QStringList lines;
+    for (int i = 1; i <= count; ++i)
+        lines << pattern.arg(i);
+    return lines;
+}
+
+QByteArray fileContent(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
+}
+
+// The texts the extra selections cover, in order.
+QStringList selectedTexts(const QPlainTextEdit &edit)
+{
+    QStringList texts;
+    for (const QTextEdit::ExtraSelection &selection : edit.extraSelections())
+        texts << selection.cursor.selectedText();
+    return texts;
+}
+
+void showAndWait(QWidget &widget)
+{
+    widget.resize(600, 300);
+    widget.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&widget));
+}
+
+} // namespace
+
+class OutputTextEditTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    // Everything printed while the panel was hidden is there, in order, the moment it is shown,
+    // and the log file got each text once.
+    void hiddenPanelGetsEverythingWhenShown()
+    {
+        test::OutputFixture fixture;
+        QTemporaryDir dir;
+        OutputTextEdit edit;
+        QVERIFY(edit.StartWritingToFile(dir.filePath(QStringLiteral("hidden.log"))));
+        const QStringList lines = numberedLines(50);
+        for (const QString &line : lines)
+            edit.AppendText(line);
+        QCoreApplication::processEvents();
+        QVERIFY(edit.document()->isEmpty());
+        QVERIFY(edit.HasPendingOutput());
+
+        edit.show();
+        QCOMPARE(edit.toPlainText(), lines.join(QString()));
+        QVERIFY(!edit.HasPendingOutput());
+        QCOMPARE(fileContent(edit.LogFilePath()), lines.join(QString()).toUtf8());
+    }
+
+    // The buffer size bounds the document; the line that makes it overflow pushes out the first.
+    // Lines arrive ending in a newline, so the empty line after the last one counts as well.
+    void bufferSizeBoundsTheDocument_data()
+    {
+        QTest::addColumn<QStringList>("pieces");
+        QTest::addColumn<QString>("firstLine");
+        QTest::addColumn<int>("blocks");
+        QStringList joined{QStringLiteral("line 1")};
+        for (int i = 2; i <= 1001; ++i)
+            joined << QStringLiteral("\nline %1").arg(i);
+        QTest::newRow("1000 lines fill it") << QStringList(joined.mid(0, 1000)) << "line 1" << 1000;
+        QTest::newRow("the 1001st line removes the first") << joined << "line 2" << 1000;
+        QTest::newRow("999 newline-ended lines fill it") << numberedLines(999) << "line 1" << 1000;
+        QTest::newRow("the 1000th newline-ended line removes the first") << numberedLines(1000) << "line 2" << 1000;
+        QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4002" << 1000;
+    }
+
+    void bufferSizeBoundsTheDocument()
+    {
+        QFETCH(QStringList, pieces);
+        QFETCH(QString, firstLine);
+        QFETCH(int, blocks);
+        test::OutputFixture fixture;
+        Settings::instance().outputBufferSize = 1000;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        for (const QString &piece : pieces)
+            edit.AppendText(piece);
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QCOMPARE(edit.document()->firstBlock().text(), firstLine);
+        QCOMPARE(edit.document()->blockCount(), blocks);
+        QCOMPARE(edit.toPlainText(), test::insertedOneByOne(pieces, 1000));
+    }
+
+    // A flood leaves nothing behind once the event loop has been idle, and the view follows the
+    // newest line.
+    void floodIsInsertedWhenIdle()
+    {
+        test::OutputFixture fixture;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        const QStringList lines = numberedLines(20000, QStringLiteral("# Result: %1 #\n"));
+        for (const QString &line : lines)
+            edit.AppendText(line);
+        QCoreApplication::processEvents();
+        QVERIFY(!edit.HasPendingOutput());
+        QCOMPARE(edit.toPlainText(), test::insertedOneByOne(lines, 3000));
+        QCOMPARE(edit.textCursor().position(), edit.document()->characterCount() - 1);
+        QCOMPARE(edit.verticalScrollBar()->value(), edit.verticalScrollBar()->maximum());
+    }
+
+    // Rules colour only what is on screen (plus a margin before it), and whole-line rules carry
+    // the full-width property.
+    void highlightingCoversTheVisibleRangeOnly()
+    {
+        test::OutputFixture fixture;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        for (int i = 1; i <= 2000; ++i)
+            edit.AppendText(i % 2 ? QStringLiteral("# Error: failure %1 #\n").arg(i) : QStringLiteral("plain %1\n").arg(i));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        edit.UpdateExtraSelections();
+
+        const QList<QTextEdit::ExtraSelection> selections = edit.extraSelections();
+        const QTextBlock firstVisible = edit.cursorForPosition(QPoint(0, 0)).block();
+        const QTextBlock lastVisible = edit.cursorForPosition(QPoint(0, edit.viewport()->height() - 1)).block();
+        QVERIFY(!selections.isEmpty());
+        QVERIFY2(selections.size() < 100, qPrintable(QString::number(selections.size())));
+        const int rangeStart = std::max(0, firstVisible.position() - 600);
+        QSet<int> coloured;
+        for (const QTextEdit::ExtraSelection &selection : selections) {
+            QVERIFY(selection.cursor.selectionStart() >= edit.document()->findBlock(rangeStart).position());
+            QVERIFY(selection.cursor.selectedText().startsWith(QLatin1String("# Error:")));
+            QCOMPARE(selection.format.foreground().color(), QColor(244, 40, 40));
+            QVERIFY(selection.format.property(QTextFormat::FullWidthSelection).toBool());
+            coloured.insert(selection.cursor.blockNumber());
+        }
+        // Every error line on screen is coloured.
+        QVERIFY(lastVisible.blockNumber() > firstVisible.blockNumber() + 5);
+        for (QTextBlock block = firstVisible; block.isValid() && block.blockNumber() <= lastVisible.blockNumber();
+             block = block.next()) {
+            if (block.text().startsWith(QLatin1String("# Error:")))
+                QVERIFY2(coloured.contains(block.blockNumber()), qPrintable(block.text()));
+        }
+    }
+
+    void rulesColourWhatTheyMatch_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<bool>("regExp");
+        QTest::addColumn<bool>("wholeLine");
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("highlightingOn");
+        QTest::addColumn<QStringList>("expected");
+        const QStringList none;
+        QTest::newRow("plain text is matched literally") << "a.c" << false << false << true << true << QStringList{"a.c"};
+        QTest::newRow("a regular expression matches its class")
+            << "a.c" << true << false << true << true << QStringList{"abc", "a.c", "axc"};
+        QTest::newRow("a whole-line rule colours each line once")
+            << "c" << false << true << true << true << QStringList{"abc a.c", "axc"};
+        QTest::newRow("an anchor only matches at the line start")
+            << "^a" << true << false << true << true << QStringList{"a", "a"};
+        QTest::newRow("a disabled rule colours nothing") << "a.c" << false << false << false << true << none;
+        QTest::newRow("highlighting switched off") << "a.c" << false << false << true << false << none;
+        QTest::newRow("an invalid expression colours nothing") << "(a" << true << false << true << true << none;
+        QTest::newRow("empty matches are skipped") << "z*" << true << false << true << true << none;
+    }
+
+    void rulesColourWhatTheyMatch()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(bool, regExp);
+        QFETCH(bool, wholeLine);
+        QFETCH(bool, enabled);
+        QFETCH(bool, highlightingOn);
+        QFETCH(QStringList, expected);
+        test::OutputFixture fixture;
+        Settings::instance().outputSyntaxHighlightingEnabled = highlightingOn;
+        ColorScheme::instance().outputHighlightRules = {OutputHighlightRule::create(
+            QStringLiteral("rule"), QColor(Qt::red), QColor(), pattern, regExp, wholeLine, enabled)};
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(QStringLiteral("abc a.c\naxc\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QCOMPARE(selectedTexts(edit), expected);
+    }
+
+    void selectedWordIsMatched_data()
+    {
+        QTest::addColumn<bool>("wordsOnly");
+        QTest::addColumn<int>("matches");
+        // "foo" alone, inside "foo-bar" ("-" is a word character here), inside "foo_x", at the end.
+        QTest::newRow("anywhere") << false << 4;
+        QTest::newRow("whole words only") << true << 2;
+    }
+
+    void selectedWordIsMatched()
+    {
+        QFETCH(bool, wordsOnly);
+        QFETCH(int, matches);
+        test::OutputFixture fixture;
+        Settings::instance().outputMatchedSelectionWordsOnly = wordsOnly;
+        ColorScheme::instance().outputHighlightRules.clear();
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(QStringLiteral("foo foo-bar\nfoo_x foo\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QTextCursor cursor(edit.document());
+        cursor.movePosition(QTextCursor::EndOfWord, QTextCursor::KeepAnchor);
+        edit.setTextCursor(cursor);
+        QStringList expected;
+        for (int i = 0; i < matches; ++i)
+            expected << QStringLiteral("foo");
+        QCOMPARE(selectedTexts(edit), expected);
+    }
+
+    void doubleClickTakesTheDollarSign_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("clickAt");
+        QTest::addColumn<bool>("setting");
+        QTest::addColumn<QString>("selected");
+        QTest::newRow("variable name") << "print $myVar;" << 9 << true << "$myVar";
+        QTest::newRow("on the dollar sign") << "print $myVar;" << 6 << true << "$myVar";
+        QTest::newRow("setting off") << "print $myVar;" << 9 << false << "myVar";
+        QTest::newRow("after a lower-case letter") << "a$myVar" << 4 << true << "myVar";
+        QTest::newRow("after the capital A") << "A$myVar" << 4 << true << "myVar";
+        // The class lists only A and Z of the capitals.
+        QTest::newRow("after the capital B") << "B$myVar" << 4 << true << "$myVar";
+        QTest::newRow("no dollar sign") << "print myVar;" << 8 << true << "myVar";
+    }
+
+    void doubleClickTakesTheDollarSign()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, clickAt);
+        QFETCH(bool, setting);
+        QFETCH(QString, selected);
+        test::OutputFixture fixture;
+        Settings::instance().outputDoubleClickIncludesDollarSign = setting;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(text);
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QTextCursor at(edit.document());
+        at.setPosition(clickAt);
+        const QPoint point = edit.cursorRect(at).center() + QPoint(2, 0);
+        QTest::mouseDClick(edit.viewport(), Qt::LeftButton, {}, point);
+        QCOMPARE(edit.textCursor().selectedText(), selected);
+    }
+
+    void fontSizeStaysInRange_data()
+    {
+        QTest::addColumn<int>("base");
+        QTest::addColumn<int>("zoom");
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("storedZoom");
+        QTest::newRow("unzoomed") << 9 << 0 << 9 << 0;
+        QTest::newRow("zoomed in") << 9 << 3 << 12 << 3;
+        QTest::newRow("zoomed past the top") << 9 << 40 << 24 << 15;
+        QTest::newRow("zoomed past the bottom") << 9 << -8 << 6 << -3;
+        QTest::newRow("base below the range") << 3 << 0 << 6 << 3;
+        QTest::newRow("base above the range") << 30 << 0 << 24 << -6;
+    }
+
+    void fontSizeStaysInRange()
+    {
+        QFETCH(int, base);
+        QFETCH(int, zoom);
+        QFETCH(int, size);
+        QFETCH(int, storedZoom);
+        test::OutputFixture fixture;
+        Settings::instance().outputFont.setPointSize(base);
+        Settings::instance().outputZoom = zoom;
+        OutputTextEdit edit;
+        QCOMPARE(edit.font().pointSize(), size);
+        QCOMPARE(Settings::instance().outputZoom, storedZoom);
+    }
+
+    void ctrlWheelAsksForZoom_data()
+    {
+        QTest::addColumn<bool>("setting");
+        QTest::addColumn<int>("delta");
+        QTest::addColumn<int>("increases");
+        QTest::addColumn<int>("decreases");
+        QTest::newRow("up") << true << 120 << 1 << 0;
+        QTest::newRow("down") << true << -120 << 0 << 1;
+        QTest::newRow("setting off") << false << 120 << 0 << 0;
+    }
+
+    void ctrlWheelAsksForZoom()
+    {
+        QFETCH(bool, setting);
+        QFETCH(int, delta);
+        QFETCH(int, increases);
+        QFETCH(int, decreases);
+        test::OutputFixture fixture;
+        Settings::instance().outputMouseWheelChangesFontSize = setting;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        QSignalSpy up(&edit, &OutputTextEdit::IncreaseFontSizeRequested);
+        QSignalSpy down(&edit, &OutputTextEdit::DecreaseFontSizeRequested);
+        const QPoint at = edit.viewport()->rect().center();
+        QWheelEvent wheel(at, edit.viewport()->mapToGlobal(at), QPoint(), QPoint(0, delta), Qt::NoButton,
+                          Qt::ControlModifier, Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(edit.viewport(), &wheel);
+        QCOMPARE(up.count(), increases);
+        QCOMPARE(down.count(), decreases);
+    }
+
+    void contextMenuCopiesSelectsAndClears()
+    {
+        test::OutputFixture fixture;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(QStringLiteral("first\nsecond\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        std::unique_ptr<QMenu> menu(edit.CreateContextMenu(QPoint(5, 5)));
+        QStringList texts;
+        for (QAction *action : menu->actions())
+            texts << action->text();
+        QCOMPARE(texts, (QStringList{"Copy", "Select All", "Clear Output"}));
+        menu->actions().at(1)->trigger();
+        QCOMPARE(edit.textCursor().selectedText(), QStringLiteral("first\u2029second\u2029"));
+        menu->actions().at(2)->trigger();
+        QVERIFY(edit.document()->isEmpty());
+        // Output after clearing starts afresh.
+        edit.AppendText(QStringLiteral("third\n"));
+        QTRY_COMPARE(edit.toPlainText(), QStringLiteral("third\n"));
+    }
+
+    // While the discard flag is set the callback still delivers, with empty text, and the panel
+    // takes nothing in; once it is cleared the lines come through framed as before.
+    void discardFlagKeepsLinesOut()
+    {
+        test::OutputFixture fixture;
+        QTemporaryDir dir;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        QVERIFY(edit.StartWritingToFile(dir.filePath(QStringLiteral("discard.log"))));
+        int delivered = 0;
+        QVERIFY(fixture.host.addCallbacks({}));
+        fixture.host.output().setReceiver([&](const QString &text) {
+            ++delivered;
+            edit.AppendText(text);
+        });
+        edit.SetDiscardOutput(true);
+        QVERIFY(edit.DiscardOutput());
+        fixture.host.emitOutput(QStringLiteral("print('x')\n"), MessageType::History);
+        fixture.host.emitOutput(QStringLiteral("oops"), MessageType::Error);
+        QCoreApplication::processEvents();
+        QCOMPARE(delivered, 2);
+        QVERIFY(edit.document()->isEmpty());
+        QVERIFY(!edit.HasPendingOutput());
+        QCOMPARE(fileContent(edit.LogFilePath()), QByteArray());
+
+        edit.SetDiscardOutput(false);
+        fixture.host.emitOutput(QStringLiteral("oops"), MessageType::Error);
+        QTRY_COMPARE(edit.toPlainText(), QStringLiteral("# Error: oops #\n"));
+        QCOMPARE(fileContent(edit.LogFilePath()), QByteArray("# Error: oops #\n"));
+    }
+
+    void logFileNameGetsTheSuffix_data()
+    {
+        QTest::addColumn<QString>("chosen");
+        QTest::addColumn<QString>("filter");
+        QTest::addColumn<QString>("name");
+        const QString log = OutputView::LogFilter(), all = OutputView::AllFilesFilter();
+        QTest::newRow("no suffix, LOG filter") << "/tmp/session" << log << "/tmp/session.log";
+        QTest::newRow("own suffix kept") << "/tmp/session.txt" << log << "/tmp/session.txt";
+        QTest::newRow("no suffix, all files") << "/tmp/session" << all << "/tmp/session";
+        QTest::newRow("dot in a folder name only") << "/tmp/a.b/session" << log << "/tmp/a.b/session.log";
+    }
+
+    void logFileNameGetsTheSuffix()
+    {
+        QFETCH(QString, chosen);
+        QFETCH(QString, filter);
+        QFETCH(QString, name);
+        QCOMPARE(OutputView::LogFileName(chosen, filter), name);
+    }
+
+    // The "Write to File" button as a user works it: a file chosen without a suffix becomes a
+    // ".log" file that receives what comes after; asking to stop closes it.
+    void writeToFileButton()
+    {
+        test::OutputFixture fixture;
+        QTemporaryDir dir;
+        OutputView view;
+        showAndWait(view);
+        QSignalSpy updated(&view, &OutputView::WriteToFileUpdated);
+        view.AppendText(QStringLiteral("before\n"));
+
+        test::whenModal<QFileDialog>([&](QFileDialog *dialog) {
+            dialog->selectNameFilter(OutputView::LogFilter());
+            dialog->selectFile(dir.filePath(QStringLiteral("session")));
+            static_cast<QDialog *>(dialog)->accept();
+        });
+        QTest::mouseClick(view.WriteToFileButton(), Qt::LeftButton);
+        const QString path = dir.filePath(QStringLiteral("session.log"));
+        QCOMPARE(view.TextEdit()->LogFilePath(), path);
+        QCOMPARE(view.WriteToFileButton()->toolTip(), QStringLiteral("Write to File (%1)").arg(path));
+        QCOMPARE(updated.count(), 1);
+        QCOMPARE(updated.last().at(0).toBool(), true);
+        view.AppendText(QStringLiteral("during\n"));
+
+        QString question;
+        test::whenModal<QMessageBox>([&](QMessageBox *box) {
+            question = box->windowTitle() + QLatin1Char('|') + box->text();
+            box->button(QMessageBox::Yes)->click();
+        });
+        QTest::mouseClick(view.WriteToFileButton(), Qt::LeftButton);
+        QCOMPARE(question, QStringLiteral("Stop writing to file|Stop writing output to file?"));
+        QVERIFY(!view.TextEdit()->IsWritingToFile());
+        QCOMPARE(view.WriteToFileButton()->toolTip(), QStringLiteral("Write to File"));
+        QCOMPARE(updated.last().at(0).toBool(), false);
+        view.AppendText(QStringLiteral("after\n"));
+        QCOMPARE(fileContent(path), QByteArray("during\n"));
+    }
+
+    void logFileThatCannotOpenIsReported()
+    {
+        test::OutputFixture fixture;
+        QTemporaryDir dir;
+        OutputView view;
+        showAndWait(view);
+        // A path below a regular file cannot be created, whoever runs the test.
+        QFile blocker(dir.filePath(QStringLiteral("file")));
+        QVERIFY(blocker.open(QIODevice::WriteOnly));
+        blocker.close();
+        const QString path = dir.filePath(QStringLiteral("file/out.log"));
+        QSignalSpy updated(&view, &OutputView::WriteToFileUpdated);
+        QVERIFY(!view.WriteToFile(path));
+        QVERIFY(!view.TextEdit()->IsWritingToFile());
+        QCOMPARE(updated.count(), 0);
+        QCOMPARE(view.WriteToFileButton()->toolTip(), QStringLiteral("Write to File"));
+        QCOMPARE(fixture.host.texts(test::FakeHost::Kind::Error),
+                 QStringList{QStringLiteral("[KestrelEditor2] Failed to open log file for write: %1").arg(path)});
+    }
+
+    // The verbosity choice sets the host's echo of all commands and the minimal trace.
+    void verbosityDrivesEchoAndTrace_data()
+    {
+        QTest::addColumn<int>("level");
+        QTest::addColumn<QString>("echoCommand");
+        QTest::addColumn<bool>("minimalTrace");
+        QTest::newRow("Echo All") << 0 << "commandEcho -state 1" << false;
+        QTest::newRow("Normal") << 1 << "commandEcho -state 0" << false;
+        QTest::newRow("Minimal") << 2 << "commandEcho -state 0" << true;
+    }
+
+    void verbosityDrivesEchoAndTrace()
+    {
+        QFETCH(int, level);
+        QFETCH(QString, echoCommand);
+        QFETCH(bool, minimalTrace);
+        test::OutputFixture fixture;
+        fixture.host.optionVars.insert(QStringLiteral("echoAllLines"), level == 0 ? 0 : 1);
+        OutputView view;
+        QSignalSpy changed(&view, &OutputView::EchoAllCommandsChanged);
+        view.VerbosityBox()->setCurrentIndex(level);
+        QCOMPARE(changed.count(), 1);
+        fixture.host.runIdle();
+        QVERIFY2(fixture.host.texts().contains(echoCommand), qPrintable(fixture.host.texts().join(" | ")));
+        QCOMPARE(fixture.host.optionVarInt(QStringLiteral("echoAllLines")), level == 0 ? 1 : 0);
+        QCOMPARE(Settings::instance().outputMinimalTrace, minimalTrace);
+        QCOMPARE(fixture.host.output().minimalTrace(), minimalTrace);
+        QCOMPARE(OutputView::HostVerbosity(), level);
+    }
+};
+
+KE2_TEST_CLASS(OutputTextEditTest)
+#include "test_output_text_edit.moc"
