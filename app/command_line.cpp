@@ -45,17 +45,26 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             line.path = arguments.at(i);
             continue;
         }
-        return refuse(QStringLiteral("unknown argument '%1'").arg(argument));
+        if (argument == QLatin1String("--")) {
+            line.files += arguments.mid(i + 1);
+            break;
+        }
+        if (argument.startsWith(QLatin1Char('-')))
+            return refuse(QStringLiteral("unknown argument '%1'").arg(argument));
+        line.files.append(argument);
     }
+    if (line.mode == Mode::Run && !line.files.isEmpty())
+        return refuse(QStringLiteral("--run takes one file; '%1' is one too many").arg(line.files.first()));
     return line;
 }
 
 QString CommandLine::usage()
 {
     return QStringLiteral(
-        "Usage: kestrel-editor [options]\n"
+        "Usage: kestrel-editor [options] [FILE...]\n"
         "\n"
         "Kestrel Editor 2: edit, run and read the output of Python (and, inside Maya, MEL) scripts.\n"
+        "Each FILE opens in a tab of the window.\n"
         "\n"
         "Options:\n"
         "  --run FILE          run FILE as Python (MEL for .mel) and print the framed output;\n"

@@ -16,6 +16,7 @@ struct CommandLine {
     Mode mode = Mode::Window;
     QString path;  // the script of --run, the image of --screenshot
     int pathArgument = -1; // index of `path` in the arguments: the file name's own bytes are there
+    QStringList files; // opened as tabs in the window (and in the screenshot)
     QString error; // why the arguments were refused (Mode::Invalid)
 
     // `arguments` without the program name.

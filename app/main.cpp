@@ -1,6 +1,7 @@
 #include "app/close_wait.h"
 #include "app/command_line.h"
 #include "app/python_host.h"
+#include "app/standalone_look.h"
 #include "shell/editor_session.h"
 
 #include <QtCore/QFile>
@@ -80,6 +81,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("kestrel-editor"));
     QApplication::setApplicationVersion(QStringLiteral("2.3.4"));
+    ke2::applyStandaloneLook(app);
 
     // The same start-up as inside Maya: the helpers are loaded, so a script run with --run can
     // call them as it would there. What start-up says waits in the host's output until there is
@@ -105,20 +107,26 @@ int main(int argc, char **argv)
     } else if (!session.show()) {
         toErr(QStringLiteral("kestrel-editor: the window could not be created.\n"));
         code = 1;
-    } else if (line.mode == ke2::CommandLine::Mode::Screenshot) {
-        // Taken once the event loop has laid the window out and painted it.
-        QTimer::singleShot(0, &app, [&] {
-            if (!session.window()->grab().save(line.path)) {
-                toErr(QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
-                code = 1;
-            }
-            QCoreApplication::quit();
-        });
-        app.exec();
     } else {
-        closeWait.watch(session.window());
-        code = app.exec();
-        waitForThreads = !closeWait.cutShort();
+        // As the host command's open-file flag: a file that cannot be opened is reported in
+        // the output, and the others still open.
+        for (const QString &file : line.files)
+            session.openFile(file);
+        if (line.mode == ke2::CommandLine::Mode::Screenshot) {
+            // Taken once the event loop has laid the window out and painted it.
+            QTimer::singleShot(0, &app, [&] {
+                if (!session.window()->grab().save(line.path)) {
+                    toErr(QStringLiteral("kestrel-editor: cannot write %1\n").arg(line.path));
+                    code = 1;
+                }
+                QCoreApplication::quit();
+            });
+            app.exec();
+        } else {
+            closeWait.watch(session.window());
+            code = app.exec();
+            waitForThreads = !closeWait.cutShort();
+        }
     }
     session.shutDown();
     // Whatever is said from here on (at-exit handlers, the last threads) goes to the terminal.

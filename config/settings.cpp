@@ -203,7 +203,9 @@ Settings &Settings::instance()
 QFont Settings::defaultFont()
 {
     QFont font;
-    font.setFamily(QStringLiteral("Consolas"));
+    // A heap copy: Qt's font cache keeps the family name, and a literal's text would vanish
+    // with an unloaded plug-in while the cache still points at it.
+    font.setFamily(QString::fromLatin1("Consolas"));
     font.setPointSize(9);
     font.setStyleHint(QFont::TypeWriter, QFont::PreferDefault);
     return font;

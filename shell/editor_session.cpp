@@ -90,14 +90,18 @@ void EditorSession::tearDownGui()
     HostBridge::restoreScriptEditorButton();
     if (host && host->hasFeature(Host::Feature::DockingUi))
         HostBridge::closeWorkspaceControl();
-    if (host)
-        host->output().setReceiver(nullptr);
+    // What the window says while it closes (a save that fails, a worker that will not stop)
+    // still reaches its output: the receiver goes only once the window is gone.
     if (m_widget) {
         if (m_window.tearDown)
             m_window.tearDown();
-        m_widget->setParent(nullptr);
-        delete m_widget.data();
+        QWidget *widget = m_widget.data();
+        m_widget.clear();
+        widget->setParent(nullptr);
+        delete widget;
     }
+    if (host)
+        host->output().setReceiver(nullptr);
     m_window = EditorWindow();
 }
 
@@ -136,12 +140,13 @@ bool EditorSession::openFile(const QString &path)
         HostBridge::showError(QStringLiteral("Invalid file path: %1").arg(path));
         return false;
     }
-    if (!hasWindow()) {
+    // The command never creates the window to open a file; a window that cannot open files
+    // counts as none, so the command never reports success for a file it did not open.
+    if (!hasWindow() || !m_window.openFile) {
         HostBridge::showError(QStringLiteral("Kestrel Editor 2 GUI has not been initialized."));
         return false;
     }
-    if (m_window.openFile)
-        m_window.openFile(path, false);
+    m_window.openFile(path, false);
     return true;
 }
 

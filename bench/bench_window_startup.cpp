@@ -1,0 +1,167 @@
+// Start-up of the main window with a restored session of 20 tabs (10 MEL and 10 Python files
+// of 2,000 lines each), from the start of construction to the first paint of the current
+// editor. Median of 5 runs; also tells how many of the 19 hidden tabs were highlighted before
+// that first paint (the target is none: a hidden tab highlights when it is first shown).
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "shell/kestrel_editor.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
+#include <QtGui/QTextBlock>
+#include <QtGui/QTextLayout>
+#include <QtWidgets/QApplication>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+using namespace ke2;
+
+namespace {
+
+constexpr int tabsPerLanguage = 10;
+constexpr int linesPerFile = 2000;
+constexpr int runs = 5;
+constexpr double targetMs = 300.0;
+
+QString melFile(int lines)
+{
+    static const char *const chunk[] = {
+        "global proc string[] kTool%1(string $nodes[], int $depth)",
+        "{",
+        "    string $result[];",
+        "    for ($node in $nodes) {",
+        "        if (`objExists $node` && $depth < 10) {",
+        "            $result[size($result)] = `getAttr ($node + \".name\")`; // keep it",
+        "        } else {",
+        "            warning (\"skipped \" + $node);",
+        "        }",
+        "    }",
+        "    return $result;",
+        "}",
+        "",
+    };
+    const int n = int(sizeof(chunk) / sizeof(chunk[0]));
+    QStringList out;
+    for (int i = 0; out.size() < lines; ++i)
+        out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
+    return out.join(QLatin1Char('\n'));
+}
+
+QString pythonFile(int lines)
+{
+    static const char *const chunk[] = {
+        "class Node%1(object):",
+        "    \"\"\"A node of the graph.\"\"\"",
+        "",
+        "    def __init__(self, name, parent=None):",
+        "        self.name = name  # display name",
+        "        self.children = [child for child in range(10) if child % 2]",
+        "",
+        "    def walk(self, depth=0):",
+        "        for child in self.children:",
+        "            if isinstance(child, Node%1) and depth < 10:",
+        "                yield from child.walk(depth + 1)",
+        "        return None",
+        "",
+    };
+    const int n = int(sizeof(chunk) / sizeof(chunk[0]));
+    QStringList out;
+    for (int i = 0; out.size() < lines; ++i)
+        out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
+    return out.join(QLatin1Char('\n'));
+}
+
+// Records the moment the watched widget first paints.
+class FirstPaint : public QObject {
+public:
+    FirstPaint(const QElapsedTimer &clock) : m_clock(clock) {}
+    double at = -1;
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint && at < 0)
+            at = double(m_clock.nsecsElapsed()) / 1e6;
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    const QElapsedTimer &m_clock;
+};
+
+bool highlighted(const CodeEditor *editor)
+{
+    // Every file ends in highlighted words; a highlighted document has formats on its blocks.
+    for (QTextBlock block = editor->document()->lastBlock(); block.isValid(); block = block.previous())
+        if (!block.text().trimmed().isEmpty())
+            return !block.layout()->formats().isEmpty();
+    return false;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QTemporaryDir dir;
+    QStringList tabs;
+    for (int i = 0; i < 2 * tabsPerLanguage; ++i) {
+        const bool mel = i < tabsPerLanguage;
+        const QString path = dir.filePath(QStringLiteral("script%1.%2").arg(i).arg(mel ? "mel" : "py"));
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly)) {
+            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+            return 1;
+        }
+        file.write((mel ? melFile(linesPerFile) : pythonFile(linesPerFile)).toUtf8());
+        // The last tab is the current one, as a user who opened them in order left it.
+        tabs.append(QStringLiteral("0;1;%1;%2;0;0").arg(path).arg(i == 2 * tabsPerLanguage - 1 ? 1 : 0));
+    }
+
+    std::vector<double> samples;
+    int hiddenHighlighted = 0;
+    for (int run = 0; run < runs; ++run) {
+        Settings::instance() = Settings();
+        Settings::instance().tabDetails = tabs;
+        QElapsedTimer clock;
+        FirstPaint watcher(clock);
+        clock.start();
+        auto *window = new KestrelEditor;
+        window->resize(1200, 800);
+        CodeEditor *current = window->ActiveCodeEditor();
+        if (!current || window->CodeEditorCount() != 2 * tabsPerLanguage) {
+            std::fprintf(stderr, "the session was not restored (%d tabs)\n", window->CodeEditorCount());
+            return 1;
+        }
+        current->viewport()->installEventFilter(&watcher);
+        window->show();
+        while (watcher.at < 0 && clock.elapsed() < 10000)
+            app.processEvents(QEventLoop::AllEvents, 5);
+        samples.push_back(watcher.at);
+        int count = 0;
+        for (int i = 0; i < window->Group(0)->Count(); ++i) {
+            CodeEditor *editor = window->Group(0)->CodeEditorAt(i);
+            if (editor != current && highlighted(editor))
+                ++count;
+        }
+        hiddenHighlighted = std::max(hiddenHighlighted, count);
+        delete window;
+        app.processEvents();
+    }
+    std::vector<double> sorted = samples;
+    std::sort(sorted.begin(), sorted.end());
+    const double median = sorted[sorted.size() / 2];
+    std::printf("Window start-up, %d tabs of %d lines (%d MEL, %d Python), to the first paint\n", 2 * tabsPerLanguage,
+                linesPerFile, tabsPerLanguage, tabsPerLanguage);
+    std::printf("  runs (ms):");
+    for (double sample : samples)
+        std::printf(" %.1f", sample);
+    std::printf("\n  median: %.1f ms (target < %.0f ms): %s\n", median, targetMs, median < targetMs ? "met" : "NOT met");
+    std::printf("  hidden tabs highlighted before the first paint: %d of %d (target 0): %s\n", hiddenHighlighted,
+                2 * tabsPerLanguage - 1, hiddenHighlighted == 0 ? "met" : "NOT met");
+    return 0;
+}

@@ -1,0 +1,343 @@
+#pragma once
+
+#include "editor/code_editor_record.h"
+#include "groups/tab_drop_zone.h"
+#include "views/side_bar_view.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QPointer>
+#include <QtCore/QVector>
+#include <QtWidgets/QWidget>
+
+class QAction;
+class QHBoxLayout;
+class QMenu;
+class QMenuBar;
+class QPlainTextEdit;
+class QSplitter;
+
+namespace ke2 {
+
+class ActivityBar;
+class BaseParser;
+class CodeEditor;
+class CodeEditorGroup;
+class KeyBindings;
+class PanelGroup;
+class SideBar;
+class StatusBar;
+
+// The editor's one top-level widget: menu bar, actions, three editor groups, the output panel,
+// the side bar with its activity bar, and the status bar. It applies the layout preferences
+// (where the output and the side bar sit, what is shown) and routes every request of its parts.
+//
+// The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
+// wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
+// title, preferences), kestrel_editor_buffers.cpp (opening, closing, moving and saving
+// editors, session state), kestrel_editor_output.cpp (the output pane), kestrel_editor_run.cpp
+// (execution and host options) and kestrel_editor_commands.cpp (editing, navigation and help
+// commands).
+class KestrelEditor : public QWidget {
+    Q_OBJECT
+public:
+    enum ExecuteType { EXECUTE_ALL = 0, EXECUTE_SELECTION = 1, EXECUTE_LINE = 2 };
+    static constexpr int minimumFontSize = 6;
+    static constexpr int maximumFontSize = 24;
+
+    explicit KestrelEditor(QWidget *parent = nullptr);
+    ~KestrelEditor() override;
+
+    // --- What other parts of the program reach ---
+    CodeEditorGroup *Group(int id) const { return m_groups.value(id); }
+    const QVector<CodeEditorGroup *> &Groups() const { return m_groups; }
+    CodeEditorGroup *ActiveGroup() const;
+    int ActiveGroupIndex() const { return m_activeGroupIndex; }
+    // The current editor of the active group; null when it has none.
+    CodeEditor *ActiveCodeEditor() const;
+    // The editor with keyboard focus; null when focus is elsewhere.
+    CodeEditor *FocusedCodeEditor() const;
+    int CodeEditorCount() const;
+    SideBar *GetSideBar() const { return m_sideBar; }
+    ActivityBar *GetActivityBar() const { return m_activityBar; }
+    StatusBar *GetStatusBar() const { return m_statusBar; }
+    PanelGroup *OutputPanelGroup() const { return m_outputPanelGroup; }
+    QSplitter *EditorSplitter() const { return m_editorSplitter; }
+    QSplitter *OutputSplitter() const { return m_outputSplitter; }
+    QSplitter *SideBarSplitter() const { return m_sideBarSplitter; }
+    QMenuBar *MenuBar() const { return m_menuBar; }
+    QMenu *RecentFilesMenu() const { return m_recentFilesMenu; }
+    // The action registered under a binding number, or null.
+    QAction *BindingAction(int number) const { return m_bindingActions.value(number); }
+    QAction *SideBarPositionAction() const { return m_toggleSideBarPositionAction; }
+    QAction *FindInFilesAction() const { return m_findInFilesAction; }
+    bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
+    bool IsOutputVisible() const { return m_outputVisible; }
+    bool IsSideBarVisible() const { return m_sideBarVisible; }
+    bool ShortcutsActive() const { return m_shortcutsActive; }
+
+    // The plug-in's and the program's view of the window.
+    void AppendOutput(const QString &text);
+    QString OutputText() const;
+    // Runs before the window is deleted at unload or quit: stops following focus, saves the
+    // internal buffers (and the files when `saveAllOnExit` is set) and the session.
+    void TearDown();
+
+public slots:
+    // Layout and visibility.
+    void SetCodeEditorVisible(bool visible, bool splitterMove = false);
+    void ToggleCodeEditor();
+    void SetOutputVisible(bool visible, bool splitterMove = false);
+    void ToggleOutput();
+    void SetSideBarVisible(bool visible, bool splitterMove = false);
+    void SetSideBarView(ke2::SideBarView view);
+    void ToggleSideBar();
+    void SetActivityBarVisible(bool visible);
+    void ToggleActivityBar();
+    void SetStatusBarVisible(bool visible);
+    void ToggleStatusBar();
+    void ToggleCodeEditorLayout();
+    void ToggleSideBarPosition();
+    void OutputPositionTop();
+    void OutputPositionBottom();
+    void OutputPositionLeft();
+    void OutputPositionRight();
+    void ShowExplorer();
+    void ShowSearch();
+    void ShowQuickHelp();
+    void OnActivityBarViewSelected(ke2::SideBarView view);
+    void ShowPreferencesDialog(ke2::PreferencePage page = 10);
+    void ShowAboutDialog();
+    void OnPreferencesModified();
+    void UpdateViews();
+    void UpdateTitleBar();
+    void UpdateCursorPosition();
+    void UpdateOverwriteMode();
+    void UpdateStatusBarInfo();
+    void UpdateParser();
+    void UpdateInterpreter();
+    void IncreaseFontSize();
+    void IncreaseCodeEditorFontSize();
+    void IncreaseOutputFontSize();
+    void DecreaseFontSize();
+    void DecreaseCodeEditorFontSize();
+    void DecreaseOutputFontSize();
+    void ResetFontSize();
+    void OnShowEditMenu();
+    void OnShowViewMenu();
+    void OnShowOutputVerbosityMenu();
+    void OnSplitterMoved();
+    void OnApplicationFocusChanged(QWidget *old, QWidget *now);
+    void RefreshCodeEditorGroupMiniToolbar();
+    void OnActiveCodeEditorChanged();
+    void OnCodeEditorGroupFocusReceived(ke2::CodeEditorGroup *group);
+    void SetQuickHelpSearchText(const QString &text, bool showWhenHidden);
+    void InsertQuickHelpFlag(const QString &flag);
+    void OnParserUpdated(ke2::BaseParser *parser);
+    void RefreshOpenEditors();
+
+    // Buffers and files.
+    void NewBuffer();
+    void NewBuffer(ke2::CodeEditorLanguage language);
+    void NewMelBuffer();
+    void NewPythonBuffer();
+    void OpenFile();
+    void OpenFile(const QString &filePath, bool temp = false);
+    void ReopenClosedFile();
+    void ClearRecentFiles();
+    void Save();
+    void SaveAs();
+    void SaveAll(bool internalBuffers = true, bool fileBuffers = true);
+    void Rename();
+    void Rename(ke2::CodeEditorGroup *codeEditorGroup, int codeEditorIndex);
+    void RevertFile();
+    void CloseFile();
+    void CloseAllFiles();
+    void SaveState();
+    void SaveScriptToShelf();
+    void SourceScript();
+    void SetActiveCodeEditor(int groupIndex, int codeEditorIndex);
+    void OnCloseTabRequested(ke2::CodeEditorGroup *group, int index);
+    void OnCloseOtherTabsRequested(ke2::CodeEditorGroup *group, int index);
+    void OnCloseTabsToRightRequested(ke2::CodeEditorGroup *group, int index);
+    void OnMoveTabRequested(int fromGroup, int fromIndex, int toGroup, int toIndex);
+    void OnMoveTabToZoneRequested(int fromGroup, int fromIndex, int toGroup, ke2::TabDropZone zone);
+    void OnOpenFileRequested(int groupId, int index, const QString &path);
+    void OnOpenFilesRequested(int groupId, ke2::TabDropZone zone, const QStringList &paths);
+    void OnFileChanged(const QString &path);
+    void CheckForFileChanges();
+    void OnShowInSideBarRequested(const QString &path);
+
+    // Editing, acting on the focused code editor.
+    void Undo();
+    void Redo();
+    void Cut();
+    void Copy();
+    void Paste();
+    void SelectAll();
+    void IncreaseIndent();
+    void DecreaseIndent();
+    void CopyLineUp();
+    void CopyLineDown();
+    void MoveLineUp();
+    void MoveLineDown();
+    void DeleteLine();
+    void ToggleComment();
+    void ToggleBlockComment();
+    void ConvertTabsToSpaces();
+    void ToggleRenderWhitespace();
+    void ToggleWordWrap();
+
+    // Find, go to and the workspace: their views come with their own parts.
+    void Find();
+    void Replace();
+    void FindInFiles();
+    void ReplaceInFiles();
+    void FindNext();
+    void FindPrevious();
+    void SelectAndFindNext();
+    void SelectAndFindPrevious();
+    void FindInFilesNext();
+    void FindInFilesPrevious();
+    void ReplaceNext();
+    void ReplaceAll();
+    void GoToEditor();
+    void GoToEditorGroup();
+    void GoToFile();
+    void GoToSymbolInFile();
+    void GoToLine();
+    void OpenWorkspace();
+    void SaveWorkspaceAs();
+    void AddFolderToWorkspace();
+
+    // Output and the host's options.
+    void ClearHistory();
+    void UpdateOutputVerbosity();
+    void ToggleEchoAllCommands();
+    void ToggleLineNumbersInErrors();
+    void ToggleShowStackTrace();
+    void ToggleSuppressStackWindow();
+    void ToggleWriteOutputToFile();
+    void PrintPythonPath();
+    void PrintMayaEnvVarPaths();
+    void OpenPylintrc();
+    void MelCommandReference();
+    void PythonCommandReference();
+    void NodeAndAttributeReference();
+
+    // Execution.
+    void Execute();
+    void Execute(ke2::KestrelEditor::ExecuteType type);
+    void ExecuteLine();
+    void ExecuteAll();
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+
+private:
+    // Construction, in order.
+    void CreateActions();
+    QAction *AddAction(const QString &text, const QString &statusTip, int binding, void (KestrelEditor::*slot)(),
+                       bool checkable = false);
+    void CreateMenus();
+    void CreateLayout();
+    void ConnectSignals();
+    void ApplyPreferences();
+    void RestoreSession();
+    QWidget *CreateOutputPane();
+
+    // The two-pane splitter rules.
+    void ShowCodeEditorAndOutput();
+    void HideCodeEditor();
+    void HideOutput();
+    void RememberCodeEditorAndOutputSizes();
+    void ShowSideBar();
+    void HideSideBar();
+    void RememberSideBarSizes();
+    int QuarterHeight() const;
+    int OutputPane() const;
+    int SideBarPane() const;
+    void UpdateActivityBarCheck();
+
+    // Fonts: base size plus zoom, clamped; a clamp rewrites the zoom.
+    void ApplyCodeEditorFont();
+    void ApplyCodeEditorFont(CodeEditor *codeEditor);
+    void ApplyOutputFont();
+    bool OutputHasFocus() const;
+
+    // Editors.
+    int CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index = -1);
+    bool CloseCodeEditor(CodeEditorGroup *group, int index);
+    bool ReadFile(const QString &path, QString &text) const;
+    bool WriteFile(const QString &path, const QString &text);
+    void MoveCodeEditor(int fromGroup, int fromIndex, int toGroup, int toIndex);
+    // The group a drop before or after `groupId` lands in; editors shift to make room.
+    int MakeRoomForZone(int groupId, TabDropZone zone);
+    void MoveAllCodeEditors(int fromGroup, int toGroup);
+    void UpdateGroupVisibility();
+    void SetActiveGroupIndex(int index);
+    void RebuildRecentFilesMenu();
+    bool IsPathOpen(const QString &path) const;
+    void AttachCodeEditor(CodeEditor *codeEditor);
+
+    KeyBindings &m_bindings;
+    QPointer<QWidget> m_hostMainWindow;
+    QMenuBar *m_menuBar = nullptr;
+    QMenu *m_recentFilesMenu = nullptr;
+    QMenu *m_viewMenu = nullptr;
+    QMenu *m_editMenu = nullptr;
+    PanelGroup *m_outputPanelGroup = nullptr;
+    QPlainTextEdit *m_outputText = nullptr;
+    SideBar *m_sideBar = nullptr;
+    ActivityBar *m_activityBar = nullptr;
+    StatusBar *m_statusBar = nullptr;
+    QSplitter *m_editorSplitter = nullptr;
+    QSplitter *m_outputSplitter = nullptr;
+    QSplitter *m_sideBarSplitter = nullptr;
+    QHBoxLayout *m_mainRow = nullptr;
+    QVector<CodeEditorGroup *> m_groups;
+    int m_activeGroupIndex = 0;
+    bool m_shortcutsActive = false;
+    bool m_tornDown = false;
+    // Set while the constructor runs: nothing is saved before the window exists.
+    bool m_constructing = true;
+
+    // Visibility flags and the remembered pane sizes (below 10 counts as none).
+    bool m_codeEditorVisible = true;
+    bool m_outputVisible = true;
+    bool m_sideBarVisible = true;
+    int m_lastCodeEditorSize = 0;
+    int m_lastOutputSize = 0;
+    int m_lastSideBarSize = 0;
+    int m_lastMainSize = 0;
+    bool m_searchActive = false;
+
+    QHash<int, QAction *> m_bindingActions;
+    QAction *m_findInFilesAction = nullptr;
+    QAction *m_toggleSideBarPositionAction = nullptr;
+    QAction *m_toggleActivityBarAction = nullptr;
+    QAction *m_toggleStatusBarAction = nullptr;
+    QAction *m_echoAllAction = nullptr;
+    QAction *m_normalAction = nullptr;
+    QAction *m_minimalAction = nullptr;
+    QAction *m_echoAllCommandsAction = nullptr;
+    QAction *m_lineNumbersInErrorsAction = nullptr;
+    QAction *m_showStackTraceAction = nullptr;
+    QAction *m_suppressStackWindowAction = nullptr;
+    QAction *m_writeOutputToFileAction = nullptr;
+    QAction *m_clearRecentFilesAction = nullptr;
+    QAction *m_reopenClosedFileAction = nullptr;
+    int m_outputVerbosity = 1;
+
+    // The order in which each group's editors were last current (most recent last), for the
+    // "used editor" navigation.
+    QHash<CodeEditor *, quint64> m_lastUsed;
+    quint64 m_useCounter = 0;
+    QStringList m_changedPaths;
+    QStringList m_writtenPaths;
+    bool m_checkingFileChanges = false;
+};
+
+} // namespace ke2

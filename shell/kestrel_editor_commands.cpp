@@ -1,0 +1,218 @@
+// Editing commands on the focused editor, navigation between editors and groups, quick help,
+// and the commands whose views arrive with their own parts.
+#include "shell/kestrel_editor.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host_bridge.h"
+#include "views/quick_help_view.h"
+#include "views/side_bar.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QUrl>
+#include <QtGui/QDesktopServices>
+#include <QtGui/QTextBlock>
+#include <QtWidgets/QAction>
+#include <QtWidgets/QInputDialog>
+#include <QtWidgets/QMessageBox>
+
+#include <algorithm>
+
+namespace ke2 {
+
+// --- Editing -------------------------------------------------------------------------------------
+
+#define KE2_ON_FOCUSED_EDITOR(call)                                                                                    \
+    if (CodeEditor *editor = FocusedCodeEditor())                                                                      \
+    editor->call
+
+void KestrelEditor::Undo() { KE2_ON_FOCUSED_EDITOR(undo()); }
+void KestrelEditor::Redo() { KE2_ON_FOCUSED_EDITOR(redo()); }
+void KestrelEditor::Cut() { KE2_ON_FOCUSED_EDITOR(CustomCut()); }
+void KestrelEditor::Copy() { KE2_ON_FOCUSED_EDITOR(CustomCopy()); }
+void KestrelEditor::Paste() { KE2_ON_FOCUSED_EDITOR(CustomPaste()); }
+void KestrelEditor::SelectAll() { KE2_ON_FOCUSED_EDITOR(selectAll()); }
+void KestrelEditor::IncreaseIndent() { KE2_ON_FOCUSED_EDITOR(IncreaseIndent(true)); }
+void KestrelEditor::DecreaseIndent() { KE2_ON_FOCUSED_EDITOR(DecreaseIndent()); }
+void KestrelEditor::CopyLineUp() { KE2_ON_FOCUSED_EDITOR(CopyLine(true)); }
+void KestrelEditor::CopyLineDown() { KE2_ON_FOCUSED_EDITOR(CopyLine(false)); }
+void KestrelEditor::MoveLineUp() { KE2_ON_FOCUSED_EDITOR(MoveLine(true)); }
+void KestrelEditor::MoveLineDown() { KE2_ON_FOCUSED_EDITOR(MoveLine(false)); }
+void KestrelEditor::DeleteLine() { KE2_ON_FOCUSED_EDITOR(DeleteLines()); }
+void KestrelEditor::ToggleComment() { KE2_ON_FOCUSED_EDITOR(ToggleComment()); }
+void KestrelEditor::ToggleBlockComment() { KE2_ON_FOCUSED_EDITOR(ToggleBlockComment()); }
+
+#undef KE2_ON_FOCUSED_EDITOR
+
+void KestrelEditor::ConvertTabsToSpaces()
+{
+    CodeEditor *editor = FocusedCodeEditor();
+    if (!editor || !editor->toPlainText().contains(QLatin1Char('\t')))
+        return;
+    // Each tab becomes the spaces up to the next tab stop, so the text looks as it did; one undo step.
+    const int tabSize = std::max(1, editor->TabSize());
+    QTextCursor cursor(editor->document());
+    cursor.beginEditBlock();
+    for (QTextBlock block = editor->document()->begin(); block.isValid(); block = block.next()) {
+        const QString text = block.text();
+        if (!text.contains(QLatin1Char('\t')))
+            continue;
+        QString converted;
+        for (const QChar c : text) {
+            if (c == QLatin1Char('\t'))
+                converted += QString(tabSize - converted.size() % tabSize, QLatin1Char(' '));
+            else
+                converted += c;
+        }
+        cursor.setPosition(block.position());
+        cursor.setPosition(block.position() + text.size(), QTextCursor::KeepAnchor);
+        cursor.insertText(converted);
+    }
+    cursor.endEditBlock();
+}
+
+// --- Navigation ----------------------------------------------------------------------------------
+
+void KestrelEditor::GoToEditor()
+{
+    auto *action = qobject_cast<QAction *>(sender());
+    CodeEditorGroup *group = ActiveGroup();
+    if (!action || !group || group->Count() == 0)
+        return;
+    const QString text = action->text();
+    if (text == QLatin1String("Next Editor") || text == QLatin1String("Previous Editor")) {
+        // Across groups, in group order then tab order, wrapping round.
+        QVector<QPair<int, int>> all;
+        int current = -1;
+        for (CodeEditorGroup *g : qAsConst(m_groups)) {
+            for (int i = 0; i < g->Count(); ++i) {
+                if (g == group && i == group->CurrentIndex())
+                    current = all.size();
+                all.append({g->Id(), i});
+            }
+        }
+        if (all.isEmpty() || current < 0)
+            return;
+        const int step = text == QLatin1String("Next Editor") ? 1 : -1;
+        const auto next = all.at((current + step + all.size()) % all.size());
+        SetActiveCodeEditor(next.first, next.second);
+        return;
+    }
+    // Within the group, by when each editor was last current.
+    QVector<CodeEditor *> used;
+    for (int i = 0; i < group->Count(); ++i)
+        used.append(group->CodeEditorAt(i));
+    std::stable_sort(used.begin(), used.end(), [this](CodeEditor *a, CodeEditor *b) {
+        return m_lastUsed.value(a) > m_lastUsed.value(b);
+    });
+    const int position = int(used.indexOf(group->CurrentCodeEditor()));
+    const int step = text.startsWith(QLatin1String("Next")) ? 1 : -1;
+    CodeEditor *target = used.at((std::max(0, position) + step + used.size()) % used.size());
+    SetActiveCodeEditor(group->Id(), group->IndexOf(target));
+}
+
+void KestrelEditor::GoToEditorGroup()
+{
+    auto *action = qobject_cast<QAction *>(sender());
+    if (!action)
+        return;
+    const int step = action->text().startsWith(QLatin1String("Next")) ? 1 : -1;
+    for (int n = 1; n < m_groups.size(); ++n) {
+        const int id = (m_activeGroupIndex + step * n + m_groups.size()) % m_groups.size();
+        if (m_groups.at(id)->Count() > 0) {
+            SetActiveCodeEditor(id, m_groups.at(id)->CurrentIndex());
+            return;
+        }
+    }
+}
+
+void KestrelEditor::GoToLine()
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor)
+        return;
+    bool accepted = false;
+    const int line = QInputDialog::getInt(this, QStringLiteral("Go to Line"), QStringLiteral("Line:"),
+                                          editor->textCursor().blockNumber() + 1, 1, editor->blockCount(), 1, &accepted);
+    if (!accepted)
+        return;
+    QTextCursor cursor(editor->document()->findBlockByNumber(line - 1));
+    editor->setTextCursor(cursor);
+    editor->centerCursor();
+    editor->setFocus();
+}
+
+// --- Quick help ----------------------------------------------------------------------------------
+
+void KestrelEditor::SetQuickHelpSearchText(const QString &text, bool showWhenHidden)
+{
+    m_sideBar->QuickHelp()->SetSearchText(text);
+    if (showWhenHidden && (!m_sideBarVisible || m_sideBar->CurrentView() != SIDE_BAR_VIEW_QUICK_HELP))
+        ShowQuickHelp();
+}
+
+void KestrelEditor::InsertQuickHelpFlag(const QString &flag)
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor || flag.isEmpty())
+        return;
+    QTextCursor cursor = editor->textCursor();
+    const QString before = cursor.block().text().left(cursor.positionInBlock());
+    // A flag is a word of its own.
+    const bool needsSpace = !before.isEmpty() && !before.at(before.size() - 1).isSpace();
+    cursor.insertText((needsSpace ? QStringLiteral(" ") : QString()) + flag + QLatin1Char(' '));
+    editor->setTextCursor(cursor);
+    editor->setFocus();
+}
+
+void KestrelEditor::OnParserUpdated(BaseParser *parser)
+{
+    Q_UNUSED(parser); // the outline section reads it
+    UpdateStatusBarInfo();
+}
+
+// --- Dialogs -------------------------------------------------------------------------------------
+
+void KestrelEditor::ShowAboutDialog()
+{
+    QMessageBox::about(this, QStringLiteral("About %1").arg(HostBridge::displayName()),
+                       QStringLiteral("<b>%1</b><br>Version %2<br><br>A script editor for MEL and Python.")
+                           .arg(HostBridge::displayName(), HostBridge::pluginVersion()));
+}
+
+void KestrelEditor::OpenPylintrc()
+{
+    const QString path = Settings::instance().pylintConfigPath;
+    if (path.isEmpty() || !QFileInfo::exists(path)) {
+        HostBridge::showWarning(QStringLiteral("Pylint configuration file not found: %1").arg(path));
+        return;
+    }
+    OpenFile(path);
+}
+
+// The commands below belong to views that come with their own parts (the find and replace bar,
+// find in files, the go-to overlay, the workspace view, the preferences dialog). Their actions
+// and shortcuts exist so the bindings and menus are complete; each body is where its view
+// connects.
+void KestrelEditor::Find() {}
+void KestrelEditor::Replace() {}
+void KestrelEditor::FindInFiles() { ShowSearch(); }
+void KestrelEditor::ReplaceInFiles() { ShowSearch(); }
+void KestrelEditor::FindNext() {}
+void KestrelEditor::FindPrevious() {}
+void KestrelEditor::SelectAndFindNext() {}
+void KestrelEditor::SelectAndFindPrevious() {}
+void KestrelEditor::FindInFilesNext() {}
+void KestrelEditor::FindInFilesPrevious() {}
+void KestrelEditor::ReplaceNext() {}
+void KestrelEditor::ReplaceAll() {}
+void KestrelEditor::GoToFile() {}
+void KestrelEditor::GoToSymbolInFile() {}
+void KestrelEditor::OpenWorkspace() {}
+void KestrelEditor::SaveWorkspaceAs() {}
+void KestrelEditor::AddFolderToWorkspace() {}
+void KestrelEditor::SourceScript() {}
+void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
+
+} // namespace ke2

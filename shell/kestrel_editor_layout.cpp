@@ -1,0 +1,785 @@
+// Layout, visibility, window events, focus, fonts, title and preferences of the main window.
+#include "shell/kestrel_editor.h"
+
+#include "config/color_scheme.h"
+#include "config/key_bindings.h"
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host.h"
+#include "plugin/host_bridge.h"
+#include "views/activity_bar.h"
+#include "views/panel_group.h"
+#include "views/side_bar.h"
+#include "views/status_bar.h"
+
+#include <QtCore/QFileInfo>
+#include <QtGui/QCloseEvent>
+#include <QtGui/QKeyEvent>
+#include <QtWidgets/QAction>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QSplitter>
+
+#include <cmath>
+
+namespace ke2 {
+namespace {
+
+// Below this a remembered pane size means "none".
+constexpr int minimumRememberedSize = 10;
+
+bool isInside(const QWidget *widget, const QWidget *container)
+{
+    for (const QWidget *w = widget; w; w = w->parentWidget())
+        if (w == container)
+            return true;
+    return false;
+}
+
+bool hasDockingHost()
+{
+    Host *host = HostBridge::host();
+    return host && host->hasFeature(Host::Feature::DockingUi);
+}
+
+} // namespace
+
+// --- Panes of the two outer splitters --------------------------------------------------------
+
+int KestrelEditor::OutputPane() const
+{
+    return Settings::instance().outputTopLeft ? 0 : 1;
+}
+
+int KestrelEditor::SideBarPane() const
+{
+    return Settings::instance().sideBarLeft ? 0 : 1;
+}
+
+int KestrelEditor::QuarterHeight() const
+{
+    // The height even when the panes sit side by side: the proportions follow the window's height.
+    return (rect().bottom() - rect().top() + 1) / 4;
+}
+
+void KestrelEditor::ShowCodeEditorAndOutput()
+{
+    if (m_codeEditorVisible && m_outputVisible)
+        return;
+    QList<int> sizes = m_outputSplitter->sizes();
+    if (sizes.size() == 2) {
+        const int quarter = QuarterHeight();
+        sizes[1 - OutputPane()] = m_lastCodeEditorSize < minimumRememberedSize ? 3 * quarter : m_lastCodeEditorSize;
+        sizes[OutputPane()] = m_lastOutputSize < minimumRememberedSize ? quarter : m_lastOutputSize;
+        m_outputSplitter->setSizes(sizes);
+    }
+    m_codeEditorVisible = true;
+    m_outputVisible = true;
+}
+
+void KestrelEditor::HideCodeEditor()
+{
+    if (!m_codeEditorVisible)
+        return;
+    QList<int> sizes = m_outputSplitter->sizes();
+    if (sizes.size() == 2) {
+        sizes[1 - OutputPane()] = 0;
+        sizes[OutputPane()] = 100;
+        m_outputSplitter->setSizes(sizes);
+    }
+    m_codeEditorVisible = false;
+    m_outputVisible = true;
+}
+
+void KestrelEditor::HideOutput()
+{
+    if (!m_outputVisible)
+        return;
+    QList<int> sizes = m_outputSplitter->sizes();
+    if (sizes.size() == 2) {
+        sizes[1 - OutputPane()] = 100;
+        sizes[OutputPane()] = 0;
+        m_outputSplitter->setSizes(sizes);
+    }
+    m_codeEditorVisible = true;
+    m_outputVisible = false;
+}
+
+void KestrelEditor::RememberCodeEditorAndOutputSizes()
+{
+    const QList<int> sizes = m_outputSplitter->sizes();
+    if (sizes.size() != 2)
+        return;
+    m_lastCodeEditorSize = sizes.at(1 - OutputPane());
+    m_lastOutputSize = sizes.at(OutputPane());
+}
+
+void KestrelEditor::ToggleCodeEditor()
+{
+    if (m_codeEditorVisible) {
+        if (m_outputVisible)
+            RememberCodeEditorAndOutputSizes();
+        HideCodeEditor();
+    } else {
+        ShowCodeEditorAndOutput();
+    }
+}
+
+void KestrelEditor::ToggleOutput()
+{
+    if (m_outputVisible) {
+        if (m_codeEditorVisible)
+            RememberCodeEditorAndOutputSizes();
+        HideOutput();
+    } else {
+        ShowCodeEditorAndOutput();
+    }
+}
+
+void KestrelEditor::SetCodeEditorVisible(bool visible, bool splitterMove)
+{
+    if (visible && splitterMove)
+        m_codeEditorVisible = true;
+    else if (visible)
+        ShowCodeEditorAndOutput();
+    else
+        HideCodeEditor();
+}
+
+void KestrelEditor::SetOutputVisible(bool visible, bool splitterMove)
+{
+    if (visible && splitterMove)
+        m_outputVisible = true;
+    else if (visible)
+        ShowCodeEditorAndOutput();
+    else
+        HideOutput();
+}
+
+void KestrelEditor::ShowSideBar()
+{
+    if (!m_sideBarVisible) {
+        QList<int> sizes = m_sideBarSplitter->sizes();
+        if (sizes.size() == 2) {
+            const int quarter = QuarterHeight();
+            const bool remembered = m_lastSideBarSize >= minimumRememberedSize;
+            sizes[SideBarPane()] = remembered ? m_lastSideBarSize : quarter;
+            // The side bar's own remembered size decides, not the main area's.
+            sizes[1 - SideBarPane()] = remembered ? m_lastMainSize : 3 * quarter;
+            m_sideBarSplitter->setSizes(sizes);
+        }
+        m_sideBarVisible = true;
+    }
+    UpdateActivityBarCheck();
+}
+
+void KestrelEditor::HideSideBar()
+{
+    if (m_sideBarVisible) {
+        QList<int> sizes = m_sideBarSplitter->sizes();
+        if (sizes.size() == 2) {
+            sizes[SideBarPane()] = 0;
+            m_sideBarSplitter->setSizes(sizes);
+        }
+        m_sideBarVisible = false;
+        if (isInside(QApplication::focusWidget(), m_sideBar)) {
+            if (CodeEditor *editor = ActiveCodeEditor())
+                editor->setFocus();
+        }
+    }
+    UpdateActivityBarCheck();
+}
+
+void KestrelEditor::RememberSideBarSizes()
+{
+    const QList<int> sizes = m_sideBarSplitter->sizes();
+    if (sizes.size() != 2)
+        return;
+    m_lastSideBarSize = sizes.at(SideBarPane());
+    m_lastMainSize = sizes.at(1 - SideBarPane());
+}
+
+void KestrelEditor::ToggleSideBar()
+{
+    if (m_sideBarVisible) {
+        RememberSideBarSizes();
+        HideSideBar();
+    } else {
+        ShowSideBar();
+    }
+}
+
+void KestrelEditor::SetSideBarVisible(bool visible, bool splitterMove)
+{
+    if (visible && splitterMove) {
+        m_sideBarVisible = true;
+        UpdateActivityBarCheck();
+    } else if (visible) {
+        ShowSideBar();
+    } else {
+        HideSideBar();
+    }
+}
+
+void KestrelEditor::UpdateActivityBarCheck()
+{
+    m_activityBar->SetCurrentView(m_sideBar->CurrentView(), m_sideBarVisible);
+}
+
+void KestrelEditor::SetSideBarView(SideBarView view)
+{
+    m_sideBar->SetCurrentView(view);
+    UpdateActivityBarCheck();
+}
+
+void KestrelEditor::OnActivityBarViewSelected(SideBarView view)
+{
+    // A click on the view already shown folds the side bar away; any other shows that view.
+    if (m_sideBarVisible && m_sideBar->CurrentView() == view) {
+        RememberSideBarSizes();
+        HideSideBar();
+        return;
+    }
+    SetSideBarView(view);
+    ShowSideBar();
+}
+
+void KestrelEditor::ShowExplorer()
+{
+    SetSideBarView(SIDE_BAR_VIEW_EXPLORER);
+    ShowSideBar();
+}
+
+void KestrelEditor::ShowSearch()
+{
+    if (!m_sideBar->HasView(SIDE_BAR_VIEW_SEARCH))
+        return;
+    SetSideBarView(SIDE_BAR_VIEW_SEARCH);
+    ShowSideBar();
+}
+
+void KestrelEditor::ShowQuickHelp()
+{
+    SetSideBarView(SIDE_BAR_VIEW_QUICK_HELP);
+    ShowSideBar();
+}
+
+void KestrelEditor::OnSplitterMoved()
+{
+    if (sender() == m_sideBarSplitter) {
+        const QList<int> sizes = m_sideBarSplitter->sizes();
+        if (sizes.size() != 2)
+            return;
+        if (sizes.at(SideBarPane()) != 0) {
+            m_sideBarVisible = true;
+            UpdateActivityBarCheck();
+        } else if (m_sideBarVisible) {
+            HideSideBar();
+        }
+    } else if (sender() == m_outputSplitter) {
+        const QList<int> sizes = m_outputSplitter->sizes();
+        if (sizes.size() != 2)
+            return;
+        const int code = sizes.at(1 - OutputPane());
+        const int output = sizes.at(OutputPane());
+        if (code == 0 && m_codeEditorVisible)
+            HideCodeEditor();
+        else if (output == 0 && m_outputVisible)
+            HideOutput();
+        if (code != 0)
+            m_codeEditorVisible = true;
+        if (output != 0)
+            m_outputVisible = true;
+    }
+}
+
+// --- Positions -------------------------------------------------------------------------------
+
+void KestrelEditor::ToggleCodeEditorLayout()
+{
+    Settings &settings = Settings::instance();
+    settings.codeEditorOrientVertical = !settings.codeEditorOrientVertical;
+    m_editorSplitter->setOrientation(settings.codeEditorOrientVertical ? Qt::Vertical : Qt::Horizontal);
+}
+
+namespace {
+
+void setOutputPosition(QSplitter *splitter, QWidget *output, QWidget *editors, bool vertical, bool topLeft,
+                       QObject *filter)
+{
+    Settings &settings = Settings::instance();
+    const bool orientationChanged = settings.outputOrientVertical != vertical;
+    const bool orderChanged = settings.outputTopLeft != topLeft;
+    settings.outputOrientVertical = vertical;
+    settings.outputTopLeft = topLeft;
+    if (orientationChanged)
+        splitter->setOrientation(vertical ? Qt::Vertical : Qt::Horizontal);
+    if (orderChanged) {
+        QList<int> sizes = splitter->sizes();
+        if (sizes.size() == 2)
+            sizes.swapItemsAt(0, 1);
+        splitter->insertWidget(0, topLeft ? output : editors);
+        splitter->insertWidget(1, topLeft ? editors : output);
+        splitter->setStretchFactor(0, topLeft ? 0 : 1);
+        splitter->setStretchFactor(1, topLeft ? 1 : 0);
+        if (!orientationChanged && sizes.size() == 2)
+            splitter->setSizes(sizes);
+        splitter->handle(1)->installEventFilter(filter);
+    }
+}
+
+} // namespace
+
+void KestrelEditor::OutputPositionTop()
+{
+    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, true, true, this);
+    m_outputPanelGroup->UpdateLayout(true, true);
+}
+
+void KestrelEditor::OutputPositionBottom()
+{
+    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, true, false, this);
+    m_outputPanelGroup->UpdateLayout(true, false);
+}
+
+void KestrelEditor::OutputPositionLeft()
+{
+    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, false, true, this);
+    m_outputPanelGroup->UpdateLayout(false, true);
+}
+
+void KestrelEditor::OutputPositionRight()
+{
+    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, false, false, this);
+    m_outputPanelGroup->UpdateLayout(false, false);
+}
+
+void KestrelEditor::ToggleSideBarPosition()
+{
+    Settings &settings = Settings::instance();
+    settings.sideBarLeft = !settings.sideBarLeft;
+    const bool left = settings.sideBarLeft;
+    QList<int> sizes = m_sideBarSplitter->sizes();
+    if (sizes.size() == 2)
+        sizes.swapItemsAt(0, 1);
+    m_sideBarSplitter->insertWidget(0, left ? static_cast<QWidget *>(m_sideBar) : m_outputSplitter);
+    m_sideBarSplitter->insertWidget(1, left ? static_cast<QWidget *>(m_outputSplitter) : m_sideBar);
+    m_sideBarSplitter->setCollapsible(SideBarPane(), true);
+    m_sideBarSplitter->setCollapsible(1 - SideBarPane(), false);
+    m_sideBarSplitter->setStretchFactor(SideBarPane(), 0);
+    m_sideBarSplitter->setStretchFactor(1 - SideBarPane(), 1);
+    if (sizes.size() == 2)
+        m_sideBarSplitter->setSizes(sizes);
+    // The activity bar stays on the outer edge, next to the side bar.
+    if (left) {
+        m_mainRow->removeWidget(m_sideBarSplitter);
+        m_mainRow->addWidget(m_sideBarSplitter);
+    } else {
+        m_mainRow->removeWidget(m_activityBar);
+        m_mainRow->addWidget(m_activityBar);
+    }
+    m_toggleSideBarPositionAction->setText(left ? QStringLiteral("Move Side Bar Right") : QStringLiteral("Move Side Bar Left"));
+    m_sideBarSplitter->handle(1)->installEventFilter(this);
+}
+
+void KestrelEditor::SetActivityBarVisible(bool visible)
+{
+    Settings::instance().activityBarVisible = visible;
+    m_activityBar->setVisible(visible);
+    const QString text = visible ? QStringLiteral("Hide Activity Bar") : QStringLiteral("Show Activity Bar");
+    m_toggleActivityBarAction->setText(text);
+    m_toggleActivityBarAction->setToolTip(text);
+}
+
+void KestrelEditor::ToggleActivityBar()
+{
+    SetActivityBarVisible(!Settings::instance().activityBarVisible);
+}
+
+void KestrelEditor::SetStatusBarVisible(bool visible)
+{
+    Settings::instance().statusBarVisible = visible;
+    m_statusBar->setVisible(visible);
+    const QString text = visible ? QStringLiteral("Hide Status Bar") : QStringLiteral("Show Status Bar");
+    m_toggleStatusBarAction->setText(text);
+    m_toggleStatusBarAction->setToolTip(text);
+}
+
+void KestrelEditor::ToggleStatusBar()
+{
+    SetStatusBarVisible(!Settings::instance().statusBarVisible);
+}
+
+void KestrelEditor::OnShowEditMenu()
+{
+    m_findInFilesAction->setText(QStringLiteral("Find in Files"));
+    m_findInFilesAction->setStatusTip(QStringLiteral("Find in Files"));
+}
+
+void KestrelEditor::OnShowViewMenu()
+{
+    m_findInFilesAction->setText(QStringLiteral("Search"));
+    m_findInFilesAction->setStatusTip(QStringLiteral("Search"));
+}
+
+void KestrelEditor::OnShowOutputVerbosityMenu()
+{
+    m_echoAllAction->setChecked(m_outputVerbosity == 0);
+    m_normalAction->setChecked(m_outputVerbosity == 1);
+    m_minimalAction->setChecked(m_outputVerbosity == 2);
+}
+
+// --- Events ----------------------------------------------------------------------------------
+
+bool KestrelEditor::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseButtonPress) {
+        if (watched == m_outputSplitter->handle(1)) {
+            const QList<int> sizes = m_outputSplitter->sizes();
+            if (sizes.size() == 2 && sizes.at(0) > 0 && sizes.at(1) > 0)
+                RememberCodeEditorAndOutputSizes();
+        } else if (watched == m_sideBarSplitter->handle(1)) {
+            const QList<int> sizes = m_sideBarSplitter->sizes();
+            if (sizes.size() == 2 && sizes.at(0) > 0 && sizes.at(1) > 0)
+                RememberSideBarSizes();
+        }
+        return false;
+    }
+    if (event->type() == QEvent::Close && watched == m_hostMainWindow) {
+        const Settings &settings = Settings::instance();
+        bool modifiedFile = false;
+        for (CodeEditorGroup *group : qAsConst(m_groups))
+            for (int i = 0; i < group->Count() && !modifiedFile; ++i)
+                modifiedFile = group->Record(i).kind == CODE_EDITOR_FILE && group->IsModified(i);
+        if (settings.saveAllOnExit || !settings.showUnsavedFileDialogOnMayaExit || !modifiedFile)
+            return false;
+        if (hasDockingHost() && HostBridge::workspaceControlExists() && !HostBridge::workspaceControlVisible())
+            HostBridge::restoreWorkspaceControl(true);
+        const auto answer = QMessageBox::question(
+            this, HostBridge::displayName(), QStringLiteral("Kestrel Editor 2 files have been modified. Save all changes?"),
+            QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+        if (answer == QMessageBox::Cancel) {
+            event->ignore();
+            return true;
+        }
+        if (answer == QMessageBox::Yes)
+            SaveAll(false, true);
+        return false;
+    }
+    return QWidget::eventFilter(watched, event);
+}
+
+void KestrelEditor::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    const Settings &settings = Settings::instance();
+    // Sizes are remembered from a restored state only: on a first start the layout's own
+    // arbitrary split is not worth keeping, and the panes open at their default proportions.
+    const bool sideBarRestored = m_sideBarSplitter->restoreState(settings.sideBarState);
+    const bool outputRestored = m_outputSplitter->restoreState(settings.outputState);
+    if (m_sideBarVisible && sideBarRestored)
+        RememberSideBarSizes();
+    if (m_codeEditorVisible && m_outputVisible && outputRestored)
+        RememberCodeEditorAndOutputSizes();
+
+    m_lineNumbersInErrorsAction->setChecked(HostBridge::showLineNumbers());
+    m_showStackTraceAction->setChecked(HostBridge::stackTrace());
+    m_suppressStackWindowAction->setChecked(settings.suppressStackWindow);
+    m_echoAllCommandsAction->setChecked(HostBridge::echoAllCommands());
+
+    // Applied through the show and hide operations: a flag that says "shown" re-shows the pane
+    // at its remembered size even when the restored splitter had it at zero.
+    if (settings.codeEditorVisible && settings.outputVisible) {
+        m_codeEditorVisible = false;
+        ShowCodeEditorAndOutput();
+    } else if (!settings.codeEditorVisible) {
+        m_codeEditorVisible = true;
+        HideCodeEditor();
+    } else {
+        m_outputVisible = true;
+        HideOutput();
+    }
+    if (settings.sideBarVisible) {
+        m_sideBarVisible = false;
+        ShowSideBar();
+    } else {
+        m_sideBarVisible = true;
+        HideSideBar();
+    }
+    SetActivityBarVisible(settings.activityBarVisible);
+    SetStatusBarVisible(settings.statusBarVisible);
+    if (m_codeEditorVisible) {
+        if (CodeEditor *editor = ActiveCodeEditor())
+            editor->setFocus();
+    }
+    UpdateTitleBar();
+    HostBridge::resetCaches();
+}
+
+void KestrelEditor::hideEvent(QHideEvent *event)
+{
+    Settings &settings = Settings::instance();
+    settings.windowGeometry = QRect(mapToGlobal(QPoint(0, 0)), size());
+    settings.sideBarState = m_sideBarSplitter->saveState();
+    settings.outputState = m_outputSplitter->saveState();
+    settings.codeEditorVisible = m_codeEditorVisible;
+    settings.outputVisible = m_outputVisible;
+    settings.sideBarVisible = m_sideBarVisible;
+    m_sideBar->SaveState();
+    QWidget::hideEvent(event);
+}
+
+void KestrelEditor::keyPressEvent(QKeyEvent *event)
+{
+    // Escape that no view took brings the keyboard back to the editor.
+    if (event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier) {
+        if (CodeEditor *editor = ActiveCodeEditor()) {
+            editor->setFocus();
+            return;
+        }
+    }
+    QWidget::keyPressEvent(event);
+}
+
+void KestrelEditor::OnApplicationFocusChanged(QWidget *old, QWidget *now)
+{
+    Q_UNUSED(old);
+    if (hasDockingHost() && HostBridge::workspaceControlFloating()) {
+        if (!m_shortcutsActive) {
+            m_shortcutsActive = true;
+            m_bindings.applyShortcuts(true);
+        }
+        return;
+    }
+    const bool inside = isInside(now, this);
+    if (m_shortcutsActive && !inside) {
+        m_shortcutsActive = false;
+        m_bindings.applyShortcuts(false);
+    } else if (!m_shortcutsActive && inside) {
+        m_shortcutsActive = true;
+        m_bindings.applyShortcuts(true);
+    }
+}
+
+// --- Fonts -----------------------------------------------------------------------------------
+
+namespace {
+
+QFont zoomedFont(QFont font, int &zoom)
+{
+    const int base = font.pointSize() > 0 ? font.pointSize() : qRound(font.pointSizeF());
+    int points = base + zoom;
+    if (points < KestrelEditor::minimumFontSize) {
+        zoom = KestrelEditor::minimumFontSize - base;
+        points = KestrelEditor::minimumFontSize;
+    } else if (points > KestrelEditor::maximumFontSize) {
+        zoom = KestrelEditor::maximumFontSize - base;
+        points = KestrelEditor::maximumFontSize;
+    }
+    double size = points;
+    const double scale = HostBridge::dpiScale();
+    if (scale > 0.0 && std::abs(scale - 1.0) > 1e-9)
+        size *= scale;
+    font.setPointSizeF(size);
+    return font;
+}
+
+} // namespace
+
+void KestrelEditor::ApplyCodeEditorFont(CodeEditor *codeEditor)
+{
+    int &zoom = Settings::instance().codeEditorZoom;
+    codeEditor->setFont(zoomedFont(Settings::instance().codeEditorFont, zoom));
+}
+
+void KestrelEditor::ApplyCodeEditorFont()
+{
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            ApplyCodeEditorFont(group->CodeEditorAt(i));
+}
+
+void KestrelEditor::ApplyOutputFont()
+{
+    if (m_outputText)
+        m_outputText->setFont(zoomedFont(Settings::instance().outputFont, Settings::instance().outputZoom));
+}
+
+void KestrelEditor::IncreaseFontSize()
+{
+    if (FocusedCodeEditor())
+        IncreaseCodeEditorFontSize();
+    else if (OutputHasFocus())
+        IncreaseOutputFontSize();
+}
+
+void KestrelEditor::DecreaseFontSize()
+{
+    if (FocusedCodeEditor())
+        DecreaseCodeEditorFontSize();
+    else if (OutputHasFocus())
+        DecreaseOutputFontSize();
+}
+
+void KestrelEditor::ResetFontSize()
+{
+    if (FocusedCodeEditor()) {
+        Settings::instance().codeEditorZoom = 0;
+        ApplyCodeEditorFont();
+    } else if (OutputHasFocus()) {
+        Settings::instance().outputZoom = 0;
+        ApplyOutputFont();
+    }
+}
+
+void KestrelEditor::IncreaseCodeEditorFontSize()
+{
+    ++Settings::instance().codeEditorZoom;
+    ApplyCodeEditorFont();
+}
+
+void KestrelEditor::DecreaseCodeEditorFontSize()
+{
+    --Settings::instance().codeEditorZoom;
+    ApplyCodeEditorFont();
+}
+
+void KestrelEditor::IncreaseOutputFontSize()
+{
+    ++Settings::instance().outputZoom;
+    ApplyOutputFont();
+}
+
+void KestrelEditor::DecreaseOutputFontSize()
+{
+    --Settings::instance().outputZoom;
+    ApplyOutputFont();
+}
+
+// --- Title, status bar, preferences ----------------------------------------------------------
+
+void KestrelEditor::UpdateTitleBar()
+{
+    if (m_constructing)
+        return;
+    CodeEditor *editor = ActiveCodeEditor();
+    const QString title = editor ? QStringLiteral("%1 - %2").arg(editor->DisplayName(), HostBridge::displayName())
+                                 : HostBridge::displayName();
+    setWindowTitle(title);
+    if (hasDockingHost())
+        HostBridge::setWorkspaceControlLabel(title);
+}
+
+void KestrelEditor::UpdateCursorPosition()
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor)
+        return;
+    const QTextCursor cursor = editor->textCursor();
+    m_statusBar->UpdateCursor(cursor.blockNumber() + 1, cursor.positionInBlock() + 1,
+                              cursor.selectionEnd() - cursor.selectionStart());
+    m_statusBar->UpdateLineMessage(editor->LineMessage(cursor.blockNumber()));
+}
+
+void KestrelEditor::UpdateOverwriteMode()
+{
+    if (CodeEditor *editor = ActiveCodeEditor())
+        m_statusBar->UpdateOverwriteMode(editor->overwriteMode());
+}
+
+void KestrelEditor::UpdateStatusBarInfo()
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor) {
+        m_statusBar->UpdateCounts(0, 0);
+        m_statusBar->UpdateLineMessage(QString());
+        return;
+    }
+    m_statusBar->UpdateCounts(editor->Marks(MARK_ERROR).size(), editor->Marks(MARK_WARNING).size());
+    m_statusBar->UpdateLineMessage(editor->LineMessage(editor->textCursor().blockNumber()));
+}
+
+void KestrelEditor::UpdateInterpreter()
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    m_statusBar->UpdateInterpreter(editor ? editor->Language() : LANGUAGE_TEXT);
+}
+
+void KestrelEditor::UpdateParser()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->UpdateParser();
+}
+
+void KestrelEditor::UpdateViews()
+{
+    RefreshOpenEditors();
+    UpdateTitleBar();
+    UpdateInterpreter();
+    UpdateCursorPosition();
+    UpdateOverwriteMode();
+    UpdateStatusBarInfo();
+    UpdateParser();
+}
+
+void KestrelEditor::RefreshCodeEditorGroupMiniToolbar()
+{
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        group->RefreshMiniToolbar();
+}
+
+void KestrelEditor::ApplyPreferences()
+{
+    Settings &settings = Settings::instance();
+    if (!settings.pylintPath.isEmpty() && !QFileInfo::exists(settings.pylintPath)) {
+        HostBridge::showWarning(QStringLiteral("Pylint path not found: %1").arg(settings.pylintPath));
+        settings.pylintEnabled = false;
+    }
+    if (hasDockingHost()) {
+        if (settings.overrideScriptEditorButton)
+            HostBridge::overrideScriptEditorButton();
+        else
+            HostBridge::restoreScriptEditorButton();
+    }
+    SetActivityBarVisible(settings.activityBarVisible);
+    SetStatusBarVisible(settings.statusBarVisible);
+    m_toggleSideBarPositionAction->setText(settings.sideBarLeft ? QStringLiteral("Move Side Bar Right")
+                                                                : QStringLiteral("Move Side Bar Left"));
+    ApplyCodeEditorFont();
+    ApplyOutputFont();
+    HostBridge::updatePythonPathString(settings.pylintAdditionalImportPaths);
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            CodeEditor *editor = group->CodeEditorAt(i);
+            editor->UpdateSettings();
+            editor->ApplyColors();
+        }
+    }
+}
+
+void KestrelEditor::OnPreferencesModified()
+{
+    ApplyPreferences();
+    SaveState();
+}
+
+void KestrelEditor::ToggleRenderWhitespace()
+{
+    Settings::instance().renderWhitespace = !Settings::instance().renderWhitespace;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            group->CodeEditorAt(i)->UpdateSettings();
+}
+
+void KestrelEditor::ToggleWordWrap()
+{
+    Settings::instance().wordWrapEnabled = !Settings::instance().wordWrapEnabled;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            group->CodeEditorAt(i)->UpdateSettings();
+}
+
+} // namespace ke2

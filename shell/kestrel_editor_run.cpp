@@ -1,0 +1,124 @@
+// Running code in the host, and the host's output options.
+#include "shell/kestrel_editor.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host_bridge.h"
+
+#include <QtGui/QTextBlock>
+#include <QtWidgets/QAction>
+#include <QtWidgets/QInputDialog>
+
+namespace ke2 {
+
+void KestrelEditor::Execute()
+{
+    Execute(EXECUTE_SELECTION);
+}
+
+void KestrelEditor::ExecuteLine()
+{
+    Execute(EXECUTE_LINE);
+}
+
+void KestrelEditor::ExecuteAll()
+{
+    Execute(EXECUTE_ALL);
+}
+
+void KestrelEditor::Execute(ExecuteType type)
+{
+    // Only the editor the user is typing in runs: a shortcut pressed elsewhere runs nothing.
+    CodeEditor *editor = FocusedCodeEditor();
+    if (!editor)
+        return;
+    QString text;
+    const QTextCursor cursor = editor->textCursor();
+    if (type == EXECUTE_LINE) {
+        text = cursor.block().text().trimmed();
+    } else if (type == EXECUTE_SELECTION) {
+        text = cursor.selectedText();
+        text.replace(QChar(0x2029), QLatin1Char('\n'));
+        if (text.isEmpty())
+            text = editor->toPlainText();
+    } else {
+        text = editor->toPlainText();
+    }
+    if (text.isEmpty())
+        return;
+    if (Settings::instance().saveAllOnExecute)
+        SaveAll(true, true);
+    if (editor->Language() == LANGUAGE_MEL)
+        HostBridge::executeMelText(text);
+    else if (editor->Language() == LANGUAGE_PYTHON)
+        HostBridge::executePythonText(text);
+}
+
+void KestrelEditor::SaveScriptToShelf()
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor)
+        return;
+    QString text = editor->textCursor().selectedText();
+    if (text.isEmpty())
+        text = editor->toPlainText();
+    if (text.isEmpty())
+        return;
+    bool accepted = false;
+    const QString name = QInputDialog::getText(this, QStringLiteral("New Shelf Item"),
+                                               QStringLiteral("Enter name of new shelf item:"), QLineEdit::Normal,
+                                               QString(), &accepted, Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
+    if (accepted && !name.isEmpty())
+        HostBridge::addToShelf(name, text, editor->Language() == LANGUAGE_MEL ? 1 : 0);
+}
+
+void KestrelEditor::ToggleEchoAllCommands()
+{
+    HostBridge::setEchoAllCommands(!HostBridge::echoAllCommands());
+    m_echoAllCommandsAction->setChecked(HostBridge::echoAllCommands());
+}
+
+void KestrelEditor::ToggleLineNumbersInErrors()
+{
+    HostBridge::setShowLineNumbers(m_lineNumbersInErrorsAction->isChecked());
+}
+
+void KestrelEditor::ToggleShowStackTrace()
+{
+    HostBridge::setStackTrace(m_showStackTraceAction->isChecked());
+}
+
+void KestrelEditor::ToggleSuppressStackWindow()
+{
+    Settings::instance().suppressStackWindow = m_suppressStackWindowAction->isChecked();
+    HostBridge::setSuppressStackWindow(Settings::instance().suppressStackWindow);
+}
+
+void KestrelEditor::PrintPythonPath()
+{
+    HostBridge::printPythonPath();
+}
+
+void KestrelEditor::PrintMayaEnvVarPaths()
+{
+    if (auto *action = qobject_cast<QAction *>(sender()))
+        HostBridge::printEnvironmentVariablePaths(action->text());
+}
+
+void KestrelEditor::MelCommandReference()
+{
+    HostBridge::showOnlineHelp(QString(), false);
+}
+
+void KestrelEditor::PythonCommandReference()
+{
+    HostBridge::showOnlineHelp(QString(), true);
+}
+
+void KestrelEditor::NodeAndAttributeReference()
+{
+    HostBridge::showHelpTopic(QStringLiteral("-docs \"Nodes/index.html\""));
+}
+
+} // namespace ke2

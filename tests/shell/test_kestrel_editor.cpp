@@ -1,0 +1,309 @@
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host_bridge.h"
+#include "shell/kestrel_editor.h"
+#include "views/activity_bar.h"
+#include "views/open_editors_view.h"
+#include "views/side_bar.h"
+
+#include <QtTest/QtTest>
+#include <QtWidgets/QAction>
+#include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMenuBar>
+#include <QtWidgets/QSplitter>
+#include <QtWidgets/QSplitterHandle>
+#include <QtWidgets/QToolButton>
+#include <QtWidgets/QTreeWidget>
+
+#include <memory>
+
+using namespace ke2;
+using ke2::test::FakeHost;
+
+namespace {
+
+QMenu *menuNamed(QWidget *parent, const QString &title)
+{
+    for (QMenu *menu : parent->findChildren<QMenu *>())
+        if (menu->title() == title)
+            return menu;
+    return nullptr;
+}
+
+// Drags the handle between the two panes of `splitter` by `delta` pixels, as a user would.
+void dragHandle(QSplitter *splitter, int delta)
+{
+    QSplitterHandle *handle = splitter->handle(1);
+    const QPoint start = handle->rect().center();
+    const QPoint end = splitter->orientation() == Qt::Vertical ? start + QPoint(0, delta) : start + QPoint(delta, 0);
+    QTest::mousePress(handle, Qt::LeftButton, Qt::NoModifier, start);
+    QMouseEvent move(QEvent::MouseMove, end, handle->mapToGlobal(end), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(handle, &move);
+    QTest::mouseRelease(handle, Qt::LeftButton, Qt::NoModifier, end);
+}
+
+} // namespace
+
+class KestrelEditorTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<FakeHost> m_host;
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<KestrelEditor> m_window;
+
+    KestrelEditor *shown(int width = 1000, int height = 800)
+    {
+        m_window = std::make_unique<KestrelEditor>();
+        m_window->resize(width, height);
+        m_window->show();
+        if (!QTest::qWaitForWindowExposed(m_window.get()))
+            return nullptr;
+        return m_window.get();
+    }
+    int outputSize() const
+    {
+        return m_window->OutputSplitter()->sizes().at(Settings::instance().outputTopLeft ? 0 : 1);
+    }
+    int codeSize() const
+    {
+        return m_window->OutputSplitter()->sizes().at(Settings::instance().outputTopLeft ? 1 : 0);
+    }
+    int sideBarSize() const
+    {
+        return m_window->SideBarSplitter()->sizes().at(Settings::instance().sideBarLeft ? 0 : 1);
+    }
+
+private slots:
+    void init()
+    {
+        Settings::instance() = Settings();
+        m_host = std::make_unique<FakeHost>();
+        m_host->hasDockingUi = false;
+        m_prefs = std::make_unique<test::TempPrefs>();
+        m_prefs->attach(*m_host);
+        HostBridge::setHost(m_host.get());
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        HostBridge::setHost(nullptr);
+        m_host.reset();
+        m_prefs.reset();
+    }
+
+    void firstStartHasAMelAndAPythonBufferAndAQuarterForTheOutput_data()
+    {
+        QTest::addColumn<bool>("outputVertical");
+        QTest::newRow("output above the editors") << true;
+        // The quarter is of the window's height even when the panes sit side by side.
+        QTest::newRow("output beside the editors") << false;
+    }
+    void firstStartHasAMelAndAPythonBufferAndAQuarterForTheOutput()
+    {
+        QFETCH(bool, outputVertical);
+        Settings::instance().outputOrientVertical = outputVertical;
+        QVERIFY(shown(1000, 800));
+        QCOMPARE(m_window->CodeEditorCount(), 2);
+        QCOMPARE(m_window->Group(0)->Record(0).language, LANGUAGE_MEL);
+        QCOMPARE(m_window->Group(0)->Record(1).language, LANGUAGE_PYTHON);
+        QCOMPARE(outputSize(), 200);
+        const int total = outputSize() + codeSize();
+        QCOMPARE(codeSize(), total - 200);
+        QCOMPARE(sideBarSize(), 200);
+        QCOMPARE(m_window->windowTitle(), QString("Python - Kestrel Editor 2"));
+    }
+
+    // The two panes of the output splitter are never hidden together, whatever the order.
+    void codeEditorAndOutputAreNeverBothHidden_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<bool>("codeVisible");
+        QTest::addColumn<bool>("outputVisible");
+        QTest::newRow("hide output") << QStringList{"output"} << true << false;
+        QTest::newRow("hide editors") << QStringList{"code"} << false << true;
+        QTest::newRow("hide editors, then output") << QStringList{"code", "output"} << true << false;
+        QTest::newRow("hide output, then editors") << QStringList{"output", "code"} << false << true;
+        QTest::newRow("toggle editors twice") << QStringList{"code", "code"} << true << true;
+    }
+    void codeEditorAndOutputAreNeverBothHidden()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(bool, codeVisible);
+        QFETCH(bool, outputVisible);
+        QVERIFY(shown());
+        for (const QString &step : steps)
+            m_window->BindingAction(step == "code" ? 63 : 64)->trigger();
+        QCOMPARE(m_window->IsCodeEditorVisible(), codeVisible);
+        QCOMPARE(m_window->IsOutputVisible(), outputVisible);
+        QCOMPARE(codeSize() > 0, codeVisible);
+        QCOMPARE(outputSize() > 0, outputVisible);
+    }
+
+    void outputDraggedToZeroComesBackAtItsSize()
+    {
+        QVERIFY(shown(1000, 800));
+        dragHandle(m_window->OutputSplitter(), 100); // the output grows from 200 to 300
+        const int before = outputSize();
+        QVERIFY2(before > 250, qPrintable(QString::number(before)));
+        dragHandle(m_window->OutputSplitter(), -2000); // and is dragged away
+        QCOMPARE(outputSize(), 0);
+        QVERIFY(!m_window->IsOutputVisible());
+        m_window->BindingAction(64)->trigger(); // Toggle Output
+        QVERIFY(m_window->IsOutputVisible());
+        QCOMPARE(outputSize(), before);
+    }
+
+    void sideBarToggleRemembersItsWidth()
+    {
+        QVERIFY(shown(1000, 800));
+        dragHandle(m_window->SideBarSplitter(), 60);
+        const int width = sideBarSize();
+        m_window->ToggleSideBar();
+        QCOMPARE(sideBarSize(), 0);
+        QVERIFY(!m_window->GetActivityBar()->ViewButton(SIDE_BAR_VIEW_EXPLORER)->isChecked());
+        m_window->ToggleSideBar();
+        QCOMPARE(sideBarSize(), width);
+        QVERIFY(m_window->GetActivityBar()->ViewButton(SIDE_BAR_VIEW_EXPLORER)->isChecked());
+    }
+
+    void movingTheSideBarMovesTheActivityBarAndRenamesTheAction()
+    {
+        QVERIFY(shown());
+        QAction *action = m_window->SideBarPositionAction();
+        QCOMPARE(action->text(), QString("Move Side Bar Right"));
+        action->trigger();
+        QCOMPARE(action->text(), QString("Move Side Bar Left"));
+        QCOMPARE(m_window->SideBarSplitter()->widget(1), static_cast<QWidget *>(m_window->GetSideBar()));
+        QApplication::processEvents();
+        // The activity bar sits at the far right, the side bar just inside it.
+        const int activityX = m_window->GetActivityBar()->mapTo(m_window.get(), QPoint()).x();
+        QCOMPARE(activityX + m_window->GetActivityBar()->width(), m_window->width());
+        QVERIFY(m_window->GetSideBar()->mapTo(m_window.get(), QPoint()).x() < activityX);
+        action->trigger();
+        QCOMPARE(action->text(), QString("Move Side Bar Right"));
+        QApplication::processEvents();
+        QCOMPARE(m_window->GetActivityBar()->mapTo(m_window.get(), QPoint()).x(), 0);
+    }
+
+    void findInFilesReadsAsItsMenuSays()
+    {
+        QVERIFY(shown());
+        QAction *action = m_window->FindInFilesAction();
+        QMenu *edit = menuNamed(m_window->MenuBar(), "Edit");
+        QMenu *view = menuNamed(m_window->MenuBar(), "View");
+        QVERIFY(edit && view && edit->actions().contains(action) && view->actions().contains(action));
+        emit view->aboutToShow();
+        QCOMPARE(action->text(), QString("Search"));
+        QCOMPARE(action->statusTip(), QString("Search"));
+        emit edit->aboutToShow();
+        QCOMPARE(action->text(), QString("Find in Files"));
+        QCOMPARE(action->statusTip(), QString("Find in Files"));
+    }
+
+    void zoomStopsAtTheFontLimits_data()
+    {
+        QTest::addColumn<int>("base");
+        QTest::addColumn<int>("steps"); // negative: decrease
+        QTest::addColumn<int>("size");
+        QTest::addColumn<int>("zoom");
+        QTest::newRow("down to the floor") << 9 << -10 << 6 << -3;
+        QTest::newRow("up to the ceiling") << 9 << 30 << 24 << 15;
+        QTest::newRow("inside the range") << 10 << 2 << 12 << 2;
+    }
+    void zoomStopsAtTheFontLimits()
+    {
+        QFETCH(int, base);
+        QFETCH(int, steps);
+        QFETCH(int, size);
+        QFETCH(int, zoom);
+        Settings::instance().codeEditorFont.setPointSize(base);
+        QVERIFY(shown());
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        editor->setFocus();
+        QAction *action = m_window->BindingAction(steps < 0 ? 50 : 49);
+        for (int i = 0; i < qAbs(steps); ++i)
+            action->trigger();
+        QCOMPARE(qRound(editor->font().pointSizeF()), size);
+        QCOMPARE(Settings::instance().codeEditorZoom, zoom);
+        // The offset did not run away: one step back moves the size at once.
+        m_window->BindingAction(steps < 0 ? 49 : 50)->trigger();
+        QCOMPARE(qRound(editor->font().pointSizeF()), size + (steps < 0 ? 1 : -1));
+        // Other editors follow, also those of other groups.
+        QCOMPARE(m_window->Group(0)->CodeEditorAt(0)->font().pointSizeF(), editor->font().pointSizeF());
+    }
+
+    void zoomNeedsAFocusedEditor()
+    {
+        QVERIFY(shown());
+        m_window->GetSideBar()->setFocus();
+        m_window->IncreaseFontSize();
+        QCOMPARE(Settings::instance().codeEditorZoom, 0);
+    }
+
+    void activityBarAndStatusBarActionsFollowTheirBars()
+    {
+        QVERIFY(shown());
+        QAction *activity = m_window->BindingAction(66);
+        QAction *status = m_window->BindingAction(67);
+        activity->trigger();
+        status->trigger();
+        QVERIFY(!m_window->GetActivityBar()->isVisible());
+        QCOMPARE(activity->text(), QString("Show Activity Bar"));
+        QCOMPARE(status->text(), QString("Show Status Bar"));
+        QVERIFY(!Settings::instance().activityBarVisible && !Settings::instance().statusBarVisible);
+        status->trigger();
+        QCOMPARE(status->text(), QString("Hide Status Bar"));
+    }
+
+    void openEditorsFollowTheGroups()
+    {
+        QVERIFY(shown());
+        OpenEditorsView *list = m_window->GetSideBar()->OpenEditors();
+        QCOMPARE(list->Tree()->topLevelItemCount(), 2);
+        // A click activates; the middle button closes (an empty buffer without asking).
+        QTreeWidgetItem *mel = list->ItemFor(0, 0);
+        QVERIFY(mel);
+        QTest::mouseClick(list->Tree()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          list->Tree()->visualItemRect(mel).center());
+        QCOMPARE(m_window->Group(0)->CurrentIndex(), 0);
+        QTest::mouseClick(list->Tree()->viewport(), Qt::MiddleButton, Qt::NoModifier,
+                          list->Tree()->visualItemRect(list->ItemFor(0, 0)).center());
+        QCOMPARE(m_window->CodeEditorCount(), 1);
+        QCOMPARE(list->Tree()->topLevelItemCount(), 1);
+        QCOMPARE(list->Entries().first().language, LANGUAGE_PYTHON);
+        // Moving the editor into a second group shows both groups.
+        m_window->NewMelBuffer();
+        m_window->OnMoveTabToZoneRequested(0, 1, 0, TAB_DROP_ZONE_AFTER);
+        QCOMPARE(m_window->Group(1)->Count(), 1);
+        QCOMPARE(list->Tree()->topLevelItemCount(), 2); // two group headings
+        QCOMPARE(list->Tree()->topLevelItem(1)->text(0), QString("GROUP 2"));
+        // Typing marks the row modified.
+        CodeEditor *moved = m_window->Group(1)->CodeEditorAt(0);
+        QTest::keyClicks(moved, "x");
+        QVERIFY(list->Entries().at(1).modified);
+    }
+
+    void tabDroppedBeforeTheFirstGroupShiftsTheOthers()
+    {
+        QVERIFY(shown());
+        CodeEditor *python = m_window->Group(0)->CodeEditorAt(1);
+        QTest::keyClicks(python, "print(1)");
+        m_window->OnMoveTabToZoneRequested(0, 1, 0, TAB_DROP_ZONE_BEFORE);
+        QCOMPARE(m_window->Group(0)->Count(), 1);
+        QCOMPARE(m_window->Group(0)->CodeEditorAt(0), python);
+        QCOMPARE(m_window->Group(1)->Record(0).language, LANGUAGE_MEL);
+        // The editor moved alive: its text and its undo history came along.
+        QCOMPARE(python->toPlainText(), QString("print(1)"));
+        python->undo();
+        QVERIFY(python->toPlainText() != "print(1)");
+    }
+};
+
+KE2_TEST_CLASS(KestrelEditorTest)
+#include "test_kestrel_editor.moc"
