@@ -473,6 +473,12 @@ PyObject *callHelper(const char *name, PyObject *argument = nullptr)
     return result;
 }
 
+// The Esc watch's request, made on the main thread (see InterruptWatch).
+void requestInterrupt()
+{
+    PyErr_SetInterruptEx(SIGINT);
+}
+
 bool startPython()
 {
     if (g_pythonReady)
@@ -556,6 +562,7 @@ PythonHost::PythonHost(const QString &prefsRoot, QObject *parent)
     m_idleTimer.setSingleShot(true);
     m_idleTimer.setInterval(0);
     connect(&m_idleTimer, &QTimer::timeout, this, &PythonHost::runNextIdle);
+    m_watch.setInterrupt(requestInterrupt);
     const bool running = g_pythonReady;
     if (running) {
         Gil gil;
@@ -951,10 +958,13 @@ void PythonHost::runIdleCommand(const IdleCommand &command)
             echo(command.text);
         source = toPython(command.text);
     }
+    // The user's runs can be stopped with Esc; the watch thread lives only while one runs.
+    m_watch.start(InterruptWatch::ourWindows());
     PyObject *result = source ? PyObject_CallFunctionObjArgs(g_runSource, source,
                                                              command.display ? Py_True : Py_False,
                                                              nullptr)
                               : nullptr;
+    m_watch.stop();
     Py_XDECREF(source);
     bool failed = result != Py_True;
     if (result) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/host.h"
+#include "plugin/interrupt_watch.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QObject>
@@ -64,6 +65,8 @@ public:
     bool isFinalized() const;
     // Ctrl+C in the terminal raises KeyboardInterrupt in the running script, as in python3.
     void catchTerminalInterrupt();
+    // Watches Esc while the user's runs execute; a press raises KeyboardInterrupt in the script.
+    InterruptWatch &interruptWatch() { return m_watch; }
 
     bool executeMel(const QString &command) override;
     bool executeMelString(const QString &command, QString &result) override;
@@ -144,6 +147,7 @@ private:
     QQueue<IdleCommand> m_idle;
     QTimer m_idleTimer;
     std::function<void()> m_flush;
+    InterruptWatch m_watch;
     QuitCallback m_onQuit;
     QMetaObject::Connection m_quitConnection;
     Callbacks m_callbacks = Callbacks::NotYetInstalled;

@@ -1,5 +1,7 @@
 #include "plugin/maya/maya_host.h"
 
+#include "plugin/python_interrupt.h"
+
 #include <maya/MCommandResult.h>
 #include <maya/MEventMessage.h>
 #include <maya/MGlobal.h>
@@ -121,6 +123,28 @@ bool MayaHost::executePythonInt(const QString &command, int &result)
 void MayaHost::executePythonOnIdle(const QString &command, bool displayEnabled)
 {
     MGlobal::executePythonCommandOnIdle(toMaya(command), displayEnabled);
+    if (displayEnabled)
+        watchForEscape();
+}
+
+void MayaHost::watchForEscape()
+{
+    // Looked up when first needed, in whatever Python this Maya runs.
+    if (!m_interruptLookedUp) {
+        m_interruptLookedUp = true;
+        m_interrupt = findPythonInterrupt();
+        if (!m_interrupt)
+            displayWarning(QStringLiteral("[KestrelEditor2] ") + pythonInterruptMissingMessage());
+    }
+    if (!m_interrupt)
+        return;
+    if (!m_watch) {
+        m_watch = std::make_unique<InterruptWatch>();
+        m_watch->setInterrupt(m_interrupt);
+    }
+    // Maya runs the command at its next idle moment; the watch lasts until Maya answers events
+    // again, and only a press while Maya is busy interrupts.
+    m_watch->startUntilIdle(InterruptWatch::ourWindows(mainWindow()));
 }
 
 void MayaHost::displayError(const QString &message)
@@ -194,6 +218,8 @@ bool MayaHost::addCallbacks(QuitCallback onQuit)
 
 bool MayaHost::removeCallbacks()
 {
+    // The unload path: the watch thread must not outlive the plug-in's code.
+    m_watch.reset();
     if (m_callbacks.length() == 0)
         return true;
     if (!MMessage::removeCallbacks(m_callbacks))

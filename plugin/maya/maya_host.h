@@ -1,9 +1,12 @@
 #pragma once
 
 #include "plugin/host.h"
+#include "plugin/interrupt_watch.h"
 
 #include <maya/MCallbackIdArray.h>
 #include <maya/MCommandMessage.h>
+
+#include <memory>
 
 namespace ke2 {
 
@@ -44,11 +47,17 @@ public:
     bool removeCallbacks() override;
 
 private:
+    // Esc while the user's Python run executes raises KeyboardInterrupt in it.
+    void watchForEscape();
+
     static void onQuitApplication(void *clientData);
     static void onCommandOutput(const MString &message, MCommandMessage::MessageType type, void *clientData);
 
     MCallbackIdArray m_callbacks;
     QuitCallback m_onQuit;
+    std::unique_ptr<InterruptWatch> m_watch;
+    bool m_interruptLookedUp = false;
+    InterruptWatch::Interrupt m_interrupt = nullptr;
 };
 
 } // namespace ke2

@@ -1,5 +1,6 @@
 #include "app/close_wait.h"
 #include "app/python_host.h"
+#include "tests/support/fake_key_state.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
@@ -207,6 +208,48 @@ private slots:
         QCOMPARE(m_host->runningScriptThreads().size(), 1);
         QVERIFY(m_host->executePython("stuck.set()"));
         QTRY_VERIFY(m_host->runningScriptThreads().isEmpty());
+    }
+
+    // Esc stops a runaway script: KeyboardInterrupt at the running line, finally blocks run, and
+    // the next run works. Presses come from a fake keyboard, in milliseconds after the run began.
+    void escapeStopsRunawayScripts_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QVector<int>>("presses");
+        QTest::addColumn<bool>("focused");
+        QTest::addColumn<QString>("ending");
+        // Framed with "//" until the script's own printing switches the frame to "#".
+        const QString interrupted = "// Error: KeyboardInterrupt: file <maya console> line %1:  //\n";
+        const QString afterPrint = "# Error: KeyboardInterrupt: file <maya console> line %1:  #\n";
+        // (The loops test a condition: python3 itself lets an interrupt of a `while True:` loop escape
+        // the try around it.)
+        QTest::newRow("tight loop") << "while True:\n    pass" << QVector<int>{300} << true << interrupted.arg(1);
+        QTest::newRow("finally block runs")
+            << "x = 0\ntry:\n    while x >= 0:\n        x += 1\nfinally:\n    print('cleaned up')" << QVector<int>{300} << true
+            << "cleaned up\n" + afterPrint.arg(3);
+        QTest::newRow("long sleep") << "import time\ntime.sleep(100)" << QVector<int>{300} << true << interrupted.arg(2);
+        QTest::newRow("caught once, stopped by the second press")
+            << "x = 0\ntry:\n    while x >= 0:\n        x += 1\nexcept KeyboardInterrupt:\n    print('caught')\nwhile True:\n    x += 1"
+            << QVector<int>{300, 900} << true << "caught\n" + afterPrint.arg(7);
+        QTest::newRow("Esc in another program does nothing")
+            << "import time\nt = time.time()\nwhile time.time() - t < 0.8: pass\nprint('done')" << QVector<int>{200}
+            << false << "done\n";
+    }
+    void escapeStopsRunawayScripts()
+    {
+        QFETCH(QString, code);
+        QFETCH(QVector<int>, presses);
+        QFETCH(bool, focused);
+        QFETCH(QString, ending);
+        auto keyboard = std::make_shared<ke2::test::FakeKeyState>(presses, focused);
+        m_host->interruptWatch().setSourceFactory(ke2::test::FakeKeyState::factory(keyboard));
+        const QString out = run(code, false);
+        QVERIFY2(out.endsWith(ending), qPrintable(out.right(300)));
+        QCOMPARE(out.count("KeyboardInterrupt"), ending.count("KeyboardInterrupt"));
+        if (focused) // stopped soon after the last press, not when the script would have ended
+            QVERIFY2(keyboard->elapsed() - keyboard->lastPress() < 1500, qPrintable(QString::number(keyboard->elapsed())));
+        QVERIFY(!m_host->interruptWatch().isRunning()); // the watch lives only while a run does
+        QCOMPARE(run("40+2"), QString("40+2\n# Result: 42 #\n"));
     }
 
     void idleCommandsWaitForTheEventLoopAndKeepOrder()
