@@ -15,6 +15,7 @@
 #include <QtWidgets/QApplication>
 
 #include <algorithm>
+#include <ctime>
 #include <cstdio>
 #include <vector>
 
@@ -123,15 +124,19 @@ int main(int argc, char **argv)
     }
 
     std::vector<double> samples;
+    std::vector<double> constructed;
+    std::vector<double> cpu; // the process's own processor time: what a busy machine does not inflate
     int hiddenHighlighted = 0;
     for (int run = 0; run < runs; ++run) {
         Settings::instance() = Settings();
         Settings::instance().tabDetails = tabs;
         QElapsedTimer clock;
         FirstPaint watcher(clock);
+        const std::clock_t cpuStart = std::clock();
         clock.start();
         auto *window = new KestrelEditor;
         window->resize(1200, 800);
+        constructed.push_back(double(clock.nsecsElapsed()) / 1e6);
         CodeEditor *current = window->ActiveCodeEditor();
         if (!current || window->CodeEditorCount() != 2 * tabsPerLanguage) {
             std::fprintf(stderr, "the session was not restored (%d tabs)\n", window->CodeEditorCount());
@@ -142,6 +147,7 @@ int main(int argc, char **argv)
         while (watcher.at < 0 && clock.elapsed() < 10000)
             app.processEvents(QEventLoop::AllEvents, 5);
         samples.push_back(watcher.at);
+        cpu.push_back(double(std::clock() - cpuStart) * 1000.0 / CLOCKS_PER_SEC);
         int count = 0;
         for (int i = 0; i < window->Group(0)->Count(); ++i) {
             CodeEditor *editor = window->Group(0)->CodeEditorAt(i);
@@ -160,6 +166,14 @@ int main(int argc, char **argv)
     std::printf("  runs (ms):");
     for (double sample : samples)
         std::printf(" %.1f", sample);
+    std::printf("\n  of which constructing the window and restoring the tabs (ms):");
+    for (double sample : constructed)
+        std::printf(" %.1f", sample);
+    std::printf("\n  processor time to the first paint (ms):");
+    for (double sample : cpu)
+        std::printf(" %.1f", sample);
+    std::sort(cpu.begin(), cpu.end());
+    std::printf(" (median %.1f)", cpu[cpu.size() / 2]);
     std::printf("\n  median: %.1f ms (target < %.0f ms): %s\n", median, targetMs, median < targetMs ? "met" : "NOT met");
     std::printf("  hidden tabs highlighted before the first paint: %d of %d (target 0): %s\n", hiddenHighlighted,
                 2 * tabsPerLanguage - 1, hiddenHighlighted == 0 ? "met" : "NOT met");

@@ -397,8 +397,30 @@ void CodeEditor::resizeEvent(QResizeEvent *event)
     m_errorBar->UpdateGeometry();
 }
 
+void CodeEditor::SetPlainTextDeferred(const QString &text)
+{
+    if (m_highlighter && !isVisible()) {
+        m_highlighter->setDocument(nullptr);
+        m_highlightingDeferred = true;
+    }
+    setPlainText(text);
+}
+
+void CodeEditor::EnsureHighlighted()
+{
+    if (!m_highlightingDeferred)
+        return;
+    m_highlightingDeferred = false;
+    m_highlighter->setDocument(document());
+    // At once, not on the highlighter's own next turn of the event loop, so the first paint is
+    // already coloured; running its pending pass also keeps it from highlighting twice.
+    QMetaObject::invokeMethod(m_highlighter, "_q_delayedRehighlight", Qt::DirectConnection);
+}
+
 bool CodeEditor::event(QEvent *event)
 {
+    if (event->type() == QEvent::Show)
+        EnsureHighlighted();
     if (event->type() == QEvent::ToolTip) {
         auto *help = static_cast<QHelpEvent *>(event);
         ShowLineToolTip(help->globalPos(), help->pos().y() - viewport()->y());

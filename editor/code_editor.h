@@ -75,6 +75,12 @@ public:
 
     // The highlighter attached to the document, or null for plain text.
     QSyntaxHighlighter *Highlighter() const { return m_highlighter; }
+    // Replaces the text like setPlainText, but leaves the highlighting (and the block data the
+    // highlighter fills) until the editor is first shown or EnsureHighlighted is called: a tab
+    // restored behind others costs nothing until the user looks at it.
+    void SetPlainTextDeferred(const QString &text);
+    void EnsureHighlighted();
+    bool HighlightingDeferred() const { return m_highlightingDeferred; }
     void SetCompleter(CodeEditorCompleter *completer);
     CodeEditorCompleter *Completer() const { return m_completer; }
     // Names that quick help knows (the host's command list): an accepted completion of one of
@@ -241,6 +247,7 @@ private:
     QTimer m_textChangedTimer;
     QFileSystemWatcher *m_fileWatcher = nullptr;
     QSyntaxHighlighter *m_highlighter = nullptr;
+    bool m_highlightingDeferred = false;
     CodeEditorCompleter *m_completer = nullptr;
     CodeEditorLineNumbers *m_lineNumbers = nullptr;
     CodeEditorErrorBarOverlay *m_errorBar = nullptr;

@@ -224,7 +224,7 @@ int CodeEditorGroup::AddCodeEditor(const CodeEditorRecord &record, const QString
     auto *editor = new CodeEditor(record.language, record.path, this);
     editor->SetKind(record.kind);
     editor->SetName(record.name);
-    editor->setPlainText(text);
+    editor->SetPlainTextDeferred(text);
     editor->document()->setModified(false);
     const int at = InsertCodeEditor(index, editor);
     if (at < 0)

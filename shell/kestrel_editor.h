@@ -31,6 +31,18 @@ class StatusBar;
 // the side bar with its activity bar, and the status bar. It applies the layout preferences
 // (where the output and the side bar sit, what is shown) and routes every request of its parts.
 //
+// Where the parts still to come plug in, each in one place:
+// - the output panel: CreateOutputPane, AppendOutput, OutputText, ClearHistory, OutputHasFocus,
+//   ApplyOutputFont and the verbosity slots (kestrel_editor_output.cpp); the pane goes into
+//   OutputPanelGroup()->SetPanel;
+// - buffers and session state: kestrel_editor_buffers.cpp (CreateCodeEditor is the one way an
+//   editor is added; SaveState and RestoreSession the session format);
+// - execution: Execute(ExecuteType) in kestrel_editor_run.cpp;
+// - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
+//   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
+//   window through the SideBar signals, connected in ConnectSignals;
+// - find, go to, workspace and preferences: the empty slots in kestrel_editor_commands.cpp.
+//
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
 // title, preferences), kestrel_editor_buffers.cpp (opening, closing, moving and saving

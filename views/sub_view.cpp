@@ -22,9 +22,12 @@ SubView::SubView(const QString &title, QWidget *body, bool *expandedSetting, QWi
     m_arrow->setAutoRaise(true);
     m_arrow->setIconSize(QSize(16, 16));
     m_arrow->setFocusPolicy(Qt::NoFocus);
+    // Small caps-like headers, so that a narrow side bar still shows the whole title.
     QFont font = m_title->font();
     font.setBold(true);
+    font.setPointSizeF(font.pointSizeF() * 0.85);
     m_title->setFont(font);
+    m_title->setMinimumWidth(0);
     m_headerLayout->addWidget(m_arrow);
     m_headerLayout->addWidget(m_title);
     m_headerLayout->addStretch(1);
