@@ -136,6 +136,7 @@ QVector<Row> rows()
         {"Go to Symbol in File", "gotoSymbolInFile", keys({"Ctrl+Shift+O"})},
         {"Go to Line", "gotoLine", keys({"Ctrl+G"})},
         {"Command Reference", "commandReference", {}},
+        // Esc stays reserved although no action answers it: the table gives this entry none.
         {"Reserved", "escape", {QKeySequence(Qt::Key_Escape)}},
     };
 }

@@ -274,7 +274,7 @@ void Settings::read()
     } catch (const std::bad_alloc &) {
         // A forged value asked for absurd memory; what was read so far stays.
     }
-    // An empty path means "no workspace" and stays empty.
+    // An empty path means "no workspace" and stays empty rather than naming the workspaces folder.
     if (!storedWorkspacePath.isEmpty() && QDir::isRelativePath(storedWorkspacePath))
         storedWorkspacePath = QStringLiteral("%1/%2").arg(UserDirectories::workspacesDirectory(), storedWorkspacePath);
     workspacePath = storedWorkspacePath;

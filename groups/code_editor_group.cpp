@@ -8,6 +8,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QMimeData>
+#include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtGui/QClipboard>
 #include <QtGui/QDesktopServices>
@@ -21,9 +22,50 @@
 #include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QToolButton>
 
+
 namespace ke2 {
 
 namespace {
+
+// A restored tab is laid out, and scrolled to show its cursor, only when it is first shown; its
+// scroll position waits until then, and until its range reaches that far.
+class PendingScroll : public QObject {
+public:
+    static QString name() { return QStringLiteral("pendingScroll"); }
+
+    PendingScroll(CodeEditor *editor, int position) : QObject(editor), m_editor(editor), m_position(position)
+    {
+        setObjectName(name());
+        m_shown = editor->isVisible();
+        editor->installEventFilter(this);
+        connect(editor->verticalScrollBar(), &QScrollBar::rangeChanged, this, &PendingScroll::Apply);
+    }
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show)
+            QTimer::singleShot(0, this, [this] {
+                m_shown = true;
+                Apply();
+            });
+        return false;
+    }
+
+private:
+    void Apply()
+    {
+        QScrollBar *bar = m_editor->verticalScrollBar();
+        if (!m_shown || bar->maximum() < m_position)
+            return;
+        bar->setValue(m_position);
+        deleteLater();
+    }
+
+    CodeEditor *m_editor;
+    int m_position;
+    bool m_shown = false;
+};
+
 
 const char *const insertMismatch = "Failed to insert code editor. Tab and code editor count mismatch.";
 const char *const removeMismatch = "Failed to remove code editor. Tab and code editor count mismatch.";
@@ -338,7 +380,14 @@ void CodeEditorGroup::SetCursorAndScrollPosition(int index, int cursorPosition, 
     QTextCursor cursor = editor->textCursor();
     cursor.setPosition(std::clamp(cursorPosition, 0, editor->document()->characterCount() - 1));
     editor->setTextCursor(cursor);
-    editor->verticalScrollBar()->setValue(scrollPosition);
+    for (QObject *pending : editor->findChildren<QObject *>(PendingScroll::name(), Qt::FindDirectChildrenOnly))
+        delete pending;
+    if (editor->isVisible()) {
+        editor->verticalScrollBar()->setValue(scrollPosition);
+        if (editor->verticalScrollBar()->value() == scrollPosition)
+            return;
+    }
+    new PendingScroll(editor, scrollPosition);
 }
 
 int CodeEditorGroup::TabBarScrollOffset() const

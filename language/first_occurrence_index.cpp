@@ -1,5 +1,7 @@
 #include "language/first_occurrence_index.h"
 
+#include <algorithm>
+
 namespace ke2 {
 
 FirstOccurrenceIndex::FirstOccurrenceIndex(QStringView text)
@@ -90,6 +92,150 @@ int FirstOccurrenceIndex::indexOf(QStringView word) const
             return -1;
     }
     return m_states[state].firstEnd - int(word.size()) + 1;
+}
+
+namespace {
+
+// Trie edges (node, character) -> node in one open-addressing table: no allocation per node and
+// one probe per step in the usual case.
+class EdgeTable {
+public:
+    // Empties the table but keeps its memory for the next scan (a re-scan after each edit would
+    // otherwise fault in fresh pages every time), unless it is far larger than `edges` need.
+    void clear(qint64 edges)
+    {
+        if (m_slots.size() > 8 * std::max<qint64>(1024, 2 * edges)) {
+            m_slots = QVector<Slot>();
+            m_shift = 63;
+            m_mask = 0;
+        } else if (m_size > 0) {
+            std::fill(m_slots.begin(), m_slots.end(), Slot());
+        }
+        m_size = 0;
+    }
+    int find(int node, ushort ch) const
+    {
+        if (m_size == 0)
+            return -1;
+        const quint64 key = makeKey(node, ch);
+        for (quint64 slot = hash(key);; slot = (slot + 1) & m_mask) {
+            const Slot &entry = m_slots[int(slot)];
+            if (entry.key == key)
+                return entry.target;
+            if (entry.key == 0)
+                return -1;
+        }
+    }
+    void insert(int node, ushort ch, int target)
+    {
+        if (2 * (m_size + 1) > m_slots.size())
+            grow();
+        place(makeKey(node, ch), target);
+        ++m_size;
+    }
+
+private:
+    struct Slot {
+        quint64 key = 0; // 0: empty
+        int target = 0;
+    };
+    static quint64 makeKey(int node, ushort ch) { return ((quint64(node) << 16) | ch) + 1; }
+    quint64 hash(quint64 key) const { return (key * 0x9E3779B97F4A7C15ull) >> m_shift; }
+    void place(quint64 key, int target)
+    {
+        quint64 slot = hash(key);
+        while (m_slots[int(slot)].key != 0)
+            slot = (slot + 1) & m_mask;
+        m_slots[int(slot)] = {key, target};
+    }
+    void grow()
+    {
+        const QVector<Slot> old = m_slots;
+        const int capacity = std::max(1024, int(old.size()) * 2);
+        m_slots = QVector<Slot>(capacity);
+        m_mask = quint64(capacity - 1);
+        m_shift = 64;
+        for (int c = capacity; c > 1; c >>= 1)
+            --m_shift;
+        for (const Slot &entry : old) {
+            if (entry.key != 0)
+                place(entry.key, entry.target);
+        }
+    }
+
+    QVector<Slot> m_slots;
+    quint64 m_mask = 0;
+    int m_shift = 63;
+    int m_size = 0;
+};
+
+} // namespace
+
+QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, const QVector<QPair<int, int>> &runs,
+                                                         qint64 budget)
+{
+    qint64 characters = 0;
+    for (const auto &run : runs)
+        characters += run.second;
+    thread_local EdgeTable edges;
+    edges.clear(characters);
+    QVector<int> terminal{-1}; // per trie node: the distinct run ending there, or -1
+    QVector<int> distinctOf(runs.size());
+    int distinct = 0;
+    for (int r = 0; r < runs.size(); ++r) {
+        int node = 0;
+        for (int at = runs[r].first; at < runs[r].first + runs[r].second; ++at) {
+            const ushort ch = text[at].unicode();
+            int next = edges.find(node, ch);
+            if (next < 0) {
+                next = terminal.size();
+                terminal.append(-1);
+                edges.insert(node, ch, next);
+            }
+            node = next;
+        }
+        if (terminal[node] < 0)
+            terminal[node] = distinct++;
+        distinctOf[r] = terminal[node];
+    }
+
+    // From every start inside every run, in text order, the trie is walked as far as the run
+    // allows; the first start that reaches a run's node is where that run first occurs.
+    QVector<int> first(distinct, -1);
+    int unresolved = distinct;
+    // Most starts inside a word begin no word: they are passed over without a look-up.
+    QVector<quint64> startsARun(65536 / 64, 0);
+    for (const auto &run : runs) {
+        const ushort ch = text[run.first].unicode();
+        startsARun[ch / 64] |= quint64(1) << (ch % 64);
+    }
+    qint64 steps = 0;
+    for (int r = 0; r < runs.size() && unresolved > 0; ++r) {
+        const int end = runs[r].first + runs[r].second;
+        for (int start = runs[r].first; start < end && unresolved > 0; ++start) {
+            const ushort ch = text[start].unicode();
+            if (!(startsARun[ch / 64] & (quint64(1) << (ch % 64))))
+                continue;
+            int node = 0;
+            for (int at = start; at < end; ++at) {
+                node = edges.find(node, text[at].unicode());
+                ++steps;
+                if (node < 0)
+                    break;
+                const int found = terminal[node];
+                if (found >= 0 && first[found] < 0) {
+                    first[found] = start;
+                    --unresolved;
+                }
+            }
+            if (steps > budget)
+                return {};
+        }
+    }
+    QVector<int> result(runs.size());
+    for (int r = 0; r < runs.size(); ++r)
+        result[r] = first[distinctOf[r]];
+    return result;
 }
 
 } // namespace ke2

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QPair>
 #include <QtCore/QStringView>
 #include <QtCore/QVector>
 
@@ -15,6 +16,13 @@ public:
 
     // The first index of `word` in the text, as QString::indexOf would return; -1 if absent.
     int indexOf(QStringView word) const;
+
+    // The first index in `text` of each run (start, length) of `text`, as indexOf would find it,
+    // for runs that are the text's words: every occurrence of one lies inside one of them (what
+    // separates them occurs in none). A trie of the runs is walked from every start inside every
+    // run, which for real word lists costs a few steps per character and no index; empty when
+    // it would take more than `budget` steps (runs nested in runs), and the index is the way.
+    static QVector<int> firstOccurrencesOfRuns(QStringView text, const QVector<QPair<int, int>> &runs, qint64 budget);
 
 private:
     struct State {

@@ -152,9 +152,10 @@ void Highlighter::highlightBlock(const QString &rawText)
     }
 
     const QString text = hasLoneSurrogate(rawText) ? withoutLoneSurrogates(rawText) : rawText;
+    // Builtins after keywords: a name on both lists takes the builtin colour.
     ApplyCallRules(text);
-    HighlightQualifiedWords(text);
     HighlightWords(text);
+    HighlightQualifiedWords(text);
     ApplyRules(text);
     highlightRegions(text, data);
 

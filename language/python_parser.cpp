@@ -2,7 +2,6 @@
 
 #include "language/first_occurrence_index.h"
 
-#include <memory>
 
 namespace ke2 {
 
@@ -32,7 +31,7 @@ const int directSearchLimit = 512;
 
 PythonParser::PythonParser()
 {
-    indentStack.append(QString());
+    indentStack.append(QStringView());
     m_indentWidths.append(0);
 }
 
@@ -44,11 +43,11 @@ void PythonParser::Reset()
     mixedIndentReported = false;
     indentStack.clear();
     m_indentWidths.clear();
-    PushIndent(QString(), 0);
+    PushIndent(QStringView(), 0);
     expectIndent = false;
 }
 
-void PythonParser::PushIndent(const QString &level, int width)
+void PythonParser::PushIndent(QStringView level, int width)
 {
     indentStack.append(level);
     m_indentWidths.append(width);
@@ -189,7 +188,7 @@ void PythonParser::CheckIndentation()
     if (indentStack.isEmpty())
         return;
     // Only blanks stand between the line start and here, so the indentation is that slice of the
-    // text; it becomes a string of its own only when a block keeps it.
+    // text; a block that opens keeps that slice.
     indent = QStringView(text).mid(lineStart, pos - lineStart);
     const int topWidth = m_indentWidths.last();
     if (expectIndent) {
@@ -199,7 +198,7 @@ void PythonParser::CheckIndentation()
                 AddError(QStringLiteral("Expected an indented block"), lineStart, pos);
             indentErrorReported = true;
         } else {
-            PushIndent(indent.toString(), m_indentWidth);
+            PushIndent(indent, m_indentWidth);
         }
     } else if (m_indentWidth <= topWidth) {
         // Levels are told apart by their exact blanks: a tab and eight spaces are not the same.
@@ -212,7 +211,7 @@ void PythonParser::CheckIndentation()
                 AddError(QStringLiteral("Unindent does not match any outer indentation level"), lineStart, pos);
             indentErrorReported = true;
             mixedIndentReported = true;
-            PushIndent(QString(), 0);
+            PushIndent(QStringView(), 0);
         }
     } else {
         if (!indentErrorReported)
@@ -256,7 +255,7 @@ void PythonParser::ResetBlocksAtTopLevel()
         return;
     indentStack.clear();
     m_indentWidths.clear();
-    PushIndent(QString(), 0);
+    PushIndent(QStringView(), 0);
     expectIndent = false;
 }
 
@@ -414,26 +413,45 @@ bool PythonParser::TryPlainImport()
     const int cut = ImportLineCut(from, &newline);
     pos = (newline < 0 ? text.size() : newline) - 1;
 
-    QStringList parts;
-    const QStringList pieces = text.mid(from, cut - from).split(QLatin1Char(','));
-    for (const QString &piece : pieces) {
-        const QString part = piece.trimmed();
-        if (part.isEmpty())
-            continue;
-        if (!isDottedName(part))
-            return true; // one odd part and the line shows nothing
-        parts.append(part);
+    // The parts between commas, blanks around them dropped; one odd part and the line shows
+    // nothing. Read in place: a generated line of a hundred thousand modules makes no list of
+    // pieces first.
+    const QChar *data = text.constData();
+    QVector<QPair<int, int>> parts; // start, length
+    for (int at = from; at <= cut; ++at) {
+        while (at < cut && data[at] != QLatin1Char(',') && data[at].isSpace())
+            ++at;
+        const int start = at;
+        while (at < cut && isDottedNameChar(data[at]))
+            ++at;
+        const int end = at;
+        while (at < cut && data[at] != QLatin1Char(',') && data[at].isSpace())
+            ++at;
+        if (at < cut && data[at] != QLatin1Char(','))
+            return true;
+        if (end > start)
+            parts.append({start, end - start});
     }
     // Each part is placed where it first occurs after "import ", as a search would find it (so a
     // part that also occurs inside an earlier one points there).
     const QStringView region = QStringView(text).mid(from, cut - from);
-    std::unique_ptr<FirstOccurrenceIndex> index;
-    if (region.size() > directSearchLimit && parts.size() > 1)
-        index = std::make_unique<FirstOccurrenceIndex>(region);
-    for (const QString &part : qAsConst(parts)) {
-        const int offset = index ? index->indexOf(part) : int(region.indexOf(part));
-        AddOutlineItem(part, OutlineItem::PythonImport, from + offset, Depth());
+    QVector<int> offsets;
+    if (region.size() > directSearchLimit && parts.size() > 1) {
+        QVector<QPair<int, int>> runs = parts;
+        for (auto &run : runs)
+            run.first -= from;
+        offsets = FirstOccurrenceIndex::firstOccurrencesOfRuns(region, runs, 32 * qint64(region.size()) + 4096);
+        if (offsets.isEmpty()) {
+            const FirstOccurrenceIndex index(region);
+            for (const auto &run : qAsConst(runs))
+                offsets.append(index.indexOf(region.mid(run.first, run.second)));
+        }
+    } else {
+        for (const auto &part : qAsConst(parts))
+            offsets.append(int(region.indexOf(QStringView(text).mid(part.first, part.second))));
     }
+    for (int i = 0; i < parts.size(); ++i)
+        AddOutlineItem(text.mid(parts[i].first, parts[i].second), OutlineItem::PythonImport, from + offsets[i], Depth());
     return true;
 }
 

@@ -24,7 +24,7 @@ protected:
     int lineStart = 0;
     bool expectIndent = false;
     QStringView indent; // a slice of `text`: the blanks that start the current logical line
-    QVector<QString> indentStack;
+    QVector<QStringView> indentStack; // slices of `text`, like `indent`
     QStringList decorators;
     bool indentErrorReported = false;
     bool mixedIndentReported = false;
@@ -35,7 +35,7 @@ private:
     void CheckColon();
     void ResetBlocksAtTopLevel();
     int Depth() const { return indentStack.isEmpty() ? 0 : indentStack.size() - 1; }
-    void PushIndent(const QString &level, int width);
+    void PushIndent(QStringView level, int width);
 
     bool TryClass();
     bool TryFunction();

@@ -95,6 +95,8 @@ void executePythonText(const QString &text);
 QString existingHistory();
 void clearExistingHistory();
 void addToShelf(const QString &label, const QString &code, int kind);
+// Sources a MEL script file in the host, on idle and echoed.
+void sourceScript(const QString &path);
 bool importPyMel();
 void showInFileBrowser(const QString &path);
 

@@ -55,6 +55,15 @@ void addToShelf(const QString &label, const QString &code, int kind)
                      false);
 }
 
+void sourceScript(const QString &path)
+{
+    if (path.isEmpty())
+        return;
+    QString escaped = QDir::fromNativeSeparators(path);
+    escaped.replace(QLatin1Char('"'), QLatin1String("\\\""));
+    executeMelOnIdle(QStringLiteral("source \"%1\";").arg(escaped), true);
+}
+
 bool importPyMel()
 {
     // Not quiet: the user should see what importing PyMEL prints.

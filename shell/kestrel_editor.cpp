@@ -2,10 +2,12 @@
 
 #include "config/key_bindings.h"
 #include "config/settings.h"
+#include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "shell/buffer_io.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
@@ -33,6 +35,9 @@ KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyB
     if (objectName().isEmpty())
         setObjectName(HostBridge::pluginName());
     setWindowIcon(QIcon(QStringLiteral(":/ke2_icons/python_main.png")));
+    m_bufferIo = new BufferIo(this);
+    m_bufferIo->Recovery().SetDirectory(UserDirectories::internalBufferDirectory());
+    connect(&m_bufferIo->Autosave(), &AutosaveTimer::Due, this, &KestrelEditor::AutosaveBuffers);
 
     CreateActions();
     // Duplicate keys are resolved among the entries that have an action, so read after attaching.
@@ -63,6 +68,13 @@ KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyB
     if (m_hostMainWindow)
         m_hostMainWindow->installEventFilter(this);
     m_constructing = false;
+    // The buffers made or restored above are in the session before any typing can be lost.
+    SaveState();
+    auto *recover = new QTimer(this);
+    recover->setSingleShot(true);
+    connect(recover, &QTimer::timeout, this, &KestrelEditor::OfferRecoveredFiles);
+    connect(recover, &QTimer::timeout, recover, &QObject::deleteLater);
+    recover->start(0);
     // A timer of the window's own: a pending one-shot of the application would outlive a
     // plug-in that is unloaded within those 50 ms and call into its unloaded code.
     auto *refresh = new QTimer(this);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editor/code_editor_record.h"
+#include "shell/text_file.h"
 #include "groups/tab_drop_zone.h"
 #include "views/side_bar_view.h"
 
@@ -20,6 +21,7 @@ namespace ke2 {
 
 class ActivityBar;
 class BaseParser;
+class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
 class KeyBindings;
@@ -158,6 +160,7 @@ public slots:
     void NewPythonBuffer();
     void OpenFile();
     void OpenFile(const QString &filePath, bool temp = false);
+    void OpenRecentFile();
     void ReopenClosedFile();
     void ClearRecentFiles();
     void Save();
@@ -181,6 +184,9 @@ public slots:
     void OnOpenFilesRequested(int groupId, ke2::TabDropZone zone, const QStringList &paths);
     void OnFileChanged(const QString &path);
     void CheckForFileChanges();
+    void OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath);
+    // Puts unsaved typing on disk: internal buffers in place, file buffers as recovery copies.
+    void AutosaveBuffers();
     void OnShowInSideBarRequested(const QString &path);
 
     // Editing, acting on the focused code editor.
@@ -286,8 +292,14 @@ private:
     // Editors.
     int CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index = -1);
     bool CloseCodeEditor(CodeEditorGroup *group, int index);
-    bool ReadFile(const QString &path, QString &text) const;
-    bool WriteFile(const QString &path, const QString &text);
+    // Reads `path` for `codeEditor` (or for one about to be created, `codeEditor` null); the
+    // file's format is kept in `format`. Asks first about binary and very large files unless `quiet`.
+    bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
+    // Writes the editor's text to `path` in its file's format; its recovery copy goes.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path);
+    // After a crash: each file buffer with a recovery copy is offered its recovered text once.
+    void OfferRecoveredFiles();
+    void ForgetFile(const QString &path);
     void MoveCodeEditor(int fromGroup, int fromIndex, int toGroup, int toIndex);
     // The group a drop before or after `groupId` lands in; editors shift to make room.
     int MakeRoomForZone(int groupId, TabDropZone zone);
@@ -351,8 +363,7 @@ private:
     // "used editor" navigation.
     QHash<CodeEditor *, quint64> m_lastUsed;
     quint64 m_useCounter = 0;
-    QStringList m_changedPaths;
-    QStringList m_writtenPaths;
+    BufferIo *m_bufferIo = nullptr;
     bool m_checkingFileChanges = false;
 };
 

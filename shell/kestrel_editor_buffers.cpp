@@ -1,13 +1,18 @@
-// Opening, closing, moving and saving editors, and the saved tab state. New buffers live in
-// memory only for now: they are not written anywhere until the user saves them as a file.
+// Opening, closing, moving and saving editors, the saved tab state, and keeping unsaved work
+// on disk: internal buffers in their own files, modified file buffers as recovery copies.
 #include "shell/kestrel_editor.h"
 
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
 #include "config/settings.h"
+#include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
+#include "shell/buffer_files.h"
+#include "shell/buffer_io.h"
+#include "shell/file_dialog_rules.h"
+#include "shell/session_state.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
 
@@ -27,17 +32,6 @@
 
 namespace ke2 {
 namespace {
-
-// ".py" and ".pyw" are Python and ".mel" MEL; everything else, ".pyi" included, opens as text.
-CodeEditorLanguage languageOfPath(const QString &path)
-{
-    const QString suffix = QFileInfo(path).suffix().toLower();
-    if (suffix == QLatin1String("py") || suffix == QLatin1String("pyw"))
-        return LANGUAGE_PYTHON;
-    if (suffix == QLatin1String("mel"))
-        return LANGUAGE_MEL;
-    return LANGUAGE_TEXT;
-}
 
 QString defaultBufferName(CodeEditorLanguage language)
 {
@@ -119,6 +113,9 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
 {
     ApplyCodeEditorFont(codeEditor);
     connect(codeEditor, &CodeEditor::ModificationChanged, this, &KestrelEditor::RefreshOpenEditors, Qt::UniqueConnection);
+    // Every edit brings the next silent save closer.
+    connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
+            Qt::UniqueConnection);
 }
 
 int KestrelEditor::CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index)
@@ -224,6 +221,11 @@ void KestrelEditor::NewBuffer(CodeEditorLanguage language)
     CodeEditorRecord record;
     record.kind = CODE_EDITOR_INTERNAL_BUFFER;
     record.language = language;
+    QString error;
+    record.path = BufferFiles::CreateInternalBufferFile(language, UserDirectories::internalBufferDirectory(), &error);
+    if (record.path.isEmpty())
+        // The buffer still works, but only until the window closes.
+        HostBridge::showError(QStringLiteral("Failed to create internal buffer file: %1").arg(error));
     // Buffers without a file tell themselves apart by a number after the language's name.
     const QString base = defaultBufferName(language);
     QString name = base;
@@ -255,51 +257,32 @@ void KestrelEditor::NewPythonBuffer()
     NewBuffer(LANGUAGE_PYTHON);
 }
 
-bool KestrelEditor::ReadFile(const QString &path, QString &text) const
+bool KestrelEditor::ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
-        HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
-        return false;
-    }
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    const QByteArray bytes = file.readAll();
-    text = Settings::instance().utf8FileEncodingForReadWrite ? QString::fromUtf8(bytes) : QString::fromLocal8Bit(bytes);
-    QGuiApplication::restoreOverrideCursor();
-    return true;
+    return m_bufferIo->Read(path, text, format, quiet ? BufferIo::ReadMode::Quiet : BufferIo::ReadMode::Ask);
 }
 
-bool KestrelEditor::WriteFile(const QString &path, const QString &text)
+bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text)) {
-        HostBridge::showError(QStringLiteral("Failed to open file for save: %1").arg(path));
+    TextFileFormat format = m_bufferIo->Format(codeEditor);
+    if (!m_bufferIo->Write(path, TextFile::DocumentText(*codeEditor->document()), format))
         return false;
-    }
-    QGuiApplication::setOverrideCursor(Qt::WaitCursor);
-    const QByteArray bytes = Settings::instance().utf8FileEncodingForReadWrite ? text.toUtf8() : text.toLocal8Bit();
-    const bool written = file.write(bytes) == bytes.size() && file.flush();
-    QGuiApplication::restoreOverrideCursor();
-    if (!written) {
-        HostBridge::showError(QStringLiteral("Failed to open file for save: %1").arg(path));
-        return false;
-    }
-    if (!m_writtenPaths.contains(path))
-        m_writtenPaths.append(path);
+    m_bufferIo->SetFormat(codeEditor, format);
+    m_bufferIo->Recovery().Remove(codeEditor->Path());
+    if (codeEditor == ActiveCodeEditor())
+        UpdateStatusBarInfo();
     return true;
 }
 
 void KestrelEditor::OpenFile()
 {
-    static QString directory;
-    static QString filter = QStringLiteral("Script Files(*.mel *.py *.pyw *.pyi)");
-    const QString path = QFileDialog::getOpenFileName(
-        this, QStringLiteral("Open File"), directory,
-        QStringLiteral("Script Files(*.mel *.py *.pyw *.pyi);;MEL (*.mel);;Python (*.py *.pyw *.pyi);;All Files(*.*)"),
-        &filter);
+    static FileDialogMemory memory{QString(), FileDialogRules::OpenFilters().constFirst()};
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Open File"), memory.directory,
+                                                      FileDialogRules::Join(FileDialogRules::OpenFilters()),
+                                                      &memory.filter);
     if (path.isEmpty())
         return;
-    directory = QFileInfo(path).absolutePath();
+    memory.directory = QFileInfo(path).absolutePath();
     OpenFile(path);
 }
 
@@ -315,17 +298,20 @@ void KestrelEditor::OnOpenFileRequested(int groupId, int index, const QString &p
 {
     const QString absolute = QFileInfo(path).absoluteFilePath();
     if (IsPathOpen(absolute)) {
-        CreateCodeEditor(Group(groupId), {CODE_EDITOR_FILE, languageOfPath(absolute), absolute, QString()}, QString());
+        CreateCodeEditor(Group(groupId), {CODE_EDITOR_FILE, BufferFiles::LanguageForPath(absolute), absolute, QString()}, QString());
         return;
     }
     QString text;
-    if (!ReadFile(absolute, text))
+    TextFileFormat format;
+    if (!ReadFile(absolute, text, format))
         return;
     CodeEditorGroup *group = Group(groupId);
-    CodeEditorRecord record{CODE_EDITOR_FILE, languageOfPath(absolute), absolute, QFileInfo(absolute).fileName()};
+    CodeEditorRecord record{CODE_EDITOR_FILE, BufferFiles::LanguageForPath(absolute), absolute, QFileInfo(absolute).fileName()};
     const int added = CreateCodeEditor(group, record, text, index);
     if (added < 0)
         return;
+    m_bufferIo->SetFormat(group->CodeEditorAt(added), format);
+    m_bufferIo->Changes().AddOwnWrite(absolute);
     group->SetCurrentIndex(added);
     SetActiveGroupIndex(groupId);
     SaveState();
@@ -341,6 +327,18 @@ void KestrelEditor::OnOpenFilesRequested(int groupId, TabDropZone zone, const QS
     }
     for (const QString &path : paths)
         OnOpenFileRequested(target, -1, path);
+}
+
+void KestrelEditor::SourceScript()
+{
+    static FileDialogMemory memory{QString(), FileDialogRules::SourceScriptFilters().constFirst()};
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Source Script"), memory.directory,
+                                                      FileDialogRules::Join(FileDialogRules::SourceScriptFilters()),
+                                                      &memory.filter);
+    if (path.isEmpty())
+        return;
+    memory.directory = QFileInfo(path).absolutePath();
+    HostBridge::sourceScript(path);
 }
 
 void KestrelEditor::OnShowInSideBarRequested(const QString &path)
@@ -363,7 +361,7 @@ void KestrelEditor::Save()
         return;
     }
     CodeEditor *editor = group->CodeEditorAt(index);
-    if (WriteFile(record.path, editor->toPlainText()))
+    if (WriteFile(editor, record.path))
         editor->document()->setModified(false);
 }
 
@@ -375,22 +373,13 @@ void KestrelEditor::SaveAs()
     const int index = group->CurrentIndex();
     CodeEditorRecord record = group->Record(index);
     CodeEditor *editor = group->CodeEditorAt(index);
-    const QString mel = QStringLiteral("MEL (*.mel)");
-    const QString python = QStringLiteral("Python (*.py *.pyw *.pyi)");
-    const QString all = QStringLiteral("All Files(*.*)");
-    QString filter = record.language == LANGUAGE_MEL ? mel : record.language == LANGUAGE_PYTHON ? python : all;
+    QString filter = FileDialogRules::SaveFilterFor(record.language);
     const QString start = record.kind == CODE_EDITOR_FILE && QFileInfo::exists(record.path) ? record.path : QString();
     QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save File"), start,
-                                                QStringList{mel, python, all}.join(QStringLiteral(";;")), &filter);
+                                                FileDialogRules::Join(FileDialogRules::SaveFilters()), &filter);
     if (path.isEmpty())
         return;
-    const QString lower = path.toLower();
-    if (filter.startsWith(QLatin1String("MEL")) && !lower.endsWith(QLatin1String(".mel")))
-        path += QStringLiteral(".mel");
-    else if (filter.startsWith(QLatin1String("Python")) && !lower.endsWith(QLatin1String(".py"))
-             && !lower.endsWith(QLatin1String(".pyw")) && !lower.endsWith(QLatin1String(".pyi")))
-        path += QStringLiteral(".py");
-    path = QFileInfo(path).absoluteFilePath();
+    path = QFileInfo(FileDialogRules::ApplySuffixRule(path, filter)).absoluteFilePath();
     for (CodeEditorGroup *other : qAsConst(m_groups)) {
         const int existing = other->IndexOfPath(path);
         if (existing >= 0 && !(other == group && existing == index)) {
@@ -398,29 +387,56 @@ void KestrelEditor::SaveAs()
             return;
         }
     }
-    if (!WriteFile(path, editor->toPlainText()))
+    if (!WriteFile(editor, path))
         return;
+    if (record.kind == CODE_EDITOR_INTERNAL_BUFFER && !record.path.isEmpty() && !QFile::remove(record.path))
+        HostBridge::showError(QStringLiteral("Failed to delete file: %1").arg(record.path));
+    if (record.kind == CODE_EDITOR_FILE && record.path != path)
+        ForgetFile(record.path);
     record.kind = CODE_EDITOR_FILE;
     record.path = path;
     record.name = QFileInfo(path).fileName();
+    record.language = BufferFiles::LanguageForPath(path);
     group->SetRecord(index, record);
     editor->document()->setModified(false);
     UpdateTitleBar();
+    UpdateInterpreter();
     RefreshOpenEditors();
     SaveState();
 }
 
 void KestrelEditor::SaveAll(bool internalBuffers, bool fileBuffers)
 {
-    Q_UNUSED(internalBuffers); // buffers without a file have nowhere to go yet
     for (CodeEditorGroup *group : qAsConst(m_groups)) {
         for (int i = 0; i < group->Count(); ++i) {
             const CodeEditorRecord record = group->Record(i);
-            if (!group->IsModified(i) || record.kind != CODE_EDITOR_FILE || !fileBuffers)
+            const bool wanted = record.kind == CODE_EDITOR_FILE ? fileBuffers : internalBuffers;
+            if (!wanted || !group->IsModified(i) || record.path.isEmpty())
                 continue;
             CodeEditor *editor = group->CodeEditorAt(i);
-            if (WriteFile(record.path, editor->toPlainText()))
+            if (WriteFile(editor, record.path))
                 editor->document()->setModified(false);
+        }
+    }
+}
+
+void KestrelEditor::AutosaveBuffers()
+{
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            const CodeEditorRecord record = group->Record(i);
+            CodeEditor *editor = group->CodeEditorAt(i);
+            if (record.path.isEmpty())
+                continue;
+            if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
+                if (group->IsModified(i) && WriteFile(editor, record.path))
+                    editor->document()->setModified(false);
+            } else if (group->IsModified(i)) {
+                // Never the user's file itself: only saving decides what goes there.
+                m_bufferIo->Recovery().Write(record.path, TextFile::DocumentText(*editor->document()));
+            } else {
+                m_bufferIo->Recovery().Remove(record.path);
+            }
         }
     }
 }
@@ -440,30 +456,69 @@ void KestrelEditor::Rename(CodeEditorGroup *codeEditorGroup, int codeEditorIndex
     QString name = QInputDialog::getText(this, QStringLiteral("Rename"), QStringLiteral("New Name:"), QLineEdit::Normal,
                                          codeEditorGroup->CodeEditorAt(codeEditorIndex)->DisplayName(), &accepted,
                                          Qt::WindowTitleHint | Qt::WindowCloseButtonHint);
-    if (record.kind == CODE_EDITOR_INTERNAL_BUFFER && name.contains(QLatin1Char(';'))) {
-        name.remove(QLatin1Char(';'));
-        HostBridge::showError(QStringLiteral("Rename: ';' is an invalid character."));
+    if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
+        bool removed = false;
+        name = BufferFiles::CleanInternalBufferName(name, &removed);
+        if (removed)
+            HostBridge::showError(QStringLiteral("Rename: ';' is an invalid character."));
     }
     if (!accepted || name.isEmpty())
         return;
     if (record.kind == CODE_EDITOR_FILE) {
-        const QString newPath = QStringLiteral("%1/%2").arg(QFileInfo(record.path).absolutePath(), name);
+        const QString oldPath = record.path;
+        const QString newPath = QStringLiteral("%1/%2").arg(QFileInfo(oldPath).absolutePath(), name);
         if (QFileInfo::exists(newPath)) {
             HostBridge::showError(QStringLiteral("Raname failed. File already exists: %1").arg(newPath));
             return;
         }
-        if (!QFile::rename(record.path, newPath)) {
+        if (!QFile::rename(oldPath, newPath)) {
             HostBridge::showError(
-                QStringLiteral("Rename file failed. Please verify file path and permissions: %1 -> %2").arg(record.path, newPath));
+                QStringLiteral("Rename file failed. Please verify file path and permissions: %1 -> %2").arg(oldPath, newPath));
             return;
         }
-        record.path = newPath;
+        OnFilePathChanged(oldPath, newPath);
+        return;
     }
     record.name = name;
     codeEditorGroup->SetRecord(codeEditorIndex, record);
     UpdateTitleBar();
     RefreshOpenEditors();
     SaveState();
+}
+
+void KestrelEditor::OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath)
+{
+    bool found = false;
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            CodeEditorRecord record = group->Record(i);
+            if (record.path != oldFilePath)
+                continue;
+            found = true;
+            // Unsaved typing is kept under the new name at the next autosave.
+            const bool hadCopy = m_bufferIo->Recovery().Exists(oldFilePath);
+            ForgetFile(oldFilePath);
+            record.path = newFilePath;
+            record.name = QFileInfo(newFilePath).fileName();
+            record.language = BufferFiles::LanguageForPath(newFilePath);
+            group->SetRecord(i, record);
+            m_bufferIo->Changes().AddOwnWrite(newFilePath);
+            if (hadCopy)
+                m_bufferIo->Recovery().Write(newFilePath, TextFile::DocumentText(*group->CodeEditorAt(i)->document()));
+        }
+    }
+    if (!found)
+        return;
+    UpdateTitleBar();
+    UpdateInterpreter();
+    RefreshOpenEditors();
+    SaveState();
+}
+
+void KestrelEditor::ForgetFile(const QString &path)
+{
+    m_bufferIo->Recovery().Remove(path);
+    m_bufferIo->Changes().Forget(path);
 }
 
 void KestrelEditor::RevertFile()
@@ -482,8 +537,14 @@ void KestrelEditor::RevertFile()
                != QMessageBox::Yes)
         return;
     QString text;
-    if (ReadFile(record.path, text))
-        group->SetText(index, text);
+    TextFileFormat format;
+    if (!ReadFile(record.path, text, format, true))
+        return;
+    group->SetText(index, text);
+    m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
+    m_bufferIo->Changes().AddOwnWrite(record.path);
+    m_bufferIo->Recovery().Remove(record.path);
+    UpdateStatusBarInfo();
 }
 
 // --- Close -----------------------------------------------------------------------------------------
@@ -503,6 +564,8 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
                                      QMessageBox::Yes | QMessageBox::No)
                    != QMessageBox::Yes)
             return false;
+        if (!record.path.isEmpty() && QFileInfo::exists(record.path) && !QFile::remove(record.path))
+            HostBridge::showError(QStringLiteral("Failed to delete file: %1").arg(record.path));
     } else {
         if (group->IsModified(index)) {
             const auto answer = QMessageBox::question(
@@ -510,9 +573,10 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
                 QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
             if (answer == QMessageBox::Cancel)
                 return false;
-            if (answer == QMessageBox::Yes && !WriteFile(record.path, editor->toPlainText()))
+            if (answer == QMessageBox::Yes && !WriteFile(editor, record.path))
                 return false;
         }
+        ForgetFile(record.path);
         Settings::instance().addRecentFile(record.path);
         Settings::instance().write();
         RebuildRecentFilesMenu();
@@ -574,11 +638,19 @@ void KestrelEditor::RebuildRecentFilesMenu()
     for (const QString &path : paths) {
         QAction *entry = m_recentFilesMenu->addAction(path);
         entry->setData(path);
-        connect(entry, &QAction::triggered, this, [this, path] { OpenFile(path); });
+        connect(entry, &QAction::triggered, this, &KestrelEditor::OpenRecentFile);
     }
     if (!paths.isEmpty())
         m_recentFilesMenu->addSeparator();
     m_recentFilesMenu->addAction(m_clearRecentFilesAction);
+}
+
+void KestrelEditor::OpenRecentFile()
+{
+    auto *entry = qobject_cast<QAction *>(sender());
+    const QString path = entry ? entry->data().toString() : QString();
+    if (!path.isEmpty())
+        OpenFile(path);
 }
 
 void KestrelEditor::ReopenClosedFile()
@@ -692,8 +764,7 @@ void KestrelEditor::OnMoveTabToZoneRequested(int fromGroup, int fromIndex, int t
 void KestrelEditor::OnFileChanged(const QString &path)
 {
     if (QFileInfo::exists(path)) {
-        if (!m_changedPaths.contains(path))
-            m_changedPaths.append(path);
+        m_bufferIo->Changes().AddChangedPath(path);
         return;
     }
     // The file is gone: the editor is now the only copy, so offer to save it again.
@@ -709,34 +780,40 @@ void KestrelEditor::CheckForFileChanges()
     if (m_checkingFileChanges)
         return;
     m_checkingFileChanges = true;
-    if (Settings::instance().checkForModifiedFiles) {
-        const QStringList changed = m_changedPaths;
-        for (const QString &path : changed) {
-            if (m_writtenPaths.contains(path))
+    FileChangeTracker &changes = m_bufferIo->Changes();
+    if (!Settings::instance().checkForModifiedFiles) {
+        changes.Clear();
+        m_checkingFileChanges = false;
+        return;
+    }
+    // Taken first: notifications arriving while a question is open wait for the next check.
+    const QStringList changed = changes.TakeOutsideChanges();
+    for (const QString &path : changed) {
+        for (CodeEditorGroup *group : qAsConst(m_groups)) {
+            const int index = group->IndexOfPath(path);
+            if (index < 0 || !QFileInfo::exists(path))
                 continue;
-            for (CodeEditorGroup *group : qAsConst(m_groups)) {
-                const int index = group->IndexOfPath(path);
-                if (index < 0 || !QFileInfo::exists(path))
-                    continue;
-                const auto answer = QMessageBox::question(
-                    parentWidget() ? parentWidget() : this, QStringLiteral("Reload"),
-                    QStringLiteral("%1\n\nThis file has been modified by another program.\nDo you want to reload it?").arg(path),
-                    QMessageBox::Yes | QMessageBox::No);
-                if (answer != QMessageBox::Yes)
-                    continue;
-                CodeEditor *editor = group->CodeEditorAt(index);
-                const int cursor = editor->textCursor().position();
-                const int scroll = editor->verticalScrollBar()->value();
-                QString text;
-                if (ReadFile(path, text)) {
-                    group->SetText(index, text);
-                    group->SetCursorAndScrollPosition(index, cursor, scroll);
-                }
+            const auto answer = QMessageBox::question(
+                parentWidget() ? parentWidget() : this, QStringLiteral("Reload"),
+                QStringLiteral("%1\n\nThis file has been modified by another program.\nDo you want to reload it?").arg(path),
+                QMessageBox::Yes | QMessageBox::No);
+            if (answer != QMessageBox::Yes)
+                continue;
+            CodeEditor *editor = group->CodeEditorAt(index);
+            const int cursor = editor->textCursor().position();
+            const int scroll = editor->verticalScrollBar()->value();
+            QString text;
+            TextFileFormat format;
+            if (ReadFile(path, text, format, true)) {
+                group->SetText(index, text);
+                group->SetCursorAndScrollPosition(index, cursor, scroll);
+                m_bufferIo->SetFormat(editor, format);
+                changes.AddOwnWrite(path);
+                m_bufferIo->Recovery().Remove(path);
+                UpdateStatusBarInfo();
             }
         }
     }
-    m_changedPaths.clear();
-    m_writtenPaths.clear();
     m_checkingFileChanges = false;
 }
 
@@ -748,26 +825,29 @@ void KestrelEditor::SaveState()
         return;
     Settings &settings = Settings::instance();
     QStringList details;
-    QStringList scrolling;
+    QVector<int> scrolling;
     for (CodeEditorGroup *group : qAsConst(m_groups)) {
         for (int i = 0; i < group->Count(); ++i) {
             const CodeEditorRecord record = group->Record(i);
-            // Buffers kept in memory have no file to come back from.
-            if (record.kind != CODE_EDITOR_FILE)
+            // A buffer whose file could not be made has nothing to come back from.
+            if (record.path.isEmpty())
                 continue;
             CodeEditor *editor = group->CodeEditorAt(i);
-            details.append(QStringLiteral("%1;%2;%3;%4;%5;%6")
-                               .arg(group->Id())
-                               .arg(int(record.kind))
-                               .arg(record.path)
-                               .arg(i == group->CurrentIndex() ? 1 : 0)
-                               .arg(editor->textCursor().position())
-                               .arg(editor->verticalScrollBar()->value()));
+            TabDetails entry;
+            entry.group = group->Id();
+            entry.kind = record.kind;
+            entry.path = record.path;
+            entry.current = i == group->CurrentIndex();
+            entry.cursorPosition = editor->textCursor().position();
+            entry.scrollPosition = editor->verticalScrollBar()->value();
+            if (record.kind == CODE_EDITOR_INTERNAL_BUFFER)
+                entry.name = editor->DisplayName();
+            details.append(entry.ToString());
         }
-        scrolling.append(QString::number(group->TabBarScrollOffset()));
+        scrolling.append(group->TabBarScrollOffset());
     }
     settings.tabDetails = details;
-    settings.tabBarScrolling = scrolling;
+    settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
     settings.activeTabViewIndex = m_activeGroupIndex;
     m_sideBar->SaveState();
     if (isVisible()) {
@@ -788,32 +868,98 @@ void KestrelEditor::RestoreSession()
     const Settings &settings = Settings::instance();
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(true);
+    const QString bufferDirectory = UserDirectories::internalBufferDirectory();
     for (const QString &entry : settings.tabDetails) {
-        const QStringList fields = entry.split(QLatin1Char(';'));
-        if (fields.size() < 6 || fields.at(1).toInt() != CODE_EDITOR_FILE)
+        TabDetails details;
+        if (!details.Parse(entry, bufferDirectory))
             continue;
-        bool ok = false;
-        const int groupId = fields.at(0).toInt(&ok);
-        CodeEditorGroup *group = ok ? Group(groupId) : nullptr;
-        const QString path = fields.at(2);
-        if (!group || !QFileInfo(path).isFile() || IsPathOpen(path))
+        CodeEditorGroup *group = Group(details.group);
+        if (!group || IsPathOpen(details.path))
             continue;
         QString text;
-        if (!ReadFile(path, text))
+        TextFileFormat format;
+        if (!ReadFile(details.path, text, format, true))
             continue;
-        const int index = CreateCodeEditor(
-            group, {CODE_EDITOR_FILE, languageOfPath(path), path, QFileInfo(path).fileName()}, text);
+        const bool file = details.kind == CODE_EDITOR_FILE;
+        const CodeEditorRecord record{details.kind, BufferFiles::LanguageForPath(details.path), details.path,
+                                      file ? QFileInfo(details.path).fileName() : details.name};
+        const int index = CreateCodeEditor(group, record, text);
         if (index < 0)
             continue;
-        group->SetCursorAndScrollPosition(index, fields.at(4).toInt(), fields.at(5).toInt());
-        if (fields.at(3) == QLatin1String("1"))
+        m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
+        if (file)
+            m_bufferIo->Changes().AddOwnWrite(details.path);
+        group->SetCursorAndScrollPosition(index, details.cursorPosition, details.scrollPosition);
+        if (details.current)
             group->SetCurrentIndex(index);
     }
-    for (int i = 0; i < m_groups.size() && i < settings.tabBarScrolling.size(); ++i)
-        m_groups.at(i)->SetTabBarScrollOffset(settings.tabBarScrolling.at(i).toInt());
+    const QVector<int> scrolling = SessionState::ParseTabBarScrolling(settings.tabBarScrolling);
+    for (int i = 0; i < m_groups.size() && i < scrolling.size(); ++i)
+        m_groups.at(i)->SetTabBarScrollOffset(scrolling.at(i));
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(false);
     UpdateGroupVisibility();
+}
+
+void KestrelEditor::OfferRecoveredFiles()
+{
+    RecoveryCopies &recovery = m_bufferIo->Recovery();
+    const auto find = [this](const QString &path, CodeEditorGroup *&group) {
+        for (CodeEditorGroup *candidate : qAsConst(m_groups)) {
+            const int index = candidate->IndexOfPath(path);
+            if (index >= 0) {
+                group = candidate;
+                return index;
+            }
+        }
+        return -1;
+    };
+    for (const RecoveryCopies::Copy &copy : recovery.ReadAll()) {
+        CodeEditorGroup *group = nullptr;
+        int index = find(copy.filePath, group);
+        if (index < 0 && QFileInfo(copy.filePath).isFile()) {
+            OpenFile(copy.filePath);
+            index = find(copy.filePath, group);
+        }
+        if (index < 0 && !QFileInfo::exists(copy.filePath)) {
+            // The file is gone; its text comes back as a file buffer that can be saved again.
+            group = ActiveGroup();
+            index = CreateCodeEditor(group, {CODE_EDITOR_FILE, BufferFiles::LanguageForPath(copy.filePath),
+                                             copy.filePath, QFileInfo(copy.filePath).fileName()},
+                                     QString());
+        }
+        if (index < 0 || !group)
+            continue; // left for a later start rather than lost
+        CodeEditor *editor = group->CodeEditorAt(index);
+        if (TextFile::DocumentText(*editor->document()) == copy.text) {
+            recovery.Remove(copy.filePath);
+            continue;
+        }
+        SetActiveCodeEditor(group->Id(), index);
+        QMessageBox box(QMessageBox::Question, QStringLiteral("Recover"),
+                        QStringLiteral("'%1' has unsaved changes from a session that did not end normally.\n\n"
+                                       "Keep the recovered text, or discard it and keep the file as it is on disk?")
+                            .arg(copy.filePath),
+                        QMessageBox::NoButton, this);
+        QPushButton *keep = box.addButton(QStringLiteral("Keep"), QMessageBox::AcceptRole);
+        QPushButton *discard = box.addButton(QStringLiteral("Discard"), QMessageBox::DestructiveRole);
+        box.setDefaultButton(keep);
+        box.setEscapeButton(keep);
+        box.exec();
+        if (box.clickedButton() == discard) {
+            recovery.Remove(copy.filePath);
+            continue;
+        }
+        // One undoable edit: undo gives back the file as it is on disk.
+        const int position = editor->textCursor().position();
+        QTextCursor cursor(editor->document());
+        cursor.beginEditBlock();
+        cursor.select(QTextCursor::Document);
+        cursor.insertText(copy.text);
+        cursor.endEditBlock();
+        cursor.setPosition(std::min(position, editor->document()->characterCount() - 1));
+        editor->setTextCursor(cursor);
+    }
 }
 
 void KestrelEditor::TearDown()
@@ -824,7 +970,13 @@ void KestrelEditor::TearDown()
     disconnect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);
     if (m_hostMainWindow)
         m_hostMainWindow->removeEventFilter(this);
+    m_bufferIo->Autosave().Cancel();
     SaveAll(true, Settings::instance().saveAllOnExit);
+    // A clean exit: whatever the user chose about unsaved files stands, nothing is recovered.
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            if (group->Record(i).kind == CODE_EDITOR_FILE)
+                m_bufferIo->Recovery().Remove(group->Record(i).path);
     SaveState();
 }
 

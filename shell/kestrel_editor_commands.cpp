@@ -273,7 +273,6 @@ void KestrelEditor::GoToSymbolInFile() {}
 void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }
 void KestrelEditor::SaveWorkspaceAs() { m_sideBar->Workspace()->SaveWorkspaceAs(); }
 void KestrelEditor::AddFolderToWorkspace() { m_sideBar->Workspace()->AddFolderToWorkspace(); }
-void KestrelEditor::SourceScript() {}
 void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
 
 } // namespace ke2

@@ -8,6 +8,7 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "shell/buffer_io.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
@@ -696,8 +697,11 @@ void KestrelEditor::UpdateStatusBarInfo()
     if (!editor) {
         m_statusBar->UpdateCounts(0, 0);
         m_statusBar->UpdateLineMessage(QString());
+        m_statusBar->UpdateFileFormat(QString(), QString());
         return;
     }
+    const TextFileFormat format = m_bufferIo->Format(editor);
+    m_statusBar->UpdateFileFormat(format.EncodingName(), format.LineEndingName());
     m_statusBar->UpdateCounts(editor->Marks(MARK_ERROR).size(), editor->Marks(MARK_WARNING).size());
     m_statusBar->UpdateLineMessage(editor->LineMessage(editor->textCursor().blockNumber()));
 }

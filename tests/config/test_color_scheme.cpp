@@ -33,11 +33,13 @@ private slots:
         ConfigFixture fixture;
         ColorScheme scheme, back;
         scheme.read(); // no file
-        // The selection colours follow the platform's palette; pin them for the reference file.
-        const QPalette palette = QPlainTextEdit().palette();
-        const QTextCharFormat selected = scheme.codeEditorRoles.format("Selected Text");
-        QCOMPARE(selected.foreground().color(), palette.color(palette.currentColorGroup(), QPalette::HighlightedText));
-        QCOMPARE(selected.background().color(), palette.color(palette.currentColorGroup(), QPalette::Highlight));
+        // The selection colours follow the platform's palette (the test platform's are white on
+        // 48,140,198); pin them for the reference file.
+        for (const auto *table : {&scheme.codeEditorRoles, &scheme.outputRoles}) {
+            const QTextCharFormat selected = table->format("Selected Text");
+            QCOMPARE(selected.foreground().color(), QColor(Qt::white));
+            QCOMPARE(selected.background().color(), QColor(48, 140, 198));
+        }
         for (auto *table : {&scheme.codeEditorRoles, &scheme.outputRoles}) {
             (*table)["Selected Text"].format.setForeground(QColor(1, 2, 3));
             (*table)["Selected Text"].format.setBackground(QColor(4, 5, 6));
@@ -72,6 +74,38 @@ private slots:
         QSettings ini(fixture.file(fileName), QSettings::IniFormat);
         ini.beginGroup("customhighlighting");
         QCOMPARE(ini.childKeys(), QStringList{"0"});
+    }
+
+    // Which roles are syntax roles and which paint the full width, and the fixed underlines.
+    void roleFlagsAndUnderlines()
+    {
+        const ColorScheme scheme;
+        const QStringList syntax{"MEL Keywords", "MEL Commands", "MEL Strings", "MEL Numbers", "MEL Variables",
+                                 "MEL Procs", "MEL Comments", "Python Keywords", "Python Builtins", "Python Strings",
+                                 "Python Doc Strings", "Python Numbers", "Python Classes", "Python Methods",
+                                 "Python Comments", "Python Decorators", "Python self/cls", "Python MEL Commands"};
+        QStringList syntaxRoles, fullWidth;
+        for (const auto *table : {&scheme.codeEditorRoles, &scheme.outputRoles}) {
+            for (const QString &name : table->names) {
+                const ke2::ColorRole &role = table->roles.value(name);
+                if (role.syntax)
+                    syntaxRoles.append(name);
+                for (const QTextCharFormat &format : {role.format, role.defaultFormat}) {
+                    if (format.boolProperty(QTextFormat::FullWidthSelection))
+                        fullWidth.append(name);
+                }
+            }
+        }
+        QCOMPARE(syntaxRoles, syntax);
+        QCOMPARE(fullWidth, (QStringList{"Find/Replace Selection", "Find/Replace Selection", "Current Line",
+                                         "Current Line", "Find Selected", "Find Selected"}));
+        const QTextCharFormat underlines[] = {ColorScheme::errorFormat(), ColorScheme::warningFormat(),
+                                              ColorScheme::informationFormat()};
+        const QColor colours[] = {QColor(244, 70, 70), QColor(255, 255, 0), QColor(86, 156, 214)};
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(underlines[i].underlineColor(), colours[i]);
+            QCOMPARE(underlines[i].underlineStyle(), QTextCharFormat::WaveUnderline);
+        }
     }
 
     void roleValues_data()

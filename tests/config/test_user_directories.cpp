@@ -1,7 +1,11 @@
+#include "config/color_scheme.h"
+#include "config/key_bindings.h"
+#include "config/settings.h"
 #include "config/user_directories.h"
 #include "tests/config/config_test_support.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QDirIterator>
 #include <QtTest/QTest>
 
 using ke2::UserDirectories;
@@ -61,6 +65,70 @@ private slots:
         ke2::HostBridge::setHost(previous);
         const QString failure = "[KestrelEditor2] Failed to retrieve Maya prefs directory";
         QCOMPARE(host.texts(FakeHost::Kind::Error), (QStringList{failure, failure, failure}));
+    }
+
+    // Maya's answer with or without its trailing "/", absolute or relative: the folder is
+    // always "<answer>/kestrelEditor2", made absolute.
+    void prefsFolderSpellings_data()
+    {
+        QTest::addColumn<QString>("answer"); // %1: the test's root
+        QTest::addColumn<QString>("config");
+        QTest::newRow("trailing slash") << "%1/prefs/" << "%1/prefs/kestrelEditor2";
+        QTest::newRow("no trailing slash") << "%1/prefs" << "%1/prefs/kestrelEditor2";
+        QTest::newRow("relative, against the current folder") << "prefs" << "%1/prefs/kestrelEditor2";
+    }
+    void prefsFolderSpellings()
+    {
+        QFETCH(QString, answer);
+        QFETCH(QString, config);
+        ke2::test::TempPrefs prefs;
+        FakeHost host;
+        ke2::Host *previous = ke2::HostBridge::host();
+        ke2::HostBridge::setHost(&host);
+        const QString current = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(prefs.root()));
+        host.answer("internalVar -userPrefDir", answer.arg(prefs.root()));
+        const QString directory = UserDirectories::configDirectory();
+        const QString settings = UserDirectories::settingsFile();
+        QDir::setCurrent(current);
+        ke2::HostBridge::setHost(previous);
+        QCOMPARE(directory, config.arg(prefs.root()));
+        QCOMPARE(settings, config.arg(prefs.root()) + "/kestrelEditor2.ini");
+        QVERIFY(QFileInfo(directory).isDir());
+    }
+
+    // Without a folder every record keeps its values and nothing is written anywhere.
+    void noPrefsFolderMeansNoFileWork()
+    {
+        ke2::test::TempPrefs prefs;
+        FakeHost host;
+        host.answer("internalVar -userPrefDir", QString());
+        ke2::Host *previous = ke2::HostBridge::host();
+        ke2::HostBridge::setHost(&host);
+        const auto everything = [&prefs] {
+            QStringList found;
+            QDirIterator it(prefs.root(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
+            while (it.hasNext())
+                found.append(it.next());
+            return found;
+        };
+        const QStringList before = everything();
+        const QString current = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(prefs.root()));
+        ke2::Settings settings;
+        settings.outputBufferSize = 77;
+        settings.read();
+        settings.write();
+        ke2::ColorScheme colors;
+        colors.read();
+        colors.write();
+        ke2::KeyBindings bindings;
+        bindings.read();
+        bindings.write();
+        QDir::setCurrent(current);
+        ke2::HostBridge::setHost(previous);
+        QCOMPARE(settings.outputBufferSize, 77);
+        QCOMPARE(everything(), before);
     }
 };
 

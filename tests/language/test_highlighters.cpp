@@ -230,6 +230,38 @@ private slots:
         QCOMPARE(doc.data(1)->leadingWhitespace(), QStringLiteral("  "));
     }
 
+    // Which word class a word gets where the classes meet: a MEL command word inside a flag or
+    // a variable, a Python name on the keyword and the builtin lists.
+    void wordClassesWhereTheyMeet_data()
+    {
+        QTest::addColumn<bool>("mel");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("offset");
+        QTest::addColumn<QString>("role"); // empty: no word colour
+        QTest::newRow("command word") << true << "ls -ls $ls;" << 0 << "MEL Commands";
+        QTest::newRow("a flag spelled as the command") << true << "ls -ls $ls;" << 4 << "";
+        QTest::newRow("a variable spelled as the command") << true << "ls -ls $ls;" << 8 << "MEL Variables";
+        QTest::newRow("keyword and builtin: the builtin") << false << "x = True" << 4 << "Python Builtins";
+        QTest::newRow("keyword only") << false << "x = None" << 4 << "Python Keywords";
+    }
+    void wordClassesWhereTheyMeet()
+    {
+        QFETCH(bool, mel);
+        QFETCH(QString, text);
+        QFETCH(int, offset);
+        QFETCH(QString, role);
+        Fixture fixture;
+        PythonHighlighter::setWordLists({"True", "None", "if"}, {"True", "len"}, {"ls"});
+        Document<> doc(text, mel);
+        QColor colour;
+        for (const QTextLayout::FormatRange &range : doc.line(0).layout()->formats()) {
+            if (range.start <= offset && offset < range.start + range.length)
+                colour = range.format.foreground().color();
+        }
+        const QColor expected = role.isEmpty() ? QColor() : ColorScheme::instance().codeEditorRoles.format(role).foreground().color();
+        QCOMPARE(colour, expected);
+    }
+
     // The lists come from the host once: MEL commands are the host's commands, runtime commands
     // and procedures; Python gets its keywords, builtins and the host's commands alone.
     void wordListsLoadOnceFromTheHost()

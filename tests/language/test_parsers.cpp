@@ -272,6 +272,22 @@ private slots:
             for (int i = 0, size = 1 + random.bounded(300); i < size; ++i)
                 text.append(QChar("ab, c."[random.bounded(6)]));
             const FirstOccurrenceIndex index(text);
+            // The words between ", " as runs: each found where indexOf finds it, or no answer
+            // within too small a budget.
+            QVector<QPair<int, int>> runs;
+            for (int at = 0; at < text.size();) {
+                int end = at;
+                while (end < text.size() && text.at(end) != QLatin1Char(',') && text.at(end) != QLatin1Char(' '))
+                    ++end;
+                if (end > at)
+                    runs.append({at, end - at});
+                at = end + 1;
+            }
+            const QVector<int> firsts = FirstOccurrenceIndex::firstOccurrencesOfRuns(text, runs, 1 << 20);
+            QCOMPARE(firsts.size(), runs.size());
+            for (int r = 0; r < runs.size(); ++r)
+                QCOMPARE(firsts.at(r), int(text.indexOf(text.mid(runs[r].first, runs[r].second))));
+            QCOMPARE(FirstOccurrenceIndex::firstOccurrencesOfRuns(text, runs, 0).size(), 0);
             for (int probe = 0; probe < 30; ++probe) {
                 const QString word = text.mid(random.bounded(text.size()), 1 + random.bounded(8));
                 QCOMPARE(index.indexOf(word), text.indexOf(word));

@@ -4,6 +4,7 @@
 #include "shell/file_dialog_rules.h"
 #include "shell/session_state.h"
 #include "shell/text_file.h"
+#include "tests/shell/shell_test_support.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -15,16 +16,11 @@
 #include <QtTest/QTest>
 
 using namespace ke2;
+using ke2::test::put;
 
 Q_DECLARE_METATYPE(ke2::TabDetails)
 
 namespace {
-
-bool put(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
 
 TabDetails details(int group, CodeEditorKind kind, const QString &path, bool current, int cursor, int scroll,
                    const QString &name = QString())

@@ -151,13 +151,16 @@ private slots:
         session.tearDownGui();
         QCOMPARE(tearDowns, 1);
 
-        // The teardown wrote the session to the settings file: both files come back next time.
+        // The teardown wrote the session to the settings file: the two buffers and both files
+        // come back next time.
         Settings::instance() = Settings();
         Settings::instance().read();
         const QStringList tabs = Settings::instance().tabDetails;
-        QCOMPARE(tabs.size(), 2);
-        QVERIFY(tabs.at(0).startsWith("0;1;" + mel + ";0;"));
-        QVERIFY(tabs.at(1).startsWith("0;1;" + script + ";1;"));
+        QCOMPARE(tabs.size(), 4);
+        QVERIFY(tabs.at(0).startsWith("0;0;melBuffer_"));
+        QVERIFY(tabs.at(1).startsWith("0;0;pythonBuffer_"));
+        QVERIFY(tabs.at(2).startsWith("0;1;" + mel + ";0;"));
+        QVERIFY(tabs.at(3).startsWith("0;1;" + script + ";1;"));
         HostBridge::setHost(nullptr);
     }
 };

@@ -1,5 +1,6 @@
 #include "editor/code_editor.h"
 #include "shell/text_file.h"
+#include "tests/shell/shell_test_support.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -9,67 +10,9 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
-#include <csignal>
-#include <sys/resource.h>
-#include <unistd.h>
-
 using namespace ke2;
+using namespace ke2::test;
 
-namespace {
-
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
-
-bool put(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-}
-
-// Root ignores file permissions; the permission cases run with an ordinary effective user.
-class Unprivileged {
-public:
-    Unprivileged()
-    {
-        if (::geteuid() == 0)
-            m_switched = ::seteuid(65534) == 0;
-    }
-    ~Unprivileged()
-    {
-        if (m_switched && ::seteuid(0) != 0)
-            qFatal("could not return to the original user");
-    }
-
-private:
-    bool m_switched = false;
-};
-
-// Files written beyond `bytes` fail with EFBIG instead of growing: a disk that fills up midway.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes)
-    {
-        ::getrlimit(RLIMIT_FSIZE, &m_previous);
-        m_previousHandler = std::signal(SIGXFSZ, SIG_IGN);
-        rlimit limit = m_previous;
-        limit.rlim_cur = bytes;
-        ::setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit()
-    {
-        ::setrlimit(RLIMIT_FSIZE, &m_previous);
-        std::signal(SIGXFSZ, m_previousHandler);
-    }
-
-private:
-    rlimit m_previous{};
-    void (*m_previousHandler)(int) = nullptr;
-};
-
-} // namespace
 
 class TextFileTest : public QObject {
     Q_OBJECT

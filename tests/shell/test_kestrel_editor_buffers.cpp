@@ -1,0 +1,406 @@
+#include "tests/shell/shell_test_support.h"
+#include "tests/support/dialog_answers.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include "config/settings.h"
+#include "config/user_directories.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host_bridge.h"
+#include "shell/buffer_files.h"
+#include "shell/kestrel_editor.h"
+#include "shell/text_file.h"
+#include "views/status_bar.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QtTest/QtTest>
+#include <QtWidgets/QAbstractButton>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QInputDialog>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QMessageBox>
+#include <QtWidgets/QScrollBar>
+
+#include <memory>
+
+using namespace ke2;
+using namespace ke2::test;
+
+namespace {
+
+struct Tab {
+    int kind;
+    QString path;
+    QString name;
+    QString text;
+    int cursor;
+    int scroll;
+};
+
+QString lines(const QString &prefix, int count)
+{
+    QStringList all;
+    for (int i = 0; i < count; ++i)
+        all << QStringLiteral("%1 line %2").arg(prefix).arg(i);
+    return all.join(QLatin1Char('\n'));
+}
+
+} // namespace
+
+class KestrelEditorBuffersTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<FakeHost> m_host;
+    std::unique_ptr<TempPrefs> m_prefs;
+    std::unique_ptr<QTemporaryDir> m_files;
+    std::unique_ptr<KestrelEditor> m_window;
+
+    // A new window, as at the start of a new process: the settings are read from the file.
+    KestrelEditor *start()
+    {
+        m_window.reset();
+        Settings::instance() = Settings();
+        Settings::instance().read();
+        m_window = std::make_unique<KestrelEditor>();
+        m_window->resize(1000, 800);
+        m_window->show();
+        if (!QTest::qWaitForWindowExposed(m_window.get()))
+            return nullptr;
+        return m_window.get();
+    }
+    QString file(const QString &name, const QByteArray &bytes)
+    {
+        const QString path = m_files->filePath(name);
+        return put(path, bytes) ? path : QString();
+    }
+    CodeEditor *open(const QString &path)
+    {
+        m_window->OpenFile(path);
+        for (CodeEditorGroup *group : m_window->Groups())
+            if (group->IndexOfPath(path) >= 0)
+                return group->CodeEditorAt(group->IndexOfPath(path));
+        return nullptr;
+    }
+    QStringList messages() const
+    {
+        QStringList all = m_host->texts(FakeHost::Kind::Error) + m_host->texts(FakeHost::Kind::Warning);
+        for (QString &message : all)
+            message.remove(HostBridge::messagePrefix());
+        return all;
+    }
+
+private slots:
+    void init()
+    {
+        m_host = std::make_unique<FakeHost>();
+        m_host->hasDockingUi = false;
+        m_prefs = std::make_unique<TempPrefs>();
+        m_prefs->attach(*m_host);
+        m_files = std::make_unique<QTemporaryDir>();
+        HostBridge::setHost(m_host.get());
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        HostBridge::setHost(nullptr);
+        m_host.reset();
+        m_files.reset();
+        m_prefs.reset();
+        Settings::instance() = Settings();
+    }
+
+    // Thirty tabs over three groups, files and internal buffers, come back where they were.
+    void sessionRoundTripOfThirtyTabs()
+    {
+        QVERIFY(start());
+        QCOMPARE(m_window->CodeEditorCount(), 2); // first start: a MEL and a Python buffer
+        for (int i = 0; i < 2; ++i)
+            m_window->Group(0)->CodeEditorAt(i)->insertPlainText(lines(QStringLiteral("first"), 120));
+        const char *suffixes[] = {"py", "mel", "txt"};
+        for (int g = 0; g < 3; ++g) {
+            int n = 0;
+            while (m_window->Group(g)->Count() < 10) {
+                if (n % 2 == 0 || m_window->Group(g)->Count() == 0) {
+                    const QString name = QStringLiteral("g%1_%2.%3").arg(g).arg(n).arg(suffixes[n % 3]);
+                    m_window->OnOpenFileRequested(g, -1, file(name, lines(name, 120).toUtf8()));
+                } else {
+                    m_window->NewBuffer(CodeEditorLanguage(n % 3));
+                    CodeEditorGroup *group = m_window->Group(g);
+                    CodeEditor *buffer = group->CodeEditorAt(group->Count() - 1);
+                    QTest::keyClicks(buffer, QStringLiteral("typed %1 %2").arg(g).arg(n));
+                    buffer->insertPlainText(QLatin1Char('\n') + lines(QStringLiteral("buffer"), 120));
+                }
+                ++n;
+            }
+        }
+        QCOMPARE(m_window->CodeEditorCount(), 30);
+
+        QVector<QVector<Tab>> expected(3);
+        const int currents[] = {3, 5, 9};
+        for (int g = 0; g < 3; ++g) {
+            CodeEditorGroup *group = m_window->Group(g);
+            for (int i = 0; i < group->Count(); ++i) {
+                group->SetCurrentIndex(i); // laid out before it can scroll
+                group->SetCursorAndScrollPosition(i, 40 * i + g, 3 * i + g);
+                CodeEditor *editor = group->CodeEditorAt(i);
+                expected[g].append({int(group->Record(i).kind), group->Record(i).path, editor->DisplayName(),
+                                    TextFile::DocumentText(*editor->document()), editor->textCursor().position(),
+                                    editor->verticalScrollBar()->value()});
+                QTRY_COMPARE(editor->verticalScrollBar()->value(), 3 * i + g);
+                expected[g].last().scroll = 3 * i + g;
+            }
+            group->SetCurrentIndex(currents[g]);
+        }
+        m_window->SetActiveCodeEditor(1, currents[1]);
+        m_window->TearDown();
+
+        QVERIFY(start());
+        QCOMPARE(m_window->CodeEditorCount(), 30);
+        QCOMPARE(m_window->ActiveGroupIndex(), 1);
+        for (int g = 0; g < 3; ++g) {
+            CodeEditorGroup *group = m_window->Group(g);
+            QCOMPARE(group->Count(), 10);
+            QCOMPARE(group->CurrentIndex(), currents[g]);
+            for (int i = 0; i < group->Count(); ++i) {
+                const Tab &tab = expected[g].at(i);
+                CodeEditor *editor = group->CodeEditorAt(i);
+                const QString where = QStringLiteral("group %1 tab %2").arg(g).arg(i);
+                QVERIFY2(int(group->Record(i).kind) == tab.kind, qPrintable(where));
+                QCOMPARE(group->Record(i).path, tab.path);
+                QCOMPARE(editor->DisplayName(), tab.name);
+                QCOMPARE(TextFile::DocumentText(*editor->document()), tab.text);
+                QVERIFY2(!group->IsModified(i), qPrintable(where));
+                QCOMPARE(editor->textCursor().position(), tab.cursor);
+                group->SetCurrentIndex(i); // first shown now: the saved position, not the cursor's
+                QTRY_COMPARE(editor->verticalScrollBar()->value(), tab.scroll);
+            }
+        }
+    }
+
+    // Typing is on disk within two seconds; after a crash the buffer comes back by itself and
+    // the file buffer's typing is offered once.
+    void crashKeepsTheTyping_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("keep") << "Keep";
+        QTest::newRow("discard") << "Discard";
+    }
+    void crashKeepsTheTyping()
+    {
+        QFETCH(QString, answer);
+        const QByteArray onDisk("a\xE9\r\nb\r\n");
+        const QString path = file(QStringLiteral("old.mel"), onDisk);
+        QVERIFY(start());
+        CodeEditor *python = m_window->Group(0)->CodeEditorAt(1);
+        QTest::keyClicks(python, "print('scratch')");
+        CodeEditor *mel = open(path);
+        QVERIFY(mel);
+        QTest::keyClicks(mel, "x");
+        const QString bufferPath = m_window->Group(0)->Record(1).path;
+        const QString copy = RecoveryCopies(UserDirectories::internalBufferDirectory()).CopyPath(path);
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(copy) && contents(bufferPath) == "print('scratch')", 2000);
+        QCOMPARE(contents(path), onDisk); // never the user's file by itself
+
+        m_window.reset(); // gone without tearing down, as in a crash
+        DialogAnswers dialogs({answer});
+        QVERIFY(start());
+        QTRY_COMPARE(dialogs.seen.size(), 1);
+        QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)));
+        CodeEditorGroup *group = m_window->Group(0);
+        QCOMPARE(group->CodeEditorAt(group->IndexOfPath(bufferPath))->toPlainText(), QStringLiteral("print('scratch')"));
+        CodeEditor *restored = group->CodeEditorAt(group->IndexOfPath(path));
+        const QString diskText = QStringLiteral("a%1\nb\n").arg(QChar(0xE9));
+        if (answer == QLatin1String("Keep")) {
+            QCOMPARE(TextFile::DocumentText(*restored->document()), QStringLiteral("x") + diskText);
+            QVERIFY(restored->document()->isModified());
+            restored->undo();
+            QCOMPARE(TextFile::DocumentText(*restored->document()), diskText);
+            restored->redo();
+            m_window->SetActiveCodeEditor(0, group->IndexOfPath(path));
+            m_window->Save();
+            QCOMPARE(contents(path), QByteArray("xa\xE9\r\nb\r\n"));
+        } else {
+            QCOMPARE(TextFile::DocumentText(*restored->document()), diskText);
+            QVERIFY(!restored->document()->isModified());
+        }
+        QVERIFY(!QFileInfo::exists(copy));
+        QVERIFY(contents(path).endsWith(onDisk));
+    }
+
+    // A save that cannot complete leaves the file as it was and the editor modified.
+    void failedSavesKeepTheOldFile_data()
+    {
+        QTest::addColumn<bool>("readOnlyFolder");
+        QTest::newRow("read-only folder") << true;
+        QTest::newRow("disk full half-way") << false;
+    }
+    void failedSavesKeepTheOldFile()
+    {
+        QFETCH(bool, readOnlyFolder);
+        const QString folder = m_files->filePath(QStringLiteral("locked"));
+        QVERIFY(QDir().mkpath(folder));
+        const QByteArray old = QByteArray("print('old')\n").repeated(700);
+        const QString path = folder + QStringLiteral("/tool.py");
+        QVERIFY(put(path, old));
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QTest::keyClicks(editor, "# changed");
+        QTest::keyClick(editor, Qt::Key_Return);
+        const auto readExec = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        QVERIFY(QFile::setPermissions(m_files->path(), readExec | QFileDevice::WriteOwner));
+        QVERIFY(QFile::setPermissions(folder, readExec));
+        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther |
+                                                QFileDevice::WriteOther));
+        if (readOnlyFolder) {
+            Unprivileged user;
+            m_window->Save();
+        } else {
+            FileSizeLimit limit(4096);
+            m_window->Save();
+        }
+        QFile::setPermissions(folder, readExec | QFileDevice::WriteOwner);
+        QVERIFY(editor->document()->isModified());
+        QCOMPARE(contents(path), old);
+        QVERIFY(messages().contains(QStringLiteral("Failed to open file for save: %1").arg(path)));
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.py"});
+    }
+
+    // Opened and saved, a CRLF Latin-1 file is the same bytes; the status bar says what it is.
+    // Our own save asks nothing, another program's change asks to reload.
+    void ownSavesAndOutsideChanges()
+    {
+        const QByteArray bytes("// caf\xE9\r\nprint \"\xA0\";\r\n");
+        const QString path = file(QStringLiteral("latin.mel"), bytes);
+        QVERIFY(start());
+        Settings::instance().utf8FileEncodingForReadWrite = true;
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        auto *format = m_window->GetStatusBar()->findChild<QLabel *>(QStringLiteral("fileFormatLabel"));
+        QCOMPARE(format->text(), QStringLiteral("Latin-1      CRLF"));
+        QVERIFY(messages().join('\n').contains(QStringLiteral("not valid UTF-8")));
+        QTest::keyClicks(editor, "x");
+        QTest::keyClick(editor, Qt::Key_Backspace);
+        QVERIFY(editor->document()->isModified());
+
+        CodeEditorGroup *group = m_window->Group(0);
+        QSignalSpy changed(group, &CodeEditorGroup::FileChanged);
+        DialogAnswers dialogs({QStringLiteral("Yes")});
+        m_window->Save();
+        QCOMPARE(contents(path), bytes);
+        QVERIFY(!editor->document()->isModified());
+        QVERIFY(changed.wait(3000));
+        m_window->CheckForFileChanges();
+        QTest::qWait(50);
+        QCOMPARE(dialogs.seen, QStringList());
+
+        QVERIFY(put(path, "print \"elsewhere\";\n"));
+        QVERIFY(changed.wait(3000));
+        m_window->CheckForFileChanges();
+        QCOMPARE(dialogs.seen.size(), 1);
+        QVERIFY(dialogs.seen.first().startsWith(
+            QStringLiteral("Reload: %1\n\nThis file has been modified by another program.").arg(path)));
+        QCOMPARE(editor->toPlainText(), QStringLiteral("print \"elsewhere\";\n"));
+        QCOMPARE(format->text(), QStringLiteral("UTF-8      LF"));
+    }
+
+    void buffersAndFiles()
+    {
+        const QString path = file(QStringLiteral("shared.py"), "a = 1\n");
+        QVERIFY(start());
+        DialogAnswers dialogs;
+        // An internal buffer is a file of the buffer folder.
+        const QString bufferPath = m_window->Group(0)->Record(1).path;
+        QCOMPARE(QFileInfo(bufferPath).absolutePath(), UserDirectories::internalBufferDirectory());
+        QVERIFY(QFileInfo(bufferPath).fileName().startsWith(QStringLiteral("pythonBuffer_")));
+
+        // A file already open elsewhere is brought forward, not opened twice.
+        QVERIFY(open(path));
+        m_window->OnOpenFileRequested(1, -1, path);
+        QCOMPARE(m_window->CodeEditorCount(), 3);
+        QCOMPARE(m_window->Group(1)->Count(), 0);
+        QCOMPARE(m_window->ActiveGroupIndex(), 0);
+
+        // ";" cannot be in a buffer name: it would split its session entry.
+        dialogs.answers = QStringList{"a;b"};
+        m_window->Rename(m_window->Group(0), 1);
+        QCOMPARE(m_window->Group(0)->CodeEditorAt(1)->DisplayName(), QStringLiteral("ab"));
+        QVERIFY(messages().contains(QStringLiteral("Rename: ';' is an invalid character.")));
+        m_window->SaveState();
+        QVERIFY(Settings::instance().tabDetails.at(1).endsWith(QStringLiteral(";ab")));
+
+        // Saved as a file, the Python filter adds ".py" and the buffer's own file goes.
+        m_window->SetActiveCodeEditor(0, 1);
+        QTest::keyClicks(m_window->ActiveCodeEditor(), "print(2)");
+        dialogs.answers = QStringList{m_files->filePath("tool") + "|Python (*.py *.pyw *.pyi)"};
+        m_window->SaveAs();
+        const QString tool = m_files->filePath(QStringLiteral("tool.py"));
+        QCOMPARE(contents(tool), QByteArray("print(2)"));
+        QVERIFY(!QFileInfo::exists(bufferPath));
+        QCOMPARE(m_window->Group(0)->Record(1).kind, CODE_EDITOR_FILE);
+        QCOMPARE(m_window->Group(0)->Record(1).path, tool);
+        QCOMPARE(m_window->Group(0)->Record(1).name, QStringLiteral("tool.py"));
+
+        // Closing a buffer with text asks, then deletes its file.
+        const QString melBuffer = m_window->Group(0)->Record(0).path;
+        QTest::keyClicks(m_window->Group(0)->CodeEditorAt(0), "print 1;");
+        dialogs.answers = QStringList{"Yes"};
+        m_window->OnCloseTabRequested(m_window->Group(0), 0);
+        QVERIFY(dialogs.seen.last().startsWith(QStringLiteral("Delete: Delete buffer '")));
+        QVERIFY(!QFileInfo::exists(melBuffer));
+
+        // A modified file closed without saving goes to the recent files and comes back.
+        const int shared = m_window->Group(0)->IndexOfPath(path);
+        QTest::keyClicks(m_window->Group(0)->CodeEditorAt(shared), "b");
+        dialogs.answers = QStringList{"No"};
+        m_window->OnCloseTabRequested(m_window->Group(0), shared);
+        QCOMPARE(dialogs.seen.last(), QStringLiteral("Save: 'shared.py' has been modified. Save changes?"));
+        QCOMPARE(contents(path), QByteArray("a = 1\n"));
+        QCOMPARE(Settings::instance().recentFiles.value(0), path);
+        QCOMPARE(m_window->Group(0)->IndexOfPath(path), -1);
+        m_window->ReopenClosedFile();
+        QVERIFY(m_window->Group(0)->IndexOfPath(path) >= 0);
+
+        // A sourced script goes to the host by its path.
+        const QString script = file(QStringLiteral("setup.mel"), "print 1;");
+        dialogs.answers = QStringList{script};
+        m_window->SourceScript();
+        QCOMPARE(dialogs.seen.last(), QStringLiteral("Source Script"));
+        m_host->runIdle();
+        QCOMPARE(m_host->texts(FakeHost::Kind::MelOnIdle).value(0), QStringLiteral("source \"%1\";").arg(script));
+    }
+
+    // Heavy or risky files are asked about before anything is read.
+    void binaryAndHugeFilesAskFirst_data()
+    {
+        QTest::addColumn<qint64>("size");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("opened");
+        QTest::newRow("binary, declined") << qint64(64) << "No" << false;
+        QTest::newRow("binary, accepted") << qint64(64) << "Yes" << true;
+        QTest::newRow("hundreds of MB, declined") << qint64(300) * 1024 * 1024 << "No" << false;
+    }
+    void binaryAndHugeFilesAskFirst()
+    {
+        QFETCH(qint64, size);
+        QFETCH(QString, answer);
+        QFETCH(bool, opened);
+        const QString path = file(QStringLiteral("blob.bin"), QByteArray("\x7F" "ELF"));
+        QVERIFY(QFile::resize(path, size));
+        QVERIFY(start());
+        DialogAnswers dialogs({answer});
+        m_window->OpenFile(path);
+        QCOMPARE(dialogs.seen.size(), 1);
+        QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Open File: '%1'").arg(path)));
+        QCOMPARE(m_window->Group(0)->IndexOfPath(path) >= 0, opened);
+    }
+};
+
+KE2_TEST_CLASS(KestrelEditorBuffersTest)
+
+#include "test_kestrel_editor_buffers.moc"

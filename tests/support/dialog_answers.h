@@ -1,0 +1,58 @@
+#pragma once
+
+#include <QtCore/QTimer>
+#include <QtWidgets/QAbstractButton>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QInputDialog>
+#include <QtWidgets/QMessageBox>
+
+namespace ke2::test {
+
+// Answers the modal dialogs that come up, as the user would: each answer is a button text for a
+// message box, the text for an input dialog, or "path|filter" for a file dialog. Every dialog
+// seen is logged as "title: text"; one without an answer left is cancelled.
+class DialogAnswers : public QObject {
+public:
+    explicit DialogAnswers(QStringList answers = {}) : answers(std::move(answers))
+    {
+        connect(&m_timer, &QTimer::timeout, this, &DialogAnswers::Poll);
+        m_timer.start(5);
+    }
+    QStringList answers;
+    QStringList seen;
+
+private:
+    void Poll()
+    {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (!modal || !modal->isVisible())
+            return;
+        const QString answer = answers.isEmpty() ? QString() : answers.takeFirst();
+        if (auto *box = qobject_cast<QMessageBox *>(modal)) {
+            seen << box->windowTitle() + QStringLiteral(": ") + box->text();
+            for (QAbstractButton *button : box->buttons()) {
+                if (button->text().remove(QLatin1Char('&')) == answer) {
+                    button->click();
+                    return;
+                }
+            }
+            box->reject();
+        } else if (auto *input = qobject_cast<QInputDialog *>(modal)) {
+            seen << input->windowTitle() + QStringLiteral(": ") + input->labelText();
+            input->setTextValue(answer);
+            answer.isEmpty() ? input->reject() : input->accept();
+        } else if (auto *files = qobject_cast<QFileDialog *>(modal)) {
+            seen << files->windowTitle();
+            const QStringList parts = answer.split(QLatin1Char('|'));
+            if (parts.size() == 2)
+                files->selectNameFilter(parts.at(1));
+            files->selectFile(parts.first());
+            answer.isEmpty() ? files->reject() : static_cast<QDialog *>(files)->accept();
+        }
+    }
+
+    QTimer m_timer;
+};
+
+} // namespace ke2::test
