@@ -148,7 +148,6 @@ public slots:
     void InsertQuickHelpFlag(const QString &flag);
     void OnParserUpdated(ke2::BaseParser *parser);
     void OnOutlineSelectionChanged(int start, int end);
-    void OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath);
     void OnWorkspaceItemDeleted(const QString &path, bool isFolder);
     void OnWorkspaceModified();
     void RefreshOpenEditors();

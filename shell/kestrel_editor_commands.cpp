@@ -192,35 +192,6 @@ void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
     editor->setFocus();
 }
 
-void KestrelEditor::OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath)
-{
-    // A renamed folder takes the files below it along.
-    const QString oldPrefix = oldFilePath + QLatin1Char('/');
-    bool changed = false;
-    for (CodeEditorGroup *group : qAsConst(m_groups)) {
-        for (int i = 0; i < group->Count(); ++i) {
-            CodeEditorRecord record = group->Record(i);
-            if (record.kind != CODE_EDITOR_FILE)
-                continue;
-            if (record.path == oldFilePath)
-                record.path = newFilePath;
-            else if (record.path.startsWith(oldPrefix))
-                record.path = newFilePath + record.path.mid(oldFilePath.size());
-            else
-                continue;
-            record.name = QFileInfo(record.path).fileName();
-            record.language = languageForPath(record.path);
-            group->SetRecord(i, record);
-            changed = true;
-        }
-    }
-    if (!changed)
-        return;
-    UpdateTitleBar();
-    RefreshOpenEditors();
-    SaveState();
-}
-
 void KestrelEditor::OnWorkspaceItemDeleted(const QString &path, bool isFolder)
 {
     Q_UNUSED(path);
