@@ -11,6 +11,7 @@
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
+#include "views/workspace_view.h"
 #include "views/status_bar.h"
 
 #include <QtCore/QTimer>
@@ -504,6 +505,11 @@ void KestrelEditor::ConnectSignals()
     connect(m_sideBar, &SideBar::CloseAllRequested, this, &KestrelEditor::CloseAllFiles);
     connect(m_sideBar, &SideBar::ViewChangeRequested, this, &KestrelEditor::SetSideBarView);
     connect(m_sideBar, &SideBar::QuickHelpFlagSelected, this, &KestrelEditor::InsertQuickHelpFlag);
+    connect(m_sideBar, &SideBar::OutlineSelectionChanged, this, &KestrelEditor::OnOutlineSelectionChanged);
+    connect(m_sideBar, &SideBar::FilePathChanged, this, &KestrelEditor::OnFilePathChanged);
+    connect(m_sideBar, &SideBar::WorkspaceItemDeleted, this, &KestrelEditor::OnWorkspaceItemDeleted);
+    connect(m_sideBar, &SideBar::WorkspaceModified, this, &KestrelEditor::OnWorkspaceModified);
+    m_sideBar->Workspace()->LoadStartupWorkspace();
 
     connect(m_activityBar, &ActivityBar::ViewSelected, this, &KestrelEditor::OnActivityBarViewSelected);
     connect(m_activityBar, &ActivityBar::EditPreferencesSelected, this, &KestrelEditor::ShowPreferencesDialog);

@@ -150,6 +150,9 @@ public slots:
     void SetQuickHelpSearchText(const QString &text, bool showWhenHidden);
     void InsertQuickHelpFlag(const QString &flag);
     void OnParserUpdated(ke2::BaseParser *parser);
+    void OnOutlineSelectionChanged(int start, int end);
+    void OnWorkspaceItemDeleted(const QString &path, bool isFolder);
+    void OnWorkspaceModified();
     void RefreshOpenEditors();
 
     // Buffers and files.

@@ -492,19 +492,26 @@ void KestrelEditor::OnFilePathChanged(const QString &oldFilePath, const QString 
     for (CodeEditorGroup *group : qAsConst(m_groups)) {
         for (int i = 0; i < group->Count(); ++i) {
             CodeEditorRecord record = group->Record(i);
-            if (record.path != oldFilePath)
+            // A renamed folder (in the workspace view) takes the files below it along.
+            const QString oldPath = record.path;
+            QString newPath;
+            if (oldPath == oldFilePath)
+                newPath = newFilePath;
+            else if (record.kind == CODE_EDITOR_FILE && oldPath.startsWith(oldFilePath + QLatin1Char('/')))
+                newPath = newFilePath + oldPath.mid(oldFilePath.size());
+            else
                 continue;
             found = true;
             // Unsaved typing is kept under the new name at the next autosave.
-            const bool hadCopy = m_bufferIo->Recovery().Exists(oldFilePath);
-            ForgetFile(oldFilePath);
-            record.path = newFilePath;
-            record.name = QFileInfo(newFilePath).fileName();
-            record.language = BufferFiles::LanguageForPath(newFilePath);
+            const bool hadCopy = m_bufferIo->Recovery().Exists(oldPath);
+            ForgetFile(oldPath);
+            record.path = newPath;
+            record.name = QFileInfo(newPath).fileName();
+            record.language = BufferFiles::LanguageForPath(newPath);
             group->SetRecord(i, record);
-            m_bufferIo->Changes().AddOwnWrite(newFilePath);
+            m_bufferIo->Changes().AddOwnWrite(newPath);
             if (hadCopy)
-                m_bufferIo->Recovery().Write(newFilePath, TextFile::DocumentText(*group->CodeEditorAt(i)->document()));
+                m_bufferIo->Recovery().Write(newPath, TextFile::DocumentText(*group->CodeEditorAt(i)->document()));
         }
     }
     if (!found)

@@ -1,6 +1,9 @@
 // Editing commands on the focused editor, navigation between editors and groups, quick help,
 // and the commands whose views arrive with their own parts.
 #include "shell/kestrel_editor.h"
+#include "views/outline_view.h"
+#include "views/workspace_view.h"
+#include "editor/code_editor_language.h"
 
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -168,8 +171,37 @@ void KestrelEditor::InsertQuickHelpFlag(const QString &flag)
 
 void KestrelEditor::OnParserUpdated(BaseParser *parser)
 {
-    Q_UNUSED(parser); // the outline section reads it
+    // Each group parses its own current editor; the outline shows the active one's.
+    auto *group = qobject_cast<CodeEditorGroup *>(sender());
+    if (!group || group == ActiveGroup())
+        m_sideBar->Outline()->OnParserUpdated(parser);
     UpdateStatusBarInfo();
+}
+
+void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
+{
+    CodeEditor *editor = ActiveCodeEditor();
+    if (!editor)
+        return;
+    const int last = editor->document()->characterCount() - 1;
+    QTextCursor cursor = editor->textCursor();
+    cursor.setPosition(qBound(0, start, last));
+    cursor.setPosition(qBound(0, end, last), QTextCursor::KeepAnchor);
+    editor->setTextCursor(cursor);
+    editor->centerCursor();
+    editor->setFocus();
+}
+
+void KestrelEditor::OnWorkspaceItemDeleted(const QString &path, bool isFolder)
+{
+    Q_UNUSED(path);
+    Q_UNUSED(isFolder); // open editors of the path are left to the file watcher
+    m_sideBar->Workspace()->Refresh();
+}
+
+void KestrelEditor::OnWorkspaceModified()
+{
+    m_sideBar->Workspace()->Refresh();
 }
 
 // --- Dialogs -------------------------------------------------------------------------------------
@@ -209,9 +241,9 @@ void KestrelEditor::ReplaceNext() {}
 void KestrelEditor::ReplaceAll() {}
 void KestrelEditor::GoToFile() {}
 void KestrelEditor::GoToSymbolInFile() {}
-void KestrelEditor::OpenWorkspace() {}
-void KestrelEditor::SaveWorkspaceAs() {}
-void KestrelEditor::AddFolderToWorkspace() {}
+void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }
+void KestrelEditor::SaveWorkspaceAs() { m_sideBar->Workspace()->SaveWorkspaceAs(); }
+void KestrelEditor::AddFolderToWorkspace() { m_sideBar->Workspace()->AddFolderToWorkspace(); }
 void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
 
 } // namespace ke2

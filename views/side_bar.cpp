@@ -1,7 +1,11 @@
 #include "views/side_bar.h"
 
 #include "views/explorer_view.h"
+#include "config/settings.h"
 #include "views/open_editors_view.h"
+#include "views/outline_view.h"
+#include "views/sub_view.h"
+#include "views/workspace_view.h"
 #include "views/quick_help_view.h"
 
 #include <QtGui/QContextMenuEvent>
@@ -14,7 +18,7 @@ namespace ke2 {
 
 SideBar::SideBar(QWidget *parent)
     : QWidget(parent), m_title(new QLabel(this)), m_stack(new QStackedWidget(this)), m_explorer(new ExplorerView),
-      m_quickHelp(new QuickHelpView)
+      m_quickHelp(new QuickHelpView), m_workspace(new WorkspaceView), m_outline(new OutlineView)
 {
     setObjectName(QStringLiteral("SideBar"));
     setMinimumWidth(120);
@@ -38,6 +42,24 @@ SideBar::SideBar(QWidget *parent)
     connect(openEditors, &OpenEditorsView::SaveAllRequested, this, &SideBar::SaveAllRequested);
     connect(openEditors, &OpenEditorsView::CloseAllRequested, this, &SideBar::CloseAllRequested);
     connect(m_quickHelp, &QuickHelpView::QuickHelpFlagSelected, this, &SideBar::QuickHelpFlagSelected);
+
+    // The workspace and the outline are explorer sections below the open editors; their tool
+    // buttons sit in the sections' headers, the workspace's name is its section's title.
+    Settings &settings = Settings::instance();
+    auto *workspaceSection = new SubView(m_workspace->Title(), m_workspace, &settings.workspaceExpanded);
+    workspaceSection->AddHeaderWidget(m_workspace->HeaderWidget());
+    m_workspace->SetTitleVisible(false);
+    connect(m_workspace, &WorkspaceView::TitleChanged, workspaceSection, &SubView::SetTitle);
+    m_explorer->AddSection(workspaceSection);
+    auto *outlineSection = new SubView(QStringLiteral("OUTLINE"), m_outline, &settings.outlineExpanded);
+    outlineSection->AddHeaderWidget(m_outline->HeaderWidget());
+    m_explorer->AddSection(outlineSection, -1, &settings.outlineVisible);
+
+    connect(m_workspace, &WorkspaceView::FileOpenRequested, this, &SideBar::FileOpenRequested);
+    connect(m_workspace, &WorkspaceView::FilePathChanged, this, &SideBar::FilePathChanged);
+    connect(m_workspace, &WorkspaceView::WorkspaceItemDeleted, this, &SideBar::WorkspaceItemDeleted);
+    connect(m_workspace, &WorkspaceView::WorkspaceModified, this, &SideBar::WorkspaceModified);
+    connect(m_outline, &OutlineView::OutlineSelectionChanged, this, &SideBar::OutlineSelectionChanged);
 }
 
 void SideBar::SetView(SideBarView view, QWidget *widget, const QString &title)

@@ -12,6 +12,8 @@ namespace ke2 {
 
 class ExplorerView;
 class OpenEditorsView;
+class OutlineView;
+class WorkspaceView;
 class QuickHelpView;
 
 // The side bar: one view at a time (explorer, search, quick help) under its title. It relays
@@ -33,6 +35,8 @@ public:
     ExplorerView *Explorer() const { return m_explorer; }
     OpenEditorsView *OpenEditors() const;
     QuickHelpView *QuickHelp() const { return m_quickHelp; }
+    WorkspaceView *Workspace() const { return m_workspace; }
+    OutlineView *Outline() const { return m_outline; }
 
     void SaveState() const;
     void RestoreState();
@@ -67,6 +71,8 @@ private:
     SideBarView m_current = SIDE_BAR_VIEW_EXPLORER;
     ExplorerView *m_explorer;
     QuickHelpView *m_quickHelp;
+    WorkspaceView *m_workspace;
+    OutlineView *m_outline;
 };
 
 } // namespace ke2

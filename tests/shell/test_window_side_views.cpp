@@ -1,0 +1,112 @@
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "plugin/host_bridge.h"
+#include "shell/kestrel_editor.h"
+#include "views/outline_tree_widget.h"
+#include "views/outline_view.h"
+#include "views/side_bar.h"
+#include "views/workspace_tree_widget.h"
+#include "views/workspace_view.h"
+
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QtTest>
+#include <QtWidgets/QMenu>
+
+#include <memory>
+
+using namespace ke2;
+using ke2::test::FakeHost;
+
+// The outline and the workspace inside the real window: what they ask reaches the editors.
+class WindowSideViewsTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<FakeHost> m_host;
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<KestrelEditor> m_window;
+
+    KestrelEditor *shown()
+    {
+        m_window = std::make_unique<KestrelEditor>();
+        m_window->resize(1000, 800);
+        m_window->show();
+        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
+    }
+
+private slots:
+    void init()
+    {
+        Settings::instance() = Settings();
+        m_host = std::make_unique<FakeHost>();
+        m_host->hasDockingUi = false;
+        m_prefs = std::make_unique<test::TempPrefs>();
+        m_prefs->attach(*m_host);
+        HostBridge::setHost(m_host.get());
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        HostBridge::setHost(nullptr);
+        m_host.reset();
+        m_prefs.reset();
+        Settings::instance() = Settings();
+    }
+
+    // The active buffer's parse fills the outline; a click on an entry selects its name in the
+    // editor.
+    void outlineFollowsTheActiveEditorAndMovesTheCursor()
+    {
+        QVERIFY(shown());
+        m_window->SetActiveCodeEditor(0, 0);
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QVERIFY(editor);
+        editor->setPlainText("global proc first() {}\n\nglobal proc second() {}\n");
+        m_window->UpdateParser();
+        OutlineView *outline = m_window->GetSideBar()->Outline();
+        QTRY_COMPARE(outline->Tree()->topLevelItemCount(), 2);
+        QTreeWidgetItem *second = outline->Tree()->topLevelItem(1);
+        QCOMPARE(second->text(0), QString("second"));
+        QTest::mouseClick(outline->Tree()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          outline->Tree()->visualItemRect(second).center());
+        QCOMPARE(editor->textCursor().selectedText(), QString("second"));
+        QCOMPARE(editor->textCursor().blockNumber(), 2);
+    }
+
+    // A file opened from the workspace tree, then its folder renamed there: the tab follows.
+    void workspaceOpensFilesAndRenamesTheirTabs()
+    {
+        QTemporaryDir dir;
+        QVERIFY(QDir(dir.path()).mkpath("scripts"));
+        QFile file(dir.filePath("scripts/tool.mel"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("print 1;\n") > 0);
+        file.close();
+        QVERIFY(shown());
+        WorkspaceTreeWidget *tree = m_window->GetSideBar()->Workspace()->Tree();
+        tree->AddWorkspaceFolder(dir.path());
+        tree->topLevelItem(0)->setExpanded(true);
+        QTRY_VERIFY(tree->FindItem(dir.filePath("scripts")));
+        tree->FindItem(dir.filePath("scripts"))->setExpanded(true);
+        QTRY_VERIFY(tree->FindItem(dir.filePath("scripts/tool.mel")));
+        const int before = m_window->CodeEditorCount();
+        QTreeWidgetItem *item = tree->FindItem(dir.filePath("scripts/tool.mel"));
+        QMenu menu;
+        tree->FillContextMenu(&menu, item);
+        QCOMPARE(menu.actions().first()->text(), QString("Open"));
+        menu.actions().first()->trigger();
+        QCOMPARE(m_window->CodeEditorCount(), before + 1);
+        QCOMPARE(m_window->ActiveCodeEditor()->Path(), dir.filePath("scripts/tool.mel"));
+
+        tree->FindItem(dir.filePath("scripts"))->setText(0, "tools");
+        QCOMPARE(m_window->ActiveCodeEditor()->Path(), dir.filePath("tools/tool.mel"));
+        QCOMPARE(m_window->ActiveCodeEditor()->Record().name, QString("tool.mel"));
+        QVERIFY(QFileInfo::exists(dir.filePath("tools/tool.mel")));
+    }
+};
+
+KE2_TEST_CLASS(WindowSideViewsTest)
+#include "test_window_side_views.moc"

@@ -1,0 +1,303 @@
+#include "language/mel_parser.h"
+#include "language/python_parser.h"
+#include "tests/support/test_registry.h"
+#include "tests/views/views_test_support.h"
+#include "views/outline_expanded_state.h"
+#include "views/outline_tree_widget.h"
+#include "views/outline_view.h"
+
+#include <QtGui/QFocusEvent>
+#include <QtTest/QSignalSpy>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QMenu>
+
+using namespace ke2;
+using ke2::test::ViewsFixture;
+
+namespace {
+
+// The tree as text: one line per item, two spaces per level, "[kind] name start-end".
+QByteArray dumpTree(const QTreeWidget *tree)
+{
+    QByteArray out;
+    std::function<void(const QTreeWidgetItem *, int)> dump = [&](const QTreeWidgetItem *item, int level) {
+        out += QByteArray(level * 2, ' ')
+            + QStringLiteral("[%1] %2 %3-%4\n")
+                  .arg(item->data(0, OutlineView::KindRole).toInt())
+                  .arg(item->text(0))
+                  .arg(item->data(0, OutlineView::StartRole).toInt())
+                  .arg(item->data(0, OutlineView::EndRole).toInt())
+                  .toUtf8();
+        for (int i = 0; i < item->childCount(); ++i)
+            dump(item->child(i), level + 1);
+    };
+    for (int i = 0; i < tree->topLevelItemCount(); ++i)
+        dump(tree->topLevelItem(i), 0);
+    return out;
+}
+
+// Runs the filters menu entry with `text`, as a click on it would.
+void triggerFilter(OutlineView &view, const QString &text)
+{
+    QMenu menu;
+    view.FillFiltersMenu(&menu);
+    for (QAction *action : menu.actions()) {
+        if (action->text() == text) {
+            action->trigger();
+            return;
+        }
+    }
+    QFAIL(qPrintable("no filter entry " + text));
+}
+
+QTreeWidgetItem *findItem(const QTreeWidget *tree, const QString &text)
+{
+    const QList<QTreeWidgetItem *> found = tree->findItems(text, Qt::MatchExactly | Qt::MatchRecursive);
+    return found.isEmpty() ? nullptr : found.first();
+}
+
+QStringList expandedTexts(const QTreeWidget *tree)
+{
+    QStringList texts;
+    for (QTreeWidgetItemIterator it(const_cast<QTreeWidget *>(tree)); *it; ++it) {
+        if ((*it)->isExpanded())
+            texts.append((*it)->text(0));
+    }
+    return texts;
+}
+
+} // namespace
+
+class OutlineViewTest : public QObject {
+    Q_OBJECT
+private slots:
+    // Each sample's outline in every variant a user can pick, as one golden text.
+    void outlineMatchesGolden_data()
+    {
+        QTest::addColumn<QString>("sample");
+        QTest::addColumn<QStringList>("variants");
+        QTest::newRow("mel") << "outline_sample.mel"
+                             << QStringList{"Hide Global Procs (MEL)", "Hide Procs (MEL)",
+                                            "Hide Global Variables (MEL)", "Show All", "Sort by Name"};
+        QTest::newRow("python") << "outline_sample.py"
+                                << QStringList{"Hide Imports", "Hide __main__", "Show All", "Sort by Name"};
+    }
+    void outlineMatchesGolden()
+    {
+        QFETCH(QString, sample);
+        QFETCH(QStringList, variants);
+        ViewsFixture fixture;
+        Settings &settings = Settings::instance();
+        settings.outlineHideImports = false; // start from everything shown
+        const QString source = QString::fromUtf8(test::readViewsData(sample));
+        QVERIFY(!source.isEmpty());
+        std::unique_ptr<BaseParser> parser;
+        if (sample.endsWith(".mel"))
+            parser = std::make_unique<MelParser>();
+        else
+            parser = std::make_unique<PythonParser>();
+        parser->Parse(source, "/scripts/" + sample);
+        OutlineView view;
+        view.OnParserUpdated(parser.get());
+        const QByteArray allShown = dumpTree(view.Tree());
+        QByteArray dump = "== all shown\n" + allShown;
+        for (const QString &variant : variants) {
+            // Each filter applies on top of the previous ones until "Show All".
+            if (variant == "Sort by Name")
+                view.ToggleSort();
+            else
+                triggerFilter(view, variant);
+            dump += "== " + variant.toUtf8() + "\n" + dumpTree(view.Tree());
+        }
+        // Sorting off gives the source order back ("Show All" came before it).
+        view.ToggleSort();
+        QCOMPARE(dumpTree(view.Tree()), allShown);
+        QVERIFY(test::matchesViewsGolden(dump, sample + ".ref"));
+        // Every offset pair names its item in the parsed text (aliases, "from" imports and the
+        // main guard show a composed name that starts there).
+        for (QTreeWidgetItemIterator it(view.Tree()); *it; ++it) {
+            const int kind = (*it)->data(0, OutlineView::KindRole).toInt();
+            if (kind == OutlineItem::PythonImportAlias || kind == OutlineItem::PythonFromImport
+                || kind == OutlineItem::PythonMain)
+                continue;
+            const int start = (*it)->data(0, OutlineView::StartRole).toInt();
+            const int end = (*it)->data(0, OutlineView::EndRole).toInt();
+            QCOMPARE(parser->Text().mid(start, end - start), (*it)->text(0));
+        }
+    }
+
+    void filtersMenuShowsTheSwitches()
+    {
+        ViewsFixture fixture;
+        Settings::instance().outlineHideProcs = true;
+        OutlineView view;
+        QMenu menu;
+        view.FillFiltersMenu(&menu);
+        QStringList entries;
+        for (const QAction *action : menu.actions())
+            entries << (action->isSeparator() ? "-" : action->text() + (action->isChecked() ? " [x]" : ""));
+        QCOMPARE(entries, (QStringList{"Hide Imports [x]", "Hide __main__", "-", "Hide Global Variables (MEL)",
+                                       "Hide Global Procs (MEL)", "Hide Procs (MEL) [x]", "-", "Show All"}));
+        triggerFilter(view, "Show All");
+        QVERIFY(!Settings::instance().outlineHideImports && !Settings::instance().outlineHideProcs);
+    }
+
+    // A filter switched back on shows the kinds again from the records kept at the last parse,
+    // even when the parser has been re-filled (or deleted) since.
+    void filtersRebuildWithoutTheParser()
+    {
+        ViewsFixture fixture;
+        auto parser = std::make_unique<PythonParser>();
+        parser->Parse("import os\nclass A:\n    pass\n", "/a.py");
+        OutlineView view;
+        view.OnParserUpdated(parser.get());
+        QCOMPARE(view.Tree()->topLevelItemCount(), 1); // imports hidden by default
+        parser.reset();
+        triggerFilter(view, "Hide Imports");
+        QCOMPARE(dumpTree(view.Tree()), QByteArray("[4] os 7-9\n[11] A 16-17\n"));
+    }
+
+    void nestingFollowsDepth_data()
+    {
+        QTest::addColumn<QString>("source");
+        QTest::addColumn<bool>("hideMain");
+        QTest::addColumn<QString>("tree");
+        QTest::newRow("function after a class is top-level again")
+            << "class A:\n    def m(self):\n        pass\ndef f():\n    pass\n" << false << "A\n  m\nf\n";
+        QTest::newRow("a hidden main guard hands its functions up, not to the class before it")
+            << "class A:\n    def m(self):\n        pass\nif __name__ == '__main__':\n    def run():\n        pass\n"
+            << true << "A\n  m\nrun\n";
+        QTest::newRow("main guard shown holds its functions")
+            << "if __name__ == '__main__':\n    def run():\n        pass\n" << false << "__main__\n  run\n";
+        QTest::newRow("nested classes")
+            << "class A:\n    class B:\n        def m(self):\n            pass\n    def n(self):\n        pass\n"
+            << false << "A\n  B\n    m\n  n\n";
+    }
+    void nestingFollowsDepth()
+    {
+        QFETCH(QString, source);
+        QFETCH(bool, hideMain);
+        QFETCH(QString, tree);
+        ViewsFixture fixture;
+        Settings::instance().outlineHideMain = hideMain;
+        PythonParser parser;
+        parser.Parse(source, "/n.py");
+        OutlineView view;
+        view.OnParserUpdated(&parser);
+        QString actual;
+        for (QTreeWidgetItemIterator it(view.Tree()); *it; ++it) {
+            int level = 0;
+            for (QTreeWidgetItem *p = (*it)->parent(); p; p = p->parent())
+                ++level;
+            actual += QString(level * 2, ' ') + (*it)->text(0) + "\n";
+        }
+        QCOMPARE(actual, tree);
+    }
+
+    // The expanded entries of a file come back after an edit re-parses it, after another file
+    // was shown in between, with sorting switched, and from the stored settings bytes.
+    void expandedStateIsKeptPerFile()
+    {
+        ViewsFixture fixture;
+        OutlineExpandedState::instance().Clear();
+        const QString source = QString::fromUtf8(test::readViewsData("outline_sample.py"));
+        PythonParser first, second;
+        first.Parse(source, "/scripts/first.py");
+        second.Parse("class Other:\n    def m(self):\n        pass\n", "/scripts/second.py");
+        OutlineView view;
+        view.OnParserUpdated(&first);
+        findItem(view.Tree(), "Exporter")->setExpanded(true);
+        findItem(view.Tree(), "Options")->setExpanded(true);
+        QCOMPARE(expandedTexts(view.Tree()), (QStringList{"Exporter", "Options"}));
+
+        view.OnParserUpdated(&second);
+        QCOMPARE(expandedTexts(view.Tree()), QStringList());
+        first.Parse("# an edit above everything\n" + source, "/scripts/first.py");
+        view.OnParserUpdated(&first);
+        QCOMPARE(expandedTexts(view.Tree()), (QStringList{"Exporter", "Options"}));
+        view.ToggleSort();
+        QCOMPARE(expandedTexts(view.Tree()), (QStringList{"Exporter", "Options"}));
+        view.ToggleSort();
+        QCOMPARE(expandedTexts(view.Tree()), (QStringList{"Exporter", "Options"}));
+
+        // The settings record holds the table; a new process restores it from there.
+        const QByteArray stored = Settings::instance().outlineState;
+        QVERIFY(!stored.isEmpty());
+        OutlineExpandedState::instance().Restore(stored.left(stored.size() - 3)); // damaged: nothing
+        QCOMPARE(OutlineExpandedState::instance().Expanded("/scripts/first.py"), QSet<QString>());
+        OutlineExpandedState::instance().Restore(stored);
+        QCOMPARE(OutlineExpandedState::instance().Expanded("/scripts/first.py"),
+                 (QSet<QString>{"Exporter", "Exporter\nOptions"}));
+
+        view.CollapseAll();
+        view.OnParserUpdated(&first);
+        QCOMPARE(expandedTexts(view.Tree()), QStringList());
+        OutlineExpandedState::instance().Clear();
+    }
+
+    // A click selects the entry's name; after the tree lost focus, a click on the same entry
+    // asks again.
+    void clickAsksForTheNameRange()
+    {
+        ViewsFixture fixture;
+        PythonParser parser;
+        const QString source = QString::fromUtf8(test::readViewsData("outline_sample.py"));
+        parser.Parse(source, "/scripts/tools.py");
+        OutlineView view;
+        view.resize(300, 600);
+        view.OnParserUpdated(&parser);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QSignalSpy spy(&view, &OutlineView::OutlineSelectionChanged);
+        QTreeWidgetItem *item = findItem(view.Tree(), "build");
+        QVERIFY(item);
+        const QPoint at = view.Tree()->visualItemRect(item).center();
+        QTest::mouseClick(view.Tree()->viewport(), Qt::LeftButton, {}, at);
+        QVERIFY(spy.count() >= 1);
+        const int start = spy.last().at(0).toInt(), end = spy.last().at(1).toInt();
+        QCOMPARE(source.mid(start, end - start), QString("build"));
+        QCOMPARE(source.left(start).count('\n'), source.left(source.indexOf("def build")).count('\n'));
+
+        QFocusEvent focusOut(QEvent::FocusOut, Qt::MouseFocusReason);
+        QApplication::sendEvent(view.Tree(), &focusOut);
+        QVERIFY(view.Tree()->selectedItems().isEmpty());
+        const int before = spy.count();
+        QTest::mouseClick(view.Tree()->viewport(), Qt::LeftButton, {}, at);
+        QVERIFY(spy.count() > before);
+        QCOMPARE(spy.last().at(0).toInt(), start);
+    }
+
+    // Every kind has a drawn icon, and the items carry it.
+    void everyKindHasItsIcon()
+    {
+        ViewsFixture fixture;
+        for (int kind = OutlineItem::MelGlobalProc; kind <= OutlineItem::PythonClassVariable; ++kind)
+            QVERIFY2(QFile::exists(OutlineView::IconPath(kind)), qPrintable(OutlineView::IconPath(kind)));
+        QCOMPARE(OutlineView::IconPath(4), OutlineView::IconPath(6));
+        MelParser parser;
+        parser.Parse("global proc a() {}\nproc b() {}\n", "/a.mel");
+        OutlineView view;
+        view.OnParserUpdated(&parser);
+        const QImage global = view.Tree()->topLevelItem(0)->icon(0).pixmap(16).toImage();
+        QVERIFY(!global.isNull());
+        QCOMPARE(global, QIcon(OutlineView::IconPath(1)).pixmap(16).toImage());
+        QVERIFY(global != view.Tree()->topLevelItem(1)->icon(0).pixmap(16).toImage());
+    }
+
+    void noParserLeavesTheTreeEmpty()
+    {
+        ViewsFixture fixture;
+        MelParser parser;
+        parser.Parse("global proc a() {}\n", "/a.mel");
+        OutlineView view;
+        view.OnParserUpdated(&parser);
+        QCOMPARE(view.Tree()->topLevelItemCount(), 1);
+        view.OnParserUpdated(nullptr);
+        QCOMPARE(view.Tree()->topLevelItemCount(), 0);
+        triggerFilter(view, "Show All"); // nothing to rebuild from
+        QCOMPARE(view.Tree()->topLevelItemCount(), 0);
+    }
+};
+
+KE2_TEST_CLASS(OutlineViewTest)
+#include "test_outline_view.moc"
