@@ -769,6 +769,7 @@ void KestrelEditor::ApplyPreferences()
             editor->UpdateSettings();
             editor->ApplyColors();
         }
+        group->ApplyPylintSettings();
     }
 }
 
