@@ -1,20 +1,25 @@
 #pragma once
 
 #include "editor/code_editor_record.h"
+#include "editor/text_search.h"
 #include "groups/tab_drop_zone.h"
 #include "language/mel_parser.h"
+#include "language/pylint_worker.h"
 #include "language/python_parser.h"
 
+#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
 
 class QMimeData;
 class QStackedWidget;
+class QThread;
 class QToolButton;
 
 namespace ke2 {
 
 class CodeEditor;
 class CodeEditorGroupTabBar;
+class FindReplaceWidget;
 
 // One pane of the editor area: a tab bar with a mini toolbar above a stack holding one editor
 // per tab. The group is the hub between its editors and the window: it re-emits their events
@@ -78,6 +83,19 @@ public:
 
     static QString LanguageIconPath(CodeEditorLanguage language);
 
+    // The group's pylint worker; made, with its thread, the first time a Python buffer is checked.
+    PylintWorker *Worker() const { return m_pylintWorker; }
+
+    // --- find and replace (code_editor_group_find.cpp) ---
+    FindReplaceWidget *FindReplace() const { return m_findReplace; }
+    // The matches of the bar's search in the current editor, counted afresh when the text, the
+    // search or the scope changed; false when counting gave up on a runaway pattern.
+    const QVector<TextMatch> &Matches();
+    bool MatchesComplete() const { return m_matchesComplete; }
+    // Counting stops after this long, so a pattern that backtracks without end cannot hold the
+    // window; the counter then shows what was found.
+    static constexpr int countBudgetMs = 250;
+
 signals:
     void NewTabRequested();
     void CloseTabRequested(CodeEditorGroup *group, int index);
@@ -105,10 +123,19 @@ signals:
     void SaveScriptToShelfPressed();
     void ParserUpdated(BaseParser *parser);
     void MiniToolbarDisplayModified();
+    // To the pylint worker's thread.
+    void PylintSourceCode(const QString &source, const QString &filePath, const QString &pythonPath);
+    void ShutdownWorkers();
+    void PylintOptionsChanged(const ke2::PylintWorker::Options &options);
 
 public slots:
     // Re-analyses the current editor (for instance after the preferences changed).
     void UpdateParser();
+    // Hands the pylint settings to the worker at once (the preferences changed) and re-analyses,
+    // so that turning pylint on or off shows at once.
+    void ApplyPylintSettings();
+    // From the worker: the marks of the buffer at `filePath`; `n` < 0 means the run failed.
+    void OnPylintOutput(const QString &filePath, const QStringList &parts, int n);
     // Shows or hides the mini toolbar and its buttons from the settings.
     void RefreshMiniToolbar();
     void FocusCurrentCodeEditor();
@@ -145,6 +172,17 @@ public slots:
     void OnErrorAndWarningTextChanged();
     void OnQuickHelpChanged(const QString &text, bool showWhenHidden);
     void CloseFindReplace();
+    // From the find and replace bar.
+    void OnSearchChanged(const QRegularExpression &regex, bool findInSelection, bool findNext, bool updateSelection);
+    void Replace(const QString &replaceText);
+    void ReplaceAll(const QString &replaceText);
+    void FindNext();
+    void FindPrevious();
+    void ShowFindReplace(bool replace);
+    void OnFindReplaceClosed();
+    // Searches for the selection (or the word at the cursor) and moves to its next or previous
+    // occurrence.
+    void SelectAndFind(bool next);
     void OnIncreaseFontSizeRequested();
     void OnDecreaseFontSizeRequested();
     void OnExecute();
@@ -174,6 +212,14 @@ private:
     void Drop(const QPoint &pos, const QMimeData *mime);
     void ClearDropHighlight();
     bool IsCurrentSender() const;
+    void CreateFindReplace();
+    void PlaceFindReplace();
+    // Hands the search to the current editor (and takes it from the one before) and recounts.
+    void ApplySearchToCurrentEditor();
+    void UpdateCounter();
+    // Index into Matches() of the match the selection is on, else of the first one after it.
+    int MatchIndexAtCursor();
+    void SelectMatch(int index);
 
     int m_id;
     QWidget *m_tabClip = nullptr;
@@ -189,7 +235,23 @@ private:
     MelParser m_melParser;
     PythonParser m_pythonParser;
     BaseParser *m_lastParser = nullptr;
-    // The pylint worker and its thread, and the find and replace bar, join the group here.
+    void EnsurePylintWorker();
+    void StopPylintWorker();
+    QThread *m_pylintThread = nullptr;
+    PylintWorker *m_pylintWorker = nullptr; // no parent: it lives in m_pylintThread
+    FindReplaceWidget *m_findReplace = nullptr;
+    TextSearch m_search;
+    bool m_findInSelection = false;
+    QPointer<CodeEditor> m_searchEditor; // the editor that shows the search
+    // The counted matches, valid for one text of one editor, one search and one scope.
+    QVector<TextMatch> m_matches;
+    QString m_matchText;
+    QPointer<CodeEditor> m_matchEditor;
+    int m_matchRevision = -1;
+    int m_matchFrom = -1;
+    int m_matchTo = -1;
+    bool m_matchesComplete = true;
+    bool m_matchesStale = true;
     bool m_tabUpdatesSuspended = false;
     bool m_edgeDropZonesAllowed = true;
     TabDropZone m_dropZone = TAB_DROP_ZONE_CENTER;

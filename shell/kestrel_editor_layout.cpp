@@ -774,6 +774,7 @@ void KestrelEditor::ApplyPreferences()
             editor->UpdateSettings();
             editor->ApplyColors();
         }
+        group->ApplyPylintSettings();
     }
 }
 
