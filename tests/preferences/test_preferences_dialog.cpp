@@ -11,6 +11,7 @@
 #include "groups/code_editor_group.h"
 #include "output/output_highlighting_widget.h"
 #include "output/output_text_edit.h"
+#include "overlays/find_replace_widget.h"
 #include "plugin/host_bridge.h"
 #include "preferences/preferences_dialog.h"
 #include "preferences/shortcut_edit.h"
@@ -22,6 +23,7 @@
 #include <QtWidgets/QColorDialog>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QScrollArea>
@@ -466,7 +468,7 @@ private slots:
         QTest::addColumn<QString>("setting");
         for (const char *setting : {"code editor font", "tab size", "python tab size", "word wrap", "editor colours",
                                     "output colours", "output font", "output buffer size", "output word wrap",
-                                    "minimal trace", "key binding", "mini toolbar"})
+                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "pylint"})
             QTest::newRow(setting) << setting;
     }
     void settingTakesEffectInTheLiveWindow()
@@ -477,6 +479,17 @@ private slots:
         QCOMPARE(editors().size(), 3);
         const QColor color(12, 34, 56);
         const QKeySequence keys(QStringLiteral("Ctrl+Alt+D"));
+        // A stand-in for pylint that finds one error in whatever it is given.
+        const QString pylint = m_prefs->root() + QStringLiteral("/pylint");
+        {
+            QFile script(pylint);
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\necho '::E:1:0:[E0602]:Undefined variable y::'\n");
+            script.close();
+            script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
+        }
+        // The find bar is open while its keys change.
+        m_window->Group(1)->FindReplace()->Show(false);
         throughTheWindow([&](PreferencesDialog *dialog) {
             auto check = [dialog](const char *name) {
                 QCheckBox *box = child<QCheckBox>(dialog, name);
@@ -512,8 +525,16 @@ private slots:
                     child<QPushButton>(dialog, "removeShortcut")->click();
                 pressKeys(*dialog, Qt::Key_F9, Qt::NoModifier);
                 child<QPushButton>(dialog, "assignShortcut")->click();
+            } else if (setting == "find bar keys") {
+                selectCommand(*dialog, QStringLiteral("Find Next"));
+                child<QPushButton>(dialog, "removeShortcut")->click();
+                pressKeys(*dialog, Qt::Key_F8, Qt::NoModifier);
+                child<QPushButton>(dialog, "assignShortcut")->click();
             } else if (setting == "mini toolbar") {
                 check("showTabBarMiniToolbar");
+            } else if (setting == "pylint") {
+                check("pylintEnabled");
+                child<QLineEdit>(dialog, "pylintPath")->setText(pylint);
             }
         });
 
@@ -556,9 +577,19 @@ private slots:
             const QString executeAll = QStringLiteral("Execute All (%1)").arg(QKeySequence(Qt::Key_F9).toString(QKeySequence::NativeText));
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QToolButton>(group, "executeAllButton")->toolTip(), executeAll);
+        } else if (setting == "find bar keys") {
+            const QString next = QStringLiteral("Next Match (%1)").arg(QKeySequence(Qt::Key_F8).toString(QKeySequence::NativeText));
+            for (CodeEditorGroup *group : m_window->Groups())
+                QCOMPARE(child<QWidget>(group->FindReplace(), "Next Match")->toolTip(), next);
         } else if (setting == "mini toolbar") {
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QWidget>(group, "miniToolbar")->isVisibleTo(group), true);
+        } else if (setting == "pylint") {
+            // The Python buffer shown in the second group is checked by pylint from now on.
+            CodeEditor *python = m_window->Group(1)->CurrentCodeEditor();
+            QCOMPARE(python->Language(), LANGUAGE_PYTHON);
+            QTRY_COMPARE_WITH_TIMEOUT(python->Marks(MARK_ERROR).size(), 1, 15000);
+            QCOMPARE(python->Marks(MARK_ERROR).first().message, QStringLiteral("E0602: Undefined variable y"));
         }
         // Apply saved the session: the change is in the files too.
         QVERIFY(QFileInfo::exists(UserDirectories::settingsFile()));
