@@ -7,6 +7,7 @@
 #include "language/code_editor_block_data.h"
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"
+#include "editor/text_search.h"
 #include "language/highlighter.h"
 
 #include <QtGui/QPainter>
@@ -131,20 +132,32 @@ void CodeEditor::AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selectio
 
 void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const
 {
+    // Only the lines in view (and a screen's worth around them) are searched, within a short
+    // budget: a long buffer or a pattern that backtracks without end never slows the typing.
     const QTextCharFormat matching = roleFormat(ColorRoleName::findReplaceMatching);
     const QTextCharFormat selectedFormat = roleFormat(ColorRoleName::findReplaceSelected);
     const QTextCursor current = textCursor();
-    QTextCursor found(document());
-    while (true) {
-        found = document()->find(regex, found);
-        if (found.isNull() || !found.hasSelection())
-            break;
-        QTextEdit::ExtraSelection match;
-        match.cursor = found;
-        const bool isCurrent = found.selectionStart() == current.selectionStart()
-                               && found.selectionEnd() == current.selectionEnd();
-        match.format = isCurrent ? selectedFormat : matching;
-        selections.append(match);
+    const TextSearch search(regex);
+    const QDeadlineTimer deadline(50);
+    const int margin = qMax(1, viewport()->height() / qMax(1, fontMetrics().height()));
+    QTextBlock block = firstVisibleBlock();
+    for (int n = 0; n < margin && block.previous().isValid(); ++n)
+        block = block.previous();
+    const int blocks = 3 * margin + 2;
+    QVector<TextMatch> matches;
+    for (int n = 0; n < blocks && block.isValid() && !deadline.hasExpired(); ++n, block = block.next()) {
+        matches.clear();
+        search.FindAll(block.text(), matches, deadline);
+        for (const TextMatch &found : qAsConst(matches)) {
+            QTextEdit::ExtraSelection match;
+            match.cursor = QTextCursor(document());
+            match.cursor.setPosition(block.position() + found.start);
+            match.cursor.setPosition(block.position() + found.start + found.length, QTextCursor::KeepAnchor);
+            const bool isCurrent = match.cursor.selectionStart() == current.selectionStart()
+                                   && match.cursor.selectionEnd() == current.selectionEnd();
+            match.format = isCurrent ? selectedFormat : matching;
+            selections.append(match);
+        }
     }
 }
 
@@ -309,9 +322,12 @@ void CodeEditor::UpdateLineNumberWidth()
 
 void CodeEditor::UpdateLineNumbers(const QRect &rect, int dy)
 {
-    if (dy != 0)
+    if (dy != 0) {
         m_lineNumbers->scroll(0, dy);
-    else
+        // The find matches are drawn for the lines in view only.
+        if (!m_findRegex.pattern().isEmpty() || !m_findInFilesRegex.pattern().isEmpty())
+            UpdateExtraSelections();
+    } else
         m_lineNumbers->update(0, rect.y(), m_lineNumbers->width(), rect.height());
 }
 

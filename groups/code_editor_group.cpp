@@ -169,7 +169,7 @@ CodeEditorGroup::CodeEditorGroup(int id, QWidget *parent)
             [this](const QPoint &pos) { ShowMiniToolbarContextMenu(m_miniToolbar->mapToGlobal(pos)); });
 
     // The pylint worker, its thread and their wiring go here.
-    // The find and replace bar and its wiring go here.
+    CreateFindReplace();
 
     RefreshMiniToolbar();
 }
@@ -529,6 +529,7 @@ void CodeEditorGroup::OnCurrentTabChanged(int index)
     m_stack->setCurrentIndex(index);
     if (m_tabUpdatesSuspended)
         return;
+    ApplySearchToCurrentEditor();
     Analyse();
     emit CurrentTabChanged();
 }
@@ -584,18 +585,17 @@ void CodeEditorGroup::OnModificationChanged(bool modified, CodeEditor *codeEdito
 }
 
 void CodeEditorGroup::OnFileChanged(const QString &path) { emit FileChanged(path); }
-void CodeEditorGroup::OnCursorPositionChanged() { emit CursorPositionChanged(); }
+void CodeEditorGroup::OnCursorPositionChanged()
+{
+    UpdateCounter();
+    emit CursorPositionChanged();
+}
 void CodeEditorGroup::OnOverwriteModeChanged() { emit OverwriteModeChanged(); }
 void CodeEditorGroup::OnErrorAndWarningTextChanged() { emit ErrorAndWarningTextChanged(); }
 
 void CodeEditorGroup::OnQuickHelpChanged(const QString &text, bool showWhenHidden)
 {
     emit QuickHelpChanged(text, showWhenHidden);
-}
-
-void CodeEditorGroup::CloseFindReplace()
-{
-    // Escape in an editor closes the group's find and replace bar, which joins the group above.
 }
 
 void CodeEditorGroup::OnIncreaseFontSizeRequested() { emit IncreaseFontSizeRequested(); }
@@ -699,6 +699,8 @@ void CodeEditorGroup::dropEvent(QDropEvent *event)
 bool CodeEditorGroup::eventFilter(QObject *watched, QEvent *event)
 {
     const QEvent::Type type = event->type();
+    if (watched == m_stack && type == QEvent::Resize)
+        PlaceFindReplace();
     if (type != QEvent::DragEnter && type != QEvent::DragMove && type != QEvent::DragLeave && type != QEvent::Drop)
         return QWidget::eventFilter(watched, event);
     auto *widget = qobject_cast<QWidget *>(watched);

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "editor/code_editor_record.h"
+#include "editor/text_search.h"
 #include "groups/tab_drop_zone.h"
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
 
+#include <QtCore/QPointer>
 #include <QtWidgets/QWidget>
 
 class QMimeData;
@@ -15,6 +17,7 @@ namespace ke2 {
 
 class CodeEditor;
 class CodeEditorGroupTabBar;
+class FindReplaceWidget;
 
 // One pane of the editor area: a tab bar with a mini toolbar above a stack holding one editor
 // per tab. The group is the hub between its editors and the window: it re-emits their events
@@ -77,6 +80,16 @@ public:
     BaseParser *LastParser() const { return m_lastParser; }
 
     static QString LanguageIconPath(CodeEditorLanguage language);
+
+    // --- find and replace (code_editor_group_find.cpp) ---
+    FindReplaceWidget *FindReplace() const { return m_findReplace; }
+    // The matches of the bar's search in the current editor, counted afresh when the text, the
+    // search or the scope changed; false when counting gave up on a runaway pattern.
+    const QVector<TextMatch> &Matches();
+    bool MatchesComplete() const { return m_matchesComplete; }
+    // Counting stops after this long, so a pattern that backtracks without end cannot hold the
+    // window; the counter then shows what was found.
+    static constexpr int countBudgetMs = 250;
 
 signals:
     void NewTabRequested();
@@ -143,6 +156,17 @@ public slots:
     void OnErrorAndWarningTextChanged();
     void OnQuickHelpChanged(const QString &text, bool showWhenHidden);
     void CloseFindReplace();
+    // From the find and replace bar.
+    void OnSearchChanged(const QRegularExpression &regex, bool findInSelection, bool findNext, bool updateSelection);
+    void Replace(const QString &replaceText);
+    void ReplaceAll(const QString &replaceText);
+    void FindNext();
+    void FindPrevious();
+    void ShowFindReplace(bool replace);
+    void OnFindReplaceClosed();
+    // Searches for the selection (or the word at the cursor) and moves to its next or previous
+    // occurrence.
+    void SelectAndFind(bool next);
     void OnIncreaseFontSizeRequested();
     void OnDecreaseFontSizeRequested();
     void OnExecute();
@@ -172,6 +196,14 @@ private:
     void Drop(const QPoint &pos, const QMimeData *mime);
     void ClearDropHighlight();
     bool IsCurrentSender() const;
+    void CreateFindReplace();
+    void PlaceFindReplace();
+    // Hands the search to the current editor (and takes it from the one before) and recounts.
+    void ApplySearchToCurrentEditor();
+    void UpdateCounter();
+    // Index into Matches() of the match the selection is on, else of the first one after it.
+    int MatchIndexAtCursor();
+    void SelectMatch(int index);
 
     int m_id;
     QWidget *m_tabClip = nullptr;
@@ -187,7 +219,20 @@ private:
     MelParser m_melParser;
     PythonParser m_pythonParser;
     BaseParser *m_lastParser = nullptr;
-    // The pylint worker and its thread, and the find and replace bar, join the group here.
+    // The pylint worker and its thread join the group here.
+    FindReplaceWidget *m_findReplace = nullptr;
+    TextSearch m_search;
+    bool m_findInSelection = false;
+    QPointer<CodeEditor> m_searchEditor; // the editor that shows the search
+    // The counted matches, valid for one text of one editor, one search and one scope.
+    QVector<TextMatch> m_matches;
+    QString m_matchText;
+    QPointer<CodeEditor> m_matchEditor;
+    int m_matchRevision = -1;
+    int m_matchFrom = -1;
+    int m_matchTo = -1;
+    bool m_matchesComplete = true;
+    bool m_matchesStale = true;
     bool m_tabUpdatesSuspended = false;
     bool m_edgeDropZonesAllowed = true;
     TabDropZone m_dropZone = TAB_DROP_ZONE_CENTER;

@@ -8,6 +8,7 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "overlays/find_replace_widget.h"
 #include "plugin/host_bridge.h"
 #include "views/quick_help_view.h"
 #include "views/side_bar.h"
@@ -227,18 +228,58 @@ void KestrelEditor::OpenPylintrc()
 // find in files, the go-to overlay, the workspace view, the preferences dialog). Their actions
 // and shortcuts exist so the bindings and menus are complete; each body is where its view
 // connects.
-void KestrelEditor::Find() {}
-void KestrelEditor::Replace() {}
+void KestrelEditor::Find()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->ShowFindReplace(false);
+}
+
+void KestrelEditor::Replace()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->ShowFindReplace(true);
+}
+
+void KestrelEditor::FindNext()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->FindNext();
+}
+
+void KestrelEditor::FindPrevious()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->FindPrevious();
+}
+
+void KestrelEditor::SelectAndFindNext()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->SelectAndFind(true);
+}
+
+void KestrelEditor::SelectAndFindPrevious()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->SelectAndFind(false);
+}
+
+void KestrelEditor::ReplaceNext()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->Replace(group->FindReplace()->ReplaceText());
+}
+
+void KestrelEditor::ReplaceAll()
+{
+    if (CodeEditorGroup *group = ActiveGroup())
+        group->ReplaceAll(group->FindReplace()->ReplaceText());
+}
+
 void KestrelEditor::FindInFiles() { ShowSearch(); }
 void KestrelEditor::ReplaceInFiles() { ShowSearch(); }
-void KestrelEditor::FindNext() {}
-void KestrelEditor::FindPrevious() {}
-void KestrelEditor::SelectAndFindNext() {}
-void KestrelEditor::SelectAndFindPrevious() {}
 void KestrelEditor::FindInFilesNext() {}
 void KestrelEditor::FindInFilesPrevious() {}
-void KestrelEditor::ReplaceNext() {}
-void KestrelEditor::ReplaceAll() {}
 void KestrelEditor::GoToFile() {}
 void KestrelEditor::GoToSymbolInFile() {}
 void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }

@@ -1,0 +1,245 @@
+#include "config/key_bindings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "overlays/find_replace_widget.h"
+#include "plugin/host_bridge.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/test_registry.h"
+
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QToolButton>
+#include <QtWidgets/QVBoxLayout>
+
+using namespace ke2;
+
+namespace {
+
+// One group in a window, with one editor holding `text`, and its bar open.
+struct FindWindow {
+    QWidget window;
+    CodeEditorGroup *group;
+    CodeEditor *editor;
+    FindReplaceWidget *bar;
+    explicit FindWindow(const QString &text)
+    {
+        auto *layout = new QVBoxLayout(&window);
+        group = new CodeEditorGroup(0, &window);
+        layout->addWidget(group);
+        group->AddCodeEditor({CODE_EDITOR_INTERNAL_BUFFER, LANGUAGE_TEXT, QStringLiteral("/s/a.txt"), QStringLiteral("a.txt")},
+                             text);
+        editor = group->CurrentCodeEditor();
+        bar = group->FindReplace();
+        window.resize(700, 400);
+        window.show();
+        window.activateWindow();
+        if (!QTest::qWaitForWindowActive(&window))
+            qWarning("window not active");
+        group->ShowFindReplace(false);
+    }
+    void press(const char *name) { bar->findChild<QToolButton *>(QString::fromLatin1(name))->click(); }
+    void search(const QString &text) { bar->FindEdit()->setText(text); }
+};
+
+} // namespace
+
+class FindReplaceTest : public QObject {
+    Q_OBJECT
+private slots:
+    void init() { HostBridge::setHost(&m_host); }
+    void cleanup() { HostBridge::setHost(nullptr); }
+
+    // The text and options make one expression; the group counts its matches in the editor.
+    void buildsTheSearch_data()
+    {
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<QStringList>("options"); // buttons pressed
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("counter");
+        const QStringList none;
+        const QStringList regex{QStringLiteral("Use Regular Expression")};
+        const QStringList word{QStringLiteral("Match Whole Word")};
+        const QStringList matchCase{QStringLiteral("Match Case")};
+        QTest::newRow("a.b is literal text") << "a.b" << none << "a.b axb" << "1 of 1";
+        QTest::newRow("a.b as a pattern also finds axb") << "a.b" << regex << "a.b axb" << "1 of 2";
+        QTest::newRow("a whole word is not found inside one") << "cat" << word << "concatenate" << "No Results";
+        QTest::newRow("a whole word stands alone") << "cat" << word << "concatenate cat" << "1 of 1";
+        QTest::newRow("whole words of a pattern") << "c.t" << (word + regex) << "cut concatenate cot" << "1 of 2";
+        QTest::newRow("case is ignored by default") << "Foo" << none << "foo FOO fOo" << "1 of 3";
+        QTest::newRow("Match Case") << "Foo" << matchCase << "foo Foo" << "1 of 1";
+        QTest::newRow("metacharacters of plain text") << "(x)[1]*" << none << "(x)[1]* x1" << "1 of 1";
+        QTest::newRow("a match never spans lines") << "a\\s+b" << regex << "a\nb a  b" << "1 of 1";
+        QTest::newRow("an invalid pattern finds nothing") << "(a" << regex << "(a" << "No Results";
+        QTest::newRow("empty text finds nothing") << "" << none << "abc" << "No Results";
+    }
+    void buildsTheSearch()
+    {
+        QFETCH(QString, find);
+        QFETCH(QStringList, options);
+        QFETCH(QString, text);
+        QFETCH(QString, counter);
+        FindWindow w(text);
+        for (const QString &option : options)
+            w.press(option.toLatin1().constData());
+        w.search(find);
+        QCOMPARE(w.bar->CounterText(), counter);
+        const bool invalid = !w.bar->Regex().pattern().isEmpty() && !w.bar->Regex().isValid();
+        QCOMPARE(w.bar->FindEdit()->toolTip().isEmpty(), !invalid);
+        QCOMPARE(w.bar->FindEdit()->styleSheet().contains(QLatin1String("border")), invalid);
+    }
+
+    void counterClamps_data()
+    {
+        QTest::addColumn<int>("stored");
+        QTest::addColumn<int>("current");
+        QTest::addColumn<int>("total");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("stored index past the total") << 5 << 0 << 3 << "3 of 3";
+        QTest::newRow("a new current index") << 5 << 2 << 3 << "2 of 3";
+        QTest::newRow("no matches") << 2 << 0 << 0 << "No Results";
+    }
+    void counterClamps()
+    {
+        QFETCH(int, stored);
+        QFETCH(int, current);
+        QFETCH(int, total);
+        QFETCH(QString, text);
+        FindReplaceWidget bar;
+        bar.UpdateCounter(stored, stored);
+        bar.UpdateCounter(current, total);
+        QCOMPARE(bar.CounterText(), text);
+    }
+
+    void nextPreviousAndReplaceAll_data()
+    {
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("regex");
+        QTest::addColumn<QString>("replace");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("replaced");
+        QTest::newRow("plain text") << "a" << false << "bb" << "a a\na" << "bb bb\nbb";
+        QTest::newRow("plain text keeps backslashes") << "x" << false << "\\1" << "x x" << "\\1 \\1";
+        QTest::newRow("capture groups") << "(\\w+)=(\\w+)" << true << "\\2=\\1" << "a=b\nc=d" << "b=a\nd=c";
+    }
+    void nextPreviousAndReplaceAll()
+    {
+        QFETCH(QString, find);
+        QFETCH(bool, regex);
+        QFETCH(QString, replace);
+        QFETCH(QString, text);
+        QFETCH(QString, replaced);
+        FindWindow w(text);
+        if (regex)
+            w.press("Use Regular Expression");
+        w.search(find);
+        const int total = w.group->Matches().size();
+        QVERIFY(total >= 2);
+        // Next wraps from the last match to the first, previous the other way.
+        for (int n = 1; n < total; ++n)
+            w.group->FindNext();
+        QCOMPARE(w.bar->CounterText(), QStringLiteral("%1 of %1").arg(total));
+        w.group->FindNext();
+        QCOMPARE(w.bar->CounterText(), QStringLiteral("1 of %1").arg(total));
+        w.group->FindPrevious();
+        QCOMPARE(w.bar->CounterText(), QStringLiteral("%1 of %1").arg(total));
+
+        w.bar->ReplaceEdit()->setText(replace);
+        w.bar->ReplaceAll();
+        QCOMPARE(w.editor->toPlainText(), replaced);
+        w.editor->undo();
+        QCOMPARE(w.editor->toPlainText(), text); // one undo step
+    }
+
+    void findInSelection()
+    {
+        FindWindow w(QStringLiteral("x1\nx2\nx3\nx4"));
+        QTextCursor cursor = w.editor->textCursor();
+        cursor.setPosition(3);
+        cursor.setPosition(8, QTextCursor::KeepAnchor); // "x2\nx3"
+        w.editor->setTextCursor(cursor);
+        w.press("Find in Selection");
+        QVERIFY(w.editor->HasFindScope());
+        w.search(QStringLiteral("x"));
+        QCOMPARE(w.group->Matches().size(), 2);
+        QCOMPARE(w.editor->textCursor().selectedText().size(), 5); // the selection stays
+        w.bar->ReplaceEdit()->setText(QStringLiteral("y"));
+        w.bar->ReplaceAll();
+        QCOMPARE(w.editor->toPlainText(), QStringLiteral("x1\ny2\ny3\nx4"));
+        w.press("Find in Selection");
+        QVERIFY(!w.editor->HasFindScope());
+        QCOMPARE(w.group->Matches().size(), 2);
+    }
+
+    // Replace takes the selected match and moves on; elsewhere it only finds.
+    void replaceOne()
+    {
+        FindWindow w(QStringLiteral("one two one"));
+        w.search(QStringLiteral("one"));
+        w.bar->ReplaceEdit()->setText(QStringLiteral("1"));
+        QCOMPARE(w.editor->textCursor().selectedText(), QStringLiteral("one"));
+        w.bar->Replace();
+        QCOMPARE(w.editor->toPlainText(), QStringLiteral("1 two one"));
+        QCOMPARE(w.editor->textCursor().selectionStart(), 6);
+        QCOMPARE(w.bar->CounterText(), QStringLiteral("1 of 1"));
+    }
+
+    // A pattern that backtracks without end over long lines is given up on, not waited for,
+    // whether the lines are searched all at once or one by one.
+    void runawayPatternGivesUp_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<bool>("complete");
+        QTest::newRow("searched at once") << "(a+)+$" << true;
+        QTest::newRow("line by line") << "(?:a+)+$" << false;
+    }
+    void runawayPatternGivesUp()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(bool, complete);
+        const QString line = QString(20000, QLatin1Char('a')) + QLatin1Char('b');
+        QStringList lines;
+        for (int n = 0; n < 200; ++n)
+            lines << line;
+        FindWindow w(lines.join(QLatin1Char('\n')));
+        w.press("Use Regular Expression");
+        w.search(pattern);
+        QCOMPARE(w.group->MatchesComplete(), complete);
+        QCOMPARE(w.bar->CounterText(), QStringLiteral("No Results"));
+    }
+
+    void toolTipsShowShortcuts()
+    {
+        KeyBindings &bindings = KeyBindings::instance();
+        const QList<QKeySequence> saved = bindings.shortcuts(29);
+        FindReplaceWidget bar;
+        auto next = [&bar] { return bar.findChild<QToolButton *>(QStringLiteral("Next Match"))->toolTip(); };
+        bar.UpdateToolTips();
+        QCOMPARE(next(), QStringLiteral("Next Match (F3)"));
+        bindings.setShortcuts(29, {});
+        bar.UpdateToolTips();
+        QCOMPARE(next(), QStringLiteral("Next Match"));
+        bindings.setShortcuts(29, saved);
+    }
+
+    void keys()
+    {
+        FindWindow w(QStringLiteral("abc"));
+        w.group->ShowFindReplace(true);
+        QVERIFY(w.bar->IsReplaceShown());
+        QTest::keyClick(w.bar->FindEdit(), Qt::Key_Tab);
+        QVERIFY(w.bar->ReplaceEdit()->hasFocus());
+        QTest::keyClick(w.bar->ReplaceEdit(), Qt::Key_Backtab, Qt::ShiftModifier);
+        QVERIFY(w.bar->FindEdit()->hasFocus());
+        QSignalSpy closed(w.bar, &FindReplaceWidget::Closed);
+        QTest::keyClick(w.editor, Qt::Key_Escape);
+        QCOMPARE(closed.count(), 1);
+        QVERIFY(!w.bar->isVisible());
+    }
+
+private:
+    test::FakeHost m_host;
+};
+
+KE2_TEST_CLASS(FindReplaceTest)
+#include "test_find_replace.moc"
