@@ -46,7 +46,7 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - find, go to, workspace and preferences: the empty slots in kestrel_editor_commands.cpp.
+// - find, go to and workspace: the empty slots in kestrel_editor_commands.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
