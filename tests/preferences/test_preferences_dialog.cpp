@@ -395,27 +395,6 @@ private slots:
                  KeyBindings::instance().find(QStringLiteral("deleteLine"))->defaultShortcuts);
     }
 
-    // "Use Defaults" on the fonts and colours page restores the chosen set only.
-    void useDefaultsRestoresTheChosenColorSet()
-    {
-        PreferencesDialog dialog(nullptr, PreferencesDialog::firstPageNumber + PreferencesDialog::FONTS_AND_COLORS_PAGE);
-        for (int set : {PreferencesDialog::CODE_EDITOR_SET, PreferencesDialog::OUTPUT_SET}) {
-            selectRole(dialog, set, QStringLiteral("Plain Text"));
-            child<QCheckBox>(&dialog, "bold")->click();
-            child<QComboBox>(&dialog, "fontSize")->setCurrentText(QStringLiteral("20"));
-        }
-        selectRole(dialog, PreferencesDialog::CODE_EDITOR_SET, QStringLiteral("Plain Text"));
-        child<QPushButton>(&dialog, "useDefaultFontsAndColors")->click();
-        auto bold = [&dialog](int set) {
-            return dialog.WorkingRoles(PreferencesDialog::ColorSet(set)).format(QStringLiteral("Plain Text")).fontWeight()
-                   > QFont::Normal;
-        };
-        QVERIFY(!bold(PreferencesDialog::CODE_EDITOR_SET));
-        QVERIFY(!child<QCheckBox>(&dialog, "bold")->isChecked());
-        QCOMPARE(child<QComboBox>(&dialog, "fontSize")->currentText(), QString::number(Settings::defaultFont().pointSize()));
-        QVERIFY(bold(PreferencesDialog::OUTPUT_SET));
-    }
-
     // Cancel after edits on every page: no file is written, the records in memory are as they
     // were, and the window shows what it showed.
     void cancelLeavesSettingsAndWindowUnchanged()
@@ -639,6 +618,7 @@ private slots:
                 if (!commands->item(i)->isHidden())
                     visible << commands->item(i)->text();
             QCOMPARE(visible, QStringList{"Delete Line"});
+            QCOMPARE(commands->currentItem()->text(), QStringLiteral("Delete Line"));
         }
         dialog.SearchBox()->clear();
         QVERIFY(!child<QWidget>(&dialog, "saveAllOnExecute")->isHidden());
