@@ -46,7 +46,7 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - find, go to, workspace and preferences: the empty slots in kestrel_editor_commands.cpp.
+// - find, go to and workspace: the empty slots in kestrel_editor_commands.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
@@ -60,6 +60,9 @@ public:
     enum ExecuteType { EXECUTE_ALL = 0, EXECUTE_SELECTION = 1, EXECUTE_LINE = 2 };
     static constexpr int minimumFontSize = 6;
     static constexpr int maximumFontSize = 24;
+    // How long the status bar says that Esc cannot stop a MEL run, once the window answers again.
+    static constexpr int melRunHintMilliseconds = 3000;
+    static QString melRunHint();
 
     explicit KestrelEditor(QWidget *parent = nullptr);
     ~KestrelEditor() override;
@@ -263,6 +266,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    void ShowMelRunHint();
     // Construction, in order.
     void CreateActions();
     QAction *AddAction(const QString &text, const QString &statusTip, int binding, void (KestrelEditor::*slot)(),
