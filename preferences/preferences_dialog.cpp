@@ -315,12 +315,18 @@ void PreferencesDialog::FilterSettings(const QString &text)
     // Commands and colour roles are settings too: their lists are filtered the same way.
     for (QListWidget *list : {m_commandList, m_roleList}) {
         const Page page = list == m_commandList ? KEYBOARD_PAGE : FONTS_AND_COLORS_PAGE;
+        int firstItem = -1;
         for (int i = 0; i < list->count(); ++i) {
             QListWidgetItem *item = list->item(i);
             const bool shown = pageMatches[page] || item->text().contains(wanted, Qt::CaseInsensitive);
             item->setHidden(!shown);
             anyRow[page] = anyRow[page] || shown;
+            if (shown && firstItem < 0)
+                firstItem = i;
         }
+        // The controls beside a list always belong to an entry the user can see.
+        if (firstItem >= 0 && (!list->currentItem() || list->currentItem()->isHidden()))
+            list->setCurrentRow(firstItem);
     }
     // A group whose settings are all hidden goes too.
     for (QGroupBox *group : findChildren<QGroupBox *>()) {
@@ -384,6 +390,10 @@ void PreferencesDialog::ApplySettings()
     emit KeyBindingsNotifier::instance().ShortcutsChanged();
 
     emit PreferencesModified();
+    // Applying may have changed a value (pylint switched off for a path that does not exist):
+    // the dialog shows what is in force.
+    for (const BoolControl &control : qAsConst(m_bools))
+        control.box->setChecked(settings.*(control.field));
 
     if (!m_applyWarnings.isEmpty()) {
         // The later of two entries lost the key; show where, and let the user choose again.

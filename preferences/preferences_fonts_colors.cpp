@@ -165,10 +165,10 @@ void PreferencesDialog::RefreshFontsAndColorsPage(int set)
     FillFontSizes(m_fonts[set].pointSize());
     m_roleList->clear();
     m_roleList->addItems(m_roles[set].names);
+    m_roleList->setCurrentRow(0);
     m_loadingColors = false;
     if (m_search && !m_search->text().isEmpty())
         FilterSettings(m_search->text());
-    m_roleList->setCurrentRow(0);
     LoadRoleControls();
 }
 

@@ -11,6 +11,7 @@
 #include "groups/code_editor_group.h"
 #include "output/output_highlighting_widget.h"
 #include "output/output_text_edit.h"
+#include "overlays/find_replace_widget.h"
 #include "plugin/host_bridge.h"
 #include "preferences/preferences_dialog.h"
 #include "preferences/shortcut_edit.h"
@@ -22,6 +23,7 @@
 #include <QtWidgets/QColorDialog>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QScrollArea>
@@ -393,27 +395,6 @@ private slots:
                  KeyBindings::instance().find(QStringLiteral("deleteLine"))->defaultShortcuts);
     }
 
-    // "Use Defaults" on the fonts and colours page restores the chosen set only.
-    void useDefaultsRestoresTheChosenColorSet()
-    {
-        PreferencesDialog dialog(nullptr, PreferencesDialog::firstPageNumber + PreferencesDialog::FONTS_AND_COLORS_PAGE);
-        for (int set : {PreferencesDialog::CODE_EDITOR_SET, PreferencesDialog::OUTPUT_SET}) {
-            selectRole(dialog, set, QStringLiteral("Plain Text"));
-            child<QCheckBox>(&dialog, "bold")->click();
-            child<QComboBox>(&dialog, "fontSize")->setCurrentText(QStringLiteral("20"));
-        }
-        selectRole(dialog, PreferencesDialog::CODE_EDITOR_SET, QStringLiteral("Plain Text"));
-        child<QPushButton>(&dialog, "useDefaultFontsAndColors")->click();
-        auto bold = [&dialog](int set) {
-            return dialog.WorkingRoles(PreferencesDialog::ColorSet(set)).format(QStringLiteral("Plain Text")).fontWeight()
-                   > QFont::Normal;
-        };
-        QVERIFY(!bold(PreferencesDialog::CODE_EDITOR_SET));
-        QVERIFY(!child<QCheckBox>(&dialog, "bold")->isChecked());
-        QCOMPARE(child<QComboBox>(&dialog, "fontSize")->currentText(), QString::number(Settings::defaultFont().pointSize()));
-        QVERIFY(bold(PreferencesDialog::OUTPUT_SET));
-    }
-
     // Cancel after edits on every page: no file is written, the records in memory are as they
     // were, and the window shows what it showed.
     void cancelLeavesSettingsAndWindowUnchanged()
@@ -466,7 +447,7 @@ private slots:
         QTest::addColumn<QString>("setting");
         for (const char *setting : {"code editor font", "tab size", "python tab size", "word wrap", "editor colours",
                                     "output colours", "output font", "output buffer size", "output word wrap",
-                                    "minimal trace", "key binding", "mini toolbar"})
+                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "pylint"})
             QTest::newRow(setting) << setting;
     }
     void settingTakesEffectInTheLiveWindow()
@@ -477,6 +458,17 @@ private slots:
         QCOMPARE(editors().size(), 3);
         const QColor color(12, 34, 56);
         const QKeySequence keys(QStringLiteral("Ctrl+Alt+D"));
+        // A stand-in for pylint that finds one error in whatever it is given.
+        const QString pylint = m_prefs->root() + QStringLiteral("/pylint");
+        {
+            QFile script(pylint);
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\necho '::E:1:0:[E0602]:Undefined variable y::'\n");
+            script.close();
+            script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
+        }
+        // The find bar is open while its keys change.
+        m_window->Group(1)->FindReplace()->Show(false);
         throughTheWindow([&](PreferencesDialog *dialog) {
             auto check = [dialog](const char *name) {
                 QCheckBox *box = child<QCheckBox>(dialog, name);
@@ -512,8 +504,16 @@ private slots:
                     child<QPushButton>(dialog, "removeShortcut")->click();
                 pressKeys(*dialog, Qt::Key_F9, Qt::NoModifier);
                 child<QPushButton>(dialog, "assignShortcut")->click();
+            } else if (setting == "find bar keys") {
+                selectCommand(*dialog, QStringLiteral("Find Next"));
+                child<QPushButton>(dialog, "removeShortcut")->click();
+                pressKeys(*dialog, Qt::Key_F8, Qt::NoModifier);
+                child<QPushButton>(dialog, "assignShortcut")->click();
             } else if (setting == "mini toolbar") {
                 check("showTabBarMiniToolbar");
+            } else if (setting == "pylint") {
+                check("pylintEnabled");
+                child<QLineEdit>(dialog, "pylintPath")->setText(pylint);
             }
         });
 
@@ -556,9 +556,19 @@ private slots:
             const QString executeAll = QStringLiteral("Execute All (%1)").arg(QKeySequence(Qt::Key_F9).toString(QKeySequence::NativeText));
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QToolButton>(group, "executeAllButton")->toolTip(), executeAll);
+        } else if (setting == "find bar keys") {
+            const QString next = QStringLiteral("Next Match (%1)").arg(QKeySequence(Qt::Key_F8).toString(QKeySequence::NativeText));
+            for (CodeEditorGroup *group : m_window->Groups())
+                QCOMPARE(child<QWidget>(group->FindReplace(), "Next Match")->toolTip(), next);
         } else if (setting == "mini toolbar") {
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QWidget>(group, "miniToolbar")->isVisibleTo(group), true);
+        } else if (setting == "pylint") {
+            // The Python buffer shown in the second group is checked by pylint from now on.
+            CodeEditor *python = m_window->Group(1)->CurrentCodeEditor();
+            QCOMPARE(python->Language(), LANGUAGE_PYTHON);
+            QTRY_COMPARE_WITH_TIMEOUT(python->Marks(MARK_ERROR).size(), 1, 15000);
+            QCOMPARE(python->Marks(MARK_ERROR).first().message, QStringLiteral("E0602: Undefined variable y"));
         }
         // Apply saved the session: the change is in the files too.
         QVERIFY(QFileInfo::exists(UserDirectories::settingsFile()));
@@ -608,6 +618,7 @@ private slots:
                 if (!commands->item(i)->isHidden())
                     visible << commands->item(i)->text();
             QCOMPARE(visible, QStringList{"Delete Line"});
+            QCOMPARE(commands->currentItem()->text(), QStringLiteral("Delete Line"));
         }
         dialog.SearchBox()->clear();
         QVERIFY(!child<QWidget>(&dialog, "saveAllOnExecute")->isHidden());
