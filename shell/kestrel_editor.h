@@ -25,6 +25,7 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
 class OutputView;
@@ -46,14 +47,14 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - find, go to and workspace: the empty slots in kestrel_editor_commands.cpp.
+// - find, go to and find in files: kestrel_editor_find.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
 // title, preferences), kestrel_editor_buffers.cpp (opening, closing, moving and saving
 // editors, session state), kestrel_editor_output.cpp (the output pane), kestrel_editor_run.cpp
-// (execution and host options) and kestrel_editor_commands.cpp (editing, navigation and help
-// commands).
+// (execution and host options), kestrel_editor_find.cpp (the find bar, go to and find in
+// files) and kestrel_editor_commands.cpp (editing, navigation and help commands).
 class KestrelEditor : public QWidget {
     Q_OBJECT
 public:
@@ -90,6 +91,8 @@ public:
     QAction *BindingAction(int number) const { return m_bindingActions.value(number); }
     QAction *SideBarPositionAction() const { return m_toggleSideBarPositionAction; }
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
+    // The go-to box, created when first opened.
+    GoToWidget *GoTo() const { return m_goTo; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -356,6 +359,11 @@ private:
 
     QHash<int, QAction *> m_bindingActions;
     QAction *m_findInFilesAction = nullptr;
+    // Find, go to and find in files (kestrel_editor_find.cpp).
+    GoToWidget *m_goTo = nullptr;
+    void OpenGoTo(const QString &prefix);
+    // Open files first, then recent ones, then the workspace folders' files.
+    QStringList GoToFiles() const;
     QAction *m_toggleSideBarPositionAction = nullptr;
     QAction *m_toggleActivityBarAction = nullptr;
     QAction *m_toggleStatusBarAction = nullptr;
