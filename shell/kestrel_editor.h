@@ -25,6 +25,8 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class FindInFilesView;
+class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
 class OutputView;
@@ -46,14 +48,14 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - find, go to and workspace: the empty slots in kestrel_editor_commands.cpp.
+// - find, go to and find in files: kestrel_editor_find.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
 // title, preferences), kestrel_editor_buffers.cpp (opening, closing, moving and saving
 // editors, session state), kestrel_editor_output.cpp (the output pane), kestrel_editor_run.cpp
-// (execution and host options) and kestrel_editor_commands.cpp (editing, navigation and help
-// commands).
+// (execution and host options), kestrel_editor_find.cpp (the find bar, go to and find in
+// files) and kestrel_editor_commands.cpp (editing, navigation and help commands).
 class KestrelEditor : public QWidget {
     Q_OBJECT
 public:
@@ -90,6 +92,9 @@ public:
     QAction *BindingAction(int number) const { return m_bindingActions.value(number); }
     QAction *SideBarPositionAction() const { return m_toggleSideBarPositionAction; }
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
+    // The go-to box, created when first opened.
+    GoToWidget *GoTo() const { return m_goTo; }
+    FindInFilesView *SearchView() const { return m_findInFiles; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -303,8 +308,9 @@ private:
     // Reads `path` for `codeEditor` (or for one about to be created, `codeEditor` null); the
     // file's format is kept in `format`. Asks first about binary and very large files unless `quiet`.
     bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
-    // Writes the editor's text to `path` in its file's format; its recovery copy goes.
-    bool WriteFile(CodeEditor *codeEditor, const QString &path);
+    // Writes the editor's text to `path` in its file's format; its recovery copy goes. A save by
+    // the user first trims the text as the language's preferences say; autosave writes it as typed.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true);
     // After a crash: each file buffer with a recovery copy is offered its recovered text once.
     void OfferRecoveredFiles();
     void ForgetFile(const QString &path);
@@ -355,6 +361,15 @@ private:
 
     QHash<int, QAction *> m_bindingActions;
     QAction *m_findInFilesAction = nullptr;
+    // Find, go to and find in files (kestrel_editor_find.cpp).
+    GoToWidget *m_goTo = nullptr;
+    FindInFilesView *m_findInFiles = nullptr;
+    void CreateFindInFiles();
+    // Open buffers change in their tabs (one undo step each); other files are written.
+    void ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths);
+    void OpenGoTo(const QString &prefix);
+    // Open files first, then recent ones, then the workspace folders' files.
+    QStringList GoToFiles() const;
     QAction *m_toggleSideBarPositionAction = nullptr;
     QAction *m_toggleActivityBarAction = nullptr;
     QAction *m_toggleStatusBarAction = nullptr;

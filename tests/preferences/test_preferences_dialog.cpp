@@ -447,7 +447,7 @@ private slots:
         QTest::addColumn<QString>("setting");
         for (const char *setting : {"code editor font", "tab size", "python tab size", "word wrap", "editor colours",
                                     "output colours", "output font", "output buffer size", "output word wrap",
-                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "pylint"})
+                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "pylint", "trim on save"})
             QTest::newRow(setting) << setting;
     }
     void settingTakesEffectInTheLiveWindow()
@@ -511,6 +511,9 @@ private slots:
                 child<QPushButton>(dialog, "assignShortcut")->click();
             } else if (setting == "mini toolbar") {
                 check("showTabBarMiniToolbar");
+            } else if (setting == "trim on save") {
+                check("melTrimTrailingWhiteSpacesOnSave");
+                check("melEnsureNewLineAtEofOnSave");
             } else if (setting == "pylint") {
                 check("pylintEnabled");
                 child<QLineEdit>(dialog, "pylintPath")->setText(pylint);
@@ -563,6 +566,12 @@ private slots:
         } else if (setting == "mini toolbar") {
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QWidget>(group, "miniToolbar")->isVisibleTo(group), true);
+        } else if (setting == "trim on save") {
+            CodeEditor *mel = m_window->Group(0)->CodeEditorAt(0);
+            QCOMPARE(mel->Language(), LANGUAGE_MEL);
+            QTextCursor(mel->document()).insertText(QStringLiteral("print \"x\";  \t\nprint \"y\";  "));
+            m_window->SaveAll();
+            QCOMPARE(fileBytes(m_window->Group(0)->Record(0).path), QByteArray("print \"x\";\nprint \"y\";\n"));
         } else if (setting == "pylint") {
             // The Python buffer shown in the second group is checked by pylint from now on.
             CodeEditor *python = m_window->Group(1)->CurrentCodeEditor();
