@@ -25,6 +25,7 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class FindInFilesView;
 class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
@@ -93,6 +94,7 @@ public:
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
     // The go-to box, created when first opened.
     GoToWidget *GoTo() const { return m_goTo; }
+    FindInFilesView *SearchView() const { return m_findInFiles; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -361,6 +363,10 @@ private:
     QAction *m_findInFilesAction = nullptr;
     // Find, go to and find in files (kestrel_editor_find.cpp).
     GoToWidget *m_goTo = nullptr;
+    FindInFilesView *m_findInFiles = nullptr;
+    void CreateFindInFiles();
+    // Open buffers change in their tabs (one undo step each); other files are written.
+    void ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths);
     void OpenGoTo(const QString &prefix);
     // Open files first, then recent ones, then the workspace folders' files.
     QStringList GoToFiles() const;
