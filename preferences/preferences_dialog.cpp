@@ -16,6 +16,8 @@
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QStackedWidget>
 
+#include <algorithm>
+
 namespace ke2 {
 
 #define KE2_CHECK(layout, page, text, key) AddCheck(layout, page, QStringLiteral(text), &Settings::key, #key)
