@@ -7,7 +7,9 @@
 #include <QtCore/QSet>
 #include <QtCore/QThread>
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace ke2 {
 
@@ -176,6 +178,17 @@ void SearchText(const TextSearch &search, const QString &text, FindInFilesResult
     }
 }
 
+const char *FindBytes(const char *at, const char *end, const QByteArray &needle)
+{
+#if defined(__GLIBC__)
+    return static_cast<const char *>(memmem(at, size_t(end - at), needle.constData(), size_t(needle.size())));
+#else
+    const char *found = std::search(at, end, std::boyer_moore_horspool_searcher<const char *>(
+                                                 needle.constData(), needle.constData() + needle.size()));
+    return found == end ? nullptr : found;
+#endif
+}
+
 // The byte at which `needle` is best looked for: the one least common in text and code, so that
 // few candidates need a closer look.
 int RarestIndex(const QByteArray &needle)
@@ -244,9 +257,7 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
     const char *at = data;
     QVector<TextMatch> matches;
     while (at < end) {
-        const char *found = matchCase ? static_cast<const char *>(memmem(at, size_t(end - at), needle.constData(),
-                                                                          size_t(needle.size())))
-                                      : FindFolded(at, end, needle, rare);
+        const char *found = matchCase ? FindBytes(at, end, needle) : FindFolded(at, end, needle, rare);
         if (!found)
             break;
         const char *lineStart = found;

@@ -12,6 +12,8 @@
 #include "tests/support/dialog_answers.h"
 #include "views/find_in_files_search.h"
 #include "views/find_in_files_view.h"
+#include "views/side_bar.h"
+#include "views/workspace_view.h"
 
 #include <QtTest/QtTest>
 #include <QtCore/QTemporaryDir>
@@ -157,6 +159,23 @@ private slots:
         QTRY_COMPARE(view->StatusText(), QString("No results")); // searched again after replacing
         editor->undo();
         QCOMPARE(editor->toPlainText(), edited);
+    }
+
+    // "Find in Folder" in the workspace view searches that folder in the search view.
+    void findInFolderFromTheWorkspace()
+    {
+        QTemporaryDir dir;
+        QVERIFY(QDir().mkpath(dir.filePath("sub")));
+        QFile file(dir.filePath("sub/a.mel"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("proc wanted() {}\n");
+        file.close();
+        QVERIFY(shown());
+        FindInFilesView *view = m_window->SearchView();
+        view->SearchEdit()->setText("wanted");
+        emit m_window->GetSideBar()->Workspace()->FindInSelected(dir.filePath("sub"), "sub");
+        QCOMPARE(m_window->GetSideBar()->CurrentView(), SIDE_BAR_VIEW_SEARCH);
+        QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
     }
 };
 
