@@ -83,7 +83,9 @@ void FindInFilesSearch::Cancel()
 
 void FindInFilesSearch::Start(const FindInFilesQuery &query)
 {
-    Cancel();
+    // The search before is dropped quietly: the new one reports for both.
+    if (m_job)
+        m_job->cancelled = true;
     auto job = std::make_shared<Job>();
     job->query = query;
     job->search = TextSearch(query.regex);
