@@ -90,6 +90,7 @@ void FindInFilesSearch::Start(const FindInFilesQuery &query)
     job->query = query;
     job->search = TextSearch(query.regex);
     m_job = job;
+    m_running = false;
     if (job->search.FindsNothing() || query.roots.isEmpty()) {
         emit Finished(false, false);
         return;
