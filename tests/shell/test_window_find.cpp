@@ -18,6 +18,7 @@
 #include <QtTest/QtTest>
 #include <QtCore/QTemporaryDir>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QTreeWidget>
 
 #include <memory>
 
@@ -176,6 +177,16 @@ private slots:
         emit m_window->GetSideBar()->Workspace()->FindInSelected(dir.filePath("sub"), "sub");
         QCOMPARE(m_window->GetSideBar()->CurrentView(), SIDE_BAR_VIEW_SEARCH);
         QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
+
+        // A click on the line opens the file with the match selected.
+        QTreeWidgetItem *line = view->Results()->topLevelItem(0)->child(0);
+        view->Results()->scrollToItem(line);
+        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          view->Results()->visualItemRect(line).center());
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QVERIFY(editor);
+        QCOMPARE(QFileInfo(editor->Path()).fileName(), QString("a.mel"));
+        QCOMPARE(editor->textCursor().selectedText(), QString("wanted"));
     }
 };
 
