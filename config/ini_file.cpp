@@ -4,6 +4,7 @@
 
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtCore/QHash>
@@ -219,6 +220,32 @@ std::unique_ptr<QSettings> IniFile::openForReading(const QString &path)
     return settings;
 }
 
+namespace {
+// A writer killed between creating the lock file and writing its owner into it leaves an empty
+// file that names no process; the lock's own stale check would then wait out its 30 seconds.
+// Such a file that has not changed for a while belongs to nobody and is removed.
+bool acquire(QLockFile &lock, const QString &lockPath)
+{
+    QElapsedTimer waited;
+    waited.start();
+    for (;;) {
+        if (lock.tryLock(250))
+            return true;
+        if (lock.error() != QLockFile::LockFailedError)
+            return false;
+        qint64 pid = 0;
+        QString host, app;
+        if (!lock.getLockInfo(&pid, &host, &app)) {
+            const QFileInfo info(lockPath);
+            if (info.exists() && info.lastModified().msecsTo(QDateTime::currentDateTime()) > 2000)
+                lock.removeStaleLockFile();
+        }
+        if (waited.elapsed() >= IniFile::lockWaitMilliseconds)
+            return false;
+    }
+}
+} // namespace
+
 bool IniFile::write(const QString &path, const std::function<void(QSettings &)> &fill, const Layout &layout)
 {
     if (path.isEmpty())
@@ -232,7 +259,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     // Another session may be writing the same file: read, change and replace it under one lock
     // (the one QSettings itself takes, so its own writers respect it too).
     QLockFile lock(path + QStringLiteral(".lock"));
-    if (!lock.tryLock(lockWaitMilliseconds)) {
+    if (!acquire(lock, path + QStringLiteral(".lock"))) {
         if (lock.error() != QLockFile::LockFailedError)
             return false; // the folder is not writable: nothing could be written anyway
         HostBridge::showWarning(QStringLiteral("Could not write %1: another program has held its lock file %2 for %3 "

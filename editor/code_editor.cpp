@@ -6,7 +6,9 @@
 #include "editor/code_editor_error_bar_overlay.h"
 #include "editor/code_editor_line_numbers.h"
 #include "editor/word_selection.h"
+#include "language/mel_auto_completer.h"
 #include "language/mel_highlighter.h"
+#include "language/python_auto_completer.h"
 #include "language/python_highlighter.h"
 
 #include <QtCore/QFileInfo>
@@ -29,6 +31,41 @@ QSet<QString> &quickHelpNames()
     static QSet<QString> names;
     return names;
 }
+// The language's completion popup behind the editor's completer interface. The popup (a child of
+// the editor) is made on the first request: most tabs never complete anything.
+class LanguageCompleter : public CodeEditorCompleter {
+public:
+    explicit LanguageCompleter(CodeEditor *editor) : m_editor(editor) {}
+
+    bool IsPopupVisible() const override { return m_popup && m_popup->isVisible(); }
+    void HidePopup() override
+    {
+        if (m_popup)
+            m_popup->hide();
+    }
+    void Update(const QTextCursor &cursor, const QRect &cursorRect, bool applyIfSingle) override
+    {
+        if (AutoCompleter *popup = Popup())
+            popup->Update(cursor, cursorRect, applyIfSingle);
+    }
+    AutoCompleter *Popup()
+    {
+        if (!m_popup) {
+            if (m_editor->Language() == LANGUAGE_MEL)
+                m_popup = new MelAutoCompleter(m_editor);
+            else if (m_editor->Language() == LANGUAGE_PYTHON)
+                m_popup = new PythonAutoCompleter(m_editor);
+            if (m_popup)
+                QObject::connect(m_popup, &AutoCompleter::Accepted, m_editor, &CodeEditor::CompleteCode);
+        }
+        return m_popup;
+    }
+
+private:
+    CodeEditor *m_editor;
+    AutoCompleter *m_popup = nullptr; // owned by the editor
+};
+
 } // namespace
 
 CodeEditorLanguage languageForPath(const QString &path)
@@ -53,6 +90,10 @@ CodeEditor::CodeEditor(CodeEditorLanguage language, const QString &path, QWidget
     m_fileWatcher = new QFileSystemWatcher(this);
     m_textChangedTimer.setSingleShot(true);
     m_highlighter = CreateHighlighter();
+    if (language != LANGUAGE_TEXT) {
+        m_languageCompleter = std::make_unique<LanguageCompleter>(this);
+        SetCompleter(m_languageCompleter.get());
+    }
 
     connect(&m_textChangedTimer, &QTimer::timeout, this, &CodeEditor::OnTextChangedDelay);
     connect(this, &QWidget::customContextMenuRequested, this, &CodeEditor::ShowContextMenu);

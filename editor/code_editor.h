@@ -11,6 +11,8 @@
 #include <QtGui/QTextBlock>
 #include <QtWidgets/QPlainTextEdit>
 
+#include <memory>
+
 class QFileSystemWatcher;
 class QMenu;
 class QSyntaxHighlighter;
@@ -259,6 +261,8 @@ private:
     QSyntaxHighlighter *m_highlighter = nullptr;
     bool m_highlightingDeferred = false;
     CodeEditorCompleter *m_completer = nullptr;
+    // The language's own popup, made on the first request; tests may set another completer.
+    std::unique_ptr<CodeEditorCompleter> m_languageCompleter;
     CodeEditorLineNumbers *m_lineNumbers = nullptr;
     CodeEditorErrorBarOverlay *m_errorBar = nullptr;
     bool m_bulkReplace = false;

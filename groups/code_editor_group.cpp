@@ -1,5 +1,7 @@
 #include "groups/code_editor_group.h"
 
+#include "config/key_bindings.h"
+#include "config/key_bindings_notifier.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group_tab_bar.h"
@@ -8,6 +10,8 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QMimeData>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QThread>
 #include <QtCore/QTimer>
 #include <QtCore/QUrl>
 #include <QtGui/QClipboard>
@@ -168,13 +172,93 @@ CodeEditorGroup::CodeEditorGroup(int id, QWidget *parent)
     connect(m_miniToolbar, &QWidget::customContextMenuRequested, this,
             [this](const QPoint &pos) { ShowMiniToolbarContextMenu(m_miniToolbar->mapToGlobal(pos)); });
 
-    // The pylint worker, its thread and their wiring go here.
+    // The pylint worker and its thread are made when a Python buffer is first checked.
     CreateFindReplace();
 
+    connect(&KeyBindingsNotifier::instance(), &KeyBindingsNotifier::ShortcutsChanged, this,
+            &CodeEditorGroup::UpdateToolTips);
+    UpdateToolTips();
     RefreshMiniToolbar();
 }
 
-CodeEditorGroup::~CodeEditorGroup() = default;
+CodeEditorGroup::~CodeEditorGroup()
+{
+    StopPylintWorker();
+}
+
+void CodeEditorGroup::EnsurePylintWorker()
+{
+    if (m_pylintWorker)
+        return;
+    m_pylintThread = new QThread(this);
+    m_pylintThread->setObjectName(QStringLiteral("pylint%1").arg(m_id));
+    m_pylintWorker = new PylintWorker;
+    connect(this, &CodeEditorGroup::ShutdownWorkers, m_pylintWorker, &PylintWorker::Shutdown);
+    connect(this, &CodeEditorGroup::PylintSourceCode, m_pylintWorker, &PylintWorker::Pylint);
+    connect(m_pylintWorker, &PylintWorker::PylintOutput, this, &CodeEditorGroup::OnPylintOutput);
+    connect(this, &CodeEditorGroup::PylintOptionsChanged, m_pylintWorker, &PylintWorker::SetOptions);
+    connect(m_pylintWorker, &PylintWorker::Report, this, [](const QString &message) { HostBridge::showError(message); });
+    m_pylintWorker->moveToThread(m_pylintThread);
+    m_pylintThread->start(QThread::InheritPriority);
+}
+
+void CodeEditorGroup::StopPylintWorker()
+{
+    if (!m_pylintThread)
+        return;
+    emit ShutdownWorkers();
+    m_pylintThread->quit();
+    // The worker kills its pylint within half a second; a thread that still will not end is left
+    // to the process's exit rather than freezing the window.
+    if (m_pylintThread->wait(3000)) {
+        delete m_pylintWorker;
+    } else {
+        m_pylintThread->setParent(nullptr);
+        connect(m_pylintThread, &QThread::finished, m_pylintWorker, &QObject::deleteLater);
+        connect(m_pylintThread, &QThread::finished, m_pylintThread, &QObject::deleteLater);
+    }
+    m_pylintWorker = nullptr;
+    m_pylintThread = nullptr;
+}
+
+void CodeEditorGroup::ApplyPylintSettings()
+{
+    if (m_pylintWorker)
+        emit PylintOptionsChanged(PylintWorker::Options::FromSettings());
+    Analyse();
+}
+
+void CodeEditorGroup::OnPylintOutput(const QString &filePath, const QStringList &parts, int n)
+{
+    CodeEditor *editor = CurrentCodeEditor();
+    if (!editor || editor->Path() != filePath) {
+        const int index = IndexOfPath(filePath);
+        editor = index >= 0 ? CodeEditorAt(index) : nullptr;
+    }
+    if (!editor || editor->Language() != LANGUAGE_PYTHON || !Settings::instance().pylintEnabled)
+        return;
+    CodeEditorMarks marks[MARK_CLASS_COUNT];
+    static const QRegularExpression message(QStringLiteral("^([A-Z]):(\\d+):(\\d+):\\[([A-Z]\\d+)\\]:(.*)$"),
+                                            QRegularExpression::DotMatchesEverythingOption);
+    for (const QString &part : n > 0 ? parts : QStringList()) {
+        const QRegularExpressionMatch match = message.match(part);
+        if (!match.hasMatch())
+            continue; // pylint's headers and score between the messages
+        // pylint's categories: F (fatal) and E (error) are errors, W (warning) warnings, and
+        // C (convention), R (refactor) and I (information) the third, informational class.
+        const QChar category = match.captured(1).at(0);
+        const CodeEditorMarkClass markClass = category == QLatin1Char('F') || category == QLatin1Char('E') ? MARK_ERROR
+                                              : category == QLatin1Char('W')                              ? MARK_WARNING
+                                                                                                            : MARK_INFORMATION;
+        const QTextBlock block = editor->document()->findBlockByNumber(match.captured(2).toInt() - 1);
+        if (!block.isValid())
+            continue;
+        const int lineEnd = block.position() + block.length() - 1;
+        const int start = std::min(block.position() + match.captured(3).toInt(), lineEnd);
+        marks[markClass].append({start, lineEnd, QStringLiteral("%1: %2").arg(match.captured(4), match.captured(5).trimmed())});
+    }
+    editor->SetDiagnostics(marks[MARK_ERROR], marks[MARK_WARNING], marks[MARK_INFORMATION]);
+}
 
 QString CodeEditorGroup::LanguageIconPath(CodeEditorLanguage language)
 {
@@ -442,7 +526,12 @@ void CodeEditorGroup::Analyse()
     const CodeEditorMarks errors = toMarks(parser->Errors(), text.size());
     // With pylint on, a Python buffer's diagnostics come from the worker instead: the text goes
     // to it here and the parser's lists are not handed on.
-    editor->SetDiagnostics(errors, warnings, todos);
+    if (parser == &m_pythonParser && Settings::instance().pylintEnabled) {
+        EnsurePylintWorker();
+        emit PylintSourceCode(text, editor->Path(), HostBridge::pythonPathString());
+    } else {
+        editor->SetDiagnostics(errors, warnings, todos);
+    }
     m_lastParser = parser;
     emit ParserUpdated(parser);
 }
@@ -466,6 +555,14 @@ void CodeEditorGroup::RefreshMiniToolbar()
         m_scrollLeftButton->setArrowType(Qt::LeftArrow);
     if (m_scrollRightButton->icon().isNull())
         m_scrollRightButton->setArrowType(Qt::RightArrow);
+}
+
+void CodeEditorGroup::UpdateToolTips()
+{
+    const KeyBindings &bindings = KeyBindings::instance();
+    m_executeAllButton->setToolTip(bindings.toolTip(QStringLiteral("executeAll"), m_executeAllButton->text()));
+    m_executeButton->setToolTip(bindings.toolTip(QStringLiteral("execute"), m_executeButton->text()));
+    m_executeLineButton->setToolTip(bindings.toolTip(QStringLiteral("executeLine"), m_executeLineButton->text()));
 }
 
 void CodeEditorGroup::ToggleMiniToolbarDisplay()

@@ -4,6 +4,7 @@
 #include "editor/text_search.h"
 #include "groups/tab_drop_zone.h"
 #include "language/mel_parser.h"
+#include "language/pylint_worker.h"
 #include "language/python_parser.h"
 
 #include <QtCore/QPointer>
@@ -11,6 +12,7 @@
 
 class QMimeData;
 class QStackedWidget;
+class QThread;
 class QToolButton;
 
 namespace ke2 {
@@ -81,6 +83,9 @@ public:
 
     static QString LanguageIconPath(CodeEditorLanguage language);
 
+    // The group's pylint worker; made, with its thread, the first time a Python buffer is checked.
+    PylintWorker *Worker() const { return m_pylintWorker; }
+
     // --- find and replace (code_editor_group_find.cpp) ---
     FindReplaceWidget *FindReplace() const { return m_findReplace; }
     // The matches of the bar's search in the current editor, counted afresh when the text, the
@@ -118,15 +123,26 @@ signals:
     void SaveScriptToShelfPressed();
     void ParserUpdated(BaseParser *parser);
     void MiniToolbarDisplayModified();
+    // To the pylint worker's thread.
+    void PylintSourceCode(const QString &source, const QString &filePath, const QString &pythonPath);
+    void ShutdownWorkers();
+    void PylintOptionsChanged(const ke2::PylintWorker::Options &options);
 
 public slots:
     // Re-analyses the current editor (for instance after the preferences changed).
     void UpdateParser();
+    // Hands the pylint settings to the worker at once (the preferences changed) and re-analyses,
+    // so that turning pylint on or off shows at once.
+    void ApplyPylintSettings();
+    // From the worker: the marks of the buffer at `filePath`; `n` < 0 means the run failed.
+    void OnPylintOutput(const QString &filePath, const QStringList &parts, int n);
     // Shows or hides the mini toolbar and its buttons from the settings.
     void RefreshMiniToolbar();
     void FocusCurrentCodeEditor();
     void ToggleMiniToolbarDisplay();
     void ShowMiniToolbarContextMenu(const QPoint &globalPos);
+    // The execute buttons' tool tips name their current keys.
+    void UpdateToolTips();
     void ShowOpenCodeEditorContextMenu();
     void SetCurrentTabFromAction();
     void BeginScrollingLeft();
@@ -219,7 +235,10 @@ private:
     MelParser m_melParser;
     PythonParser m_pythonParser;
     BaseParser *m_lastParser = nullptr;
-    // The pylint worker and its thread join the group here.
+    void EnsurePylintWorker();
+    void StopPylintWorker();
+    QThread *m_pylintThread = nullptr;
+    PylintWorker *m_pylintWorker = nullptr; // no parent: it lives in m_pylintThread
     FindReplaceWidget *m_findReplace = nullptr;
     TextSearch m_search;
     bool m_findInSelection = false;

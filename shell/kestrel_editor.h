@@ -48,7 +48,7 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - preferences: the empty slot in kestrel_editor_commands.cpp.
+// - find, go to and find in files: kestrel_editor_find.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
@@ -62,6 +62,9 @@ public:
     enum ExecuteType { EXECUTE_ALL = 0, EXECUTE_SELECTION = 1, EXECUTE_LINE = 2 };
     static constexpr int minimumFontSize = 6;
     static constexpr int maximumFontSize = 24;
+    // How long the status bar says that Esc cannot stop a MEL run, once the window answers again.
+    static constexpr int melRunHintMilliseconds = 3000;
+    static QString melRunHint();
 
     explicit KestrelEditor(QWidget *parent = nullptr);
     ~KestrelEditor() override;
@@ -268,6 +271,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    void ShowMelRunHint();
     // Construction, in order.
     void CreateActions();
     QAction *AddAction(const QString &text, const QString &statusTip, int binding, void (KestrelEditor::*slot)(),

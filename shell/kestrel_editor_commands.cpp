@@ -208,12 +208,11 @@ void KestrelEditor::OpenPylintrc()
 }
 
 // The commands below belong to views that come with their own parts (the find and replace bar,
-// find in files, the go-to overlay, the workspace view, the preferences dialog). Their actions
+// find in files, the go-to overlay, the workspace view). Their actions
 // and shortcuts exist so the bindings and menus are complete; each body is where its view
 // connects.
 void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }
 void KestrelEditor::SaveWorkspaceAs() { m_sideBar->Workspace()->SaveWorkspaceAs(); }
 void KestrelEditor::AddFolderToWorkspace() { m_sideBar->Workspace()->AddFolderToWorkspace(); }
-void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
 
 } // namespace ke2

@@ -196,7 +196,8 @@ QWidget *MayaHost::findControl(const QString &name)
 
 bool MayaHost::addWidgetToLayout(QWidget *widget, QWidget *parent)
 {
-    return widget && parent && MQtUtil::addWidgetToMayaLayout(widget, parent);
+    // Maya answers with the control's full name, empty when the widget could not be added.
+    return widget && parent && MQtUtil::addWidgetToMayaLayout(widget, parent).length() > 0;
 }
 
 bool MayaHost::addCallbacks(QuitCallback onQuit)

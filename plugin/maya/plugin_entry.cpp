@@ -1,26 +1,14 @@
-// The entry points Maya's plug-in manager looks up, and the API version the plug-in declares.
-// They are the only symbols the library exports.
+// The entry points Maya's plug-in manager looks up. MFnPlugin.h declares them, and, included
+// here and nowhere else in the plug-in, defines the MApiVersion data of the devkit we build
+// against; these are the only symbols the library exports.
 #include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "plugin/maya/kestrel_editor_command.h"
 #include "plugin/maya/maya_host.h"
 
-// The version string and entry declarations are our own, below.
-#define MNoVersionString
-#define MNoPluginEntry
 #include <maya/MFnPlugin.h>
 #include <maya/MGlobal.h>
 #include <maya/MQtUtil.h>
-
-#if defined(_WIN32)
-#  define KE2_PLUGIN_EXPORT extern "C" __declspec(dllexport)
-#else
-#  define KE2_PLUGIN_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
-
-KE2_PLUGIN_EXPORT const char MApiVersion[] = "201780";
-KE2_PLUGIN_EXPORT MStatus initializePlugin(MObject obj);
-KE2_PLUGIN_EXPORT MStatus uninitializePlugin(MObject obj);
 
 namespace {
 

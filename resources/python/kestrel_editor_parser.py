@@ -83,6 +83,8 @@ class KestrelEditorParser(ast.NodeVisitor):
     # only once it proved to hold complete statements, so its text means the same anywhere.
     _chunk_cache = {}
     _salvaging = False  # set on an instance while it retries an unparseable buffer
+    # Broken blocks of recent buffers, text -> the statements their repair kept.
+    _repair_cache = {}
     # Module paths being resolved; modules importing each other must not recurse forever.
     _modules_in_progress = set()
 
@@ -247,7 +249,7 @@ class KestrelEditorParser(ast.NodeVisitor):
                 seen.add(chunk)
                 missing.append(chunk)
         if missing and not self._parse_chunks(missing, cache):
-            return self._ast_parse(source).body
+            return self._salvage_chunks(chunks, cache)
         body = []
         for chunk in chunks:
             body.extend(cache[chunk])
@@ -256,6 +258,77 @@ class KestrelEditorParser(ast.NodeVisitor):
         if not self._salvaging and len(cache) > 3 * len(chunks) + 64:
             KestrelEditorParser._chunk_cache = dict((chunk, cache[chunk]) for chunk in chunks)
         return body
+
+    def _salvage_chunks(self, chunks, cache):
+        # Some block does not parse: the user is typing. The blocks that parse are kept as they
+        # are and only the broken ones are retried on their own, so a broken line costs a parse
+        # of its block rather than of the whole buffer, and the rest of the module stays known.
+        body = []
+        index = 0
+        while index < len(chunks):
+            chunk = chunks[index]
+            if chunk in cache:
+                body.extend(cache[chunk])
+                index += 1
+                continue
+            # A block split inside a string or bracket parses together with what follows it.
+            joined = None
+            for end in range(index + 2, min(index + 4, len(chunks)) + 1):
+                try:
+                    joined = self._ast_parse("".join(chunks[index:end])).body
+                except Exception:
+                    continue
+                index = end
+                break
+            if joined is not None:
+                body.extend(joined)
+                continue
+            body.extend(self._repaired(chunk))
+            index += 1
+        if len(KestrelEditorParser._repair_cache) > 64:
+            KestrelEditorParser._repair_cache = {}
+        return body
+
+    def _repaired(self, chunk):
+        # The lines the parser stops at become "pass" (or an always-true branch for a header),
+        # a few times over; then the old retries, within this block only.
+        found = KestrelEditorParser._repair_cache.get(chunk)
+        if found is not None:
+            return found
+        lines = chunk.split("\n")
+        statements = None
+        for _ in range(8):
+            try:
+                statements = self._ast_parse("\n".join(lines)).body
+                break
+            except SyntaxError as error:
+                number = (error.lineno or 0) - 1
+                misindented = isinstance(error, IndentationError)
+            except Exception:
+                break
+            if not 0 <= number < len(lines):
+                break
+            line = lines[number]
+            indentation = line[:len(line) - len(line.lstrip())]
+            replacement = indentation + ("if True:" if line.rstrip().endswith(":") else "pass")
+            if misindented or replacement == line:
+                replacement = ""
+            if replacement == line:
+                break
+            lines[number] = replacement
+        if statements is None:
+            kept = [line for line in lines
+                    if self._NAME_START.match(line.strip()) and not line.strip().endswith(".")]
+            try:
+                statements = self._ast_parse("\n".join(kept) + "\n").body
+            except Exception:
+                imports = [line for line in lines if line.startswith(("import", "from"))]
+                try:
+                    statements = self._ast_parse("\n".join(imports) + "\n").body
+                except Exception:
+                    statements = []
+        KestrelEditorParser._repair_cache[chunk] = statements
+        return statements
 
     @classmethod
     def _split_top_level(cls, source):
@@ -366,8 +439,24 @@ class KestrelEditorParser(ast.NodeVisitor):
                 parsed_class = self._find_class(obj)
                 if parsed_class is not None:
                     self.results.extend(self._class_members(parsed_class))
+            if not self.results:
+                self.results.extend(self._live_members(obj))
         if "__call__" in self.results:
             self.results = []  # a callable: what follows it is a call, not a member
+
+    def _live_members(self, obj):
+        # What the buffer does not tell may live in the interpreter: names the user's runs
+        # left in __main__ complete with the members of the objects they hold.
+        if obj.startswith("import") or obj.split(".")[0] in self.modules:
+            return []
+        namespace = getattr(sys.modules.get("__main__"), "__dict__", {})
+        parts = obj.split(".")
+        if parts[0] not in namespace:
+            return []
+        try:
+            return dir(self._walk(namespace[parts[0]], parts[1:]))
+        except Exception:
+            return []
 
     def _locator_function(self):
         if len(self.kestrel_lctr) != 2:

@@ -5,6 +5,8 @@
 #include "tests/config/config_test_support.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QProcess>
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QThread>
@@ -233,6 +235,22 @@ private slots:
         QVERIFY(IniFile::write(path, [](QSettings &ini) { ini.setValue("main/n", 26); }));
         QCOMPARE(QSettings(path, QSettings::IniFormat).value("main/n").toInt(), 26);
         QVERIFY(!QFile::exists(path + ".lock"));
+    }
+    void emptyLockFileOfAKilledWriterIsTakenOver()
+    {
+        // Killed after creating its lock file but before writing its owner into it.
+        ConfigFixture fixture;
+        const QString path = fixture.file("orphan.ini");
+        QVERIFY(fixture.put("orphan.ini.lock", QByteArray()));
+        QFile lock(path + ".lock");
+        QVERIFY(lock.open(QIODevice::ReadWrite));
+        QVERIFY(lock.setFileTime(QDateTime::currentDateTime().addSecs(-5), QFileDevice::FileModificationTime));
+        lock.close();
+        QElapsedTimer waited;
+        waited.start();
+        QVERIFY(IniFile::write(path, [](QSettings &ini) { ini.setValue("main/n", 7); }));
+        QVERIFY(waited.elapsed() < IniFile::lockWaitMilliseconds);
+        QCOMPARE(QSettings(path, QSettings::IniFormat).value("main/n").toInt(), 7);
     }
     void unusableTargetsLeaveEverythingAsItWas()
     {

@@ -102,6 +102,7 @@ private slots:
               "    def __dir__(self):\n"
               "        raise RuntimeError('no listing')\n"
               "sys.modules['ke2_bad_dir'] = _Ke2BadDir('ke2_bad_dir')\n"
+              "ke2_live = 3 + 4j\n"
               "def _ke2_parse_error(source):\n" // what this interpreter's own parser raises
               "    import ast\n"
               "    try:\n"
@@ -119,7 +120,7 @@ private slots:
         // The interpreter outlives this class: leave no fake module behind for other tests.
         m_host->executePython("import sys\nfor _ke2_name in [n for n in sys.modules if n.split('.')[0] in "
                               "('ke2fake', 'ke2loaded', 'ke2cycle_a', 'ke2cycle_b', 'ke2_bad_dir', 'maya')]:\n"
-                              "    del sys.modules[_ke2_name]\nsys.path.remove("
+                              "    del sys.modules[_ke2_name]\ndel ke2_live\nsys.path.remove("
                               + literal(QDir::toNativeSeparators(m_packages.path())) + ")");
         m_host.reset();
     }
@@ -186,8 +187,11 @@ private slots:
         exact("badly broken buffer still knows its imports",
               "import os\nfrom os import sep as separator\nvalue = (\n" + kLocator, "", {"os", "separator"});
         exact("modules importing each other end", "from ke2cycle_a import thing\n" + kLocator, "thing", {});
+        exact("an unfinished line in the method leaves self known",
+              "class A:\n    def f(self):\n        self.x = 1\n        y = foo(\n        " + kLocator, "self", {"f", "x"});
         exact("unknown module", "import ke2_no_such_module as gone\n" + kLocator, "gone", {});
 
+        dir("an object the user's runs left in the interpreter", kLocator, "ke2_live.real", "dir(ke2_live.real)");
         dir("string variable", "s = 'abc'\n" + kLocator, "s", "dir(str)");
         dir("double quotes and backslashes survive the call text", "s = \"a\\\\b\"\n" + kLocator, "s", "dir(str)");
         dir("integer", "n = 5\n" + kLocator, "n", "dir(int)");
@@ -283,7 +287,10 @@ private slots:
             {fg.arg('f'), {"a", "b", "f", "os"}},
             {fg.arg('g'), {"a", "b", "g", "os"}},
             {"x = (1,\n2)\nz = [\n]\n" + kLocator, {"x", "z"}},
-            {"import os\ny = 1\nbroken = (\n" + kLocator, {"os"}},
+            // A broken line costs only itself: the blocks around it stay known.
+            {"import os\ny = 1\nbroken = (\n" + kLocator, {"os", "y"}},
+            {"a = 1\nb = 2\nc = = 3\n" + kLocator, {"a", "b"}},
+            {"class A:\n    def f(self):\n        self.x = 1\n        y = foo(\n        " + kLocator, {"A", "self"}},
             {"import os\ny = 1\nbroken = (\n2)\n" + kLocator, {"broken", "os", "y"}},
         };
         for (const auto &step : steps)
@@ -297,7 +304,7 @@ private slots:
         QTest::addColumn<QString>("source");
         QTest::addColumn<QString>("raises");
         QTest::addColumn<bool>("bad"); // the buffer with a locator after it still fails to parse
-        QTest::newRow("invalid syntax") << "a = 1\nb = 2\nc = = 3\n" << "SyntaxError" << true;
+        QTest::newRow("invalid syntax") << "a = 1\nb = 2\nc = = 3\n" << "SyntaxError" << false;
         QTest::newRow("unclosed bracket") << "a = 1\nvalue = (1,\n" << "SyntaxError" << false;
         QTest::newRow("unexpected indent") << "a = 1\n    b = 2\n" << "SyntaxError" << false;
         QTest::newRow("missing block") << "if True:\nx = 1\n" << "SyntaxError" << false;

@@ -1,7 +1,9 @@
 // The scripted runtime behind the OpenMaya shim: plays Maya for the tests.
 #include "maya_shim_runtime.h"
 
-#include <maya/MArgDatabase.h>
+#include "maya_shim_private.h"
+
+#define MNoVersionString
 #include <maya/MCommandMessage.h>
 #include <maya/MCommandResult.h>
 #include <maya/MEventMessage.h>
@@ -15,15 +17,7 @@
 
 #include <map>
 #include <memory>
-
-struct MShimAccess {
-    static MObject make(void *handle)
-    {
-        MObject object;
-        object.m_handle = handle;
-        return object;
-    }
-};
+#include <mutex>
 
 namespace ke2::mayashim {
 namespace {
@@ -38,10 +32,10 @@ struct Runtime {
     QVector<Record> records, idle;
     std::map<QString, Command> commands;
     std::map<MCallbackId, std::pair<QString, std::pair<MMessage::MBasicFunction, void *>>> events;
-    std::map<MCallbackId, std::pair<MCommandMessage::MMessageFunction, void *>> outputs;
+    std::map<MCallbackId, std::pair<MCommandMessage::MMessageFunction, void *>> outputs; // under outputLock
     MCallbackId nextId = 1;
     bool failFunctionSet = false, failRegistration = false, failCallbacks = false;
-    QString result;
+    QVariant result;
     QPointer<QWidget> currentParent;
     QHash<QString, QPointer<QWidget>> controls;
     QVector<QPair<QWidget *, QWidget *>> added;
@@ -53,6 +47,9 @@ Runtime &runtime()
     static Runtime state;
     return state;
 }
+
+// Maya prints from any thread; its callback table is shared with the main thread.
+std::mutex g_outputLock;
 
 int g_pluginToken = 0;
 
@@ -79,7 +76,9 @@ MStringArray toArray(const QStringList &items)
 
 void deliverOutput(const QString &text, int type)
 {
+    std::unique_lock<std::mutex> lock(g_outputLock);
     const auto outputs = runtime().outputs; // a callback may remove callbacks
+    lock.unlock();
     for (const auto &entry : outputs)
         entry.second.first(toMaya(text), static_cast<MCommandMessage::MessageType>(type), entry.second.second);
 }
@@ -100,7 +99,11 @@ MCallbackId nextId(MStatus *status)
 
 } // namespace
 
-void reset() { runtime() = Runtime(); }
+void reset()
+{
+    std::lock_guard<std::mutex> lock(g_outputLock);
+    runtime() = Runtime();
+}
 void setMelHandler(Handler handler) { runtime().mel = std::move(handler); }
 void setPythonHandler(Handler handler) { runtime().python = std::move(handler); }
 void clearRecords() { runtime().records.clear(); }
@@ -125,7 +128,12 @@ int runIdle()
     return ran;
 }
 
-MObject pluginObject() { return MShimAccess::make(&g_pluginToken); }
+MObject pluginObject()
+{
+    MObject object;
+    objectPointer(object) = &g_pluginToken;
+    return object;
+}
 void failNextPluginFunctionSet() { runtime().failFunctionSet = true; }
 void failNextRegistration() { runtime().failRegistration = true; }
 
@@ -145,13 +153,18 @@ CommandRun runCommand(const QString &name, const QStringList &arguments)
     MArgList args;
     for (const QString &argument : arguments)
         args.addArg(toMaya(argument));
-    runtime().result.clear();
+    runtime().result = QVariant();
     std::unique_ptr<MPxCommand> command(static_cast<MPxCommand *>(found->second.creator()));
-    return {static_cast<bool>(command->doIt(args)), runtime().result};
+    const bool ok = command->doIt(args);
+    return {ok, runtime().result.toString()};
 }
 
 void failCallbacks(bool fail) { runtime().failCallbacks = fail; }
-int callbackCount() { return static_cast<int>(runtime().events.size() + runtime().outputs.size()); }
+int callbackCount()
+{
+    std::lock_guard<std::mutex> lock(g_outputLock);
+    return static_cast<int>(runtime().events.size() + runtime().outputs.size());
+}
 void fireCommandOutput(const QString &text, int type) { deliverOutput(text, type); }
 
 void fireEvent(const QString &event)
@@ -171,7 +184,16 @@ QHash<QString, int> &optionVars() { return runtime().optionVars; }
 
 using namespace ke2::mayashim;
 
+OPENMAYA_MAJOR_NAMESPACE_OPEN
+
 // ---- MGlobal ----------------------------------------------------------------------------------
+
+MGlobal::MMayaState MGlobal::mayaState(MStatus *ReturnStatus)
+{
+    if (ReturnStatus)
+        *ReturnStatus = MS::kSuccess;
+    return kInteractive;
+}
 
 MStatus MGlobal::executeCommand(const MString &command, bool displayEnabled, bool)
 {
@@ -183,45 +205,81 @@ MStatus MGlobal::executeCommand(const MString &command, MCommandResult &result, 
     const QVariant value = send(Kind::Mel, command, displayEnabled);
     switch (value.userType()) {
     case QMetaType::Int:
-    case QMetaType::Bool: result.m_type = MCommandResult::kInt; result.m_int = value.toInt(); break;
-    case QMetaType::Double: result.m_type = MCommandResult::kDouble; result.m_double = value.toDouble(); break;
-    case QMetaType::QString: result.m_type = MCommandResult::kString; result.m_string = toMaya(value.toString()); break;
-    case QMetaType::QStringList:
-        result.m_type = MCommandResult::kStringArray;
-        result.m_strings = toArray(value.toStringList());
+    case QMetaType::Bool: setResult(result, MCommandResult::kInt, value.toInt(), 0, MString(), MStringArray()); break;
+    case QMetaType::Double:
+        setResult(result, MCommandResult::kDouble, 0, value.toDouble(), MString(), MStringArray());
         break;
-    default: result.m_type = MCommandResult::kInvalid;
+    case QMetaType::QString:
+        setResult(result, MCommandResult::kString, 0, 0, toMaya(value.toString()), MStringArray());
+        break;
+    case QMetaType::QStringList:
+        setResult(result, MCommandResult::kStringArray, 0, 0, MString(), toArray(value.toStringList()));
+        break;
+    default: setResult(result, MCommandResult::kInvalid, 0, 0, MString(), MStringArray());
     }
     return statusOf(value.isValid());
+}
+
+namespace {
+// A typed result: the handler's answer must have the asked type.
+template <typename T>
+MStatus typedResult(Kind kind, const MString &command, T &result, bool displayEnabled)
+{
+    const QVariant value = send(kind, command, displayEnabled);
+    bool ok = false;
+    if constexpr (std::is_same_v<T, int>) {
+        if ((ok = value.userType() == QMetaType::Int))
+            result = value.toInt();
+    } else if constexpr (std::is_same_v<T, double>) {
+        if ((ok = value.userType() == QMetaType::Double))
+            result = value.toDouble();
+    } else if constexpr (std::is_same_v<T, MString>) {
+        if ((ok = value.userType() == QMetaType::QString))
+            result = toMaya(value.toString());
+    } else {
+        if ((ok = value.userType() == QMetaType::QStringList))
+            result = toArray(value.toStringList());
+    }
+    return statusOf(ok);
+}
+} // namespace
+
+MStatus MGlobal::executeCommand(const MString &command, int &result, bool displayEnabled, bool)
+{
+    return typedResult(Kind::Mel, command, result, displayEnabled);
+}
+MStatus MGlobal::executeCommand(const MString &command, double &result, bool displayEnabled, bool)
+{
+    return typedResult(Kind::Mel, command, result, displayEnabled);
+}
+MStatus MGlobal::executeCommand(const MString &command, MString &result, bool displayEnabled, bool)
+{
+    return typedResult(Kind::Mel, command, result, displayEnabled);
+}
+MStatus MGlobal::executeCommand(const MString &command, MStringArray &result, bool displayEnabled, bool)
+{
+    return typedResult(Kind::Mel, command, result, displayEnabled);
 }
 
 MStatus MGlobal::executePythonCommand(const MString &command, bool displayEnabled, bool)
 {
     return statusOf(send(Kind::Python, command, displayEnabled).isValid());
 }
-
 MStatus MGlobal::executePythonCommand(const MString &command, int &result, bool displayEnabled, bool)
 {
-    const QVariant value = send(Kind::Python, command, displayEnabled);
-    if (value.userType() == QMetaType::Int)
-        result = value.toInt();
-    return statusOf(value.userType() == QMetaType::Int);
+    return typedResult(Kind::Python, command, result, displayEnabled);
 }
-
+MStatus MGlobal::executePythonCommand(const MString &command, double &result, bool displayEnabled, bool)
+{
+    return typedResult(Kind::Python, command, result, displayEnabled);
+}
 MStatus MGlobal::executePythonCommand(const MString &command, MString &result, bool displayEnabled, bool)
 {
-    const QVariant value = send(Kind::Python, command, displayEnabled);
-    if (value.userType() == QMetaType::QString)
-        result = toMaya(value.toString());
-    return statusOf(value.userType() == QMetaType::QString);
+    return typedResult(Kind::Python, command, result, displayEnabled);
 }
-
 MStatus MGlobal::executePythonCommand(const MString &command, MStringArray &result, bool displayEnabled, bool)
 {
-    const QVariant value = send(Kind::Python, command, displayEnabled);
-    if (value.userType() == QMetaType::QStringList)
-        result = toArray(value.toStringList());
-    return statusOf(value.userType() == QMetaType::QStringList);
+    return typedResult(Kind::Python, command, result, displayEnabled);
 }
 
 MStatus MGlobal::executeCommandOnIdle(const MString &command, bool displayEnabled)
@@ -254,57 +312,67 @@ bool MGlobal::setOptionVarValue(const MString &name, int value)
     return true;
 }
 
-// ---- Commands, their arguments and the plug-in function set -----------------------------------
+// ---- Commands and the plug-in function set ----------------------------------------------------
 
-void MPxCommand::setResult(const MString &result) { runtime().result = toQt(result); }
+MPxCommand::MPxCommand() = default;
+MPxCommand::~MPxCommand() = default;
+MStatus MPxCommand::doIt(const MArgList &) { return MS::kSuccess; }
+MStatus MPxCommand::undoIt() { return MS::kNotImplemented; }
+MStatus MPxCommand::redoIt() { return MS::kNotImplemented; }
+bool MPxCommand::isUndoable() const { return false; }
+bool MPxCommand::hasSyntax() const { return true; }
+void MPxCommand::displayInfo(const MString &text) { MGlobal::displayInfo(text); }
+void MPxCommand::displayWarning(const MString &text, bool) { MGlobal::displayWarning(text); }
+void MPxCommand::displayError(const MString &text, bool) { MGlobal::displayError(text); }
+void MPxCommand::clearResult() { runtime().result = QVariant(); }
+void MPxCommand::setResult(unsigned int val) { runtime().result = val; }
+void MPxCommand::setResult(int val) { runtime().result = val; }
+void MPxCommand::setResult(double val) { runtime().result = val; }
+void MPxCommand::setResult(bool val) { runtime().result = val; }
+void MPxCommand::setResult(const char *val) { runtime().result = toQt(MString(val)); }
+void MPxCommand::setResult(const MString &val) { runtime().result = toQt(val); }
 
-std::string MArgDatabase::shortNameOf(const std::string &flag) const
+void MPxCommand::setResult(const MStringArray &val)
 {
-    for (const MSyntax::Flag &entry : m_syntax.m_flags)
-        if (entry.shortName == flag || entry.longName == flag)
-            return entry.shortName;
-    return std::string();
+    QStringList items;
+    for (unsigned int i = 0; i < val.length(); ++i)
+        items.append(toQt(val[i]));
+    runtime().result = items;
 }
 
-// Fails on an unknown flag or a missing flag argument, as MEL's parser does.
-MArgDatabase::MArgDatabase(const MSyntax &syntax, const MArgList &argList, MStatus *ReturnStatus) : m_syntax(syntax)
+MCommandResult::Type MPxCommand::currentResultType()
 {
-    bool ok = true;
-    for (unsigned int i = 0; ok && i < argList.length(); ++i) {
-        const std::string name = shortNameOf(argList.asString(i).asChar());
-        ok = !name.empty();
-        std::vector<MString> &values = m_set[name];
-        for (const MSyntax::Flag &flag : m_syntax.m_flags)
-            if (ok && flag.shortName == name && flag.takesArgument && (ok = i + 1 < argList.length()))
-                values.push_back(argList.asString(++i));
+    switch (runtime().result.userType()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Bool: return MCommandResult::kInt;
+    case QMetaType::Double: return MCommandResult::kDouble;
+    case QMetaType::QString: return MCommandResult::kString;
+    case QMetaType::QStringList: return MCommandResult::kStringArray;
+    default: return MCommandResult::kInvalid;
     }
-    if (ReturnStatus)
-        *ReturnStatus = statusOf(ok);
 }
 
-MStatus MArgDatabase::getFlagArgument(const char *flag, unsigned int index, MString &result) const
-{
-    const auto found = m_set.find(shortNameOf(flag));
-    if (found == m_set.end() || index >= found->second.size())
-        return MS::kFailure;
-    result = found->second[index];
-    return MS::kSuccess;
-}
+MFnPlugin::MFnPlugin() = default;
 
 MFnPlugin::MFnPlugin(MObject &object, const char *, const char *, const char *, MStatus *ReturnStatus)
-    : m_plugin(object.m_handle)
 {
     const bool failed = object.isNull() || runtime().failFunctionSet;
     runtime().failFunctionSet = false;
+    if (!failed)
+        setObject(object);
     if (ReturnStatus)
         *ReturnStatus = statusOf(!failed);
 }
+
+MFnPlugin::~MFnPlugin() = default;
 
 MStatus MFnPlugin::registerCommand(const MString &commandName, MCreatorFunction creatorFunction,
                                    MCreateSyntaxFunction createSyntaxFunction)
 {
     const QString name = toQt(commandName);
-    const bool failed = runtime().failRegistration || !m_plugin || !creatorFunction || runtime().commands.count(name);
+    const bool failed =
+        runtime().failRegistration || object().isNull() || !creatorFunction || runtime().commands.count(name);
     runtime().failRegistration = false;
     if (!failed)
         runtime().commands[name] = Command{creatorFunction, createSyntaxFunction};
@@ -318,11 +386,18 @@ MStatus MFnPlugin::deregisterCommand(const MString &commandName)
 
 // ---- Messages ---------------------------------------------------------------------------------
 
+MStatus MMessage::removeCallback(MCallbackId id)
+{
+    std::lock_guard<std::mutex> lock(g_outputLock);
+    const bool ok = !runtime().failCallbacks && runtime().events.erase(id) + runtime().outputs.erase(id) > 0;
+    return statusOf(ok);
+}
+
 MStatus MMessage::removeCallbacks(MCallbackIdArray &ids)
 {
     bool ok = !runtime().failCallbacks;
     for (unsigned int i = 0; ok && i < ids.length(); ++i)
-        ok = runtime().events.erase(ids[i]) + runtime().outputs.erase(ids[i]) > 0 && ok;
+        ok = removeCallback(ids[i]);
     return statusOf(ok);
 }
 
@@ -330,14 +405,17 @@ MCallbackId MEventMessage::addEventCallback(const MString &event, MMessage::MBas
                                             MStatus *ReturnStatus)
 {
     const MCallbackId id = nextId(ReturnStatus);
+    std::lock_guard<std::mutex> lock(g_outputLock);
     if (id)
         runtime().events[id] = {toQt(event), {func, clientData}};
     return id;
 }
 
-MCallbackId MCommandMessage::addCommandOutputCallback(MMessageFunction func, void *clientData, MStatus *ReturnStatus)
+MCallbackId MCommandMessage::addCommandOutputCallback(MCommandMessage::MMessageFunction func, void *clientData,
+                                                      MStatus *ReturnStatus)
 {
     const MCallbackId id = nextId(ReturnStatus);
+    std::lock_guard<std::mutex> lock(g_outputLock);
     if (id)
         runtime().outputs[id] = {func, clientData};
     return id;
@@ -347,13 +425,28 @@ MCallbackId MCommandMessage::addCommandOutputCallback(MMessageFunction func, voi
 
 QWidget *MQtUtil::mainWindow() { return nullptr; } // the tests dock everything in the control
 QWidget *MQtUtil::getCurrentParent() { return runtime().currentParent; }
-QWidget *MQtUtil::findControl(const MString &controlName, const QWidget *) { return runtime().controls.value(toQt(controlName)); }
 
-bool MQtUtil::addWidgetToMayaLayout(QWidget *control, QWidget *layout)
+QWidget *MQtUtil::findControl(MString controlName, const QWidget *)
+{
+    return runtime().controls.value(toQt(controlName));
+}
+
+MString MQtUtil::addWidgetToMayaLayout(QWidget *control, QWidget *layout, const MString &)
 {
     if (!control || !layout)
-        return false;
+        return MString();
     runtime().added.append(qMakePair(control, layout));
     control->setParent(layout); // as Maya does: the layout owns the widget from now on
-    return true;
+    return toMaya(layout->objectName() + QLatin1Char('|') + control->objectName());
 }
+
+MString MQtUtil::toMString(const QString &qstr)
+{
+    MString result;
+    result.setUTF8(qstr.toUtf8().constData());
+    return result;
+}
+
+QString MQtUtil::toQString(const MString &mstr) { return QString::fromUtf8(mstr.asUTF8()); }
+
+OPENMAYA_NAMESPACE_CLOSE

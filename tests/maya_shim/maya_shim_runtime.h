@@ -11,6 +11,8 @@
 
 class QWidget;
 
+// The test-only side of the OpenMaya stand-in: the headers in maya/ declare exactly what Maya 2022
+// declares, and every hook a test needs lives here instead.
 // The scripted runtime behind the OpenMaya shim (libOpenMayaShim, never shipped): a test plays
 // Maya through it. Every command the plug-in sends is recorded; MEL and Python answers come from
 // handlers the test sets (a QString, int, double or QStringList; an invalid QVariant fails).

@@ -1,6 +1,7 @@
 #include "output/output_text_edit.h"
 #include "output/output_view.h"
 #include "tests/output/output_test_support.h"
+#include "tests/support/dialog_answers.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QTemporaryDir>
@@ -454,7 +455,7 @@ private slots:
 
         test::whenModal<QFileDialog>([&](QFileDialog *dialog) {
             dialog->selectNameFilter(OutputView::LogFilter());
-            dialog->selectFile(dir.filePath(QStringLiteral("session")));
+            test::typeFileName(dialog, dir.filePath(QStringLiteral("session")));
             static_cast<QDialog *>(dialog)->accept();
         });
         QTest::mouseClick(view.WriteToFileButton(), Qt::LeftButton);

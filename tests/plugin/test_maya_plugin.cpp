@@ -11,6 +11,7 @@
 #include "tests/maya_shim/maya_shim_runtime.h"
 
 #include <maya/MStatus.h>
+#include <maya/MTypes.h>
 
 #include <dlfcn.h>
 
@@ -19,6 +20,20 @@ using shim::Kind;
 
 namespace {
 using Entry = MStatus (*)(MObject);
+#define KE2_STRINGIFY2(x) #x
+#define KE2_STRINGIFY(x) KE2_STRINGIFY2(x)
+const QByteArray kNamespace = KE2_STRINGIFY(OPENMAYA_MAJOR_NAMESPACE);
+
+// Maya finds the entry points by their C++ names: `name(MObject)`, mangled with MObject in the
+// devkit's versioned namespace.
+QByteArray entryName(const QByteArray &name)
+{
+    QByteArray nested;
+    for (const QByteArray &part : kNamespace.split(':'))
+        if (!part.isEmpty())
+            nested += QByteArray::number(part.size()) + part;
+    return "_Z" + QByteArray::number(name.size()) + name + "N" + nested + "7MObjectE";
+}
 const QString kExists = QStringLiteral("workspaceControl -q -exists KestrelEditor2Window");
 const QString kRestore = QStringLiteral("workspaceControl -e -restore KestrelEditor2Window");
 const QString kMenuItem = QStringLiteral("MayaWindow|mainWindowMenu|menuItem42");
@@ -98,8 +113,8 @@ private slots:
         shim::setPythonHandler([](const QString &) -> QVariant { return QString(); });
         m_library = dlopen(KE2_MAYA_PLUGIN, RTLD_NOW | RTLD_LOCAL);
         QVERIFY2(m_library, dlerror());
-        m_initialize = reinterpret_cast<Entry>(dlsym(m_library, "initializePlugin"));
-        m_uninitialize = reinterpret_cast<Entry>(dlsym(m_library, "uninitializePlugin"));
+        m_initialize = reinterpret_cast<Entry>(dlsym(m_library, entryName("initializePlugin").constData()));
+        m_uninitialize = reinterpret_cast<Entry>(dlsym(m_library, entryName("uninitializePlugin").constData()));
         QVERIFY(m_initialize && m_uninitialize);
 #else
         QSKIP("the plug-in is built against a Maya devkit here, not the shim");
@@ -123,15 +138,19 @@ private slots:
     void exportsOnlyTheEntrySymbols()
     {
         QProcess nm;
-        nm.start("nm", {"-D", "--defined-only", KE2_MAYA_PLUGIN});
+        nm.start("nm", {"-DC", "--defined-only", KE2_MAYA_PLUGIN});
         if (!nm.waitForFinished(30000) || nm.exitCode() != 0)
             QSKIP("nm is not available");
         QStringList names;
         for (const QString &line : QString::fromUtf8(nm.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts))
-            names.append(line.split(' ', Qt::SkipEmptyParts).last());
+            names.append(line.section(' ', 2)); // address, kind, then the demangled name
         names.sort();
-        QCOMPARE(names, (QStringList{"MApiVersion", "initializePlugin", "uninitializePlugin"}));
-        QCOMPARE(QString(static_cast<const char *>(dlsym(m_library, "MApiVersion"))), QString("201780"));
+        const QString object = QString::fromLatin1(kNamespace) + "::MObject";
+        QCOMPARE(names, (QStringList{"ADSK_PLUGIN_SIGNATURE", "MApiVersion", "initializePlugin(" + object + ")",
+                                     "uninitializePlugin(" + object + ")"}));
+        // The version the headers were built with, in the form Maya reads.
+        QCOMPARE(QByteArray(static_cast<const char *>(dlsym(m_library, "MApiVersion"))),
+                 QByteArray::number(MAYA_API_VERSION));
     }
 
     void batchLoadIsInert()
@@ -213,6 +232,8 @@ private slots:
         QTest::newRow("-openFile empty does nothing") << QStringList{"-openFile", ""} << true << "" << none << "";
         QTest::newRow("-openFile missing path")
             << QStringList{"-openFile", "@missing.py"} << false << "" << none << "File not found: %1";
+        QTest::newRow("-openFile missing path with accents")
+            << QStringList{"-openFile", "@caf\u00e9 \u00fc\u4e2d.py"} << false << "" << none << "File not found: %1";
         QTest::newRow("-openFile directory") << QStringList{"-openFile", "@"} << false << "" << none
                                              << "Invalid file path: %1";
         QTest::newRow("-openFile without window") << QStringList{"-of", "@file.py"} << false << "" << none

@@ -9,6 +9,15 @@
 
 namespace ke2::test {
 
+// Puts a path into a file dialog's name box as a user typing it would. The dialog leaves the box
+// alone while it has the focus (the user is typing), so the focus goes first.
+inline void typeFileName(QFileDialog *dialog, const QString &path)
+{
+    if (QWidget *focus = dialog->focusWidget())
+        focus->clearFocus();
+    dialog->selectFile(path);
+}
+
 // Answers the modal dialogs that come up, as the user would: each answer is a button text for a
 // message box, the text for an input dialog, or "path|filter" for a file dialog. Every dialog
 // seen is logged as "title: text"; one without an answer left is cancelled.
@@ -47,7 +56,7 @@ private:
             const QStringList parts = answer.split(QLatin1Char('|'));
             if (parts.size() == 2)
                 files->selectNameFilter(parts.at(1));
-            files->selectFile(parts.first());
+            typeFileName(files, parts.first());
             answer.isEmpty() ? files->reject() : static_cast<QDialog *>(files)->accept();
         }
     }

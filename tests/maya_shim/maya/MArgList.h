@@ -1,15 +1,29 @@
 #pragma once
 
-#include <maya/MStatus.h>
+#include <maya/MString.h>
 
 #include <vector>
 
+OPENMAYA_MAJOR_NAMESPACE_OPEN
+
 class OPENMAYA_EXPORT MArgList {
 public:
-    unsigned int length(MStatus * = nullptr) const { return static_cast<unsigned int>(m_args.size()); }
-    MString asString(unsigned int index, MStatus * = nullptr) const { return m_args.at(index); }
-    MArgList &addArg(const MString &arg) { m_args.push_back(arg); return *this; }
+    MArgList();
+    MArgList(const MArgList &other);
+    ~MArgList();
+    MArgList &operator=(const MArgList &other);
+    unsigned int length(MStatus *ReturnStatus = nullptr) const;
+    bool asBool(unsigned int index, MStatus *ReturnStatus = nullptr) const;
+    int asInt(unsigned int index, MStatus *ReturnStatus = nullptr) const;
+    double asDouble(unsigned int index, MStatus *ReturnStatus = nullptr) const;
+    MString asString(unsigned int index, MStatus *ReturnStatus = nullptr) const;
+    MArgList &addArg(bool arg);
+    MArgList &addArg(int arg);
+    MArgList &addArg(double arg);
+    MArgList &addArg(const MString &arg);
 
 private:
-    std::vector<MString> m_args;
+    std::vector<MString> fArgs;
 };
+
+OPENMAYA_NAMESPACE_CLOSE

@@ -2,28 +2,52 @@
 
 #include <maya/MStringArray.h>
 
+OPENMAYA_MAJOR_NAMESPACE_OPEN
+
 class OPENMAYA_EXPORT MCommandResult {
 public:
-    enum Type { kInvalid = 0, kInt, kIntArray, kDouble, kDoubleArray, kString, kStringArray };
-    Type resultType(MStatus * = nullptr) const { return m_type; }
-    MStatus getResult(int &result) const { return take(kInt, result, m_int); }
-    MStatus getResult(double &result) const { return take(kDouble, result, m_double); }
-    MStatus getResult(MString &result) const { return take(kString, result, m_string); }
-    MStatus getResult(MStringArray &result) const { return take(kStringArray, result, m_strings); }
+    enum Type {
+        kInvalid = 0,
+        kInt,
+        kInt64,
+        kIntArray,
+        kInt64Array,
+        kDouble,
+        kDoubleArray,
+        kString,
+        kStringArray,
+        kVector,
+        kVectorArray,
+        kMatrix,
+        kMatrixArray
+    };
+
+    MCommandResult(MStatus *ReturnStatus = nullptr);
+    virtual ~MCommandResult();
+    Type resultType(MStatus *ReturnStatus = nullptr) const;
+    MStatus getResult(int &result) const;
+    MStatus getResult(MInt64 &result) const;
+    MStatus getResult(MIntArray &result) const;
+    MStatus getResult(MInt64Array &result) const;
+    MStatus getResult(double &result) const;
+    MStatus getResult(MDoubleArray &result) const;
+    MStatus getResult(MString &result) const;
+    MStatus getResult(MStringArray &result) const;
+    MStatus getResult(MVector &result) const;
+    MStatus getResult(MVectorArray &result) const;
+    MStatus getResult(MDoubleArray &result, int &numRows, int &numColumns) const;
+    MStatus getResult(MMatrix &result) const;
+    MStatus getResult(MMatrixArray &result) const;
 
 private:
-    template <typename T>
-    MStatus take(Type type, T &result, const T &value) const
-    {
-        if (m_type != type)
-            return MS::kInvalidParameter;
-        result = value;
-        return MS::kSuccess;
-    }
-    Type m_type = kInvalid;
-    int m_int = 0;
-    double m_double = 0.0;
-    MString m_string;
-    MStringArray m_strings;
-    friend class MGlobal;
+    MCommandResult(const MCommandResult &);
+    MCommandResult &operator=(const MCommandResult &);
+
+    Type fType;
+    MInt64 fInt;
+    double fDouble;
+    MString fString;
+    MStringArray fStrings;
 };
+
+OPENMAYA_NAMESPACE_CLOSE

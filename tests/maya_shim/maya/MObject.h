@@ -2,12 +2,21 @@
 
 #include <maya/MTypes.h>
 
+OPENMAYA_MAJOR_NAMESPACE_OPEN
+
 class OPENMAYA_EXPORT MObject {
 public:
-    bool isNull() const { return !m_handle; }
+    MObject();
+    MObject(const MObject &other);
+    MObject &operator=(const MObject &other);
+    ~MObject();
+    bool isNull() const;
+    bool operator==(const MObject &other) const;
+    bool operator!=(const MObject &other) const;
+    static MObject kNullObj;
 
 private:
-    void *m_handle = nullptr;
-    friend class MFnPlugin;
-    friend struct MShimAccess;
+    void *ptr;
 };
+
+OPENMAYA_NAMESPACE_CLOSE

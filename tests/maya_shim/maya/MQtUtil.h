@@ -2,16 +2,25 @@
 
 #include <maya/MString.h>
 
-#include <QtCore/QString>
-
+class QObject;
+class QString;
 class QWidget;
 
-class OPENMAYA_EXPORT MQtUtil {
+OPENMAYA_MAJOR_NAMESPACE_OPEN
+
+class OPENMAYAUI_EXPORT MQtUtil {
 public:
-    static QWidget *mainWindow();
+    static QWidget *findControl(MString controlName, const QWidget *ancestor = nullptr);
+    static QWidget *findLayout(MString layoutName, const QWidget *ancestor = nullptr);
+    static QWidget *findWindow(MString windowName);
+    static MString fullName(const QObject *uiElement);
+    static QWidget *getParent(MString uiElement);
+    // The control's full name; empty when it could not be added.
+    static MString addWidgetToMayaLayout(QWidget *control, QWidget *layout, const MString &uiType = MString());
     static QWidget *getCurrentParent();
-    static QWidget *findControl(const MString &controlName, const QWidget *parent = nullptr);
-    static bool addWidgetToMayaLayout(QWidget *control, QWidget *layout);
-    static MString toMString(const QString &qstr) { const QByteArray utf8 = qstr.toUtf8(); return MString(utf8.constData(), utf8.size()); }
-    static QString toQString(const MString &mstr) { return QString::fromUtf8(mstr.asUTF8()); }
+    static QWidget *mainWindow();
+    static MString toMString(const QString &qstr);
+    static QString toQString(const MString &mstr);
 };
+
+OPENMAYA_NAMESPACE_CLOSE

@@ -2,23 +2,39 @@
 
 #include <maya/MStatus.h>
 
-#include <string>
-#include <vector>
+OPENMAYA_MAJOR_NAMESPACE_OPEN
 
 class OPENMAYA_EXPORT MSyntax {
 public:
-    enum MArgType { kInvalidArgType, kNoArg, kBoolean, kLong, kDouble, kString };
-    MStatus addFlag(const char *shortName, const char *longName, MArgType argType1 = kNoArg)
-    {
-        m_flags.push_back({shortName, longName, argType1 != kNoArg});
-        return MS::kSuccess;
-    }
+    enum MArgType {
+        kInvalidArgType,
+        kNoArg,
+        kBoolean,
+        kLong,
+        kUnsigned,
+        kDouble,
+        kString,
+        kUnused,
+        kDistance,
+        kAngle,
+        kTime,
+        kSelectionItem,
+        kLastArgType
+    };
+
+    MSyntax();
+    MSyntax(const MSyntax &other);
+    virtual ~MSyntax();
+    MSyntax &operator=(const MSyntax &other);
+    MStatus addFlag(const char *shortName, const char *longName, MArgType argType1 = kNoArg,
+                    MArgType argType2 = kNoArg, MArgType argType3 = kNoArg, MArgType argType4 = kNoArg,
+                    MArgType argType5 = kNoArg, MArgType argType6 = kNoArg);
+    MStatus addArg(MArgType arg);
+    void enableQuery(bool supportsQuery);
+    void enableEdit(bool supportsEdit);
 
 private:
-    struct Flag {
-        std::string shortName, longName;
-        bool takesArgument;
-    };
-    std::vector<Flag> m_flags;
-    friend class MArgDatabase;
+    void *fData;
 };
+
+OPENMAYA_NAMESPACE_CLOSE
