@@ -17,7 +17,7 @@
 #include <QtGui/QDragEnterEvent>
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>

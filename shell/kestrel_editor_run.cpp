@@ -8,7 +8,7 @@
 
 #include <QtCore/QRegularExpression>
 #include <QtGui/QTextBlock>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QInputDialog>
 
 namespace ke2 {
