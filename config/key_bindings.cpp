@@ -187,6 +187,15 @@ QList<QKeySequence> KeyBindings::shortcuts(int number) const
     return binding ? binding->shortcuts : QList<QKeySequence>();
 }
 
+QString KeyBindings::toolTip(const QString &identifier, const QString &text) const
+{
+    for (const ActionBinding &binding : m_entries) {
+        if (binding.identifier == identifier && binding.hasShortcut())
+            return QStringLiteral("%1 (%2)").arg(text, binding.shortcuts.first().toString(QKeySequence::NativeText));
+    }
+    return text;
+}
+
 bool KeyBindings::setAction(int number, QAction *action)
 {
     ActionBinding *binding = entry(number);

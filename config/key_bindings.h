@@ -26,6 +26,9 @@ public:
     ActionBinding *find(const QString &identifier);
     // The current shortcuts of an entry; empty for an unknown number.
     QList<QKeySequence> shortcuts(int number) const;
+    // `text` followed by the entry's first current shortcut in parentheses, as tool tips show
+    // it; `text` alone when the entry has none.
+    QString toolTip(const QString &identifier, const QString &text) const;
 
     // Attaches the window's action to an entry; false for an unknown number.
     bool setAction(int number, QAction *action);

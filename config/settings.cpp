@@ -1,6 +1,7 @@
 #include "config/settings.h"
 
 #include "config/user_directories.h"
+#include "plugin/command_output.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QSettings>
@@ -197,6 +198,13 @@ Settings::Settings() : codeEditorFont(defaultFont()), outputFont(defaultFont()) 
 Settings &Settings::instance()
 {
     static Settings settings;
+    // The output framing reads the flag where it lives instead of keeping a copy that a later
+    // change would leave behind.
+    static const bool framingFollows = [] {
+        CommandOutput::setMinimalTraceSource([] { return settings.outputMinimalTrace; });
+        return true;
+    }();
+    Q_UNUSED(framingFollows);
     return settings;
 }
 

@@ -93,6 +93,16 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
     if (QToolTip::isVisible())
         QToolTip::hideText();
 
+    // A typed line feed (what input tools send for "\n", the X keysym Linefeed) breaks the line
+    // as Return does, with Return's indentation rules.
+    if (key == 0x0a && !control && !alt && !meta) {
+        // Sent, not called: an open completion popup filters the editor's keys and takes Return.
+        QKeyEvent enter(QEvent::KeyPress, Qt::Key_Return, modifiers, QStringLiteral("\r"));
+        QCoreApplication::sendEvent(this, &enter);
+        event->setAccepted(enter.isAccepted());
+        return;
+    }
+
     // Keypad Enter alone executes, like Ctrl+Enter in the host's own script editor.
     if (key == Qt::Key_Enter && !control && !alt && !meta && !shift) {
         QKeyEvent ctrlEnter(QEvent::KeyPress, Qt::Key_Enter, Qt::ControlModifier, QString());

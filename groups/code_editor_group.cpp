@@ -1,5 +1,7 @@
 #include "groups/code_editor_group.h"
 
+#include "config/key_bindings.h"
+#include "config/key_bindings_notifier.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group_tab_bar.h"
@@ -173,6 +175,9 @@ CodeEditorGroup::CodeEditorGroup(int id, QWidget *parent)
     // The pylint worker and its thread are made when a Python buffer is first checked.
     CreateFindReplace();
 
+    connect(&KeyBindingsNotifier::instance(), &KeyBindingsNotifier::ShortcutsChanged, this,
+            &CodeEditorGroup::UpdateToolTips);
+    UpdateToolTips();
     RefreshMiniToolbar();
 }
 
@@ -550,6 +555,14 @@ void CodeEditorGroup::RefreshMiniToolbar()
         m_scrollLeftButton->setArrowType(Qt::LeftArrow);
     if (m_scrollRightButton->icon().isNull())
         m_scrollRightButton->setArrowType(Qt::RightArrow);
+}
+
+void CodeEditorGroup::UpdateToolTips()
+{
+    const KeyBindings &bindings = KeyBindings::instance();
+    m_executeAllButton->setToolTip(bindings.toolTip(QStringLiteral("executeAll"), m_executeAllButton->text()));
+    m_executeButton->setToolTip(bindings.toolTip(QStringLiteral("execute"), m_executeButton->text()));
+    m_executeLineButton->setToolTip(bindings.toolTip(QStringLiteral("executeLine"), m_executeLineButton->text()));
 }
 
 void CodeEditorGroup::ToggleMiniToolbarDisplay()

@@ -141,6 +141,8 @@ public slots:
     void FocusCurrentCodeEditor();
     void ToggleMiniToolbarDisplay();
     void ShowMiniToolbarContextMenu(const QPoint &globalPos);
+    // The execute buttons' tool tips name their current keys.
+    void UpdateToolTips();
     void ShowOpenCodeEditorContextMenu();
     void SetCurrentTabFromAction();
     void BeginScrollingLeft();

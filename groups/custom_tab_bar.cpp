@@ -16,10 +16,6 @@ namespace ke2 {
 
 const char *const CustomTabBar::modifiedIconPath = ":/ke2_icons/modified.png";
 
-namespace {
-constexpr int markSize = 10;
-constexpr int markGap = 6;
-} // namespace
 
 CustomTabBar::CustomTabBar(QWidget *clip)
     : QTabBar(clip), m_clip(clip)
@@ -49,7 +45,9 @@ void CustomTabBar::SetTabModified(int index, bool modified)
     if (index < 0 || index >= count() || IsTabModified(index) == modified)
         return;
     setTabData(index, modified);
-    // The mark widens the tab.
+    // The mark widens the tab; the bar keeps its tab rectangles until a tab's text changes, so
+    // setting the same text again makes it ask for the new size hint.
+    setTabText(index, tabText(index));
     Relayout();
     update();
 }

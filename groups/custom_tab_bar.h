@@ -19,6 +19,9 @@ public:
     static constexpr int scrollStep = 12;
     static constexpr int scrollInterval = 20; // ms
     static const char *const modifiedIconPath;
+    // The modified mark's size and its gap to the title; a modified tab is wider by both.
+    static constexpr int markSize = 10;
+    static constexpr int markGap = 6;
 
     // `clip` is the widget the bar scrolls inside; it becomes the bar's parent.
     explicit CustomTabBar(QWidget *clip);

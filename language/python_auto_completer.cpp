@@ -268,11 +268,16 @@ void PythonAutoCompleter::QueryHost(const QTextCursor &cursor)
     const QStringList names = HostBridge::parsePython(Escaped(source), expression,
                                                       query.extras && settings.pythonIncludeKeywords,
                                                       query.extras && settings.pythonIncludeBuiltins);
+    // One insertion for all rows: row by row, the filter would run once per name.
+    QList<QStandardItem *> items;
+    items.reserve(names.size());
     for (const QString &name : names) {
         auto *item = new QStandardItem(name);
         item->setEditable(false);
-        sourceModel->appendRow(item);
+        items.append(item);
     }
+    if (!items.isEmpty())
+        sourceModel->appendColumn(items);
 }
 
 PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *document, int position)

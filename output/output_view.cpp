@@ -100,8 +100,6 @@ void OutputView::ApplyVerbosity(int level)
 {
     HostBridge::setEchoAllCommands(level == EchoAll);
     Settings::instance().outputMinimalTrace = level == Minimal;
-    if (Host *host = HostBridge::host())
-        host->output().setMinimalTrace(level == Minimal);
 }
 
 void OutputView::OnOutputTypeChanged(int level)

@@ -1,6 +1,7 @@
 #include "overlays/find_replace_widget.h"
 
 #include "config/key_bindings.h"
+#include "config/key_bindings_notifier.h"
 #include "editor/text_search.h"
 #include "overlays/flat_button.h"
 
@@ -125,6 +126,9 @@ FindReplaceWidget::FindReplaceWidget(QWidget *parent) : QFrame(parent)
     SetReplaceShown(false);
     UpdateCounter(0, 0);
     UpdateToolTips();
+    // Keys changed in the preferences show at once, also on a bar that is open.
+    connect(&KeyBindingsNotifier::instance(), &KeyBindingsNotifier::ShortcutsChanged, this,
+            &FindReplaceWidget::UpdateToolTips);
     hide();
 }
 

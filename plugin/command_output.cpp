@@ -1,6 +1,15 @@
 #include "plugin/command_output.h"
 
 namespace ke2 {
+namespace {
+
+std::function<bool()> &minimalTraceSource()
+{
+    static std::function<bool()> source;
+    return source;
+}
+
+} // namespace
 
 std::optional<QString> OutputFramer::frame(const QString &text, int type, bool minimalTrace)
 {
@@ -27,6 +36,17 @@ std::optional<QString> OutputFramer::frame(const QString &text, int type, bool m
     }
 }
 
+void CommandOutput::setMinimalTraceSource(std::function<bool()> source)
+{
+    minimalTraceSource() = std::move(source);
+}
+
+bool CommandOutput::minimalTrace() const
+{
+    const std::function<bool()> &source = minimalTraceSource();
+    return source && source();
+}
+
 void CommandOutput::setReceiver(Receiver receiver)
 {
     m_receiver = std::move(receiver);
@@ -47,7 +67,7 @@ void CommandOutput::deliver(const QString &text, int type)
             m_kept.push_back({text, type});
         return;
     }
-    std::optional<QString> line = m_framer.frame(text, type, m_minimalTrace);
+    std::optional<QString> line = m_framer.frame(text, type, minimalTrace());
     if (!line)
         return;
     m_receiver(m_discard ? QString() : *line);

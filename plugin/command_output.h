@@ -50,9 +50,10 @@ public:
     // nothing it says before a receiver exists is lost.
     void setKeepUntilReceiver(bool on) { m_keepUntilReceiver = on; }
 
-    // Mirrors the `outputMinimalTrace` setting.
-    void setMinimalTrace(bool on) { m_minimalTrace = on; }
-    bool minimalTrace() const { return m_minimalTrace; }
+    // The `outputMinimalTrace` setting lives in the settings record, which installs itself here:
+    // every message reads it, so a change applies from the next line on, whoever made it.
+    static void setMinimalTraceSource(std::function<bool()> source);
+    bool minimalTrace() const;
 
     // While set, lines are still delivered, with empty text (the output panel's discard mode).
     void setDiscard(bool on) { m_discard = on; }
@@ -91,7 +92,6 @@ private:
     Receiver m_receiver;
     std::vector<Kept> m_kept;
     bool m_keepUntilReceiver = false;
-    bool m_minimalTrace = false;
     bool m_discard = false;
     bool m_quiet = false;
 };

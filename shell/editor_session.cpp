@@ -47,7 +47,6 @@ void EditorSession::setUp()
         // Echoing everything and hiding the echoes contradict each other; only memory changes.
         settings.outputMinimalTrace = false;
     }
-    host->output().setMinimalTrace(settings.outputMinimalTrace);
     if (docking)
         HostBridge::createMenuItem();
     if (host->hasFeature(Host::Feature::Mel))

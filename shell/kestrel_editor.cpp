@@ -1,6 +1,7 @@
 #include "shell/kestrel_editor.h"
 
 #include "config/key_bindings.h"
+#include "config/key_bindings_notifier.h"
 #include "config/settings.h"
 #include "config/user_directories.h"
 #include "editor/code_editor.h"
@@ -518,6 +519,9 @@ void KestrelEditor::ConnectSignals()
     connect(m_outputSplitter, &QSplitter::splitterMoved, this, &KestrelEditor::OnSplitterMoved);
     connect(m_sideBarSplitter, &QSplitter::splitterMoved, this, &KestrelEditor::OnSplitterMoved);
     connect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);
+    // Shortcuts changed anywhere (the preferences) reach the actions, and with them the menus.
+    connect(&KeyBindingsNotifier::instance(), &KeyBindingsNotifier::ShortcutsChanged, this,
+            [this] { m_bindings.applyShortcuts(m_shortcutsActive); });
 }
 
 } // namespace ke2

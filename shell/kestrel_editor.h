@@ -25,6 +25,7 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
 class OutputView;
@@ -46,20 +47,23 @@ class StatusBar;
 // - side bar sections: GetSideBar()->Explorer()->AddSection(section, position, &visibleSetting),
 //   and whole views with GetSideBar()->SetView(view, widget, title); their requests reach the
 //   window through the SideBar signals, connected in ConnectSignals;
-// - find, go to, workspace and preferences: the empty slots in kestrel_editor_commands.cpp.
+// - find, go to and find in files: kestrel_editor_find.cpp.
 //
 // The implementation is split by concern: kestrel_editor.cpp (construction, actions, menus,
 // wiring), kestrel_editor_layout.cpp (splitters, visibility, positions, events, focus, zoom,
 // title, preferences), kestrel_editor_buffers.cpp (opening, closing, moving and saving
 // editors, session state), kestrel_editor_output.cpp (the output pane), kestrel_editor_run.cpp
-// (execution and host options) and kestrel_editor_commands.cpp (editing, navigation and help
-// commands).
+// (execution and host options), kestrel_editor_find.cpp (the find bar, go to and find in
+// files) and kestrel_editor_commands.cpp (editing, navigation and help commands).
 class KestrelEditor : public QWidget {
     Q_OBJECT
 public:
     enum ExecuteType { EXECUTE_ALL = 0, EXECUTE_SELECTION = 1, EXECUTE_LINE = 2 };
     static constexpr int minimumFontSize = 6;
     static constexpr int maximumFontSize = 24;
+    // How long the status bar says that Esc cannot stop a MEL run, once the window answers again.
+    static constexpr int melRunHintMilliseconds = 3000;
+    static QString melRunHint();
 
     explicit KestrelEditor(QWidget *parent = nullptr);
     ~KestrelEditor() override;
@@ -87,6 +91,8 @@ public:
     QAction *BindingAction(int number) const { return m_bindingActions.value(number); }
     QAction *SideBarPositionAction() const { return m_toggleSideBarPositionAction; }
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
+    // The go-to box, created when first opened.
+    GoToWidget *GoTo() const { return m_goTo; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -263,6 +269,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    void ShowMelRunHint();
     // Construction, in order.
     void CreateActions();
     QAction *AddAction(const QString &text, const QString &statusTip, int binding, void (KestrelEditor::*slot)(),
@@ -351,6 +358,11 @@ private:
 
     QHash<int, QAction *> m_bindingActions;
     QAction *m_findInFilesAction = nullptr;
+    // Find, go to and find in files (kestrel_editor_find.cpp).
+    GoToWidget *m_goTo = nullptr;
+    void OpenGoTo(const QString &prefix);
+    // Open files first, then recent ones, then the workspace folders' files.
+    QStringList GoToFiles() const;
     QAction *m_toggleSideBarPositionAction = nullptr;
     QAction *m_toggleActivityBarAction = nullptr;
     QAction *m_toggleStatusBarAction = nullptr;

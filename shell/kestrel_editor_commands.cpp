@@ -8,7 +8,6 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
-#include "overlays/find_replace_widget.h"
 #include "plugin/host_bridge.h"
 #include "views/quick_help_view.h"
 #include "views/side_bar.h"
@@ -131,22 +130,6 @@ void KestrelEditor::GoToEditorGroup()
     }
 }
 
-void KestrelEditor::GoToLine()
-{
-    CodeEditor *editor = ActiveCodeEditor();
-    if (!editor)
-        return;
-    bool accepted = false;
-    const int line = QInputDialog::getInt(this, QStringLiteral("Go to Line"), QStringLiteral("Line:"),
-                                          editor->textCursor().blockNumber() + 1, 1, editor->blockCount(), 1, &accepted);
-    if (!accepted)
-        return;
-    QTextCursor cursor(editor->document()->findBlockByNumber(line - 1));
-    editor->setTextCursor(cursor);
-    editor->centerCursor();
-    editor->setFocus();
-}
-
 // --- Quick help ----------------------------------------------------------------------------------
 
 void KestrelEditor::SetQuickHelpSearchText(const QString &text, bool showWhenHidden)
@@ -225,66 +208,15 @@ void KestrelEditor::OpenPylintrc()
 }
 
 // The commands below belong to views that come with their own parts (the find and replace bar,
-// find in files, the go-to overlay, the workspace view, the preferences dialog). Their actions
+// find in files, the go-to overlay, the workspace view). Their actions
 // and shortcuts exist so the bindings and menus are complete; each body is where its view
 // connects.
-void KestrelEditor::Find()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->ShowFindReplace(false);
-}
-
-void KestrelEditor::Replace()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->ShowFindReplace(true);
-}
-
-void KestrelEditor::FindNext()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->FindNext();
-}
-
-void KestrelEditor::FindPrevious()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->FindPrevious();
-}
-
-void KestrelEditor::SelectAndFindNext()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->SelectAndFind(true);
-}
-
-void KestrelEditor::SelectAndFindPrevious()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->SelectAndFind(false);
-}
-
-void KestrelEditor::ReplaceNext()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->Replace(group->FindReplace()->ReplaceText());
-}
-
-void KestrelEditor::ReplaceAll()
-{
-    if (CodeEditorGroup *group = ActiveGroup())
-        group->ReplaceAll(group->FindReplace()->ReplaceText());
-}
-
 void KestrelEditor::FindInFiles() { ShowSearch(); }
 void KestrelEditor::ReplaceInFiles() { ShowSearch(); }
 void KestrelEditor::FindInFilesNext() {}
 void KestrelEditor::FindInFilesPrevious() {}
-void KestrelEditor::GoToFile() {}
-void KestrelEditor::GoToSymbolInFile() {}
 void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }
 void KestrelEditor::SaveWorkspaceAs() { m_sideBar->Workspace()->SaveWorkspaceAs(); }
 void KestrelEditor::AddFolderToWorkspace() { m_sideBar->Workspace()->AddFolderToWorkspace(); }
-void KestrelEditor::ShowPreferencesDialog(PreferencePage page) { Q_UNUSED(page); }
 
 } // namespace ke2

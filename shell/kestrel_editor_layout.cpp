@@ -4,6 +4,7 @@
 #include "output/output_text_edit.h"
 #include "output/output_view.h"
 #include "plugin/forced_imports.h"
+#include "preferences/preferences_dialog.h"
 
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
@@ -17,6 +18,7 @@
 #include "views/panel_group.h"
 #include "views/side_bar.h"
 #include "views/status_bar.h"
+#include "views/workspace_view.h"
 
 #include <QtCore/QFileInfo>
 #include <QtGui/QCloseEvent>
@@ -759,6 +761,9 @@ void KestrelEditor::ApplyPreferences()
                                                                 : QStringLiteral("Move Side Bar Left"));
     if (m_outputText)
         m_outputText->ApplySettings();
+    if (m_outputView)
+        m_outputView->ShowVerbosity(OutputView::HostVerbosity());
+    RefreshCodeEditorGroupMiniToolbar();
     ApplyCodeEditorFont();
     ApplyOutputFont();
     ForcedImports::Apply(settings.pythonForcedImports);
@@ -777,6 +782,21 @@ void KestrelEditor::OnPreferencesModified()
 {
     ApplyPreferences();
     SaveState();
+}
+
+void KestrelEditor::ShowPreferencesDialog(PreferencePage page)
+{
+    PreferencesDialog dialog(this, page);
+    bool hideCompiled = Settings::instance().pythonHideCompiledFiles;
+    // Every Apply (and OK) reaches every open part at once.
+    connect(&dialog, &PreferencesDialog::PreferencesModified, this, [this, &hideCompiled] {
+        OnPreferencesModified();
+        if (hideCompiled != Settings::instance().pythonHideCompiledFiles) {
+            hideCompiled = Settings::instance().pythonHideCompiledFiles;
+            m_sideBar->Workspace()->Refresh();
+        }
+    });
+    dialog.exec();
 }
 
 void KestrelEditor::ToggleRenderWhitespace()

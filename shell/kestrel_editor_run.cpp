@@ -4,9 +4,12 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "views/status_bar.h"
 
 #include <QtCore/QRegularExpression>
+#include <QtCore/QTimer>
 #include <QtGui/QTextBlock>
 #include <QAction>
 #include <QtWidgets/QInputDialog>
@@ -60,11 +63,33 @@ void KestrelEditor::Execute(ExecuteType type)
         static const QRegularExpression bareVariable(
             QRegularExpression::anchoredPattern(QStringLiteral("\\$[a-zA-Z0-9_]+")));
         m_scriptRuns.Started(editor, firstLine, text, !bareVariable.match(text).hasMatch());
+        ShowMelRunHint();
         HostBridge::executeMelText(text);
     } else if (editor->Language() == LANGUAGE_PYTHON) {
         m_scriptRuns.Started(editor, firstLine, text, true);
         HostBridge::executePythonText(text);
     }
+}
+
+// Esc interrupts Python only. The host runs the MEL as soon as the window is idle and nothing
+// repaints until it ends, so the hint is painted now, before the run starts, and taken down once
+// the window answers again.
+void KestrelEditor::ShowMelRunHint()
+{
+    Host *host = HostBridge::host();
+    if (!host || !host->hasFeature(Host::Feature::Mel) || !m_statusBar->isVisible())
+        return;
+    m_statusBar->UpdateLineMessage(melRunHint());
+    m_statusBar->repaint();
+    QTimer::singleShot(melRunHintMilliseconds, this, [this] {
+        if (m_statusBar->LineMessage() == melRunHint())
+            UpdateCursorPosition();
+    });
+}
+
+QString KestrelEditor::melRunHint()
+{
+    return QStringLiteral("MEL is running: Esc stops Python scripts only, not MEL");
 }
 
 void KestrelEditor::SaveScriptToShelf()

@@ -1,5 +1,8 @@
 #include "views/activity_bar.h"
 
+#include "config/key_bindings.h"
+#include "config/key_bindings_notifier.h"
+
 #include <QtGui/QContextMenuEvent>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QToolButton>
@@ -33,6 +36,26 @@ ActivityBar::ActivityBar(QWidget *parent) : QWidget(parent), m_layout(new QVBoxL
     m_preferences->setToolTip(QStringLiteral("Preferences"));
     m_layout->addWidget(m_preferences);
     connect(m_preferences, &QToolButton::clicked, this, [this] { emit EditPreferencesSelected(generalPreferences); });
+    connect(&KeyBindingsNotifier::instance(), &KeyBindingsNotifier::ShortcutsChanged, this,
+            &ActivityBar::UpdateToolTips);
+    UpdateToolTips();
+}
+
+void ActivityBar::UpdateToolTips()
+{
+    const KeyBindings &bindings = KeyBindings::instance();
+    const struct {
+        SideBarView view;
+        const char *identifier;
+        const char *text;
+    } rows[] = {{SIDE_BAR_VIEW_EXPLORER, "explorer", "Explorer"},
+                {SIDE_BAR_VIEW_SEARCH, "findInFiles", "Search"},
+                {SIDE_BAR_VIEW_QUICK_HELP, "quickHelp", "Quick Help"}};
+    for (const auto &row : rows) {
+        if (QToolButton *button = m_buttons.value(row.view))
+            button->setToolTip(bindings.toolTip(QString::fromLatin1(row.identifier), QString::fromLatin1(row.text)));
+    }
+    m_preferences->setToolTip(bindings.toolTip(QStringLiteral("preferences"), QStringLiteral("Preferences")));
 }
 
 QToolButton *ActivityBar::AddViewButton(SideBarView view, const QString &iconPath, const QString &toolTip)

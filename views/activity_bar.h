@@ -35,6 +35,8 @@ protected:
 
 private:
     QToolButton *AddViewButton(SideBarView view, const QString &iconPath, const QString &toolTip);
+    // Each button's tool tip names the key of its action.
+    void UpdateToolTips();
 
     QVBoxLayout *m_layout;
     QMap<SideBarView, QToolButton *> m_buttons;

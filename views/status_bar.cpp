@@ -105,6 +105,11 @@ void StatusBar::UpdateLineMessage(const QString &text)
     m_currentLineMessageLabel->setToolTip(text);
 }
 
+QString StatusBar::LineMessage() const
+{
+    return m_currentLineMessageLabel->text();
+}
+
 void StatusBar::UpdateInterpreter(CodeEditorLanguage language)
 {
     switch (language) {

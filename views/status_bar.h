@@ -20,6 +20,7 @@ public:
     void UpdateCursor(int line, int column, int selectionLength);
     void UpdateCounts(int errors, int warnings);
     void UpdateLineMessage(const QString &text);
+    QString LineMessage() const;
     void UpdateInterpreter(CodeEditorLanguage language);
     void UpdateOverwriteMode(bool on);
     // The current buffer's file encoding and line ending ("UTF-8", "CRLF"); empty hides them.

@@ -56,7 +56,9 @@ inline void typeKeys(CodeEditor &editor, const QString &keys)
         {'\x02', {Qt::Key_Backtab, Qt::ShiftModifier}}, {'\x03', {Qt::Key_Enter, Qt::KeypadModifier}},
         {'\x04', {Qt::Key_Return, Qt::ShiftModifier}}, {'\x05', {Qt::Key_Space, Qt::ControlModifier}}};
     for (QChar c : keys) {
-        if (c == QChar(6))
+        if (c == QChar(7)) // a line feed key, as an input tool sends for a typed "\n"
+            QTest::sendKeyEvent(QTest::Click, &editor, Qt::Key(0x0a), QStringLiteral("\n"), Qt::NoModifier);
+        else if (c == QChar(6))
             QTest::mouseDClick(editor.viewport(), Qt::LeftButton, {}, editor.cursorRect().center());
         else if (special.contains(c))
             QTest::keyClick(&editor, special[c].first, special[c].second);

@@ -56,6 +56,7 @@ private slots:
         QTest::newRow("mel return between braces gives three lines") << M << "proc f() {|}" << "\n" << "proc f() {\n    |\n}";
         QTest::newRow("mel return after open brace indents") << M << "if ($a) {|" << "\n" << "if ($a) {\n    |";
         QTest::newRow("mel return after open paren indents") << M << "    foo(|" << "\n" << "    foo(\n        |";
+        QTest::newRow("a typed line feed breaks the line as return") << M << "if ($a) {|" << "\x07" << "if ($a) {\n    |";
         QTest::newRow("mel return keeps indentation") << M << "    $a = 1;|" << "\n" << "    $a = 1;\n    |";
         QTest::newRow("mel brace balance -2 outdents once") << M << "        }}|" << "\n" << "        }}\n    |";
         QTest::newRow("mel brace balance -1 keeps indentation") << M << "    }|" << "\n" << "    }\n    |";

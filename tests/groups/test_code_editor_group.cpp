@@ -440,6 +440,23 @@ private slots:
         QCOMPARE(group->TabBarScrollOffset(), stopped);
     }
 
+    // The modified mark widens its tab at once, so the title is never squeezed by it.
+    void modifiedMarkWidensTheTab()
+    {
+        GroupWindow w;
+        CodeEditorGroup *group = w.groups[0];
+        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("hello.py")), QString());
+        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("other.py")), QString());
+        CodeEditorGroupTabBar *bar = group->TabBar();
+        const int before = bar->tabRect(0).width();
+        const int nextLeft = bar->tabRect(1).left();
+        bar->SetTabModified(0, true);
+        QCOMPARE(bar->tabRect(0).width(), before + CustomTabBar::markSize + CustomTabBar::markGap);
+        QCOMPARE(bar->tabRect(1).left(), nextLeft + CustomTabBar::markSize + CustomTabBar::markGap);
+        bar->SetTabModified(0, false);
+        QCOMPARE(bar->tabRect(0).width(), before);
+    }
+
 private:
     FakeHost m_host;
 };

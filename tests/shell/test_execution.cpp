@@ -157,6 +157,39 @@ private slots:
         QCOMPARE(editor->RunErrorLine(), -1);
     }
 
+    // Each default execute key, pressed in a two-line tab whose cursor is on the second line.
+    void executeKeys_data()
+    {
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("modifiers");
+        QTest::addColumn<QString>("ran");
+        const QString all = QStringLiteral("a = 1\nb = a + 1\n");
+        const QString line = QStringLiteral("b = a + 1\n");
+        QTest::newRow("Ctrl+Return runs all without a selection") << int(Qt::Key_Return) << int(Qt::ControlModifier) << all;
+        QTest::newRow("Ctrl+Enter") << int(Qt::Key_Enter) << int(Qt::ControlModifier | Qt::KeypadModifier) << all;
+        QTest::newRow("Ctrl+Shift+Return") << int(Qt::Key_Return) << int(Qt::ControlModifier | Qt::ShiftModifier) << all;
+        QTest::newRow("Ctrl+Shift+Enter") << int(Qt::Key_Enter) << int(Qt::ControlModifier | Qt::ShiftModifier | Qt::KeypadModifier) << all;
+        QTest::newRow("Ctrl+Alt+Return") << int(Qt::Key_Return) << int(Qt::ControlModifier | Qt::AltModifier) << line;
+        QTest::newRow("Ctrl+Alt+Enter") << int(Qt::Key_Enter) << int(Qt::ControlModifier | Qt::AltModifier | Qt::KeypadModifier) << line;
+    }
+    void executeKeys()
+    {
+        QFETCH(int, key);
+        QFETCH(int, modifiers);
+        QFETCH(QString, ran);
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        editor->setPlainText(QStringLiteral("a = 1\nb = a + 1"));
+        editor->moveCursor(QTextCursor::End);
+        m_window->ClearHistory();
+        QTest::keyClick(editor, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
+        QVERIFY2(waitForOutput(ran), qPrintable(m_window->OutputText()));
+        QCOMPARE(m_window->OutputText(), ran);
+        QCOMPARE(editor->toPlainText(), QStringLiteral("a = 1\nb = a + 1"));
+    }
+
     // Every line of a script, from its own thread joined before the end too, arrives in order.
     void threadOutputArrivesInOrder()
     {

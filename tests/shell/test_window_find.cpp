@@ -1,0 +1,120 @@
+#include "tests/support/fake_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "overlays/go_to_widget.h"
+#include "plugin/host_bridge.h"
+#include "shell/kestrel_editor.h"
+
+#include <QtTest/QtTest>
+#include <QtWidgets/QLineEdit>
+
+#include <memory>
+
+using namespace ke2;
+using ke2::test::FakeHost;
+
+// Go to and find in files inside the real window.
+class WindowFindTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<FakeHost> m_host;
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<KestrelEditor> m_window;
+
+    KestrelEditor *shown()
+    {
+        m_window = std::make_unique<KestrelEditor>();
+        m_window->resize(1000, 800);
+        m_window->show();
+        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
+    }
+
+    CodeEditor *editorOf(CodeEditorLanguage language)
+    {
+        CodeEditorGroup *group = m_window->Group(0);
+        for (int i = 0; i < group->Count(); ++i) {
+            if (group->CodeEditorAt(i)->Language() == language) {
+                m_window->SetActiveCodeEditor(0, i);
+                return group->CodeEditorAt(i);
+            }
+        }
+        return nullptr;
+    }
+
+private slots:
+    void init()
+    {
+        Settings::instance() = Settings();
+        m_host = std::make_unique<FakeHost>();
+        m_host->hasDockingUi = false;
+        m_prefs = std::make_unique<test::TempPrefs>();
+        m_prefs->attach(*m_host);
+        HostBridge::setHost(m_host.get());
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        HostBridge::setHost(nullptr);
+        m_host.reset();
+        m_prefs.reset();
+        Settings::instance() = Settings();
+    }
+
+    // "@" lists the scanner's outline of the buffer as it is now; Enter puts the cursor there.
+    void goToSymbol_data()
+    {
+        QTest::addColumn<int>("language");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<QStringList>("results");
+        QTest::addColumn<int>("line");
+        QTest::newRow("MEL procedures and globals")
+            << int(LANGUAGE_MEL) << "global proc makeRig() {}\nproc rigHelper() {}\nglobal string $gRigName;\n"
+            << "@rig" << QStringList{"rigHelper", "makeRig", "$gRigName"} << 1;
+        QTest::newRow("Python classes and methods")
+            << int(LANGUAGE_PYTHON) << "import os\n\nclass Rig(object):\n    def build(self):\n        pass\n\ndef rig_all():\n    pass\n"
+            << "@rig" << QStringList{"Rig", "rig_all"} << 2;
+    }
+    void goToSymbol()
+    {
+        QFETCH(int, language);
+        QFETCH(QString, text);
+        QFETCH(QString, query);
+        QFETCH(QStringList, results);
+        QFETCH(int, line);
+        QVERIFY(shown());
+        CodeEditor *editor = editorOf(CodeEditorLanguage(language));
+        QVERIFY(editor);
+        editor->setPlainText(text);
+        m_window->GoToSymbolInFile();
+        GoToWidget *box = m_window->GoTo();
+        QVERIFY(box && box->isVisible());
+        QTest::keyClicks(box->Edit(), query.mid(1));
+        QStringList shown = box->ResultTexts();
+        for (QString &entry : shown)
+            entry = entry.trimmed();
+        QCOMPARE(shown, results);
+        QTest::keyClick(box->Edit(), Qt::Key_Return);
+        QCOMPARE(editor->textCursor().blockNumber(), line);
+        QVERIFY(!box->isVisible());
+    }
+
+    // Ctrl+G: a line past the end goes to the last line.
+    void goToLine()
+    {
+        QVERIFY(shown());
+        CodeEditor *editor = editorOf(LANGUAGE_PYTHON);
+        editor->setPlainText("a\nb\nc\n");
+        m_window->GoToLine();
+        QTest::keyClicks(m_window->GoTo()->Edit(), "99");
+        QTest::keyClick(m_window->GoTo()->Edit(), Qt::Key_Return);
+        QCOMPARE(editor->textCursor().blockNumber(), 3);
+    }
+};
+
+KE2_TEST_CLASS(WindowFindTest)
+#include "test_window_find.moc"
