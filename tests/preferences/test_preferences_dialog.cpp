@@ -18,7 +18,7 @@
 #include "shell/kestrel_editor.h"
 
 #include <QtTest/QtTest>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QColorDialog>
 #include <QtWidgets/QComboBox>
