@@ -91,8 +91,17 @@ TextSearch::TextSearch(const QRegularExpression &regex) : m_regex(regex)
     }
 }
 
+namespace {
+
+bool Stopped(const QDeadlineTimer &deadline, const std::atomic_bool *cancelled)
+{
+    return deadline.hasExpired() || (cancelled && cancelled->load(std::memory_order_relaxed));
+}
+
+} // namespace
+
 bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatch> &matches,
-                         QDeadlineTimer deadline) const
+                         QDeadlineTimer deadline, const std::atomic_bool *cancelled) const
 {
     from = qBound(0, from, text.size());
     to = qBound(from, to, text.size());
@@ -100,7 +109,7 @@ bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatc
         return true;
     const QChar *data = text.constData();
     if (m_literal)
-        return FindLiteral(data, from, to, matches, deadline);
+        return FindLiteral(data, from, to, matches, deadline, cancelled);
 
     const QString range = QString::fromRawData(data + from, to - from);
     int line = 0; // in `range`
@@ -120,9 +129,9 @@ bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatc
         int content = end;
         if (content > line && range.at(content - 1) == QLatin1Char('\r'))
             --content;
-        if (!FindInLine(range.constData() + line, content - line, from + line, matches, deadline))
+        if (!FindInLine(range.constData() + line, content - line, from + line, matches, deadline, cancelled))
             return false;
-        if (deadline.hasExpired())
+        if (Stopped(deadline, cancelled))
             return end >= range.size();
         line = end + 1;
     }
@@ -130,7 +139,7 @@ bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatc
 }
 
 bool TextSearch::FindInLine(const QChar *data, int size, int base, QVector<TextMatch> &matches,
-                            const QDeadlineTimer &deadline) const
+                            const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const
 {
     const QString subject = QString::fromRawData(data, size);
     int offset = 0;
@@ -143,14 +152,14 @@ bool TextSearch::FindInLine(const QChar *data, int size, int base, QVector<TextM
         if (length > 0)
             matches.append({base + start, length});
         offset = start + qMax(length, 1);
-        if (deadline.hasExpired())
+        if (Stopped(deadline, cancelled))
             return offset > size;
     }
     return true;
 }
 
 bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMatch> &matches,
-                             const QDeadlineTimer &deadline) const
+                             const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const
 {
     const int length = m_text.size();
     int at = from;
@@ -165,7 +174,7 @@ bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMa
         } else {
             ++at;
         }
-        if (++checked % 1024 == 0 && deadline.hasExpired())
+        if (++checked % 1024 == 0 && Stopped(deadline, cancelled))
             return false;
     }
 }

@@ -6,6 +6,8 @@
 #include <QtCore/QStringMatcher>
 #include <QtCore/QVector>
 
+#include <atomic>
+
 namespace ke2 {
 
 struct TextMatch {
@@ -41,9 +43,11 @@ public:
     const QRegularExpression &Regex() const { return m_regex; }
 
     // Appends the matches in text[from, to), line by line; positions are offsets into `text`.
-    // False when the deadline expired first (the matches found so far are kept).
+    // False when the deadline expired, or `cancelled` was set, first (the matches found so far
+    // are kept).
     bool FindAll(const QString &text, int from, int to, QVector<TextMatch> &matches,
-                 QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever)) const;
+                 QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever),
+                 const std::atomic_bool *cancelled = nullptr) const;
     bool FindAll(const QString &text, QVector<TextMatch> &matches,
                  QDeadlineTimer deadline = QDeadlineTimer(QDeadlineTimer::Forever)) const
     {
@@ -64,9 +68,9 @@ public:
 private:
     // One line, data[0, size), positions offset by `base`.
     bool FindInLine(const QChar *data, int size, int base, QVector<TextMatch> &matches,
-                    const QDeadlineTimer &deadline) const;
+                    const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const;
     bool FindLiteral(const QChar *data, int from, int to, QVector<TextMatch> &matches,
-                     const QDeadlineTimer &deadline) const;
+                     const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const;
     bool AtWordBoundaries(const QChar *data, int size, int start, int length) const;
 
     QRegularExpression m_regex;

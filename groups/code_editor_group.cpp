@@ -551,6 +551,8 @@ void CodeEditorGroup::RefreshMiniToolbar()
     m_executeButton->setVisible(settings.showCodeEditorExecuteBtn);
     m_executeLineButton->setVisible(settings.showCodeEditorExecuteLineBtn);
     m_miniToolbar->setVisible(settings.showTabBarMiniToolbar);
+    m_tabClip->setVisible(settings.showTabBar);
+    m_tabBar->setTabsClosable(settings.showCloseButtonOnTabs);
     if (m_scrollLeftButton->icon().isNull())
         m_scrollLeftButton->setArrowType(Qt::LeftArrow);
     if (m_scrollRightButton->icon().isNull())

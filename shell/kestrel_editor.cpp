@@ -397,6 +397,7 @@ void KestrelEditor::CreateLayout()
     m_outputPanelGroup = new PanelGroup(this);
     m_outputPanelGroup->SetPanel(CreateOutputPane());
     m_sideBar = new SideBar(this);
+    CreateFindInFiles();
     m_activityBar = new ActivityBar(this);
     m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_SEARCH, m_sideBar->HasView(SIDE_BAR_VIEW_SEARCH));
     m_statusBar = new StatusBar(this);

@@ -25,6 +25,7 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class FindInFilesView;
 class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
@@ -93,6 +94,7 @@ public:
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
     // The go-to box, created when first opened.
     GoToWidget *GoTo() const { return m_goTo; }
+    FindInFilesView *SearchView() const { return m_findInFiles; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -306,8 +308,9 @@ private:
     // Reads `path` for `codeEditor` (or for one about to be created, `codeEditor` null); the
     // file's format is kept in `format`. Asks first about binary and very large files unless `quiet`.
     bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
-    // Writes the editor's text to `path` in its file's format; its recovery copy goes.
-    bool WriteFile(CodeEditor *codeEditor, const QString &path);
+    // Writes the editor's text to `path` in its file's format; its recovery copy goes. A save by
+    // the user first trims the text as the language's preferences say; autosave writes it as typed.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true);
     // After a crash: each file buffer with a recovery copy is offered its recovered text once.
     void OfferRecoveredFiles();
     void ForgetFile(const QString &path);
@@ -360,6 +363,10 @@ private:
     QAction *m_findInFilesAction = nullptr;
     // Find, go to and find in files (kestrel_editor_find.cpp).
     GoToWidget *m_goTo = nullptr;
+    FindInFilesView *m_findInFiles = nullptr;
+    void CreateFindInFiles();
+    // Open buffers change in their tabs (one undo step each); other files are written.
+    void ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths);
     void OpenGoTo(const QString &prefix);
     // Open files first, then recent ones, then the workspace folders' files.
     QStringList GoToFiles() const;

@@ -211,10 +211,6 @@ void KestrelEditor::OpenPylintrc()
 // find in files, the go-to overlay, the workspace view). Their actions
 // and shortcuts exist so the bindings and menus are complete; each body is where its view
 // connects.
-void KestrelEditor::FindInFiles() { ShowSearch(); }
-void KestrelEditor::ReplaceInFiles() { ShowSearch(); }
-void KestrelEditor::FindInFilesNext() {}
-void KestrelEditor::FindInFilesPrevious() {}
 void KestrelEditor::OpenWorkspace() { m_sideBar->Workspace()->OpenWorkspace(); }
 void KestrelEditor::SaveWorkspaceAs() { m_sideBar->Workspace()->SaveWorkspaceAs(); }
 void KestrelEditor::AddFolderToWorkspace() { m_sideBar->Workspace()->AddFolderToWorkspace(); }

@@ -10,6 +10,8 @@
 #include "language/python_parser.h"
 #include "overlays/find_replace_widget.h"
 #include "overlays/go_to_widget.h"
+#include "shell/buffer_io.h"
+#include "views/find_in_files_view.h"
 #include "views/side_bar.h"
 #include "views/workspace_tree_widget.h"
 #include "views/workspace_view.h"
@@ -17,6 +19,8 @@
 #include <QtCore/QDirIterator>
 #include <QtCore/QElapsedTimer>
 #include <QtGui/QTextBlock>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QToolButton>
 
 namespace ke2 {
 
@@ -155,6 +159,128 @@ void KestrelEditor::OpenGoTo(const QString &prefix)
     m_goTo->setGeometry(area.x() + (area.width() - width) / 2, area.y() + top, width,
                         qMin(320, qMax(120, area.height() - top)));
     m_goTo->Open(prefix);
+}
+
+} // namespace ke2
+
+namespace ke2 {
+
+// --- Find in files -------------------------------------------------------------------------------
+
+void KestrelEditor::CreateFindInFiles()
+{
+    m_findInFiles = new FindInFilesView;
+    m_sideBar->SetView(SIDE_BAR_VIEW_SEARCH, m_findInFiles, QStringLiteral("Search"));
+    m_findInFiles->SetQueryProvider([this](FindInFilesQuery &query) {
+        WorkspaceTreeWidget *tree = m_sideBar->Workspace()->Tree();
+        for (int i = 0; i < tree->topLevelItemCount(); ++i)
+            query.roots << WorkspaceTreeWidget::ItemPath(tree->topLevelItem(i));
+        // Open buffers are searched as they are in their tabs, saved or not.
+        for (CodeEditorGroup *group : qAsConst(m_groups)) {
+            for (int i = 0; i < group->Count(); ++i) {
+                CodeEditor *editor = group->CodeEditorAt(i);
+                if (editor->Kind() != CODE_EDITOR_FILE)
+                    continue;
+                query.openTexts.insert(editor->Path(), editor->toPlainText());
+                // Without a workspace, the open files' folders are searched.
+                if (tree->topLevelItemCount() == 0)
+                    query.roots << QFileInfo(editor->Path()).absolutePath();
+            }
+        }
+        query.roots.removeDuplicates();
+        query.hideCompiled = Settings::instance().pythonHideCompiledFiles;
+    });
+    connect(m_findInFiles, &FindInFilesView::OpenMatchRequested, this,
+            [this](const QString &path, int line, int column, int length) {
+                OpenFile(path);
+                CodeEditor *editor = ActiveCodeEditor();
+                if (!editor || QFileInfo(editor->Path()) != QFileInfo(path))
+                    return;
+                const QTextBlock block = editor->document()->findBlockByNumber(line);
+                if (!block.isValid())
+                    return;
+                const int start = block.position() + qMin(column, block.length() - 1);
+                QTextCursor cursor(editor->document());
+                cursor.setPosition(start);
+                cursor.setPosition(qMin(start + length, block.position() + block.length() - 1), QTextCursor::KeepAnchor);
+                editor->SetFindInFilesRegex(m_findInFiles->Regex());
+                editor->setTextCursor(cursor);
+                editor->centerCursor();
+            });
+    connect(m_findInFiles, &FindInFilesView::ReplaceRequested, this, &KestrelEditor::ApplyReplaceInFiles);
+    connect(m_sideBar->Workspace(), &WorkspaceView::FindInSelected, this, [this](const QString &paths, const QString &title) {
+        m_findInFiles->SetScope(paths.split(QDir::listSeparator(), Qt::SkipEmptyParts), title);
+        ShowSearch();
+        m_findInFiles->Focus();
+        m_findInFiles->StartSearch();
+    });
+}
+
+void KestrelEditor::FindInFiles()
+{
+    ShowSearch();
+    QString seed;
+    if (CodeEditor *editor = ActiveCodeEditor()) {
+        const QString selected = editor->textCursor().selectedText();
+        if (!selected.contains(QChar::ParagraphSeparator))
+            seed = selected;
+    }
+    m_findInFiles->Focus(seed);
+}
+
+void KestrelEditor::ReplaceInFiles()
+{
+    FindInFiles();
+    if (!m_findInFiles->ReplaceEdit()->isVisible())
+        m_findInFiles->findChild<QToolButton *>(QStringLiteral("Toggle Replace"))->click();
+}
+
+void KestrelEditor::FindInFilesNext() { m_findInFiles->OpenAdjacentResult(1); }
+void KestrelEditor::FindInFilesPrevious() { m_findInFiles->OpenAdjacentResult(-1); }
+
+void KestrelEditor::ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths)
+{
+    const TextSearch search(regex);
+    if (search.FindsNothing())
+        return;
+    auto replaced = [&](const QString &text, const QVector<TextMatch> &matches) {
+        QString result;
+        int at = 0;
+        for (const TextMatch &match : matches) {
+            result.append(text.constData() + at, match.start - at);
+            result += search.Replacement(text, match, replaceText);
+            at = match.start + match.length;
+        }
+        result.append(text.constData() + at, text.size() - at);
+        return result;
+    };
+    for (const QString &path : paths) {
+        CodeEditor *editor = nullptr;
+        for (CodeEditorGroup *group : qAsConst(m_groups))
+            if (group->IndexOfPath(path) >= 0)
+                editor = group->CodeEditorAt(group->IndexOfPath(path));
+        QVector<TextMatch> matches;
+        if (editor) {
+            const QString text = editor->toPlainText();
+            search.FindAll(text, matches, QDeadlineTimer(2000));
+            QTextCursor cursor(editor->document());
+            cursor.beginEditBlock(); // undone in one step in its tab
+            for (int i = matches.size() - 1; i >= 0; --i) {
+                cursor.setPosition(matches.at(i).start);
+                cursor.setPosition(matches.at(i).start + matches.at(i).length, QTextCursor::KeepAnchor);
+                cursor.insertText(search.Replacement(text, matches.at(i), replaceText));
+            }
+            cursor.endEditBlock();
+            continue;
+        }
+        QString text;
+        TextFileFormat format;
+        if (!ReadFile(path, text, format, true))
+            continue;
+        search.FindAll(text, matches, QDeadlineTimer(2000));
+        if (!matches.isEmpty())
+            m_bufferIo->Write(path, replaced(text, matches), format); // atomic; failures are reported
+    }
 }
 
 } // namespace ke2

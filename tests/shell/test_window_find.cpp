@@ -1,3 +1,4 @@
+#include "tests/shell/shell_test_support.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -8,8 +9,12 @@
 #include "overlays/go_to_widget.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
+#include "tests/support/dialog_answers.h"
+#include "views/find_in_files_search.h"
+#include "views/find_in_files_view.h"
 
 #include <QtTest/QtTest>
+#include <QtCore/QTemporaryDir>
 #include <QtWidgets/QLineEdit>
 
 #include <memory>
@@ -113,6 +118,45 @@ private slots:
         QTest::keyClicks(m_window->GoTo()->Edit(), "99");
         QTest::keyClick(m_window->GoTo()->Edit(), Qt::Key_Return);
         QCOMPARE(editor->textCursor().blockNumber(), 3);
+    }
+
+    // Replace across three files, one of them open with unsaved changes: that one changes in its
+    // tab (one undo step, nothing written), the other two on disk.
+    void replaceAcrossFiles()
+    {
+        QTemporaryDir dir;
+        const QString a = dir.filePath("a.py"), b = dir.filePath("b.mel"), c = dir.filePath("c.txt");
+        for (const QString &path : {a, b, c}) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(path == c ? "old old\r\nkeep\r\n" : "x = old\n");
+        }
+        QVERIFY(shown());
+        m_window->OpenFile(a);
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QVERIFY(editor && editor->Path() == a);
+        editor->moveCursor(QTextCursor::End);
+        editor->insertPlainText("y = old\n");
+        const QString edited = editor->toPlainText();
+
+        m_window->FindInFiles();
+        FindInFilesView *view = m_window->SearchView();
+        QSignalSpy finished(view->Search(), &FindInFilesSearch::Finished);
+        view->SearchEdit()->setText("old");
+        view->StartSearch();
+        QTRY_COMPARE(view->StatusText(), QString("5 results in 3 files"));
+        view->ReplaceEdit()->setText("new");
+        test::DialogAnswers answers({"Yes"});
+        view->ReplaceAll();
+        QCOMPARE(answers.seen, QStringList{"Replace All: Replace 5 occurrences across 3 files with \"new\"?"});
+
+        QCOMPARE(editor->toPlainText(), QString("x = new\ny = new\n"));
+        QCOMPARE(test::contents(a), QByteArray("x = old\n"));
+        QCOMPARE(test::contents(b), QByteArray("x = new\n"));
+        QCOMPARE(test::contents(c), QByteArray("new new\r\nkeep\r\n")); // line endings kept
+        QTRY_COMPARE(view->StatusText(), QString("No results")); // searched again after replacing
+        editor->undo();
+        QCOMPARE(editor->toPlainText(), edited);
     }
 };
 

@@ -1,0 +1,161 @@
+#include "tests/support/test_registry.h"
+#include "views/find_in_files_search.h"
+#include "views/find_in_files_view.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QTest>
+#include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QToolButton>
+#include <QtWidgets/QTreeWidget>
+
+using namespace ke2;
+
+namespace {
+
+bool write(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+}
+
+// Runs a search to its end; the results by path relative to `root`, as "path:line:column:text".
+QStringList searchAll(FindInFilesSearch &search, const FindInFilesQuery &query, const QString &root)
+{
+    QStringList found;
+    QObject context;
+    QObject::connect(&search, &FindInFilesSearch::ResultsFound, &context, [&](const QVector<FindInFilesResult> &results) {
+        for (const FindInFilesResult &result : results)
+            for (const FindInFilesLine &line : result.lines)
+                for (const TextMatch &match : line.matches)
+                    found << QStringLiteral("%1:%2:%3:%4")
+                                 .arg(QDir(root).relativeFilePath(result.path))
+                                 .arg(line.line + 1)
+                                 .arg(match.start)
+                                 .arg(line.text);
+    });
+    QSignalSpy finished(&search, &FindInFilesSearch::Finished);
+    search.Start(query);
+    if (finished.isEmpty() && !finished.wait(10000))
+        found << QStringLiteral("<timed out>");
+    found.sort();
+    return found;
+}
+
+} // namespace
+
+class FindInFilesTest : public QObject {
+    Q_OBJECT
+private slots:
+    // A tree with what a search must step over: a binary file, a link back to the top (a loop),
+    // a hidden folder, a folder the user excludes, and a file that is not UTF-8.
+    void searchesATree_data()
+    {
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("regex");
+        QTest::addColumn<bool>("matchCase");
+        QTest::addColumn<QString>("include");
+        QTest::addColumn<QString>("exclude");
+        QTest::addColumn<QStringList>("found");
+        const QStringList all{"a.py:2:6:\tmake_rig()", "a.py:3:0:rig = 1", "excluded/d.py:1:0:rig", "latin.txt:1:5:caf\u00e9 rig",
+                              "sub/b.mel:1:5:proc rig() {}"};
+        QTest::newRow("plain text, case") << "rig" << false << true << "" << "" << all;
+        QTest::newRow("ignoring case") << "RIG" << false << false << "" << "" << all;
+        QTest::newRow("a pattern") << "r.g" << true << false << "" << "" << all;
+        QTest::newRow("include") << "rig" << false << true << "*.py, *.txt" << ""
+                                 << QStringList{all.at(0), all.at(1), all.at(2), all.at(3)};
+        QTest::newRow("exclude a folder") << "rig" << false << true << "" << "excluded"
+                                          << QStringList{all.at(0), all.at(1), all.at(3), all.at(4)};
+        QTest::newRow("non-ASCII text") << "caf\u00e9" << false << true << "" << "" << QStringList{"latin.txt:1:0:caf\u00e9 rig"};
+        QTest::newRow("invalid pattern finds nothing") << "(rig" << true << true << "" << "" << QStringList{};
+    }
+    void searchesATree()
+    {
+        QFETCH(QString, find);
+        QFETCH(bool, regex);
+        QFETCH(bool, matchCase);
+        QFETCH(QString, include);
+        QFETCH(QString, exclude);
+        QFETCH(QStringList, found);
+        QTemporaryDir dir;
+        const QString root = dir.path();
+        QVERIFY(write(root + "/a.py", "import os\n\tmake_rig()\nrig = 1\n"));
+        QVERIFY(write(root + "/sub/b.mel", "proc rig() {}\n"));
+        QVERIFY(write(root + "/bin.dat", QByteArray("rig\0rig", 7)));
+        QVERIFY(write(root + "/latin.txt", "caf\xe9 rig\n"));
+        QVERIFY(write(root + "/.hidden/c.py", "rig\n"));
+        QVERIFY(write(root + "/excluded/d.py", "rig\n"));
+        QVERIFY(QFile::link(root, root + "/sub/loop"));
+        FindInFilesQuery query;
+        query.regex = TextSearch::BuildRegularExpression(find, matchCase, false, regex);
+        query.roots = QStringList{root};
+        query.include = FindInFilesSearch::SplitPatterns(include);
+        query.exclude = FindInFilesSearch::SplitPatterns(exclude);
+        FindInFilesSearch search;
+        QCOMPARE(searchAll(search, query, root), found);
+    }
+
+    // An open buffer is searched as it is in its tab, not as saved.
+    void openBuffersWin()
+    {
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/a.py", "old\n"));
+        FindInFilesQuery query;
+        query.regex = TextSearch::BuildRegularExpression("new", true, false, false);
+        query.roots = QStringList{dir.path()};
+        query.openTexts.insert(dir.path() + "/a.py", "x\r\nnew\n");
+        FindInFilesSearch search;
+        QCOMPARE(searchAll(search, query, dir.path()), QStringList{"a.py:2:0:new"});
+    }
+
+    // Escape (or a new search) abandons a running search: nothing more of it arrives, and the
+    // search behind it answers on its own. The files after the first hold lines on which the
+    // pattern backtracks without end, so the search is slow enough to be caught midway.
+    void cancelsMidSearch()
+    {
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/f00.txt", "rig\n"));
+        const QByteArray runaway = QByteArray(20000, 'a') + "b\n";
+        for (int n = 1; n <= 20; ++n)
+            QVERIFY(write(dir.path() + QStringLiteral("/f%1.txt").arg(n, 2, 10, QLatin1Char('0')), runaway.repeated(5)));
+        FindInFilesView view;
+        view.SetScope({dir.path()}, QStringLiteral("test"));
+        view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(true);
+        QSignalSpy results(view.Search(), &FindInFilesSearch::ResultsFound);
+        QSignalSpy finished(view.Search(), &FindInFilesSearch::Finished);
+        view.SearchEdit()->setText(QStringLiteral("rig|(?:a+)+$"));
+        view.StartSearch();
+        QVERIFY(results.wait(5000));
+        QVERIFY(view.Search()->IsRunning());
+        QTest::keyClick(&view, Qt::Key_Escape);
+        QVERIFY(!view.Search()->IsRunning());
+        QCOMPARE(finished.count(), 1);
+        QCOMPARE(finished.at(0).at(0).toBool(), true);
+        QVERIFY(view.StatusText().contains(QLatin1String("cancelled")));
+        QTest::qWait(300);
+        QCOMPARE(results.count(), 1);
+        QCOMPARE(view.Results()->topLevelItemCount(), 1);
+
+        view.SearchEdit()->setText(QStringLiteral("rig"));
+        view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(false); // searches again
+        QTRY_COMPARE(view.StatusText(), QStringLiteral("1 results in 1 files"));
+    }
+
+    void invalidPatternIsShown()
+    {
+        FindInFilesView view;
+        view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(true);
+        view.SearchEdit()->setText(QStringLiteral("a[b"));
+        view.StartSearch();
+        QVERIFY(view.SearchEdit()->styleSheet().contains(QLatin1String("border")));
+        QVERIFY(!view.SearchEdit()->toolTip().isEmpty());
+        QCOMPARE(view.StatusText(), QStringLiteral("No results"));
+    }
+};
+
+KE2_TEST_CLASS(FindInFilesTest)
+#include "test_find_in_files.moc"

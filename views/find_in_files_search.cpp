@@ -1,0 +1,308 @@
+#include "views/find_in_files_search.h"
+
+#include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QFileInfo>
+#include <QtCore/QSet>
+#include <QtCore/QThread>
+
+#include <cstring>
+
+namespace ke2 {
+
+namespace {
+
+// Results are handed over in batches: the first at once, then at most this often.
+constexpr int batchMilliseconds = 40;
+
+QVector<QRegularExpression> Wildcards(const QStringList &patterns)
+{
+    QVector<QRegularExpression> list;
+    for (const QString &pattern : patterns)
+        list.append(QRegularExpression(QRegularExpression::wildcardToRegularExpression(pattern),
+                                       QRegularExpression::CaseInsensitiveOption));
+    return list;
+}
+
+bool AnyMatches(const QVector<QRegularExpression> &patterns, const QString &name, const QString &relative)
+{
+    for (const QRegularExpression &pattern : patterns)
+        if (pattern.match(name).hasMatch() || pattern.match(relative).hasMatch())
+            return true;
+    return false;
+}
+
+bool IsAscii(const QString &text)
+{
+    for (const QChar c : text)
+        if (c.unicode() >= 0x80 || c.unicode() == 0)
+            return false;
+    return true;
+}
+
+} // namespace
+
+struct FindInFilesSearch::Job {
+    FindInFilesQuery query;
+    TextSearch search;
+    std::atomic_bool cancelled{false};
+    QVector<FindInFilesResult> pending;
+    int lines = 0;
+    bool posted = false;
+    QElapsedTimer sincePost;
+};
+
+FindInFilesSearch::FindInFilesSearch(QObject *parent) : QObject(parent)
+{
+    qRegisterMetaType<QVector<ke2::FindInFilesResult>>();
+}
+
+FindInFilesSearch::~FindInFilesSearch()
+{
+    if (m_job)
+        m_job->cancelled = true;
+    for (QThread *thread : qAsConst(m_threads)) {
+        thread->wait();
+        delete thread;
+    }
+}
+
+void FindInFilesSearch::Cancel()
+{
+    if (m_job)
+        m_job->cancelled = true;
+    const bool wasRunning = m_running;
+    m_job.reset();
+    m_running = false;
+    if (wasRunning)
+        emit Finished(true, false);
+}
+
+void FindInFilesSearch::Start(const FindInFilesQuery &query)
+{
+    Cancel();
+    auto job = std::make_shared<Job>();
+    job->query = query;
+    job->search = TextSearch(query.regex);
+    m_job = job;
+    if (job->search.FindsNothing() || query.roots.isEmpty()) {
+        emit Finished(false, false);
+        return;
+    }
+    m_running = true;
+    QThread *thread = QThread::create([this, job] { Run(this, job); });
+    m_threads.append(thread);
+    // A finished thread is collected here, on the thread that owns the list.
+    connect(thread, &QThread::finished, this, [this, thread] {
+        m_threads.removeOne(thread);
+        thread->deleteLater();
+    });
+    thread->start(QThread::LowPriority);
+}
+
+void FindInFilesSearch::Post(const std::shared_ptr<Job> &job, QVector<FindInFilesResult> results)
+{
+    QMetaObject::invokeMethod(this, [this, job, results] {
+        if (job == m_job)
+            emit ResultsFound(results);
+    }, Qt::QueuedConnection);
+}
+
+void FindInFilesSearch::PostFinished(const std::shared_ptr<Job> &job, bool limited)
+{
+    QMetaObject::invokeMethod(this, [this, job, limited] {
+        if (job != m_job)
+            return;
+        m_running = false;
+        emit Finished(false, limited);
+    }, Qt::QueuedConnection);
+}
+
+QString FindInFilesSearch::Decode(const QByteArray &bytes)
+{
+    const char *data = bytes.constData();
+    int size = bytes.size();
+    if (size >= 3 && std::memcmp(data, "\xEF\xBB\xBF", 3) == 0) {
+        data += 3;
+        size -= 3;
+    }
+    const QString text = QString::fromUtf8(data, size);
+    // A replacement character that the bytes did not spell out means the bytes are not UTF-8.
+    if (text.contains(QChar::ReplacementCharacter)
+        && !QByteArray::fromRawData(data, size).contains("\xEF\xBF\xBD"))
+        return QString::fromLatin1(data, size);
+    return text;
+}
+
+QStringList FindInFilesSearch::SplitPatterns(const QString &patterns)
+{
+    QStringList list;
+    for (const QString &part : patterns.split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        const QString trimmed = part.trimmed();
+        if (!trimmed.isEmpty())
+            list << trimmed;
+    }
+    return list;
+}
+
+namespace {
+
+// Adds the lines of `text` that hold matches.
+void SearchText(const TextSearch &search, const QString &text, FindInFilesResult &result,
+                const std::atomic_bool &cancelled)
+{
+    QVector<TextMatch> matches;
+    // A file whose pattern runs away is given up after a while; the rest of the search goes on.
+    search.FindAll(text, 0, text.size(), matches, QDeadlineTimer(2000), &cancelled);
+    int line = 0;
+    int lineStart = 0;
+    int nextNewline = text.indexOf(QLatin1Char('\n'));
+    int lastLine = -1;
+    for (const TextMatch &match : qAsConst(matches)) {
+        while (nextNewline >= 0 && nextNewline < match.start) {
+            ++line;
+            lineStart = nextNewline + 1;
+            nextNewline = text.indexOf(QLatin1Char('\n'), lineStart);
+        }
+        if (line != lastLine) {
+            int content = nextNewline < 0 ? text.size() : nextNewline;
+            if (content > lineStart && text.at(content - 1) == QLatin1Char('\r'))
+                --content;
+            result.lines.append({line, text.mid(lineStart, content - lineStart), {}});
+            lastLine = line;
+        }
+        result.lines.last().matches.append({match.start - lineStart, match.length});
+    }
+}
+
+// The fast way for plain ASCII text with case: the bytes are searched as they are (the same in
+// UTF-8 and Latin-1) and only lines with a hit are decoded.
+void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesResult &result)
+{
+    const QByteArray needle = search.Literal().toLatin1();
+    const char *data = bytes.constData();
+    const char *end = data + bytes.size();
+    const char *counted = data;
+    int line = 0;
+    const char *at = data;
+    QVector<TextMatch> matches;
+    while (at < end) {
+        const void *hit = memmem(at, size_t(end - at), needle.constData(), size_t(needle.size()));
+        if (!hit)
+            break;
+        const char *found = static_cast<const char *>(hit);
+        const char *lineStart = found;
+        while (lineStart > data && lineStart[-1] != '\n')
+            --lineStart;
+        const char *lineEnd = static_cast<const char *>(std::memchr(found, '\n', size_t(end - found)));
+        if (!lineEnd)
+            lineEnd = end;
+        for (const char *p = counted; (p = static_cast<const char *>(std::memchr(p, '\n', size_t(lineStart - p))));
+             ++p)
+            ++line;
+        counted = lineStart;
+        const char *contentEnd = lineEnd > lineStart && lineEnd[-1] == '\r' ? lineEnd - 1 : lineEnd;
+        QString text = FindInFilesSearch::Decode(QByteArray::fromRawData(lineStart, int(contentEnd - lineStart)));
+        matches.clear();
+        search.FindAll(text, matches);
+        if (!matches.isEmpty())
+            result.lines.append({line, std::move(text), matches});
+        at = lineEnd;
+    }
+}
+
+} // namespace
+
+void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> &job)
+{
+    const FindInFilesQuery &query = job->query;
+    const TextSearch &search = job->search;
+    const QVector<QRegularExpression> include = Wildcards(query.include);
+    const QVector<QRegularExpression> exclude = Wildcards(query.exclude);
+    const bool bytesWay = search.IsLiteral() && search.MatchCase() && IsAscii(search.Literal());
+    QSet<QString> visited; // canonical folders already searched
+    bool limited = false;
+    job->sincePost.start();
+
+    auto flush = [&](bool force) {
+        if (job->pending.isEmpty())
+            return;
+        if (force || !job->posted || job->sincePost.elapsed() >= batchMilliseconds) {
+            self->Post(job, job->pending);
+            job->pending.clear();
+            job->posted = true;
+            job->sincePost.restart();
+        }
+    };
+
+    auto searchFile = [&](const QString &path) {
+        FindInFilesResult result;
+        result.path = path;
+        const auto open = query.openTexts.constFind(path);
+        if (open != query.openTexts.constEnd()) {
+            SearchText(search, open.value(), result, job->cancelled);
+        } else {
+            QFile file(path);
+            if (file.size() > maximumFileSize || !file.open(QIODevice::ReadOnly))
+                return;
+            const QByteArray bytes = file.readAll();
+            if (std::memchr(bytes.constData(), 0, size_t(qMin<qint64>(bytes.size(), binaryProbeSize))))
+                return; // binary
+            if (bytesWay)
+                SearchBytes(search, bytes, result);
+            else
+                SearchText(search, Decode(bytes), result, job->cancelled);
+        }
+        if (result.lines.isEmpty())
+            return;
+        job->lines += result.lines.size();
+        job->pending.append(std::move(result));
+        flush(false);
+    };
+
+    for (const QString &root : query.roots) {
+        const QFileInfo rootInfo(root);
+        if (rootInfo.isFile()) {
+            searchFile(rootInfo.absoluteFilePath());
+            continue;
+        }
+        const QDir base(rootInfo.absoluteFilePath());
+        QStringList folders{rootInfo.absoluteFilePath()};
+        while (!folders.isEmpty() && !job->cancelled && !limited) {
+            const QString folder = folders.takeLast();
+            const QString canonical = QFileInfo(folder).canonicalFilePath();
+            if (canonical.isEmpty() || visited.contains(canonical))
+                continue; // a link loop, or a folder reached twice
+            visited.insert(canonical);
+            const QFileInfoList entries =
+                QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
+            QStringList subfolders;
+            for (const QFileInfo &entry : entries) {
+                if (job->cancelled || job->lines >= maximumLines) {
+                    limited = job->lines >= maximumLines;
+                    break;
+                }
+                const QString relative = base.relativeFilePath(entry.absoluteFilePath());
+                if (!exclude.isEmpty() && AnyMatches(exclude, entry.fileName(), relative))
+                    continue;
+                if (entry.isDir()) {
+                    subfolders.prepend(entry.absoluteFilePath()); // taken from the end: in name order
+                    continue;
+                }
+                if (query.hideCompiled && entry.fileName().endsWith(QLatin1String(".pyc")))
+                    continue;
+                if (!include.isEmpty() && !AnyMatches(include, entry.fileName(), relative))
+                    continue;
+                searchFile(entry.absoluteFilePath());
+            }
+            folders << subfolders;
+        }
+    }
+    if (job->cancelled)
+        return;
+    flush(true);
+    self->PostFinished(job, limited);
+}
+
+} // namespace ke2

@@ -1,0 +1,83 @@
+#pragma once
+
+#include "editor/text_search.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QObject>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+#include <atomic>
+#include <memory>
+
+class QThread;
+
+namespace ke2 {
+
+// One line of a file with its matches; columns count characters of `text`.
+struct FindInFilesLine {
+    int line = 0; // 0-based
+    QString text;
+    QVector<TextMatch> matches;
+};
+
+struct FindInFilesResult {
+    QString path;
+    QVector<FindInFilesLine> lines;
+};
+
+struct FindInFilesQuery {
+    QRegularExpression regex;
+    QStringList roots;   // folders (or single files) to search
+    QStringList include; // wildcard patterns; a file must match one when any are given
+    QStringList exclude; // a file or folder matching one is left out
+    bool hideCompiled = false; // leave out .pyc files, as the workspace view does
+    // Texts of open buffers by path: searched instead of the files on disk.
+    QHash<QString, QString> openTexts;
+};
+
+// Searches files off the user-interface thread and streams what it finds. Folders the workspace
+// view hides (hidden entries) are skipped, as are binary files (a NUL byte near the start) and
+// files over `maximumFileSize`; links are followed but a folder already searched is never
+// entered again, so link loops end. A new search or Cancel() abandons the running one at its
+// next check: its thread ends on its own and nothing more of it is reported.
+class FindInFilesSearch : public QObject {
+    Q_OBJECT
+public:
+    static constexpr qint64 maximumFileSize = 64 * 1024 * 1024;
+    static constexpr qint64 binaryProbeSize = 64 * 1024;
+    // The search stops after this many matching lines.
+    static constexpr int maximumLines = 20000;
+
+    explicit FindInFilesSearch(QObject *parent = nullptr);
+    // Cancels and waits for running searches (each stops within one line's match).
+    ~FindInFilesSearch() override;
+
+    void Start(const FindInFilesQuery &query);
+    void Cancel();
+    bool IsRunning() const { return m_running; }
+
+    // Bytes as text: UTF-8 (without its byte-order mark) when valid, else Latin-1, as buffers read.
+    static QString Decode(const QByteArray &bytes);
+    // Whether `pattern` (comma-separated wildcards) matches a file name or relative path.
+    static QStringList SplitPatterns(const QString &patterns);
+
+signals:
+    void ResultsFound(const QVector<ke2::FindInFilesResult> &results);
+    // `limited`: stopped at maximumLines.
+    void Finished(bool cancelled, bool limited);
+
+private:
+    struct Job;
+    void Post(const std::shared_ptr<Job> &job, QVector<FindInFilesResult> results);
+    void PostFinished(const std::shared_ptr<Job> &job, bool limited);
+    static void Run(FindInFilesSearch *self, const std::shared_ptr<Job> &job);
+
+    std::shared_ptr<Job> m_job;
+    QVector<QThread *> m_threads;
+    bool m_running = false;
+};
+
+} // namespace ke2
+
+Q_DECLARE_METATYPE(QVector<ke2::FindInFilesResult>)
