@@ -19,7 +19,7 @@
 #include <QtGui/QDragEnterEvent>
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>
@@ -551,6 +551,8 @@ void CodeEditorGroup::RefreshMiniToolbar()
     m_executeButton->setVisible(settings.showCodeEditorExecuteBtn);
     m_executeLineButton->setVisible(settings.showCodeEditorExecuteLineBtn);
     m_miniToolbar->setVisible(settings.showTabBarMiniToolbar);
+    m_tabClip->setVisible(settings.showTabBar);
+    m_tabBar->setTabsClosable(settings.showCloseButtonOnTabs);
     if (m_scrollLeftButton->icon().isNull())
         m_scrollLeftButton->setArrowType(Qt::LeftArrow);
     if (m_scrollRightButton->icon().isNull())

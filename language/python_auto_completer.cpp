@@ -207,6 +207,10 @@ void PythonAutoCompleter::RunPending()
     QRect rect = m_pendingRect;
     // The editor's own cursor is the truth by now: keys may have moved it since the request.
     if (auto *editor = qobject_cast<QPlainTextEdit *>(parentWidget())) {
+        if (!editor->isVisible()) {
+            m_pendingCursor = QTextCursor(); // the tab was left before the host was asked
+            return;
+        }
         if (editor->document() == cursor.document()) {
             cursor = editor->textCursor();
             rect = editor->cursorRect();

@@ -308,8 +308,9 @@ private:
     // Reads `path` for `codeEditor` (or for one about to be created, `codeEditor` null); the
     // file's format is kept in `format`. Asks first about binary and very large files unless `quiet`.
     bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
-    // Writes the editor's text to `path` in its file's format; its recovery copy goes.
-    bool WriteFile(CodeEditor *codeEditor, const QString &path);
+    // Writes the editor's text to `path` in its file's format; its recovery copy goes. A save by
+    // the user first trims the text as the language's preferences say; autosave writes it as typed.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true);
     // After a crash: each file buffer with a recovery copy is offered its recovered text once.
     void OfferRecoveredFiles();
     void ForgetFile(const QString &path);

@@ -20,7 +20,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtGui/QGuiApplication>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QInputDialog>
@@ -262,8 +262,19 @@ bool KestrelEditor::ReadFile(const QString &path, QString &text, TextFileFormat 
     return m_bufferIo->Read(path, text, format, quiet ? BufferIo::ReadMode::Quiet : BufferIo::ReadMode::Ask);
 }
 
-bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path)
+bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp)
 {
+    const CodeEditorLanguage language = codeEditor->Language();
+    if (cleanUp && (language == LANGUAGE_MEL || language == LANGUAGE_PYTHON)) {
+        const Settings &settings = Settings::instance();
+        const bool mel = language == LANGUAGE_MEL;
+        const bool trim = mel ? settings.melTrimTrailingWhiteSpacesOnSave : settings.pythonTrimTrailingWhiteSpacesOnSave;
+        const bool newLine = mel ? settings.melEnsureNewLineAtEofOnSave : settings.pythonEnsureNewLineAtEofOnSave;
+        if (trim)
+            codeEditor->TrimTrailingWhiteSpaces(newLine);
+        else if (newLine)
+            codeEditor->EnsureNewLineAtEof();
+    }
     TextFileFormat format = m_bufferIo->Format(codeEditor);
     if (!m_bufferIo->Write(path, TextFile::DocumentText(*codeEditor->document()), format))
         return false;
@@ -429,7 +440,7 @@ void KestrelEditor::AutosaveBuffers()
             if (record.path.isEmpty())
                 continue;
             if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
-                if (group->IsModified(i) && WriteFile(editor, record.path))
+                if (group->IsModified(i) && WriteFile(editor, record.path, false))
                     editor->document()->setModified(false);
             } else if (group->IsModified(i)) {
                 // Never the user's file itself: only saving decides what goes there.
@@ -563,8 +574,9 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
     const CodeEditorRecord record = group->Record(index);
     CodeEditor *editor = group->CodeEditorAt(index);
     if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
-        // Nothing else holds a buffer's text: closing it loses it, so ask unless it is empty.
-        if (!editor->document()->isEmpty()
+        // Nothing else holds a buffer's text: closing it loses it, so ask unless it is empty or
+        // the user has said not to.
+        if (!editor->document()->isEmpty() && Settings::instance().showConfirmDialogOnInternalBufferClose
             && QMessageBox::question(this, QStringLiteral("Delete"),
                                      QStringLiteral("Delete buffer '%1'?\n\nUnsaved contents will be lost.")
                                          .arg(editor->DisplayName()),
