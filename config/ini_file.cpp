@@ -1,6 +1,7 @@
 #include "config/ini_file.h"
 
 #include "plugin/host_bridge.h"
+#include "plugin/qt_compat.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QDir>
@@ -35,14 +36,7 @@ QByteArray keyOfLine(const QByteArray &line)
 
 // Qt 6 reads and writes INI files as UTF-8; Qt 5 does the same once told, so files move freely
 // between hosts built on either and hand-typed non-ASCII paths read back as typed.
-void useUtf8(QSettings &settings)
-{
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    settings.setIniCodec("UTF-8");
-#else
-    Q_UNUSED(settings);
-#endif
-}
+using qtcompat::useUtf8;
 
 using Values = QMap<QString, QVariant>;
 
@@ -142,7 +136,7 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
                 out.append(line.bytes);
             } else if (!after.contains(line.key)) {
                 continue; // removed
-            } else if (before.value(line.key) == after.value(line.key)) {
+            } else if (qtcompat::sameIniValue(before.value(line.key), after.value(line.key))) {
                 out.append(line.bytes);
                 written.insert(line.key);
             } else if (!written.contains(line.key)) {

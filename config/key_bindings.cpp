@@ -3,6 +3,7 @@
 #include "config/ini_file.h"
 #include "config/user_directories.h"
 #include "plugin/host_bridge.h"
+#include "plugin/qt_compat.h"
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QSet>
@@ -35,11 +36,7 @@ QList<QKeySequence> standard(QKeySequence::StandardKey key)
 
 bool isUnknownKey(const QKeySequence &sequence, int index)
 {
-#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
-    return sequence[index].key() == Qt::Key_unknown;
-#else
-    return (sequence[index] & ~Qt::KeyboardModifierMask) == Qt::Key_unknown;
-#endif
+    return qtcompat::keyAt(sequence, index) == Qt::Key_unknown;
 }
 
 QList<QKeySequence> keys(std::initializer_list<const char *> texts)
@@ -259,20 +256,26 @@ void KeyBindings::read()
         binding.shortcuts = binding.defaultShortcuts;
     const QString path = UserDirectories::bindingsFile();
     if (const auto file = IniFile::openForReading(path)) {
-        try {
-            file->beginGroup(group);
-            for (ActionBinding &binding : m_entries) {
-                if (binding.fixed)
-                    continue;
-                // A value of another type (a rectangle, an invalid variant) is no list of keys:
-                // the entry has none. Only an absent key gives the defaults back.
-                const QStringList texts = file->value(binding.identifier, QStringList{absentMarker}).toStringList();
-                if (texts == QStringList{absentMarker})
-                    continue;
-                binding.shortcuts = fromFileValue(texts);
+        file->beginGroup(group);
+        for (ActionBinding &binding : m_entries) {
+            if (binding.fixed)
+                continue;
+            QVariant value;
+            try {
+                value = file->value(binding.identifier, QStringList{absentMarker});
+            } catch (const std::bad_alloc &) {
+                continue; // a forged value asked Qt 5 for absurd memory: the entry keeps its defaults
             }
-        } catch (const std::bad_alloc &) {
-            // A forged value asked for absurd memory; what was read so far stays.
+            // Qt 6 decodes the same forged value to an empty list, which no well-formed file holds
+            // (an empty list is stored as @Invalid()): the same damage, the same answer.
+            if (value.userType() == QMetaType::QStringList && value.toStringList().isEmpty())
+                continue;
+            // A value of another type (a rectangle, an invalid variant) is no list of keys:
+            // the entry has none. Only an absent key gives the defaults back.
+            const QStringList texts = value.toStringList();
+            if (texts == QStringList{absentMarker})
+                continue;
+            binding.shortcuts = fromFileValue(texts);
         }
     }
     detectDuplicates();

@@ -21,7 +21,7 @@ void CodeEditor::ToggleComment()
         const QString text = block.text();
         if (!text.trimmed().isEmpty()) {
             const QString leading = LeadingWhitespace(text);
-            if (!text.midRef(leading.size()).startsWith(prefix))
+            if (!QStringView(text).mid(leading.size()).startsWith(prefix))
                 allCommented = false;
             if (minimumIndent < 0 || leading.size() < minimumIndent)
                 minimumIndent = leading.size();
@@ -40,7 +40,7 @@ void CodeEditor::ToggleComment()
             if (allCommented) {
                 const int at = LeadingWhitespace(text).size();
                 int length = prefix.size();
-                if (text.midRef(at + length, 1) == QLatin1String(" "))
+                if (at + length < text.size() && text.at(at + length) == QLatin1Char(' '))
                     ++length;
                 edit.setPosition(block.position() + at);
                 edit.setPosition(block.position() + at + length, QTextCursor::KeepAnchor);

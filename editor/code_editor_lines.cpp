@@ -186,8 +186,8 @@ void CodeEditor::TrimTrailingWhiteSpaces(bool ensureNewLineAtEof)
     edit.insertText(result);
     edit.endEditBlock();
     m_bulkReplace = false;
-    cursor.setPosition(std::min(anchor, result.size()));
-    cursor.setPosition(std::min(position, result.size()), QTextCursor::KeepAnchor);
+    cursor.setPosition(std::min(anchor, int(result.size())));
+    cursor.setPosition(std::min(position, int(result.size())), QTextCursor::KeepAnchor);
     setTextCursor(cursor);
 }
 

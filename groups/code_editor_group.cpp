@@ -19,7 +19,7 @@
 #include <QtGui/QDragEnterEvent>
 #include <QtGui/QGuiApplication>
 #include <QtGui/QPainter>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>
@@ -551,6 +551,8 @@ void CodeEditorGroup::RefreshMiniToolbar()
     m_executeButton->setVisible(settings.showCodeEditorExecuteBtn);
     m_executeLineButton->setVisible(settings.showCodeEditorExecuteLineBtn);
     m_miniToolbar->setVisible(settings.showTabBarMiniToolbar);
+    m_tabClip->setVisible(settings.showTabBar);
+    m_tabBar->setTabsClosable(settings.showCloseButtonOnTabs);
     if (m_scrollLeftButton->icon().isNull())
         m_scrollLeftButton->setArrowType(Qt::LeftArrow);
     if (m_scrollRightButton->icon().isNull())
@@ -671,8 +673,10 @@ void CodeEditorGroup::OnCodeEditorReceivedFocus() { emit ReceivedFocus(this); }
 
 void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
-    if (IsCurrentSender())
+    if (IsCurrentSender()) {
         Analyse();
+        UpdateCounter();
+    }
     emit TextChanged(path, text);
 }
 
@@ -684,7 +688,9 @@ void CodeEditorGroup::OnModificationChanged(bool modified, CodeEditor *codeEdito
 void CodeEditorGroup::OnFileChanged(const QString &path) { emit FileChanged(path); }
 void CodeEditorGroup::OnCursorPositionChanged()
 {
-    UpdateCounter();
+    // After an edit the matches are counted again once the typing pauses (OnTextChanged).
+    if (CurrentCodeEditor() && CurrentCodeEditor()->document()->revision() == m_matchRevision)
+        UpdateCounter();
     emit CursorPositionChanged();
 }
 void CodeEditorGroup::OnOverwriteModeChanged() { emit OverwriteModeChanged(); }

@@ -136,7 +136,8 @@ public slots:
     void ApplyPylintSettings();
     // From the worker: the marks of the buffer at `filePath`; `n` < 0 means the run failed.
     void OnPylintOutput(const QString &filePath, const QStringList &parts, int n);
-    // Shows or hides the mini toolbar and its buttons from the settings.
+    // Shows or hides the tab bar, its close buttons, the mini toolbar and its buttons from the
+    // settings.
     void RefreshMiniToolbar();
     void FocusCurrentCodeEditor();
     void ToggleMiniToolbarDisplay();

@@ -1,11 +1,16 @@
 #include "groups/code_editor_group_tab_bar.h"
 
+#include "config/settings.h"
+
 #include <QtCore/QMimeData>
 #include <QtCore/QUrl>
 #include <QtGui/QContextMenuEvent>
 #include <QtGui/QDragEnterEvent>
 #include <QtGui/QMouseEvent>
+#include <QtGui/QWheelEvent>
 #include <QtWidgets/QMenu>
+
+#include <algorithm>
 
 namespace ke2 {
 
@@ -16,6 +21,8 @@ CodeEditorGroupTabBar::CodeEditorGroupTabBar(int groupId, QWidget *clip)
 {
     setAcceptDrops(true);
     connect(this, &QTabBar::currentChanged, this, &CodeEditorGroupTabBar::CurrentChanged);
+    // The close buttons the preferences may show close like the context menu's entry.
+    connect(this, &QTabBar::tabCloseRequested, this, &CodeEditorGroupTabBar::CloseTabRequested);
 }
 
 QMimeData *CodeEditorGroupTabBar::MoveCodeEditorMimeData(int groupId, int index)
@@ -42,7 +49,28 @@ bool CodeEditorGroupTabBar::ReadMoveCodeEditorMimeData(const QMimeData *mime, in
 
 QMimeData *CodeEditorGroupTabBar::CreateDragMimeData(int index) const
 {
+    // Locked tabs stay where they are: no drag starts.
+    if (Settings::instance().lockTabPositions)
+        return nullptr;
     return MoveCodeEditorMimeData(m_groupId, index);
+}
+
+void CodeEditorGroupTabBar::wheelEvent(QWheelEvent *event)
+{
+    if (!Settings::instance().mouseWheelChangesActiveTab) {
+        CustomTabBar::wheelEvent(event);
+        return;
+    }
+    const QPoint delta = event->angleDelta();
+    const int step = delta.y() != 0 ? delta.y() : delta.x();
+    if (step == 0 || count() == 0) {
+        event->ignore();
+        return;
+    }
+    // Wheel down (or right) goes to the next tab, as the tabs read from left to right.
+    const int next = std::clamp(currentIndex() + (step < 0 ? 1 : -1), 0, count() - 1);
+    setCurrentIndex(next);
+    event->accept();
 }
 
 QString CodeEditorGroupTabBar::RevealInFolderText()

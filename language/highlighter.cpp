@@ -2,6 +2,7 @@
 
 #include "config/color_scheme.h"
 #include "language/code_editor_block_data.h"
+#include "plugin/qt_compat.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QVarLengthArray>
@@ -203,7 +204,7 @@ void Highlighter::applyRuleVector(const QVector<HighlightRule> &ruleVector, cons
                 if (position < lastEnd || !rule.canStartAt(chars[position]))
                     continue;
                 const QRegularExpressionMatch match =
-                    rule.expression.match(text, position, QRegularExpression::NormalMatch, kValidSubject | QRegularExpression::AnchoredMatchOption);
+                    rule.expression.match(text, position, QRegularExpression::NormalMatch, kValidSubject | qtcompat::kAnchorAtOffset);
                 if (match.hasMatch() && match.capturedLength() > 0) {
                     setFormat(match.capturedStart(), match.capturedLength(), rule.format);
                     lastEnd = match.capturedEnd();

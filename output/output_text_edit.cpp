@@ -5,6 +5,7 @@
 #include "editor/word_selection.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "plugin/qt_compat.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QTextStream>
@@ -234,9 +235,7 @@ bool OutputTextEdit::StartWritingToFile(const QString &path)
     StopWritingToFile();
     m_logFile = std::move(file);
     m_logStream = std::make_unique<QTextStream>(m_logFile.get());
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    m_logStream->setCodec("UTF-8");
-#endif
+    qtcompat::useUtf8(*m_logStream);
     return true;
 }
 

@@ -16,8 +16,8 @@
 #include "views/status_bar.h"
 
 #include <QtCore/QTimer>
-#include <QtWidgets/QAction>
-#include <QtWidgets/QActionGroup>
+#include <QAction>
+#include <QActionGroup>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QMenu>

@@ -20,7 +20,7 @@
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 #include <QtGui/QGuiApplication>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QInputDialog>
@@ -574,8 +574,9 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
     const CodeEditorRecord record = group->Record(index);
     CodeEditor *editor = group->CodeEditorAt(index);
     if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
-        // Nothing else holds a buffer's text: closing it loses it, so ask unless it is empty.
-        if (!editor->document()->isEmpty()
+        // Nothing else holds a buffer's text: closing it loses it, so ask unless it is empty or
+        // the user has said not to.
+        if (!editor->document()->isEmpty() && Settings::instance().showConfirmDialogOnInternalBufferClose
             && QMessageBox::question(this, QStringLiteral("Delete"),
                                      QStringLiteral("Delete buffer '%1'?\n\nUnsaved contents will be lost.")
                                          .arg(editor->DisplayName()),

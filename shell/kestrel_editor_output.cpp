@@ -10,7 +10,7 @@
 #include "plugin/host_bridge.h"
 
 #include <QtGui/QTextBlock>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QComboBox>
 

@@ -137,7 +137,7 @@ private slots:
         QTest::keyClick(editor, Qt::Key_Insert);
         QCOMPARE(editor->toPlainText(), QStringLiteral("print(1)"));
         QCOMPARE(parent.keys, (QVector<QKeySequence>{Qt::CTRL | Qt::Key_Enter, Qt::CTRL | Qt::Key_Return}));
-        QCOMPARE(qMakePair(escape.count(), overwrite.count()), qMakePair(1, 1));
+        QCOMPARE(qMakePair(int(escape.count()), int(overwrite.count())), qMakePair(1, 1));
         QCOMPARE(CodeEditor::SharedOverwriteMode(), !wasOverwrite);
         QTest::keyClick(editor, Qt::Key_Insert);
         QCOMPARE(CodeEditor::SharedOverwriteMode(), wasOverwrite);

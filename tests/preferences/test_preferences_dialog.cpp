@@ -9,6 +9,7 @@
 #include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "groups/code_editor_group_tab_bar.h"
 #include "output/output_highlighting_widget.h"
 #include "output/output_text_edit.h"
 #include "overlays/find_replace_widget.h"
@@ -18,7 +19,7 @@
 #include "shell/kestrel_editor.h"
 
 #include <QtTest/QtTest>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QColorDialog>
 #include <QtWidgets/QComboBox>
@@ -447,7 +448,8 @@ private slots:
         QTest::addColumn<QString>("setting");
         for (const char *setting : {"code editor font", "tab size", "python tab size", "word wrap", "editor colours",
                                     "output colours", "output font", "output buffer size", "output word wrap",
-                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "pylint", "trim on save"})
+                                    "minimal trace", "key binding", "find bar keys", "mini toolbar", "tab bar", "pylint", "trim on save",
+                                    "closing a buffer unasked"})
             QTest::newRow(setting) << setting;
     }
     void settingTakesEffectInTheLiveWindow()
@@ -511,6 +513,12 @@ private slots:
                 child<QPushButton>(dialog, "assignShortcut")->click();
             } else if (setting == "mini toolbar") {
                 check("showTabBarMiniToolbar");
+            } else if (setting == "tab bar") {
+                check("showTabBar");
+                check("showCloseButtonOnTabs");
+                check("mouseWheelChangesActiveTab");
+            } else if (setting == "closing a buffer unasked") {
+                check("showConfirmDialogOnInternalBufferClose");
             } else if (setting == "trim on save") {
                 check("melTrimTrailingWhiteSpacesOnSave");
                 check("melEnsureNewLineAtEofOnSave");
@@ -566,6 +574,25 @@ private slots:
         } else if (setting == "mini toolbar") {
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QWidget>(group, "miniToolbar")->isVisibleTo(group), true);
+        } else if (setting == "tab bar") {
+            for (CodeEditorGroup *group : m_window->Groups()) {
+                QVERIFY(child<QWidget>(group, "tabClip")->isHidden());
+                QVERIFY(!group->TabBar()->tabsClosable());
+            }
+            QTabBar *tabs = m_window->Group(0)->TabBar();
+            tabs->setCurrentIndex(0);
+            QWheelEvent down(QPointF(5, 5), QPointF(tabs->mapToGlobal(QPoint(5, 5))), QPoint(), QPoint(0, -120), Qt::NoButton,
+                             Qt::NoModifier, Qt::NoScrollPhase, false);
+            QApplication::sendEvent(tabs, &down);
+            QCOMPARE(tabs->currentIndex(), 1);
+        } else if (setting == "closing a buffer unasked") {
+            test::DialogAnswers answers;
+            CodeEditor *mel = m_window->Group(0)->CodeEditorAt(0);
+            QTextCursor(mel->document()).insertText(QStringLiteral("print 1;"));
+            const int before = m_window->CodeEditorCount();
+            m_window->OnCloseTabRequested(m_window->Group(0), 0);
+            QCOMPARE(answers.seen, QStringList());
+            QCOMPARE(m_window->CodeEditorCount(), before - 1);
         } else if (setting == "trim on save") {
             CodeEditor *mel = m_window->Group(0)->CodeEditorAt(0);
             QCOMPARE(mel->Language(), LANGUAGE_MEL);

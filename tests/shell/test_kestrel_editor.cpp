@@ -12,7 +12,7 @@
 #include "views/side_bar.h"
 
 #include <QtTest/QtTest>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QMenuBar>
