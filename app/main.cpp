@@ -2,6 +2,7 @@
 #include "app/command_line.h"
 #include "app/python_host.h"
 #include "app/standalone_look.h"
+#include "app/termination_signals.h"
 #include "shell/editor_session.h"
 
 #include <QtCore/QFile>
@@ -124,6 +125,8 @@ int main(int argc, char **argv)
             app.exec();
         } else {
             closeWait.watch(session.window());
+            ke2::TerminationSignals termination;
+            QObject::connect(&termination, &ke2::TerminationSignals::Received, &app, &QCoreApplication::quit);
             code = app.exec();
             waitForThreads = !closeWait.cutShort();
         }

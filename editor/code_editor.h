@@ -241,6 +241,8 @@ private:
     void PaintIndentationGuides(QPaintEvent *event);
     bool RoleDefined(const char *roleName) const;
     void AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selections) const;
+    // The blocks worth decorating: those in view and a screen's worth before and after.
+    void VisibleBlockRange(QTextBlock *first, int *count) const;
     void AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const;
     void AddMatchingBraces(QList<QTextEdit::ExtraSelection> &selections) const;
     void AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selections) const;

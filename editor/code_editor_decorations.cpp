@@ -110,24 +110,40 @@ void CodeEditor::AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selectio
     static const QRegularExpression nonWord(QStringLiteral("[^a-zA-Z0-9_-]"));
     auto isWordChar = [](QChar c) { return !c.isNull() && !nonWord.match(QString(c)).hasMatch(); };
     const QTextCharFormat format = roleFormat(ColorRoleName::matchingSelection);
-    QTextCursor found(document());
-    while (true) {
-        found = document()->find(selected, found, QTextDocument::FindCaseSensitively);
-        if (found.isNull())
-            break;
-        if (wordsOnly) {
-            const int start = found.selectionStart();
-            const int end = found.selectionEnd();
-            const QChar before = start > 0 ? document()->characterAt(start - 1) : QChar();
-            const QChar after = document()->characterAt(end);
-            if (isWordChar(before) || isWordChar(after))
-                continue;
+    // Only the lines in view (and a screen's worth around them) are marked: a selection in a
+    // long buffer costs no more than one in a short one.
+    QTextBlock block;
+    int blocks = 0;
+    VisibleBlockRange(&block, &blocks);
+    for (int n = 0; n < blocks && block.isValid(); ++n, block = block.next()) {
+        const QString text = block.text();
+        for (int at = text.indexOf(selected); at >= 0; at = text.indexOf(selected, at + 1)) {
+            const int start = block.position() + at;
+            const int end = start + selected.size();
+            if (wordsOnly) {
+                const QChar before = at > 0 ? text.at(at - 1) : QChar();
+                const QChar after = at + selected.size() < text.size() ? text.at(at + selected.size()) : QChar();
+                if (isWordChar(before) || isWordChar(after))
+                    continue;
+            }
+            QTextEdit::ExtraSelection match;
+            match.cursor = QTextCursor(document());
+            match.cursor.setPosition(start);
+            match.cursor.setPosition(end, QTextCursor::KeepAnchor);
+            match.format = format;
+            selections.append(match);
         }
-        QTextEdit::ExtraSelection match;
-        match.cursor = found;
-        match.format = format;
-        selections.append(match);
     }
+}
+
+void CodeEditor::VisibleBlockRange(QTextBlock *first, int *count) const
+{
+    const int margin = qMax(1, viewport()->height() / qMax(1, fontMetrics().height()));
+    QTextBlock block = firstVisibleBlock();
+    for (int n = 0; n < margin && block.previous().isValid(); ++n)
+        block = block.previous();
+    *first = block;
+    *count = 3 * margin + 2;
 }
 
 void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const
@@ -139,11 +155,9 @@ void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, co
     const QTextCursor current = textCursor();
     const TextSearch search(regex);
     const QDeadlineTimer deadline(50);
-    const int margin = qMax(1, viewport()->height() / qMax(1, fontMetrics().height()));
-    QTextBlock block = firstVisibleBlock();
-    for (int n = 0; n < margin && block.previous().isValid(); ++n)
-        block = block.previous();
-    const int blocks = 3 * margin + 2;
+    QTextBlock block;
+    int blocks = 0;
+    VisibleBlockRange(&block, &blocks);
     QVector<TextMatch> matches;
     for (int n = 0; n < blocks && block.isValid() && !deadline.hasExpired(); ++n, block = block.next()) {
         matches.clear();
@@ -324,9 +338,9 @@ void CodeEditor::UpdateLineNumbers(const QRect &rect, int dy)
 {
     if (dy != 0) {
         m_lineNumbers->scroll(0, dy);
-        // The find matches are drawn for the lines in view only.
-        if (!m_findRegex.pattern().isEmpty() || !m_findInFilesRegex.pattern().isEmpty())
-            UpdateExtraSelections();
+        // The find matches and the selection's other occurrences are drawn for the lines in
+        // view only.
+        UpdateExtraSelections();
     } else
         m_lineNumbers->update(0, rect.y(), m_lineNumbers->width(), rect.height());
 }

@@ -1,5 +1,7 @@
 #include "editor/text_search.h"
 
+#include <algorithm>
+
 namespace ke2 {
 
 namespace {
@@ -83,6 +85,12 @@ TextSearch::TextSearch(const QRegularExpression &regex) : m_regex(regex)
         m_literal = !m_text.isEmpty();
     }
     if (m_literal) {
+        m_ascii = std::all_of(m_text.begin(), m_text.end(), [](QChar c) { return c.unicode() < 0x80; });
+        if (m_ascii) {
+            m_folded.resize(m_text.size());
+            for (int i = 0; i < m_text.size(); ++i)
+                m_folded[i] = m_matchCase ? m_text.at(i).unicode() : FoldAscii(m_text.at(i).unicode());
+        }
         m_matcher = QStringMatcher(m_text, m_matchCase ? Qt::CaseSensitive : Qt::CaseInsensitive);
     } else {
         m_wholeWord = false;
@@ -165,7 +173,7 @@ bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMa
     int at = from;
     int checked = 0;
     while (true) {
-        at = m_matcher.indexIn(data, to, at);
+        at = m_ascii ? IndexOfAscii(data, to, at) : m_matcher.indexIn(data, to, at);
         if (at < 0)
             return true;
         if (!m_wholeWord || AtWordBoundaries(data + from, to - from, at - from, length)) {
@@ -177,6 +185,28 @@ bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMa
         if (++checked % 1024 == 0 && Stopped(deadline, cancelled))
             return false;
     }
+}
+
+int TextSearch::IndexOfAscii(const QChar *data, int to, int from) const
+{
+    // Short words are the common case while typing, and the general matcher is slowest there:
+    // a plain scan for the first character, folding case on the fly, does better.
+    const int length = int(m_folded.size());
+    const ushort *text = reinterpret_cast<const ushort *>(data);
+    const ushort *pattern = m_folded.data();
+    const ushort first = pattern[0];
+    const int last = to - length;
+    for (int i = from; i <= last; ++i) {
+        const ushort c = m_matchCase ? text[i] : FoldAscii(text[i]);
+        if (c != first)
+            continue;
+        int k = 1;
+        while (k < length && (m_matchCase ? text[i + k] : FoldAscii(text[i + k])) == pattern[k])
+            ++k;
+        if (k == length)
+            return i;
+    }
+    return -1;
 }
 
 bool TextSearch::AtWordBoundaries(const QChar *data, int size, int start, int length) const

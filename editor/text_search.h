@@ -7,6 +7,7 @@
 #include <QtCore/QVector>
 
 #include <atomic>
+#include <vector>
 
 namespace ke2 {
 
@@ -71,6 +72,8 @@ private:
                     const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const;
     bool FindLiteral(const QChar *data, int from, int to, QVector<TextMatch> &matches,
                      const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const;
+    int IndexOfAscii(const QChar *data, int to, int from) const;
+    static ushort FoldAscii(ushort c) { return c >= 'A' && c <= 'Z' ? ushort(c + 32) : c; }
     bool AtWordBoundaries(const QChar *data, int size, int start, int length) const;
 
     QRegularExpression m_regex;
@@ -83,6 +86,9 @@ private:
     bool m_wholeWord = false;
     QString m_text;
     QStringMatcher m_matcher;
+    // An ASCII literal, case folded unless case matters, for the plain scan.
+    bool m_ascii = false;
+    std::vector<ushort> m_folded;
 };
 
 } // namespace ke2

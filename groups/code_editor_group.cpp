@@ -673,8 +673,10 @@ void CodeEditorGroup::OnCodeEditorReceivedFocus() { emit ReceivedFocus(this); }
 
 void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
-    if (IsCurrentSender())
+    if (IsCurrentSender()) {
         Analyse();
+        UpdateCounter();
+    }
     emit TextChanged(path, text);
 }
 
@@ -686,7 +688,9 @@ void CodeEditorGroup::OnModificationChanged(bool modified, CodeEditor *codeEdito
 void CodeEditorGroup::OnFileChanged(const QString &path) { emit FileChanged(path); }
 void CodeEditorGroup::OnCursorPositionChanged()
 {
-    UpdateCounter();
+    // After an edit the matches are counted again once the typing pauses (OnTextChanged).
+    if (CurrentCodeEditor() && CurrentCodeEditor()->document()->revision() == m_matchRevision)
+        UpdateCounter();
     emit CursorPositionChanged();
 }
 void CodeEditorGroup::OnOverwriteModeChanged() { emit OverwriteModeChanged(); }

@@ -121,6 +121,7 @@ void GoToWidget::UpdateResults()
             item->setData(LineRole, line);
         }
         m_results->setCurrentRow(0);
+        FitHeight();
         return;
     }
 
@@ -167,6 +168,16 @@ void GoToWidget::UpdateResults()
     }
     if (m_results->count() > 0)
         m_results->setCurrentRow(0);
+    FitHeight();
+}
+
+void GoToWidget::FitHeight()
+{
+    // As tall as the results, up to a dozen rows.
+    const int rows = qBound(1, m_results->count(), 12);
+    const int row = m_results->count() > 0 ? m_results->sizeHintForRow(0) : m_results->fontMetrics().height() + 4;
+    m_results->setFixedHeight(rows * row + 2 * m_results->frameWidth() + 2);
+    resize(width(), sizeHint().height());
 }
 
 void GoToWidget::Accept()

@@ -54,6 +54,8 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void FitHeight();
+
     QLineEdit *m_edit;
     QListWidget *m_results;
     QStringList m_files;

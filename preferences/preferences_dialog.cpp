@@ -16,6 +16,8 @@
 #include <QtWidgets/QSpinBox>
 #include <QtWidgets/QStackedWidget>
 
+#include <algorithm>
+
 namespace ke2 {
 
 #define KE2_CHECK(layout, page, text, key) AddCheck(layout, page, QStringLiteral(text), &Settings::key, #key)
@@ -55,14 +57,14 @@ PreferencesDialog::PreferencesDialog(QWidget *parent, int page)
     m_pageList->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     m_pages = new QStackedWidget(this);
 
-    AddPage(GENERAL_PAGE, "generalPage", QString(), CreateGeneralPage());
-    AddPage(KEYBOARD_PAGE, "keyboardPage", QString(), CreateKeyboardPage());
-    AddPage(TABS_PAGE, "tabsSettingsPage", QString(), CreateTabsPage());
-    AddPage(FONTS_AND_COLORS_PAGE, "fontAndColorPage", QString(), CreateFontsAndColorsPage());
-    AddPage(CODE_EDITOR_PAGE, "codeEditorPage", QString(), CreateCodeEditorPage());
-    AddPage(OUTPUT_PAGE, "outputPage", QString(), CreateOutputPage());
-    AddPage(MEL_PAGE, "melSettingsPage", QString(), CreateMelPage());
-    AddPage(PYTHON_PAGE, "pythonSettingsPage", QString(), CreatePythonPage());
+    AddPage(GENERAL_PAGE, "generalPage", CreateGeneralPage());
+    AddPage(KEYBOARD_PAGE, "keyboardPage", CreateKeyboardPage());
+    AddPage(TABS_PAGE, "tabsSettingsPage", CreateTabsPage());
+    AddPage(FONTS_AND_COLORS_PAGE, "fontAndColorPage", CreateFontsAndColorsPage());
+    AddPage(CODE_EDITOR_PAGE, "codeEditorPage", CreateCodeEditorPage());
+    AddPage(OUTPUT_PAGE, "outputPage", CreateOutputPage());
+    AddPage(MEL_PAGE, "melSettingsPage", CreateMelPage());
+    AddPage(PYTHON_PAGE, "pythonSettingsPage", CreatePythonPage());
 
     m_apply = new QPushButton(QStringLiteral("Apply"), this);
     m_ok = new QPushButton(QStringLiteral("OK"), this);
@@ -99,7 +101,7 @@ PreferencesDialog::PreferencesDialog(QWidget *parent, int page)
     m_search->setFocus();
 }
 
-QWidget *PreferencesDialog::AddPage(Page page, const char *objectName, const QString &, QWidget *content)
+void PreferencesDialog::AddPage(Page page, const char *objectName, QWidget *content)
 {
     content->setObjectName(QString::fromLatin1(objectName));
     auto *scroll = new QScrollArea(m_pages);
@@ -108,7 +110,6 @@ QWidget *PreferencesDialog::AddPage(Page page, const char *objectName, const QSt
     scroll->setWidget(content);
     m_pages->addWidget(scroll);
     m_pageList->addItem(QString::fromLatin1(pageTitles[page]));
-    return content;
 }
 
 QGroupBox *PreferencesDialog::AddGroup(QBoxLayout *layout, const QString &title)

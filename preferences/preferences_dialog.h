@@ -135,7 +135,7 @@ private:
         bool autoIndent = true;
     };
 
-    QWidget *AddPage(Page page, const char *objectName, const QString &title, QWidget *content);
+    void AddPage(Page page, const char *objectName, QWidget *content);
     QGroupBox *AddGroup(QBoxLayout *layout, const QString &title);
     QCheckBox *AddCheck(QBoxLayout *layout, Page page, const QString &text, bool Settings::*field, const char *key);
     QLineEdit *AddLineEdit(QBoxLayout *layout, Page page, const QString &label, QString Settings::*field,

@@ -15,6 +15,8 @@
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QPushButton>
 
+#include <algorithm>
+
 namespace ke2 {
 namespace {
 

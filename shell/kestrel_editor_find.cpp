@@ -156,8 +156,7 @@ void KestrelEditor::OpenGoTo(const QString &prefix)
     const QRect area(over->mapTo(this, QPoint(0, 0)), over->size());
     const int width = qBound(qMin(240, area.width()), area.width() - 40, 560);
     const int top = ActiveGroup() ? ActiveGroup()->TabBar()->height() : 0;
-    m_goTo->setGeometry(area.x() + (area.width() - width) / 2, area.y() + top, width,
-                        qMin(320, qMax(120, area.height() - top)));
+    m_goTo->setGeometry(area.x() + (area.width() - width) / 2, area.y() + top, width, m_goTo->height());
     m_goTo->Open(prefix);
 }
 

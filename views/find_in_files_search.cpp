@@ -7,7 +7,9 @@
 #include <QtCore/QSet>
 #include <QtCore/QThread>
 
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace ke2 {
 
@@ -81,11 +83,14 @@ void FindInFilesSearch::Cancel()
 
 void FindInFilesSearch::Start(const FindInFilesQuery &query)
 {
-    Cancel();
+    // The search before is dropped quietly: the new one reports for both.
+    if (m_job)
+        m_job->cancelled = true;
     auto job = std::make_shared<Job>();
     job->query = query;
     job->search = TextSearch(query.regex);
     m_job = job;
+    m_running = false;
     if (job->search.FindsNothing() || query.roots.isEmpty()) {
         emit Finished(false, false);
         return;
@@ -176,11 +181,78 @@ void SearchText(const TextSearch &search, const QString &text, FindInFilesResult
     }
 }
 
-// The fast way for plain ASCII text with case: the bytes are searched as they are (the same in
-// UTF-8 and Latin-1) and only lines with a hit are decoded.
+const char *FindBytes(const char *at, const char *end, const QByteArray &needle)
+{
+#if defined(__GLIBC__)
+    return static_cast<const char *>(memmem(at, size_t(end - at), needle.constData(), size_t(needle.size())));
+#else
+    const char *found = std::search(at, end, std::boyer_moore_horspool_searcher<const char *>(
+                                                 needle.constData(), needle.constData() + needle.size()));
+    return found == end ? nullptr : found;
+#endif
+}
+
+// The byte at which `needle` is best looked for: the one least common in text and code, so that
+// few candidates need a closer look.
+int RarestIndex(const QByteArray &needle)
+{
+    static const char common[] = " etaoinsrhldcumfpgwybvkxjqz_ETAOINSRHLDCUMFPGWYBVKXJQZ";
+    int best = 0;
+    int bestRank = -1;
+    for (int i = 0; i < needle.size(); ++i) {
+        const char *found = std::strchr(common, needle.at(i));
+        const int rank = found && needle.at(i) ? int(found - common) % 27 : 27; // others: rare
+        if (rank > bestRank) {
+            best = i;
+            bestRank = rank;
+        }
+    }
+    return best;
+}
+
+char FoldByte(char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; }
+
+// The next place `needle` starts in [at, end), ASCII case aside: the rarest byte of it is looked
+// for in both cases with memchr, then the rest is compared.
+const char *FindFolded(const char *at, const char *end, const QByteArray &needle, int rare)
+{
+    const char lower = FoldByte(needle.at(rare));
+    const char upper = lower >= 'a' && lower <= 'z' ? char(lower - 32) : lower;
+    const int length = needle.size();
+    const char *p = at + rare;
+    const char *nextLower = nullptr;
+    const char *nextUpper = nullptr;
+    while (p < end) {
+        if (!nextLower || nextLower < p)
+            nextLower = static_cast<const char *>(std::memchr(p, lower, size_t(end - p)));
+        if (upper != lower && (!nextUpper || nextUpper < p))
+            nextUpper = static_cast<const char *>(std::memchr(p, upper, size_t(end - p)));
+        const char *hit = nextLower;
+        if (upper != lower && nextUpper && (!hit || nextUpper < hit))
+            hit = nextUpper;
+        if (!hit)
+            return nullptr;
+        const char *start = hit - rare;
+        if (start + length <= end) {
+            int k = 0;
+            while (k < length && FoldByte(start[k]) == FoldByte(needle.at(k)))
+                ++k;
+            if (k == length)
+                return start;
+        }
+        p = hit + 1;
+    }
+    return nullptr;
+}
+
+// The fast way for plain ASCII text: the bytes are searched as they are (ASCII is the same in
+// UTF-8 and Latin-1, and no byte of another character folds to it) and only lines with a hit
+// are decoded.
 void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesResult &result)
 {
     const QByteArray needle = search.Literal().toLatin1();
+    const bool matchCase = search.MatchCase();
+    const int rare = RarestIndex(needle);
     const char *data = bytes.constData();
     const char *end = data + bytes.size();
     const char *counted = data;
@@ -188,10 +260,9 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
     const char *at = data;
     QVector<TextMatch> matches;
     while (at < end) {
-        const void *hit = memmem(at, size_t(end - at), needle.constData(), size_t(needle.size()));
-        if (!hit)
+        const char *found = matchCase ? FindBytes(at, end, needle) : FindFolded(at, end, needle, rare);
+        if (!found)
             break;
-        const char *found = static_cast<const char *>(hit);
         const char *lineStart = found;
         while (lineStart > data && lineStart[-1] != '\n')
             --lineStart;
@@ -220,7 +291,7 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
     const TextSearch &search = job->search;
     const QVector<QRegularExpression> include = Wildcards(query.include);
     const QVector<QRegularExpression> exclude = Wildcards(query.exclude);
-    const bool bytesWay = search.IsLiteral() && search.MatchCase() && IsAscii(search.Literal());
+    const bool bytesWay = search.IsLiteral() && IsAscii(search.Literal());
     QSet<QString> visited; // canonical folders already searched
     bool limited = false;
     job->sincePost.start();

@@ -59,7 +59,8 @@ public:
 
     // Bytes as text: UTF-8 (without its byte-order mark) when valid, else Latin-1, as buffers read.
     static QString Decode(const QByteArray &bytes);
-    // Whether `pattern` (comma-separated wildcards) matches a file name or relative path.
+    // The wildcards of an include or exclude field: comma-separated, trimmed. Each is matched
+    // against a file's or folder's name and its path relative to the searched folder.
     static QStringList SplitPatterns(const QString &patterns);
 
 signals:

@@ -65,6 +65,50 @@ private slots:
         }
     }
 
+    // The session ends under the window (log-out, shutdown): SIGTERM half a second after the
+    // last key closes it as the user would, and what was typed is back in the next window.
+    void typingIsSavedOnTerminate()
+    {
+        TempPrefs prefs;
+        QProcess editor;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        editor.setProcessEnvironment(environment);
+        editor.start(KE2_EDITOR_BINARY, QStringList());
+        QVERIFY(editor.waitForStarted());
+        QString window;
+        QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--name", "Kestrel Editor 2"}, &window));
+        window = window.section(QLatin1Char('\n'), 0, 0);
+        QTest::qWait(1500);
+        QVERIFY(xdotool({"windowfocus", "--sync", window}));
+        QVERIFY(xdotool({"type", "--delay", "20", "print('kept at log-out')"}));
+        QTest::qWait(500);
+        ::kill(pid_t(editor.processId()), SIGTERM);
+        QVERIFY(editor.waitForFinished(20000));
+        QCOMPARE(editor.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(editor.exitCode(), 0);
+
+        FakeHost host;
+        host.hasDockingUi = false;
+        prefs.attach(host);
+        HostBridge::setHost(&host);
+        Settings::instance() = Settings();
+        Settings::instance().read();
+        DialogAnswers dialogs;
+        auto window2 = std::make_unique<KestrelEditor>();
+        window2->show();
+        QStringList buffers;
+        for (int i = 0; i < window2->Group(0)->Count(); ++i)
+            buffers << window2->Group(0)->CodeEditorAt(i)->toPlainText();
+        QVERIFY2(buffers.contains(QStringLiteral("print('kept at log-out')")), qPrintable(buffers.join(" | ")));
+        QVERIFY2(dialogs.seen.isEmpty(), qPrintable(dialogs.seen.join(" | "))); // a clean exit: nothing to recover
+        window2.reset();
+        HostBridge::setHost(nullptr);
+        Settings::instance() = Settings();
+    }
+
     void typedTextSurvivesAKill()
     {
         TempPrefs prefs;

@@ -12,10 +12,13 @@
 #include "tests/support/dialog_answers.h"
 #include "views/find_in_files_search.h"
 #include "views/find_in_files_view.h"
+#include "views/side_bar.h"
+#include "views/workspace_view.h"
 
 #include <QtTest/QtTest>
 #include <QtCore/QTemporaryDir>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QTreeWidget>
 
 #include <memory>
 
@@ -157,6 +160,33 @@ private slots:
         QTRY_COMPARE(view->StatusText(), QString("No results")); // searched again after replacing
         editor->undo();
         QCOMPARE(editor->toPlainText(), edited);
+    }
+
+    // "Find in Folder" in the workspace view searches that folder in the search view.
+    void findInFolderFromTheWorkspace()
+    {
+        QTemporaryDir dir;
+        QVERIFY(QDir().mkpath(dir.filePath("sub")));
+        QFile file(dir.filePath("sub/a.mel"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("proc wanted() {}\n");
+        file.close();
+        QVERIFY(shown());
+        FindInFilesView *view = m_window->SearchView();
+        view->SearchEdit()->setText("wanted");
+        emit m_window->GetSideBar()->Workspace()->FindInSelected(dir.filePath("sub"), "sub");
+        QCOMPARE(m_window->GetSideBar()->CurrentView(), SIDE_BAR_VIEW_SEARCH);
+        QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
+
+        // A click on the line opens the file with the match selected.
+        QTreeWidgetItem *line = view->Results()->topLevelItem(0)->child(0);
+        view->Results()->scrollToItem(line);
+        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          view->Results()->visualItemRect(line).center());
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QVERIFY(editor);
+        QCOMPARE(QFileInfo(editor->Path()).fileName(), QString("a.mel"));
+        QCOMPARE(editor->textCursor().selectedText(), QString("wanted"));
     }
 };
 
