@@ -11,6 +11,7 @@
 #include <QtWidgets/QAbstractScrollArea>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QListView>
+#include <QtWidgets/QStyle>
 
 #include <algorithm>
 
@@ -99,6 +100,19 @@ QRect AutoCompleter::PopupGeometry(const QPoint &topLeft, const QSize &size, con
     return rect;
 }
 
+int AutoCompleter::WidthHint() const
+{
+    // The list's own hint asks every row for its size; a host's command list has tens of
+    // thousands. The rows that can show first decide, and the text of each is all a row holds.
+    const int rows = model ? std::min(model->rowCount(), widthSampleRows) : 0;
+    const QFontMetrics metrics = listView->fontMetrics();
+    int width = 0;
+    for (int row = 0; row < rows; ++row)
+        width = std::max(width, metrics.horizontalAdvance(model->index(row, 0).data().toString()));
+    const int margin = listView->style()->pixelMetric(QStyle::PM_FocusFrameHMargin, nullptr, listView) + 1;
+    return width + 2 * margin;
+}
+
 void AutoCompleter::Place(const QRect *cursorRect)
 {
     QPoint topLeft = pos();
@@ -110,7 +124,7 @@ void AutoCompleter::Place(const QRect *cursorRect)
     }
     const int rows = model ? model->rowCount() : 0;
     const int rowHeight = std::max(1, listView->sizeHintForRow(0));
-    const int width = std::max(minimumListWidth, listView->sizeHintForColumn(0)) + extraWidth;
+    const int width = std::max(minimumListWidth, WidthHint()) + extraWidth;
     const int height = rowHeight * std::min(rows, maximumVisibleRows);
     QScreen *screen = QGuiApplication::screenAt(topLeft);
     if (!screen)

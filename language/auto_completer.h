@@ -20,6 +20,8 @@ public:
     static constexpr int maximumVisibleRows = 12;
     static constexpr int minimumListWidth = 100;
     static constexpr int extraWidth = 40;
+    // How many rows, from the top, decide the popup's width.
+    static constexpr int widthSampleRows = 200;
 
     explicit AutoCompleter(QWidget *editor);
 
@@ -55,6 +57,8 @@ protected:
     // Sizes the popup for its rows; with `cursorRect` (editor viewport coordinates) it also moves
     // under the cursor, otherwise it keeps its place.
     void Place(const QRect *cursorRect);
+    // The width the widest of the first rows needs.
+    int WidthHint() const;
     // Shared ending of an update of a hidden popup with rows to show.
     void ShowOrApply(const QRect &cursorRect, bool applyIfSingle);
     // Shows `proxy` in the list (the popup does not own it).

@@ -7,26 +7,38 @@
 #include <QtGui/QStandardItemModel>
 #include <QtGui/QTextDocument>
 
+#include <algorithm>
+
 namespace ke2 {
 
 namespace {
 QSortFilterProxyModel *g_sharedModel = nullptr;
 
+// The candidates in ascending case-sensitive order, as the proxy would sort them. Sorted once
+// here, the proxy does not sort the matching rows again at every key: with the tens of thousands
+// of names a host has, that sort was most of the time of a key.
 void fill(QStandardItemModel *items)
 {
     items->clear();
-    QList<QStandardItem *> row;
+    QStringList names;
     for (const QStringList &list : {HostBridge::melKeywords(), HostBridge::melCommands(),
                                     HostBridge::melRunTimeCommands(), HostBridge::melProcedures()}) {
         for (const QString &name : list) {
             // The host's lists keep empty entries for names it skipped; they are no candidates.
-            if (name.isEmpty())
-                continue;
-            auto *item = new QStandardItem(name);
-            item->setEditable(false);
-            items->appendRow(item);
+            if (!name.isEmpty())
+                names.append(name);
         }
     }
+    std::stable_sort(names.begin(), names.end());
+    QList<QStandardItem *> column;
+    column.reserve(names.size());
+    for (const QString &name : qAsConst(names)) {
+        auto *item = new QStandardItem(name);
+        item->setEditable(false);
+        column.append(item);
+    }
+    if (!column.isEmpty())
+        items->appendColumn(column);
 }
 } // namespace
 
@@ -45,7 +57,7 @@ QSortFilterProxyModel *MelAutoCompleter::SharedModel()
         fill(items);
         g_sharedModel->setSourceModel(items);
         g_sharedModel->setSortCaseSensitivity(Qt::CaseSensitive);
-        g_sharedModel->sort(0, Qt::AscendingOrder);
+        g_sharedModel->setFilterCaseSensitivity(Qt::CaseSensitive);
     }
     return g_sharedModel;
 }
