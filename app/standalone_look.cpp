@@ -1,15 +1,54 @@
 #include "app/standalone_look.h"
 
+#include <QtGui/QIcon>
+#include <QtGui/QPainter>
 #include <QtGui/QPalette>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QProxyStyle>
 #include <QtWidgets/QStyleFactory>
+#include <QtWidgets/QStyleOption>
+
+#include <algorithm>
 
 namespace ke2 {
+
+namespace {
+
+// The base style draws a tab's close button in black, which vanishes on the dark tabs: ours is
+// drawn light, brighter with a soft square under the mouse.
+class StandaloneStyle : public QProxyStyle {
+public:
+    using QProxyStyle::QProxyStyle;
+    void drawPrimitive(PrimitiveElement element, const QStyleOption *option, QPainter *painter,
+                       const QWidget *widget) const override
+    {
+        if (element != PE_IndicatorTabClose) {
+            QProxyStyle::drawPrimitive(element, option, painter, widget);
+            return;
+        }
+        const bool hovered = (option->state & State_Enabled) && (option->state & State_MouseOver);
+        if (hovered) {
+            painter->save();
+            painter->setRenderHint(QPainter::Antialiasing);
+            painter->setPen(Qt::NoPen);
+            painter->setBrush(QColor(255, 255, 255, 40));
+            painter->drawRoundedRect(QRectF(option->rect).adjusted(0.5, 0.5, -0.5, -0.5), 3, 3);
+            painter->restore();
+        }
+        static const QIcon normal(QStringLiteral(":/ke2_icons/close.png"));
+        static const QIcon bright(QStringLiteral(":/ke2_icons/close_white.png"));
+        const int side = std::min(option->rect.width(), option->rect.height()) - 4;
+        const QRect icon(option->rect.center() - QPoint(side / 2, side / 2), QSize(side, side));
+        (hovered ? bright : normal).paint(painter, icon);
+    }
+};
+
+} // namespace
 
 void applyStandaloneLook(QApplication &app)
 {
     if (QStyle *style = QStyleFactory::create(QStringLiteral("Fusion")))
-        app.setStyle(style);
+        app.setStyle(new StandaloneStyle(style)); // the application owns it
     const QColor window(0x44, 0x44, 0x44);
     const QColor base(0x2b, 0x2b, 0x2b);
     const QColor text(0xdd, 0xdd, 0xdd);

@@ -174,67 +174,114 @@ private:
 QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, const QVector<QPair<int, int>> &runs,
                                                          qint64 budget)
 {
-    qint64 characters = 0;
-    for (const auto &run : runs)
-        characters += run.second;
-    thread_local EdgeTable edges;
-    edges.clear(characters);
-    QVector<int> terminal{-1}; // per trie node: the distinct run ending there, or -1
-    QVector<int> distinctOf(runs.size());
-    int distinct = 0;
-    for (int r = 0; r < runs.size(); ++r) {
-        int node = 0;
-        for (int at = runs[r].first; at < runs[r].first + runs[r].second; ++at) {
-            const ushort ch = text[at].unicode();
-            int next = edges.find(node, ch);
-            if (next < 0) {
-                next = terminal.size();
-                terminal.append(-1);
-                edges.insert(node, ch, next);
-            }
-            node = next;
+    // A run occurs only inside a run at least as long. So one that repeats an earlier run first
+    // occurs where that one does, one that no earlier run is longer than first occurs at its own
+    // start, and only the rest (shorter than some earlier run: rare in a generated list) need the
+    // walk below. Exact repeats are found by hashing each run's text once.
+    const int count = runs.size();
+    QVector<int> sameAs(count, -1); // the first earlier run with the same text
+    QVector<int> result(count, -1);
+    QVector<int> pending; // runs that may lie inside a longer earlier run
+    qint64 steps = 0; // characters read, here and in the walk
+    {
+        int capacity = 1024;
+        int shift = 22; // 32 - log2(capacity)
+        while (capacity < 2 * count) {
+            capacity *= 2;
+            --shift;
         }
-        if (terminal[node] < 0)
-            terminal[node] = distinct++;
-        distinctOf[r] = terminal[node];
-    }
-
-    // From every start inside every run, in text order, the trie is walked as far as the run
-    // allows; the first start that reaches a run's node is where that run first occurs.
-    QVector<int> first(distinct, -1);
-    int unresolved = distinct;
-    // Most starts inside a word begin no word: they are passed over without a look-up.
-    QVector<quint64> startsARun(65536 / 64, 0);
-    for (const auto &run : runs) {
-        const ushort ch = text[run.first].unicode();
-        startsARun[ch / 64] |= quint64(1) << (ch % 64);
-    }
-    qint64 steps = 0;
-    for (int r = 0; r < runs.size() && unresolved > 0; ++r) {
-        const int end = runs[r].first + runs[r].second;
-        for (int start = runs[r].first; start < end && unresolved > 0; ++start) {
-            const ushort ch = text[start].unicode();
-            if (!(startsARun[ch / 64] & (quint64(1) << (ch % 64))))
-                continue;
-            int node = 0;
-            for (int at = start; at < end; ++at) {
-                node = edges.find(node, text[at].unicode());
-                ++steps;
-                if (node < 0)
+        struct Slot {
+            quint32 hash = 0;
+            int run = -1;
+        };
+        thread_local QVector<Slot> byText;
+        byText.fill(Slot(), capacity);
+        const int mask = capacity - 1;
+        int longest = 0;
+        for (int r = 0; r < count; ++r) {
+            const QStringView word = text.mid(runs[r].first, runs[r].second);
+            steps += word.size();
+            quint32 hash = 2166136261u;
+            for (const QChar ch : word)
+                hash = (hash ^ ch.unicode()) * 16777619u;
+            int slot = int((hash * 0x9E3779B9u) >> shift);
+            for (;; slot = (slot + 1) & mask) {
+                const Slot &entry = byText[slot];
+                if (entry.run < 0 || (entry.hash == hash && text.mid(runs[entry.run].first, runs[entry.run].second) == word))
                     break;
-                const int found = terminal[node];
-                if (found >= 0 && first[found] < 0) {
-                    first[found] = start;
-                    --unresolved;
-                }
             }
-            if (steps > budget)
-                return {};
+            if (byText[slot].run >= 0) {
+                sameAs[r] = byText[slot].run;
+                continue;
+            }
+            byText[slot] = {hash, r};
+            if (runs[r].second < longest)
+                pending.append(r);
+            else
+                result[r] = runs[r].first;
+            longest = std::max(longest, runs[r].second);
         }
     }
-    QVector<int> result(runs.size());
-    for (int r = 0; r < runs.size(); ++r)
-        result[r] = first[distinctOf[r]];
+    if (steps > budget)
+        return {};
+    if (!pending.isEmpty()) {
+        qint64 characters = 0;
+        for (const int r : qAsConst(pending))
+            characters += runs[r].second;
+        thread_local EdgeTable edges;
+        edges.clear(characters);
+        QVector<int> terminal{-1}; // per trie node: the pending run ending there, or -1
+        for (const int r : qAsConst(pending)) {
+            int node = 0;
+            for (int at = runs[r].first; at < runs[r].first + runs[r].second; ++at) {
+                const ushort ch = text[at].unicode();
+                int next = edges.find(node, ch);
+                if (next < 0) {
+                    next = terminal.size();
+                    terminal.append(-1);
+                    edges.insert(node, ch, next);
+                }
+                node = next;
+            }
+            terminal[node] = r; // distinct texts: no two pending runs share a node
+        }
+
+        // From every start inside every run, in text order, the trie is walked as far as the run
+        // allows; the first start that reaches a run's node is where that run first occurs.
+        int unresolved = pending.size();
+        // Most starts inside a word begin no pending word: they are passed over without a look-up.
+        QVector<quint64> startsARun(65536 / 64, 0);
+        for (const int r : qAsConst(pending)) {
+            const ushort ch = text[runs[r].first].unicode();
+            startsARun[ch / 64] |= quint64(1) << (ch % 64);
+        }
+        for (int r = 0; r < count && unresolved > 0; ++r) {
+            const int end = runs[r].first + runs[r].second;
+            for (int start = runs[r].first; start < end && unresolved > 0; ++start) {
+                const ushort ch = text[start].unicode();
+                if (!(startsARun[ch / 64] & (quint64(1) << (ch % 64))))
+                    continue;
+                int node = 0;
+                for (int at = start; at < end; ++at) {
+                    node = edges.find(node, text[at].unicode());
+                    ++steps;
+                    if (node < 0)
+                        break;
+                    const int found = terminal[node];
+                    if (found >= 0 && result[found] < 0) {
+                        result[found] = start;
+                        --unresolved;
+                    }
+                }
+                if (steps > budget)
+                    return {};
+            }
+        }
+    }
+    for (int r = 0; r < count; ++r) {
+        if (sameAs[r] >= 0)
+            result[r] = result[sameAs[r]];
+    }
     return result;
 }
 

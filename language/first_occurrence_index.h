@@ -18,10 +18,11 @@ public:
     int indexOf(QStringView word) const;
 
     // The first index in `text` of each run (start, length) of `text`, as indexOf would find it,
-    // for runs that are the text's words: every occurrence of one lies inside one of them (what
-    // separates them occurs in none). A trie of the runs is walked from every start inside every
-    // run, which for real word lists costs a few steps per character and no index; empty when
-    // it would take more than `budget` steps (runs nested in runs), and the index is the way.
+    // for runs in text order that are the text's words: every occurrence of one lies inside one
+    // of them (what separates them occurs in none). Most are answered by one hash of their text;
+    // a trie of the few shorter than an earlier run is walked from the starts inside the runs,
+    // which for real word lists costs a few steps per character and no index. Empty when it
+    // would read more than `budget` characters (runs nested in runs), and the index is the way.
     static QVector<int> firstOccurrencesOfRuns(QStringView text, const QVector<QPair<int, int>> &runs, qint64 budget);
 
 private:

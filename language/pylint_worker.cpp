@@ -3,6 +3,7 @@
 #include "config/settings.h"
 #include "config/user_directories.h"
 #include "plugin/host_bridge.h"
+#include "plugin/qt_compat.h"
 
 #include <QtCore/QAtomicInt>
 #include <QtCore/QCoreApplication>
@@ -152,9 +153,7 @@ bool PylintWorker::WriteSource(const QString &source)
         return false;
     }
     QTextStream stream(&file);
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    stream.setCodec("UTF-8"); // pylint reads source files as UTF-8
-#endif
+    qtcompat::useUtf8(stream); // pylint reads source files as UTF-8
     stream << source;
     stream.flush();
     return file.error() == QFileDevice::NoError;

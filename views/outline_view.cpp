@@ -85,6 +85,13 @@ OutlineView::OutlineView(QWidget *parent)
     connect(m_tree, &OutlineTreeWidget::FocusOutClearSelection, this, &OutlineView::OnFocusOutClearSelection);
 }
 
+OutlineView::~OutlineView()
+{
+    // The tree loses the focus while the base class takes the children down; by then this
+    // object is only a QWidget and must hear nothing more.
+    disconnect(m_tree, nullptr, this, nullptr);
+}
+
 QString OutlineView::IconPath(int kind)
 {
     static const char *const names[] = {

@@ -29,6 +29,7 @@ public:
     static constexpr int KindRole = Qt::UserRole + 2;
 
     explicit OutlineView(QWidget *parent = nullptr);
+    ~OutlineView() override;
 
     OutlineTreeWidget *Tree() const { return m_tree; }
     // The header row with the three tool buttons; a side-bar section may take it into its own

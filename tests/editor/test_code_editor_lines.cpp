@@ -118,14 +118,15 @@ private slots:
         QFETCH(QString, target);
         QFETCH(QString, after);
         auto editor = makeEditor(LANGUAGE_MEL, source);
-        cut ? editor->CustomCut() : editor->CustomCopy();
+        // By key, as the user does it: the editor's own copy would not mark a whole line.
+        QTest::keyClick(editor.get(), cut ? Qt::Key_X : Qt::Key_C, Qt::ControlModifier);
         const QMimeData *mime = QGuiApplication::clipboard()->mimeData();
         QCOMPARE(mime->text(), copied);
         QCOMPARE(mime->data(QStringLiteral("text/kestrelEditorLine")).isEmpty(), source.contains(QLatin1Char('^')));
         if (!target.isEmpty())
             setEditorState(*editor, target);
         const QString beforePaste = editor->toPlainText();
-        editor->CustomPaste();
+        QTest::keyClick(editor.get(), Qt::Key_V, Qt::ControlModifier);
         QCOMPARE(editorState(*editor), after);
         editor->undo();
         QCOMPARE(editor->toPlainText(), beforePaste);
