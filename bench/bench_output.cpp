@@ -250,13 +250,24 @@ int main(int argc, char **argv)
                 ours.produceMs);
     std::printf("content identical to the per-line algorithm: %s\n", identical ? "yes" : "NO");
 
-    std::printf("\nBad input\n");
+    double badInputLongestMs = 0;
+    std::printf("\nBad input (block ms: the longest event-loop block after the producer ended, target under 50 ms)\n");
     std::printf("%-34s %10s %10s %12s %9s %7s %7s %7s %8s\n", "case", "produce ms", "catch-up", "rate",
                 "block ms", "key ms", "paints", "blocks", "max line");
-    {
-        const QString huge(100 * 1000 * 1000, QLatin1Char('x')); // 200 MB as UTF-16
-        Row row = runOurs("one 200 MB line (MB/s)", [&](OutputTextEdit &edit) { edit.AppendText(huge + QLatin1Char('\n')); });
-        printRow(row, 200, "MB");
+    // One enormous line arrives as the host hands it over: in pieces of 2^20 characters. At
+    // 20 MB the whole line is still waiting when the producer ends; at 200 MB the queue's bound
+    // has trimmed it while it arrived.
+    for (const int megabytes : {20, 200}) {
+        const QString piece(1 << 20, QLatin1Char('x'));
+        const qint64 characters = qint64(megabytes) * 1000 * 1000;
+        const QByteArray name = QByteArray::number(megabytes) + " MB in one line (MB/s)";
+        Row row = runOurs(name.constData(), [&](OutputTextEdit &edit) {
+            for (qint64 sent = 0; sent < characters; sent += piece.size())
+                edit.AppendText(characters - sent >= piece.size() ? piece : piece.left(int(characters - sent)));
+            edit.AppendText(QStringLiteral("\n"));
+        });
+        printRow(row, megabytes, "MB");
+        badInputLongestMs = std::max(badInputLongestMs, row.longestMs);
     }
     {
         const QString empty = QStringLiteral("\n");
@@ -265,6 +276,7 @@ int main(int argc, char **argv)
                 edit.AppendText(empty);
         });
         printRow(row, 10.0, "M lines");
+        badInputLongestMs = std::max(badInputLongestMs, row.longestMs);
     }
     {
         QString odd = QStringLiteral("nul \u0000 and \ufffd\ufffd replacement and \ufdd0 frame\n");
@@ -274,8 +286,11 @@ int main(int argc, char **argv)
                 edit.AppendText(odd);
         });
         printRow(row, 100000.0 * odd.size() * 2 / 1e6, "MB");
+        badInputLongestMs = std::max(badInputLongestMs, row.longestMs);
     }
-    const bool met = ourRate / baseRate >= 20 && ourRate >= 100000 && ours.longestMs < 50 && identical;
-    std::printf("\nflood targets met: %s\n", met ? "yes" : "NO");
+    const bool met = ourRate / baseRate >= 20 && ourRate >= 100000 && ours.longestMs < 50 && identical
+                     && badInputLongestMs < 50;
+    std::printf("\nlongest event-loop block after bad input: %.1f ms (target under 50 ms)\n", badInputLongestMs);
+    std::printf("flood targets met: %s\n", met ? "yes" : "NO");
     return 0;
 }

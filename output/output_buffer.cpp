@@ -66,10 +66,11 @@ void OutputBuffer::trimTo(int breaks)
 {
     const char16_t *data = reinterpret_cast<const char16_t *>(m_text.constData());
     int seen = 0;
-    for (qsizetype i = m_text.size() - 1; i >= 0; --i) {
+    for (qsizetype i = m_text.size() - 1; i >= m_head; --i) {
         if (data[i] == u'\n' && ++seen == breaks) {
             // The kept text starts with the break that ends the last line pushed out.
             m_text.remove(0, i);
+            m_head = 0;
             m_breaks = breaks;
             m_replaces = true;
             return;
@@ -84,27 +85,34 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
     Chunk chunk;
     chunk.replacesDocument = m_replaces;
     if (m_replaces)
-        m_text.remove(0, 1);
+        ++m_head; // the break that ended the last line pushed out
     m_replaces = false;
-    if (m_text.size() <= maxCharacters) {
-        chunk.text = std::move(m_text);
+    if (m_text.size() - m_head <= maxCharacters) {
+        chunk.text = m_head == 0 ? std::move(m_text) : m_text.mid(m_head);
         m_text = QString();
+        m_head = 0;
         m_breaks = 0;
         return chunk;
     }
     // Never between the halves of a surrogate pair.
-    int cut = std::max(1, maxCharacters);
+    qsizetype cut = m_head + std::max(1, maxCharacters);
     if (m_text.at(cut).isLowSurrogate())
         ++cut;
-    chunk.text = m_text.left(cut);
-    m_text.remove(0, cut);
+    chunk.text = m_text.mid(m_head, cut - m_head);
+    m_head = cut;
     m_breaks -= int(chunk.text.count(QLatin1Char('\n')));
+    // Dropping the handed-out part only once it outweighs the rest keeps the copying linear.
+    if (m_head > m_text.size() / 2) {
+        m_text.remove(0, m_head);
+        m_head = 0;
+    }
     return chunk;
 }
 
 void OutputBuffer::clear()
 {
     m_text.clear();
+    m_head = 0;
     m_breaks = 0;
     m_replaces = false;
     m_lineLength = 0;

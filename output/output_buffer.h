@@ -15,10 +15,11 @@ namespace ke2 {
 // Line breaks are normalised to "\n" per piece ("\r\n", a lone "\r", and the paragraph and frame
 // separators that a text document also treats as block ends), so that gathering never joins a
 // "\r" and a "\n" of two pieces into one break. Lines longer than `maximumLineLength` are broken
-// into pieces of that length: one enormous line would otherwise freeze the view that lays it out.
+// into pieces of that length: the view lays out every line it shows whole, so a screenful of
+// enormous lines would freeze it each time the output moves on.
 class OutputBuffer {
 public:
-    static constexpr int maximumLineLength = 10000;
+    static constexpr int maximumLineLength = 1000;
 
     // The document's maximum line count (at least 1).
     void setLineLimit(int lines);
@@ -26,8 +27,8 @@ public:
 
     void append(QStringView text);
 
-    bool isEmpty() const { return m_text.isEmpty() && !m_replaces; }
-    int size() const { return int(m_text.size()); }
+    bool isEmpty() const { return m_text.size() == m_head && !m_replaces; }
+    int size() const { return int(m_text.size() - m_head); }
 
     struct Chunk {
         QString text;
@@ -47,8 +48,11 @@ private:
     void trimTo(int breaks);
 
     QString m_text;
+    // Where the queued text starts in m_text: slices are handed out from the front without
+    // moving the rest each time.
+    qsizetype m_head = 0;
     int m_limit = 3000;
-    int m_breaks = 0;     // line breaks in m_text
+    int m_breaks = 0;     // line breaks in the queued text
     int m_lineLength = 0; // characters since the last break, across the document and the queue
     bool m_replaces = false;
 };

@@ -30,7 +30,7 @@ constexpr int selectionMarginBefore = 600;
 // ... and ends at the position this many pixels below the viewport.
 constexpr int selectionMarginBelow = 51;
 // Characters inserted per idle pass: a few milliseconds of layout work.
-constexpr int idleSliceCharacters = 2000000;
+constexpr int idleSliceCharacters = 250000;
 constexpr int minimumFontSize = 6;
 constexpr int maximumFontSize = 24;
 

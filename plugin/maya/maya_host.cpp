@@ -9,6 +9,9 @@
 #include <maya/MQtUtil.h>
 #include <maya/MStringArray.h>
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QThread>
+
 namespace ke2 {
 namespace {
 
@@ -29,10 +32,8 @@ bool runMel(const QString &command, MCommandResult &result, MCommandResult::Type
 
 } // namespace
 
-MayaHost::~MayaHost()
-{
-    removeCallbacks();
-}
+MayaHost::MayaHost() = default;
+MayaHost::~MayaHost() = default;
 
 bool MayaHost::executeMel(const QString &command)
 {
@@ -204,6 +205,11 @@ bool MayaHost::addCallbacks(QuitCallback onQuit)
 {
     m_callbacks.clear();
     m_onQuit = std::move(onQuit);
+    {
+        std::lock_guard<std::mutex> lock(m_wakeLock);
+        if (!m_wakeTarget)
+            m_wakeTarget = std::make_unique<QObject>();
+    }
     MStatus quitStatus;
     const MCallbackId quit = MEventMessage::addEventCallback("quitApplication", &MayaHost::onQuitApplication, this,
                                                               &quitStatus);
@@ -227,6 +233,13 @@ bool MayaHost::removeCallbacks()
         return false;
     m_callbacks.clear();
     m_onQuit = nullptr;
+    // Output still on its way from other threads goes with the callbacks: its wake-ups are
+    // dropped with their target, while the plug-in's code is still there to drop them.
+    {
+        std::lock_guard<std::mutex> lock(m_wakeLock);
+        m_wakeTarget.reset();
+    }
+    m_threadOutput.clear();
     return true;
 }
 
@@ -237,9 +250,28 @@ void MayaHost::onQuitApplication(void *clientData)
         host->m_onQuit();
 }
 
+// Maya calls this on whichever thread printed (a Python thread, a render worker). Framing and the
+// output widgets belong to the user-interface thread: output from other threads is queued there.
 void MayaHost::onCommandOutput(const MString &message, MCommandMessage::MessageType type, void *clientData)
 {
-    static_cast<MayaHost *>(clientData)->output().deliver(toQt(message), static_cast<int>(type));
+    auto *host = static_cast<MayaHost *>(clientData);
+    const QCoreApplication *application = QCoreApplication::instance();
+    if (!application || QThread::currentThread() == application->thread()) {
+        host->deliverThreadOutput(); // what other threads printed earlier comes first
+        host->output().deliver(toQt(message), static_cast<int>(type));
+        return;
+    }
+    std::lock_guard<std::mutex> lock(host->m_wakeLock);
+    if (!host->m_wakeTarget)
+        return; // unloading
+    if (host->m_threadOutput.push(static_cast<int>(type), toQt(message), -1))
+        QMetaObject::invokeMethod(host->m_wakeTarget.get(), [host] { host->deliverThreadOutput(); }, Qt::QueuedConnection);
+}
+
+void MayaHost::deliverThreadOutput()
+{
+    for (const ThreadOutputQueue::Message &message : m_threadOutput.take())
+        output().deliver(message.text, message.type);
 }
 
 } // namespace ke2

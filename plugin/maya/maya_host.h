@@ -2,11 +2,15 @@
 
 #include "plugin/host.h"
 #include "plugin/interrupt_watch.h"
+#include "plugin/thread_output_queue.h"
 
 #include <maya/MCallbackIdArray.h>
 #include <maya/MCommandMessage.h>
 
 #include <memory>
+#include <mutex>
+
+class QObject;
 
 namespace ke2 {
 
@@ -14,7 +18,9 @@ namespace ke2 {
 // or message call and nothing more; every decision lives in the host-independent code above.
 class MayaHost : public Host {
 public:
-    MayaHost() = default;
+    MayaHost();
+    // Never calls into Maya: the host may outlive the plug-in's unload (it is a static, destroyed
+    // when the library goes or Maya exits), and callbacks go only in the unload path.
     ~MayaHost() override;
 
     bool executeMel(const QString &command) override;
@@ -52,8 +58,15 @@ private:
 
     static void onQuitApplication(void *clientData);
     static void onCommandOutput(const MString &message, MCommandMessage::MessageType type, void *clientData);
+    // Frames and shows, on the user-interface thread, what other threads printed, in order.
+    void deliverThreadOutput();
 
     MCallbackIdArray m_callbacks;
+    ThreadOutputQueue m_threadOutput;
+    // Receives the wake-ups for m_threadOutput; exists while the callbacks do, so nothing posted
+    // outlives the unload.
+    std::mutex m_wakeLock;
+    std::unique_ptr<QObject> m_wakeTarget;
     QuitCallback m_onQuit;
     std::unique_ptr<InterruptWatch> m_watch;
     bool m_interruptLookedUp = false;

@@ -15,6 +15,8 @@
 
 #include <dlfcn.h>
 
+#include <thread>
+
 namespace shim = ke2::mayashim;
 using shim::Kind;
 
@@ -362,6 +364,49 @@ private slots:
         shim::fireCommandOutput("careful", 3);
         QCOMPARE(this->output()->toPlainText(), output);
         QFile::remove(settings.fileName());
+    }
+
+    // Maya prints from any thread; the framing and the panel see it on the user-interface thread
+    // only, in the order it was printed, and whatever is still on its way dies with the unload.
+    void outputFromOtherThreadsArrivesOnTheUiThreadInOrder()
+    {
+        QVERIFY(initialize() && run().ok);
+        QPointer<QWidget> editor = window();
+        QVERIFY(output());
+        std::thread worker([] {
+            for (int i = 0; i < 100; ++i)
+                shim::fireCommandOutput(QString("line %1\n").arg(i), 1);
+            shim::fireCommandOutput("careful", 3);
+        });
+        worker.join();
+        QCOMPARE(output()->toPlainText(), QString()); // nothing was framed or shown on the worker
+        shim::fireCommandOutput("sphere;\n", 1); // printed later, on the user-interface thread
+        QString expected;
+        for (int i = 0; i < 100; ++i)
+            expected += QString("line %1\n").arg(i);
+        expected += "# Warning: careful #\nsphere;\n";
+        QCOMPARE(output()->toPlainText(), expected);
+        // Only the queued calls run: a full event loop would let the style cache state that points
+        // into the plug-in, which dies with the library at the test's unload.
+        std::thread([] { shim::fireCommandOutput("late\n", 1); }).join();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall);
+        QCOMPARE(output()->toPlainText(), expected + "late\n");
+        std::thread([] { shim::fireCommandOutput("after unload\n", 1); }).join();
+        QVERIFY(uninitialize());
+        QVERIFY(!editor);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::MetaCall); // the wake-up went with the unload
+    }
+
+    // Destructors never call into Maya: when Maya exits without unloading the plug-in, its
+    // callbacks are Maya's to drop, not the static host's while the library goes away.
+    void exitWithoutUnloadLeavesTheCallbacksToMaya()
+    {
+        QVERIFY(initialize());
+        QCOMPARE(shim::callbackCount(), 2);
+        m_loaded = false;
+        dlclose(m_library); // runs the plug-in's static destructors, as at Maya's exit
+        m_library = nullptr;
+        QCOMPARE(shim::callbackCount(), 2);
     }
 
     void quitEventTearsTheWindowDown()

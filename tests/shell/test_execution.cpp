@@ -1,4 +1,5 @@
 #include "app/python_host.h"
+#include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "output/output_text_edit.h"
@@ -8,6 +9,7 @@
 #include "tests/support/test_registry.h"
 
 #include <QtGui/QTextBlock>
+#include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 
@@ -188,6 +190,59 @@ private slots:
         QVERIFY2(waitForOutput(ran), qPrintable(m_window->OutputText()));
         QCOMPARE(m_window->OutputText(), ran);
         QCOMPARE(editor->toPlainText(), QStringLiteral("a = 1\nb = a + 1"));
+    }
+
+    // Hostile output through the real host: the run ends, the output keeps to its bound and ends
+    // with what was printed after the flood, and the window still takes keys.
+    void badOutputLeavesTheWindowResponsive_data()
+    {
+        QTest::addColumn<QString>("script");
+        QTest::addColumn<QString>("lastLine");
+        const QString after = QStringLiteral("after the flood");
+        QTest::newRow("one 20 MB line") << QStringLiteral("print('x' * 20000000)\nprint('after the flood')") << after;
+        QTest::newRow("a million empty lines")
+            << QStringLiteral("for _ in range(1000000):\n    print()\nprint('after the flood')") << after;
+        QTest::newRow("NUL and invalid UTF-8 bytes")
+            << QStringLiteral("import sys\nfor _ in range(100000):\n"
+                              "    sys.stdout.buffer.write(b'nul \\x00 bad \\xff\\xc3( \\xe2\\x82\\n')\n"
+                              "print('after the flood')")
+            << after;
+        QTest::newRow("a stdout that raises")
+            << QStringLiteral("import sys\nclass Broken:\n"
+                              "    def write(self, text):\n        raise OSError('stdout is gone')\n"
+                              "    flush = write\n"
+                              "sys.stdout = Broken()\nprint('lost')")
+            << QStringLiteral("# Error: OSError: file <maya console> line 4: stdout is gone #");
+    }
+    void badOutputLeavesTheWindowResponsive()
+    {
+        QFETCH(QString, script);
+        QFETCH(QString, lastLine);
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        m_window->ClearHistory();
+        editor->setPlainText(script);
+        QSignalSpy finished(m_host.get(), &PythonHost::runFinished);
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(finished.wait(60000));
+        // A script that leaves a broken stream behind gets a fresh one on the next run.
+        m_host->executePython(QStringLiteral("import sys; sys.stdout = None"));
+
+        QTest::keyClick(editor, Qt::Key_End, Qt::ControlModifier);
+        QTest::keyClicks(editor, QStringLiteral("#"));
+        QVERIFY(editor->toPlainText().endsWith(QLatin1Char('#')));
+
+        OutputTextEdit *out = output();
+        QTRY_VERIFY_WITH_TIMEOUT(!out->HasPendingOutput(), 20000);
+        QVERIFY(out->document()->blockCount() <= Settings::instance().outputBufferSize);
+        QTextBlock last = out->document()->lastBlock();
+        while (last.isValid() && last.text().isEmpty())
+            last = last.previous();
+        QCOMPARE(last.text(), lastLine);
+        if (script.contains(QLatin1String("buffer")))
+            QVERIFY(last.previous().text().startsWith(QStringLiteral("nul \u0000 bad \ufffd\ufffd( \ufffd")));
     }
 
     // Every line of a script, from its own thread joined before the end too, arrives in order.
