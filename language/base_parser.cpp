@@ -52,9 +52,14 @@ void BaseParser::AddTodo(const QString &message, int start, int end)
     todos.append(m_diagnosticStore.make(message, start, end));
 }
 
-void BaseParser::AddOutlineItem(const QString &name, int kind, int position, int depth)
+void BaseParser::AddOutlineItem(QStringView name, int kind, int position, int depth)
 {
-    outlineItems.append(m_itemStore.make(name, kind, position, depth));
+    OutlineItem *item = m_itemStore.reuse();
+    item->name.setUnicode(name.data(), int(name.size()));
+    item->kind = kind;
+    item->position = position;
+    item->depth = depth;
+    outlineItems.append(item);
 }
 
 QString BaseParser::LineAt(int from) const

@@ -193,7 +193,7 @@ bool MelParser::TryGlobalProcedure()
         ++nameEnd;
     if (nameEnd == nameStart)
         return false;
-    const QString name = text.mid(nameStart, nameEnd - nameStart);
+    const QStringView name = QStringView(text).mid(nameStart, nameEnd - nameStart);
     if (name.endsWith(QLatin1Char('.')) || name.contains(QLatin1String(".."))) {
         AddError(QStringLiteral("Invalid procedure name"), start, nameEnd);
         return true;
@@ -236,7 +236,7 @@ void MelParser::TryGlobalVariable()
     int end = at + 1;
     while (end < length && isNameChar(data[end]))
         ++end;
-    AddOutlineItem(text.mid(at, end - at), OutlineItem::MelGlobalVariable, at, braceDepth);
+    AddOutlineItem(QStringView(text).mid(at, end - at), OutlineItem::MelGlobalVariable, at, braceDepth);
     pos = end - 1;
 }
 
@@ -259,7 +259,7 @@ void MelParser::TryLocalProcedure()
         ++nameEnd;
     if (nameEnd == nameStart)
         return;
-    const QString name = text.mid(nameStart, nameEnd - nameStart);
+    const QStringView name = QStringView(text).mid(nameStart, nameEnd - nameStart);
     if (name.endsWith(QLatin1Char('.')) || name.contains(QLatin1String(".."))) {
         AddError(QStringLiteral("Invalid procedure name"), start, nameEnd);
         return;

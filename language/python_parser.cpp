@@ -293,7 +293,7 @@ bool PythonParser::TryClass()
     if (nameEnd == nameStart)
         return false;
     ResetBlocksAtTopLevel();
-    AddOutlineItem(text.mid(nameStart, nameEnd - nameStart), OutlineItem::PythonClass, nameStart, Depth());
+    AddOutlineItem(QStringView(text).mid(nameStart, nameEnd - nameStart), OutlineItem::PythonClass, nameStart, Depth());
     pos = nameEnd - 1;
     return true;
 }
@@ -317,7 +317,7 @@ bool PythonParser::TryFunction()
             kind = OutlineItem::PythonClassMethod;
     }
     ResetBlocksAtTopLevel();
-    AddOutlineItem(text.mid(nameStart, nameEnd - nameStart), kind, nameStart, Depth());
+    AddOutlineItem(QStringView(text).mid(nameStart, nameEnd - nameStart), kind, nameStart, Depth());
     pos = nameEnd - 1;
     return true;
 }
@@ -449,7 +449,7 @@ bool PythonParser::TryPlainImport()
             offsets.append(int(region.indexOf(QStringView(text).mid(part.first, part.second))));
     }
     for (int i = 0; i < parts.size(); ++i)
-        AddOutlineItem(text.mid(parts[i].first, parts[i].second), OutlineItem::PythonImport, from + offsets[i], Depth());
+        AddOutlineItem(QStringView(text).mid(parts[i].first, parts[i].second), OutlineItem::PythonImport, from + offsets[i], Depth());
     return true;
 }
 

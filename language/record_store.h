@@ -26,9 +26,25 @@ public:
             ++m_current;
             m_used = 0;
         }
-        T *record = &m_blocks[m_current].records[m_used++];
+        T *record = reuse();
         *record = T(std::forward<Args>(args)...);
         return record;
+    }
+
+    // The next record as the last parse left it, for callers that set every field themselves and
+    // would rather keep its buffers than allocate new ones.
+    T *reuse()
+    {
+        if (m_current < m_blocks.size() && m_used == m_blocks[m_current].size) {
+            ++m_current;
+            m_used = 0;
+        }
+        if (m_current == m_blocks.size()) {
+            const size_t size = m_blocks.empty() ? 64 : m_blocks.back().size * 2;
+            m_blocks.push_back({std::make_unique<T[]>(size), size});
+            m_used = 0;
+        }
+        return &m_blocks[m_current].records[m_used++];
     }
 
     // The blocks stay for the next parse, which fills them again: a re-scan of a large buffer
