@@ -1,7 +1,5 @@
 #include "language/base_parser.h"
 
-#include <cstring>
-
 namespace ke2 {
 
 void BaseParser::Reset()
@@ -129,19 +127,6 @@ bool BaseParser::ContainsTodoWord(int from, int to) const
             return true;
     }
     return false;
-}
-
-bool BaseParser::HasWordAt(int at, const char *word) const
-{
-    const int size = int(std::strlen(word));
-    if (at < 0 || at + size > text.size())
-        return false;
-    const QChar *data = text.constData() + at;
-    for (int i = 0; i < size; ++i) {
-        if (data[i] != QLatin1Char(word[i]))
-            return false;
-    }
-    return true;
 }
 
 void BaseParser::SkipString(QChar quote)

@@ -65,7 +65,19 @@ protected:
     // Whitespace inside one line: what a whitespace class matches in `LineAt`.
     static bool IsLineSpace(QChar ch) { return ch != QLatin1Char('\n') && ch.isSpace(); }
     // Whether `word` (Latin-1) stands at `at`.
-    bool HasWordAt(int at, const char *word) const;
+    // Inline: the scanners ask it at almost every character, mostly with a literal word.
+    bool HasWordAt(int at, const char *word) const
+    {
+        if (at < 0)
+            return false;
+        const QChar *data = text.constData() + at;
+        const int room = int(text.size()) - at;
+        for (int i = 0; word[i]; ++i) {
+            if (i >= room || data[i] != QLatin1Char(word[i]))
+                return false;
+        }
+        return true;
+    }
 
     QString text;
     int pos = 0;

@@ -1,6 +1,7 @@
 #include "language/first_occurrence_index.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace ke2 {
 
@@ -96,6 +97,15 @@ int FirstOccurrenceIndex::indexOf(QStringView word) const
 
 namespace {
 
+inline void prefetch(const void *address)
+{
+#if defined(__GNUC__) || defined(__clang__)
+    __builtin_prefetch(address);
+#else
+    Q_UNUSED(address);
+#endif
+}
+
 // Trie edges (node, character) -> node in one open-addressing table: no allocation per node and
 // one probe per step in the usual case.
 class EdgeTable {
@@ -179,8 +189,13 @@ QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, cons
     // start, and only the rest (shorter than some earlier run: rare in a generated list) need the
     // walk below. Exact repeats are found by hashing each run's text once.
     const int count = runs.size();
-    QVector<int> sameAs(count, -1); // the first earlier run with the same text
+    const QPair<int, int> *run = runs.constData();
+    // Buffers kept between calls: a re-scan after each edit would otherwise fault in fresh pages.
+    thread_local QVector<int> sameAsBuffer;
+    sameAsBuffer.fill(-1, count);
+    int *sameAs = sameAsBuffer.data(); // the first earlier run with the same text
     QVector<int> result(count, -1);
+    int *first = result.data();
     QVector<int> pending; // runs that may lie inside a longer earlier run
     qint64 steps = 0; // characters read, here and in the walk
     {
@@ -194,32 +209,58 @@ QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, cons
             quint32 hash = 0;
             int run = -1;
         };
-        thread_local QVector<Slot> byText;
-        byText.fill(Slot(), capacity);
+        thread_local QVector<Slot> tableBuffer;
+        tableBuffer.fill(Slot(), capacity);
+        Slot *table = tableBuffer.data();
         const int mask = capacity - 1;
+        // The hashes first, in one pass over the text, so that the table slot of a run some
+        // places ahead can be fetched while this one is looked up: on a long list nearly every
+        // look-up misses the cache, and that wait, not the hashing, is what costs.
+        thread_local QVector<quint32> hashBuffer;
+        hashBuffer.resize(count);
+        quint32 *hashes = hashBuffer.data();
+        for (int r = 0; r < count; ++r) {
+            // Four characters a step.
+            const QChar *at = text.data() + run[r].first;
+            const QChar *end = at + run[r].second;
+            quint64 hash = quint64(run[r].second);
+            for (; at < end; at += 4) {
+                quint64 chunk = 0;
+                if (end - at >= 4) {
+                    std::memcpy(&chunk, at, 8);
+                } else {
+                    for (int i = 0; i < end - at; ++i)
+                        chunk |= quint64(at[i].unicode()) << (16 * i);
+                }
+                hash = (hash ^ chunk) * 0x9E3779B97F4A7C15ull;
+                hash ^= hash >> 29;
+            }
+            hashes[r] = quint32(hash ^ (hash >> 32));
+            steps += run[r].second;
+        }
+        const auto home = [shift](quint32 hash) { return int((hash * 0x9E3779B9u) >> shift); };
+        const int ahead = 16;
         int longest = 0;
         for (int r = 0; r < count; ++r) {
-            const QStringView word = text.mid(runs[r].first, runs[r].second);
-            steps += word.size();
-            quint32 hash = 2166136261u;
-            for (const QChar ch : word)
-                hash = (hash ^ ch.unicode()) * 16777619u;
-            int slot = int((hash * 0x9E3779B9u) >> shift);
-            for (;; slot = (slot + 1) & mask) {
-                const Slot &entry = byText[slot];
-                if (entry.run < 0 || (entry.hash == hash && text.mid(runs[entry.run].first, runs[entry.run].second) == word))
-                    break;
-            }
-            if (byText[slot].run >= 0) {
-                sameAs[r] = byText[slot].run;
+            if (r + ahead < count)
+                prefetch(table + home(hashes[r + ahead]));
+            const quint32 hash = hashes[r];
+            const QStringView word = text.mid(run[r].first, run[r].second);
+            int slot = home(hash);
+            while (table[slot].run >= 0
+                   && !(table[slot].hash == hash
+                        && text.mid(run[table[slot].run].first, run[table[slot].run].second) == word))
+                slot = (slot + 1) & mask;
+            if (table[slot].run >= 0) {
+                sameAs[r] = table[slot].run;
                 continue;
             }
-            byText[slot] = {hash, r};
-            if (runs[r].second < longest)
+            table[slot] = {hash, r};
+            if (run[r].second < longest)
                 pending.append(r);
             else
-                result[r] = runs[r].first;
-            longest = std::max(longest, runs[r].second);
+                first[r] = run[r].first;
+            longest = std::max(longest, run[r].second);
         }
     }
     if (steps > budget)
@@ -268,8 +309,8 @@ QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, cons
                     if (node < 0)
                         break;
                     const int found = terminal[node];
-                    if (found >= 0 && result[found] < 0) {
-                        result[found] = start;
+                    if (found >= 0 && first[found] < 0) {
+                        first[found] = start;
                         --unresolved;
                     }
                 }
@@ -280,7 +321,7 @@ QVector<int> FirstOccurrenceIndex::firstOccurrencesOfRuns(QStringView text, cons
     }
     for (int r = 0; r < count; ++r) {
         if (sameAs[r] >= 0)
-            result[r] = result[sameAs[r]];
+            first[r] = first[sameAs[r]];
     }
     return result;
 }

@@ -363,12 +363,10 @@ int PythonParser::ImportLineCut(int from, int *newline)
 {
     *newline = NextNewline(from);
     const int end = *newline < 0 ? text.size() : *newline;
-    const QChar *data = text.constData();
-    for (int at = from; at < end; ++at) {
-        if (data[at] == QLatin1Char('#'))
-            return at;
-    }
-    return end;
+    if (from >= end)
+        return end;
+    const int hash = int(QStringView(text).mid(from, end - from).indexOf(QLatin1Char('#')));
+    return hash < 0 ? end : from + hash;
 }
 
 bool PythonParser::TryAliasImport()
