@@ -8,6 +8,7 @@
 #include "plugin/qt_compat.h"
 
 #include <QtCore/QFile>
+#include <QtCore/QMimeData>
 #include <QtCore/QTextStream>
 #include <QtGui/QTextBlock>
 #include <QtGui/QCursor>
@@ -481,6 +482,27 @@ void OutputTextEdit::ShowContextMenu(const QPoint &position)
     QMenu *menu = CreateContextMenu(position);
     menu->exec(viewport()->mapToGlobal(position));
     menu->deleteLater();
+}
+
+QMimeData *OutputTextEdit::createMimeDataFromSelection() const
+{
+    const QTextCursor cursor = textCursor();
+    const int start = cursor.selectionStart(), end = cursor.selectionEnd();
+    QString text;
+    for (QTextBlock block = document()->findBlock(start); block.isValid() && block.position() <= end;
+         block = block.next()) {
+        const int from = std::max(start - block.position(), 0);
+        const int to = std::min(end - block.position(), block.length() - 1);
+        if (to > from)
+            text += block.text().mid(from, to - from);
+        // A block of exactly the piece length continues on the next one (a line that long and
+        // ending there is rare; the log file keeps the original either way).
+        if (block.position() + block.length() <= end && block.length() - 1 != OutputBuffer::maximumLineLength)
+            text += QLatin1Char('\n');
+    }
+    auto *data = new QMimeData;
+    data->setText(text);
+    return data;
 }
 
 } // namespace ke2

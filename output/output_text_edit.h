@@ -89,6 +89,8 @@ public slots:
     void UpdateExtraSelections();
 
 protected:
+    // Copies a long line whole: the pieces it was broken into for the view join again.
+    QMimeData *createMimeDataFromSelection() const override;
     void showEvent(QShowEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;

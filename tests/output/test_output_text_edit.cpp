@@ -6,6 +6,8 @@
 
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QTextBlock>
+#include <QtGui/QGuiApplication>
+#include <QtGui/QClipboard>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 #include <QtWidgets/QComboBox>
@@ -324,6 +326,22 @@ private slots:
         QCoreApplication::sendEvent(edit.viewport(), &wheel);
         QCOMPARE(up.count(), increases);
         QCOMPARE(down.count(), decreases);
+    }
+
+    // A line broken into pieces for the view is copied whole.
+    void longLineIsCopiedWhole()
+    {
+        test::OutputFixture fixture;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        const QString longLine = QString(OutputBuffer::maximumLineLength * 2 + 500, QLatin1Char('x'));
+        const QString all = QStringLiteral("short\n") + longLine + QStringLiteral("\nafter\n");
+        edit.AppendText(all);
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QVERIFY(edit.document()->blockCount() > 4);
+        edit.selectAll();
+        edit.copy();
+        QCOMPARE(QGuiApplication::clipboard()->text(), all);
     }
 
     void contextMenuCopiesSelectsAndClears()
