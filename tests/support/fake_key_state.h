@@ -5,13 +5,17 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QVector>
 
+#include <algorithm>
 #include <atomic>
 #include <memory>
 
 namespace ke2::test {
 
-// A keyboard on a schedule: Esc is held for 60 ms at each of `presses` (milliseconds after the
-// first look at the keyboard); the focus is in our windows or elsewhere.
+// A keyboard on a schedule: Esc goes down at each of `presses` (milliseconds after the first look
+// at the keyboard) and is held for 60 ms from the moment the watch first sees it, with the key up
+// for at least 40 ms between two presses. A watch thread that a loaded machine leaves unscheduled
+// for a while still sees every press, late, as a person's key would be; the focus is in our
+// windows or elsewhere.
 class FakeKeyState : public KeyStateSource {
 public:
     explicit FakeKeyState(QVector<int> presses, bool focused = true)
@@ -24,17 +28,25 @@ public:
         if (!m_clock.isValid())
             m_clock.start();
         const qint64 now = m_clock.elapsed();
-        for (const int press : m_presses) {
-            if (now >= press && now < press + 60) {
-                m_lastPress = press;
-                return true;
-            }
+        if (m_next >= m_presses.size())
+            return false;
+        if (m_downSince < 0) {
+            if (now < std::max<qint64>(m_presses[m_next], m_upSince + 40))
+                return false;
+            m_downSince = now;
+            m_lastPress = int(now);
+            return true;
         }
+        if (now < m_downSince + 60)
+            return true;
+        m_upSince = now;
+        m_downSince = -1;
+        ++m_next;
         return false;
     }
     bool focusIn(const QVector<quintptr> &) override { return m_focused; }
 
-    // When the last press the watch saw began, on the same clock; -1 before any.
+    // When the watch first saw the last press, on the same clock; -1 before any.
     int lastPress() const { return m_lastPress; }
     qint64 elapsed() const { return m_clock.isValid() ? m_clock.elapsed() : 0; }
 
@@ -55,6 +67,10 @@ private:
     QVector<int> m_presses;
     bool m_focused;
     QElapsedTimer m_clock;
+    // Read on the watch's thread only.
+    int m_next = 0;
+    qint64 m_downSince = -1;
+    qint64 m_upSince = -1000;
     std::atomic<int> m_lastPress{-1};
 };
 
