@@ -163,6 +163,12 @@ private slots:
         exact("if locator inside a method sees the method's locals",
               "class A:\n    def go(self, n):\n        value = 'x'\n        if __kestrel_lctr_hlvd__:\n            pass\n", "",
               {"A", "n", "self", "value"});
+        exact("while locator inside a function sees its arguments and locals",
+              "def f(a):\n    total = 0\n    while __kestrel_lctr_hlvd__:\n        pass\n", "", {"a", "f", "total"});
+        exact("elif comparison locator inside a method sees the method's locals",
+              "class A:\n    def go(self, n):\n        value = 'x'\n        if n:\n            pass\n"
+              "        elif __kestrel_lctr_hlvd__ == 1:\n            pass\n", "",
+              {"A", "n", "self", "value"});
         exact("module-level def locator is never offered", "import os\ndef __kedefloc__(__kestrel_lctr_hlvd__): pass\n", "",
               {"os"});
         exact("class locator offers object and never itself",
