@@ -3,6 +3,7 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
+#include "tests/support/fake_window_host.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -32,11 +33,7 @@ class ExecuteRulesTest : public QObject {
 private slots:
     void init()
     {
-        m_host = std::make_unique<FakeHost>();
-        m_host->hasDockingUi = false;
-        m_prefs = std::make_unique<TempPrefs>();
-        m_prefs->attach(*m_host);
-        HostBridge::setHost(m_host.get());
+        test::installFakeHost(m_host, m_prefs);
         Settings::instance() = Settings();
         Settings::instance().saveAllOnExecute = false;
         m_window = std::make_unique<KestrelEditor>();
@@ -48,9 +45,7 @@ private slots:
     void cleanup()
     {
         m_window.reset();
-        HostBridge::setHost(nullptr);
-        m_host.reset();
-        m_prefs.reset();
+        test::removeFakeHost(m_host, m_prefs);
     }
 
     void sentToTheHost_data()

@@ -1,4 +1,5 @@
 #include "tests/shell/shell_test_support.h"
+#include "tests/support/fake_window_host.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
@@ -57,18 +58,12 @@ private slots:
     void init()
     {
         Settings::instance() = Settings();
-        m_host = std::make_unique<FakeHost>();
-        m_host->hasDockingUi = false;
-        m_prefs = std::make_unique<test::TempPrefs>();
-        m_prefs->attach(*m_host);
-        HostBridge::setHost(m_host.get());
+        test::installFakeHost(m_host, m_prefs);
     }
     void cleanup()
     {
         m_window.reset();
-        HostBridge::setHost(nullptr);
-        m_host.reset();
-        m_prefs.reset();
+        test::removeFakeHost(m_host, m_prefs);
         Settings::instance() = Settings();
     }
 
