@@ -114,6 +114,8 @@ public:
     int FindScopeStart() const { return m_findScopeStart; }
     int FindScopeEnd() const { return m_findScopeEnd; }
     void SetFindRegex(const QRegularExpression &regex);
+    // The last find-in-files search's matches are highlighted while this is set.
+    QRegularExpression FindInFilesRegex() const { return m_findInFilesRegex; }
     void SetFindInFilesRegex(const QRegularExpression &regex);
 
     // Width of the line-number area (also its size hint).

@@ -218,6 +218,13 @@ void FindReplaceWidget::EmitSearch(bool findNext, bool updateSelection)
     emit SearchChanged(m_regex, m_findInSelection->isChecked(), findNext, updateSelection);
 }
 
+void FindReplaceWidget::SetOptions(bool matchCase, bool wholeWord, bool regularExpression)
+{
+    m_matchCase->setChecked(matchCase);
+    m_matchWord->setChecked(wholeWord);
+    m_regularExpression->setChecked(regularExpression);
+}
+
 void FindReplaceWidget::Show(bool replace, const QString &findText)
 {
     SetReplaceShown(replace);

@@ -72,6 +72,8 @@ public slots:
     void Close();
     void OnReturnPressed();
     void OnSearchParametersChanged();
+    // Sets the three options as a search elsewhere had them (without searching).
+    void SetOptions(bool matchCase, bool wholeWord, bool regularExpression);
     // Opens the bar with or without the replace row; a non-empty `findText` replaces the search.
     void Show(bool replace, const QString &findText = QString());
     // Names with the current shortcuts of their actions, as "Next Match (F3)".

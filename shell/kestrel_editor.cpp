@@ -493,6 +493,7 @@ void KestrelEditor::ConnectSignals()
         connect(group, &CodeEditorGroup::MiniToolbarDisplayModified, this, &KestrelEditor::RefreshCodeEditorGroupMiniToolbar);
         connect(group, &CodeEditorGroup::IncreaseFontSizeRequested, this, &KestrelEditor::IncreaseCodeEditorFontSize);
         connect(group, &CodeEditorGroup::DecreaseFontSizeRequested, this, &KestrelEditor::DecreaseCodeEditorFontSize);
+        connect(group, &CodeEditorGroup::TextChanged, this, &KestrelEditor::UpdateSearch);
     }
 
     connect(m_outputPanelGroup, &PanelGroup::ReceivedFocus, this, &KestrelEditor::CheckForFileChanges);
@@ -507,6 +508,10 @@ void KestrelEditor::ConnectSignals()
     connect(m_sideBar, &SideBar::CloseAllRequested, this, &KestrelEditor::CloseAllFiles);
     connect(m_sideBar, &SideBar::ViewChangeRequested, this, &KestrelEditor::SetSideBarView);
     connect(m_sideBar, &SideBar::QuickHelpFlagSelected, this, &KestrelEditor::InsertQuickHelpFlag);
+    connect(m_sideBar, &SideBar::SearchRequested, this, &KestrelEditor::Search);
+    connect(m_sideBar, &SideBar::SearchCleared, this, &KestrelEditor::OnSearchCleared);
+    connect(m_sideBar, &SideBar::SearchFocusChanged, this, &KestrelEditor::OnSearchFocusChanged);
+    connect(m_sideBar, &SideBar::FindAndReplace, this, &KestrelEditor::OnFindAndReplace);
     connect(m_sideBar, &SideBar::OutlineSelectionChanged, this, &KestrelEditor::OnOutlineSelectionChanged);
     connect(m_sideBar, &SideBar::FilePathChanged, this, &KestrelEditor::OnFilePathChanged);
     connect(m_sideBar, &SideBar::WorkspaceItemDeleted, this, &KestrelEditor::OnWorkspaceItemDeleted);

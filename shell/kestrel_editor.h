@@ -230,6 +230,14 @@ public slots:
     void SelectAndFindPrevious();
     void FindInFilesNext();
     void FindInFilesPrevious();
+    // Find in files and the open buffers: results kept current as buffers change, highlights
+    // dropped when the search view is out of sight or a new search starts.
+    void UpdateSearch(const QString &path, const QString &text);
+    void Search(const QString &text, const QStringList &include, const QStringList &exclude, bool matchCase,
+                bool wholeWord, bool regularExpression);
+    void OnSearchCleared();
+    void OnSearchFocusChanged(const QString &path, int line);
+    void OnFindAndReplace(const QString &path, int line);
     void ReplaceNext();
     void ReplaceAll();
     void GoToEditor();
@@ -357,6 +365,7 @@ private:
     int m_lastOutputSize = 0;
     int m_lastSideBarSize = 0;
     int m_lastMainSize = 0;
+    // The search view is the side bar's current view.
     bool m_searchActive = false;
 
     QHash<int, QAction *> m_bindingActions;

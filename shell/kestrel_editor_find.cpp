@@ -208,6 +208,22 @@ void KestrelEditor::CreateFindInFiles()
                 editor->centerCursor();
             });
     connect(m_findInFiles, &FindInFilesView::ReplaceRequested, this, &KestrelEditor::ApplyReplaceInFiles);
+    // Results are checked against the buffer as it is now before going to them.
+    m_findInFiles->SetOpenTextProvider([this](const QString &path, QString &text) {
+        for (CodeEditorGroup *group : qAsConst(m_groups)) {
+            const int index = group->IndexOfPath(path);
+            if (index >= 0 && group->CodeEditorAt(index)->Kind() == CODE_EDITOR_FILE) {
+                text = group->CodeEditorAt(index)->toPlainText();
+                return true;
+            }
+        }
+        return false;
+    });
+    // The view's requests reach the window through the side bar.
+    connect(m_findInFiles, &FindInFilesView::SearchRequested, m_sideBar, &SideBar::SearchRequested);
+    connect(m_findInFiles, &FindInFilesView::SearchCleared, m_sideBar, &SideBar::SearchCleared);
+    connect(m_findInFiles, &FindInFilesView::SearchFocusChanged, m_sideBar, &SideBar::SearchFocusChanged);
+    connect(m_findInFiles, &FindInFilesView::FindAndReplace, m_sideBar, &SideBar::FindAndReplace);
     connect(m_sideBar->Workspace(), &WorkspaceView::FindInSelected, this, [this](const QString &paths, const QString &title) {
         m_findInFiles->SetScope(paths.split(QDir::listSeparator(), Qt::SkipEmptyParts), title);
         ShowSearch();
@@ -233,6 +249,58 @@ void KestrelEditor::ReplaceInFiles()
     FindInFiles();
     if (!m_findInFiles->ReplaceEdit()->isVisible())
         m_findInFiles->findChild<QToolButton *>(QStringLiteral("Toggle Replace"))->click();
+}
+
+void KestrelEditor::UpdateSearch(const QString &path, const QString &text)
+{
+    // Only file buffers are among the results (internal buffers are not searched).
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        const int index = group->IndexOfPath(path);
+        if (index >= 0 && group->CodeEditorAt(index)->Kind() == CODE_EDITOR_FILE) {
+            m_findInFiles->UpdateOpenText(path, text);
+            return;
+        }
+    }
+}
+
+void KestrelEditor::Search(const QString &, const QStringList &, const QStringList &, bool, bool, bool)
+{
+    // The view runs the search; what the last one highlighted in the editors is of no use now.
+    OnSearchCleared();
+}
+
+void KestrelEditor::OnSearchCleared()
+{
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            group->CodeEditorAt(i)->SetFindInFilesRegex(QRegularExpression());
+}
+
+void KestrelEditor::OnSearchFocusChanged(const QString &path, int)
+{
+    // The current result's file, when open, shows the search's matches.
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        const int index = group->IndexOfPath(path);
+        if (index >= 0)
+            group->CodeEditorAt(index)->SetFindInFilesRegex(m_findInFiles->Regex());
+    }
+}
+
+void KestrelEditor::OnFindAndReplace(const QString &path, int line)
+{
+    OpenFile(path);
+    CodeEditor *editor = ActiveCodeEditor();
+    CodeEditorGroup *group = ActiveGroup();
+    if (!editor || !group || QFileInfo(editor->Path()) != QFileInfo(path))
+        return;
+    editor->setTextCursor(QTextCursor(editor->document()->findBlockByNumber(line)));
+    FindInFilesView *view = m_findInFiles;
+    group->FindReplace()->SetOptions(view->OptionButton(QStringLiteral("Match Case"))->isChecked(),
+                                     view->OptionButton(QStringLiteral("Match Whole Word"))->isChecked(),
+                                     view->OptionButton(QStringLiteral("Use Regular Expression"))->isChecked());
+    group->FindReplace()->ReplaceEdit()->setText(view->ReplaceEdit()->text());
+    group->FindReplace()->FindEdit()->setText(view->SearchEdit()->text());
+    group->ShowFindReplace(true);
 }
 
 void KestrelEditor::FindInFilesNext() { m_findInFiles->OpenAdjacentResult(1); }

@@ -192,6 +192,9 @@ void KestrelEditor::HideSideBar()
             m_sideBarSplitter->setSizes(sizes);
         }
         m_sideBarVisible = false;
+        // Find-in-files highlights go with the list they belong to.
+        if (m_searchActive)
+            OnSearchCleared();
         if (isInside(QApplication::focusWidget(), m_sideBar)) {
             if (CodeEditor *editor = ActiveCodeEditor())
                 editor->setFocus();
@@ -217,6 +220,8 @@ void KestrelEditor::ToggleSideBar()
     } else {
         ShowSideBar();
     }
+    if (m_searchActive)
+        OnSearchCleared();
 }
 
 void KestrelEditor::SetSideBarVisible(bool visible, bool splitterMove)
@@ -240,6 +245,11 @@ void KestrelEditor::SetSideBarView(SideBarView view)
 {
     m_sideBar->SetCurrentView(view);
     UpdateActivityBarCheck();
+    const bool searchActive = m_sideBar->CurrentView() == SIDE_BAR_VIEW_SEARCH;
+    const bool changed = searchActive != m_searchActive;
+    m_searchActive = searchActive;
+    if (m_sideBarVisible && changed)
+        OnSearchCleared();
 }
 
 void KestrelEditor::OnActivityBarViewSelected(SideBarView view)
@@ -497,6 +507,8 @@ void KestrelEditor::showEvent(QShowEvent *event)
     m_showStackTraceAction->setChecked(HostBridge::stackTrace());
     m_suppressStackWindowAction->setChecked(settings.suppressStackWindow);
     m_echoAllCommandsAction->setChecked(HostBridge::echoAllCommands());
+    if (m_searchActive)
+        OnSearchCleared();
 
     // Applied through the show and hide operations: a flag that says "shown" re-shows the pane
     // at its remembered size even when the restored splitter had it at zero.

@@ -151,15 +151,47 @@ QStringList FindInFilesSearch::SplitPatterns(const QString &patterns)
     return list;
 }
 
-namespace {
-
-// Adds the lines of `text` that hold matches.
-void SearchText(const TextSearch &search, const QString &text, FindInFilesResult &result,
-                const std::atomic_bool &cancelled)
+bool FindInFilesSearch::InScope(const FindInFilesQuery &query, const QString &path)
 {
+    const QFileInfo file(path);
+    for (const QString &root : query.roots) {
+        const QFileInfo rootInfo(root);
+        if (rootInfo.isFile()) {
+            if (rootInfo.absoluteFilePath() == file.absoluteFilePath())
+                return true;
+            continue;
+        }
+        const QString relative = QDir(rootInfo.absoluteFilePath()).relativeFilePath(file.absoluteFilePath());
+        if (relative.startsWith(QLatin1String("..")) || QDir::isAbsolutePath(relative))
+            continue;
+        const QStringList parts = relative.split(QLatin1Char('/'));
+        bool hidden = false;
+        for (const QString &part : parts)
+            hidden = hidden || part.startsWith(QLatin1Char('.'));
+        if (hidden || (query.hideCompiled && path.endsWith(QLatin1String(".pyc"))))
+            continue;
+        const QVector<QRegularExpression> exclude = Wildcards(query.exclude);
+        bool excluded = false;
+        QString folder;
+        for (const QString &part : parts) {
+            folder = folder.isEmpty() ? part : folder + QLatin1Char('/') + part;
+            excluded = excluded || (!exclude.isEmpty() && AnyMatches(exclude, part, folder));
+        }
+        const QVector<QRegularExpression> include = Wildcards(query.include);
+        if (!excluded && (include.isEmpty() || AnyMatches(include, file.fileName(), relative)))
+            return true;
+    }
+    return false;
+}
+
+bool FindInFilesSearch::SearchText(const TextSearch &search, const QString &path, const QString &text,
+                                   FindInFilesResult &result, const std::atomic_bool *cancelled)
+{
+    result.path = path;
+    result.lines.clear();
     QVector<TextMatch> matches;
     // A file whose pattern runs away is given up after a while; the rest of the search goes on.
-    search.FindAll(text, 0, text.size(), matches, QDeadlineTimer(2000), &cancelled);
+    const bool complete = search.FindAll(text, 0, text.size(), matches, QDeadlineTimer(2000), cancelled);
     int line = 0;
     int lineStart = 0;
     int nextNewline = text.indexOf(QLatin1Char('\n'));
@@ -179,7 +211,10 @@ void SearchText(const TextSearch &search, const QString &text, FindInFilesResult
         }
         result.lines.last().matches.append({match.start - lineStart, match.length});
     }
+    return complete;
 }
+
+namespace {
 
 const char *FindBytes(const char *at, const char *end, const QByteArray &needle)
 {
@@ -312,7 +347,7 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         result.path = path;
         const auto open = query.openTexts.constFind(path);
         if (open != query.openTexts.constEnd()) {
-            SearchText(search, open.value(), result, job->cancelled);
+            SearchText(search, path, open.value(), result, &job->cancelled);
         } else {
             QFile file(path);
             if (file.size() > maximumFileSize || !file.open(QIODevice::ReadOnly))
@@ -323,7 +358,7 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
             if (bytesWay)
                 SearchBytes(search, bytes, result);
             else
-                SearchText(search, Decode(bytes), result, job->cancelled);
+                SearchText(search, path, Decode(bytes), result, &job->cancelled);
         }
         if (result.lines.isEmpty())
             return;

@@ -62,6 +62,13 @@ public:
     // The wildcards of an include or exclude field: comma-separated, trimmed. Each is matched
     // against a file's or folder's name and its path relative to the searched folder.
     static QStringList SplitPatterns(const QString &patterns);
+    // The lines of `text` (the file at `path`) that hold matches; false when the search of it
+    // was cut short.
+    static bool SearchText(const TextSearch &search, const QString &path, const QString &text,
+                           FindInFilesResult &result, const std::atomic_bool *cancelled = nullptr);
+    // Whether the query's search takes in the file at `path`: under one of its roots, outside
+    // hidden folders, through the include and exclude patterns.
+    static bool InScope(const FindInFilesQuery &query, const QString &path);
 
 signals:
     void ResultsFound(const QVector<ke2::FindInFilesResult> &results);

@@ -7,6 +7,7 @@
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QMenu>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QStyledItemDelegate>
 #include <QtWidgets/QToolButton>
@@ -16,7 +17,25 @@ namespace ke2 {
 
 namespace {
 
-enum Role { PathRole = Qt::UserRole + 1, LineRole, MatchesRole, ReplaceRole };
+enum Role { PathRole = Qt::UserRole + 1, LineRole, MatchesRole, ReplaceRole, TextRole, CountRole };
+
+// Line `line` (0-based) of `text`, without its line break.
+QString LineOf(const QString &text, int line)
+{
+    int start = 0;
+    for (int n = 0; n < line && start >= 0; ++n) {
+        start = text.indexOf(QLatin1Char('\n'), start);
+        start = start < 0 ? -1 : start + 1;
+    }
+    if (start < 0)
+        return QString();
+    int end = text.indexOf(QLatin1Char('\n'), start);
+    if (end < 0)
+        end = text.size();
+    if (end > start && text.at(end - 1) == QLatin1Char('\r'))
+        --end;
+    return text.mid(start, end - start);
+}
 
 // Characters of context kept before the first match of a long line.
 constexpr int contextBefore = 30;
@@ -203,6 +222,22 @@ FindInFilesView::FindInFilesView(QWidget *parent) : QWidget(parent), m_search(ne
     });
     connect(m_results, &QTreeWidget::itemClicked, this, &FindInFilesView::OnItemActivated);
     connect(m_results, &QTreeWidget::itemActivated, this, &FindInFilesView::OnItemActivated);
+    connect(m_results, &QTreeWidget::currentItemChanged, this, [this](QTreeWidgetItem *item) {
+        if (item && item->parent())
+            emit SearchFocusChanged(item->data(0, PathRole).toString(), item->data(0, LineRole).toPoint().x());
+    });
+    m_results->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_results, &QTreeWidget::customContextMenuRequested, this, [this](const QPoint &pos) {
+        QTreeWidgetItem *item = m_results->itemAt(pos);
+        if (!item)
+            return;
+        const QString path = item->data(0, PathRole).toString();
+        const int line = item->parent() ? item->data(0, LineRole).toPoint().x() : 0;
+        QMenu menu(this);
+        connect(menu.addAction(QStringLiteral("Replace in This File")), &QAction::triggered, this,
+                [this, path, line] { emit FindAndReplace(path, line); });
+        menu.exec(m_results->viewport()->mapToGlobal(pos));
+    });
     connect(m_search, &FindInFilesSearch::ResultsFound, this, &FindInFilesView::OnResultsFound);
     connect(m_search, &FindInFilesSearch::Finished, this, &FindInFilesView::OnFinished);
     UpdateStatus();
@@ -235,6 +270,8 @@ void FindInFilesView::StartSearch()
 {
     m_delay.stop();
     m_results->clear();
+    m_refreshed.clear();
+    m_noteText.clear();
     m_lineCount = 0;
     m_matchCount = 0;
     m_cancelled = false;
@@ -253,8 +290,14 @@ void FindInFilesView::StartSearch()
         m_provider(query);
     if (!m_scope.isEmpty())
         query.roots = m_scope;
+    m_query = query;
     m_search->Start(query); // an invalid or empty search finishes at once with nothing
     UpdateStatus();
+    if (m_regex.pattern().isEmpty())
+        emit SearchCleared();
+    else if (!invalid)
+        emit SearchRequested(m_searchEdit->text(), query.include, query.exclude, m_matchCase->isChecked(),
+                             m_matchWord->isChecked(), m_regularExpression->isChecked());
 }
 
 void FindInFilesView::CancelSearch()
@@ -263,11 +306,53 @@ void FindInFilesView::CancelSearch()
     m_search->Cancel();
 }
 
+QTreeWidgetItem *FindInFilesView::FileItem(const QString &path) const
+{
+    for (int i = 0; i < m_results->topLevelItemCount(); ++i)
+        if (m_results->topLevelItem(i)->data(0, PathRole).toString() == path)
+            return m_results->topLevelItem(i);
+    return nullptr;
+}
+
 void FindInFilesView::OnResultsFound(const QVector<FindInFilesResult> &results)
 {
-    const bool replacing = m_replaceRow->isVisible() || !m_replaceEdit->text().isEmpty();
     for (const FindInFilesResult &result : results) {
-        auto *file = new QTreeWidgetItem(m_results);
+        if (m_refreshed.contains(result.path))
+            continue; // searched again in its buffer since
+        FillFile(new QTreeWidgetItem(m_results), result);
+    }
+    UpdateStatus();
+}
+
+void FindInFilesView::UpdateOpenText(const QString &path, const QString &text)
+{
+    if (m_regex.pattern().isEmpty() || !m_regex.isValid())
+        return;
+    QTreeWidgetItem *file = FileItem(path);
+    if (!file && !FindInFilesSearch::InScope(m_query, path))
+        return;
+    FindInFilesResult result;
+    FindInFilesSearch::SearchText(TextSearch(m_regex), path, text, result);
+    m_refreshed.insert(path);
+    if (result.lines.isEmpty()) {
+        if (file) {
+            m_lineCount -= file->childCount();
+            m_matchCount -= file->data(0, CountRole).toInt();
+            delete file;
+        }
+    } else {
+        FillFile(file ? file : new QTreeWidgetItem(m_results), result);
+    }
+    UpdateStatus();
+}
+
+void FindInFilesView::FillFile(QTreeWidgetItem *file, const FindInFilesResult &result)
+{
+    m_lineCount -= file->childCount();
+    m_matchCount -= file->data(0, CountRole).toInt();
+    qDeleteAll(file->takeChildren());
+    const bool replacing = m_replaceRow->isVisible() || !m_replaceEdit->text().isEmpty();
+    {
         const QFileInfo info(result.path);
         int matches = 0;
         for (const FindInFilesLine &line : result.lines) {
@@ -278,7 +363,9 @@ void FindInFilesView::OnResultsFound(const QVector<FindInFilesResult> &results)
                 ++cut;
             if (!line.matches.isEmpty() && line.matches.first().start - cut > shortLine)
                 cut = line.matches.first().start - contextBefore;
-            const QString shown = (cut > 0 && !line.text.left(cut).trimmed().isEmpty() ? QStringLiteral("\u2026") : QString())
+            // The line number first, as every editor's search list shows it.
+            const QString shown = QStringLiteral("%1: ").arg(line.line + 1)
+                                  + (cut > 0 && !line.text.left(cut).trimmed().isEmpty() ? QStringLiteral("\u2026") : QString())
                                   + line.text.mid(cut);
             const int shift = shown.size() - (line.text.size() - cut);
             QVariantList spans;
@@ -289,6 +376,7 @@ void FindInFilesView::OnResultsFound(const QVector<FindInFilesResult> &results)
             item->setToolTip(0, QStringLiteral("%1:%2").arg(QDir::toNativeSeparators(result.path)).arg(line.line + 1));
             item->setData(0, PathRole, result.path);
             item->setData(0, LineRole, QPoint(line.line, line.matches.isEmpty() ? 0 : line.matches.first().start));
+            item->setData(0, TextRole, line.text);
             item->setData(0, MatchesRole, spans);
             if (replacing)
                 item->setData(0, ReplaceRole, m_replaceEdit->text());
@@ -300,11 +388,11 @@ void FindInFilesView::OnResultsFound(const QVector<FindInFilesResult> &results)
                                                                          : QStringLiteral(":/ke2_icons/text.png")));
         file->setToolTip(0, QDir::toNativeSeparators(result.path));
         file->setData(0, PathRole, result.path);
+        file->setData(0, CountRole, matches);
         file->setExpanded(true);
         m_lineCount += result.lines.size();
         m_matchCount += matches;
     }
-    UpdateStatus();
 }
 
 void FindInFilesView::OnFinished(bool cancelled, bool limited)
@@ -331,6 +419,8 @@ void FindInFilesView::UpdateStatus()
         text += QStringLiteral(" (search cancelled)");
     else if (m_limited)
         text += QStringLiteral(" (stopped at %1 lines)").arg(FindInFilesSearch::maximumLines);
+    if (!m_noteText.isEmpty())
+        text += QLatin1Char('\n') + m_noteText;
     m_status->setText(text.trimmed());
 }
 
@@ -338,10 +428,42 @@ void FindInFilesView::OnItemActivated(QTreeWidgetItem *item)
 {
     if (!item || !item->parent())
         return;
+    const QString path = item->data(0, PathRole).toString();
     const QPoint at = item->data(0, LineRole).toPoint();
+    QString current;
+    if (m_openText && m_openText(path, current) && LineOf(current, at.x()) != item->data(0, TextRole).toString()) {
+        // The buffer changed since its results were made: they are made again (after the
+        // click is over, as it still refers to the item), and the same line is looked for.
+        const QString text = item->data(0, TextRole).toString();
+        QMetaObject::invokeMethod(this, [this, path, current, text, line = at.x()] {
+            UpdateOpenText(path, current);
+            QTreeWidgetItem *best = nullptr;
+            if (QTreeWidgetItem *file = FileItem(path)) {
+                for (int i = 0; i < file->childCount(); ++i) {
+                    QTreeWidgetItem *candidate = file->child(i);
+                    const int distance = qAbs(candidate->data(0, LineRole).toPoint().x() - line);
+                    if (candidate->data(0, TextRole).toString() == text
+                        && (!best || distance < qAbs(best->data(0, LineRole).toPoint().x() - line)))
+                        best = candidate;
+                }
+            }
+            if (!best) {
+                m_noteText = QStringLiteral("The match on line %1 of %2 is no longer there.")
+                                 .arg(line + 1)
+                                 .arg(QFileInfo(path).fileName());
+                UpdateStatus();
+                return;
+            }
+            m_results->setCurrentItem(best);
+            OnItemActivated(best);
+        }, Qt::QueuedConnection);
+        return;
+    }
+    m_noteText.clear();
+    UpdateStatus();
     const QVariantList spans = item->data(0, MatchesRole).toList();
     const int length = spans.isEmpty() ? 0 : spans.first().toPoint().y();
-    emit OpenMatchRequested(item->data(0, PathRole).toString(), at.x(), at.y(), length);
+    emit OpenMatchRequested(path, at.x(), at.y(), length);
 }
 
 void FindInFilesView::OpenAdjacentResult(int step)

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+#include <QtCore/QSet>
 #include <QtCore/QTimer>
 #include <QtWidgets/QWidget>
 
@@ -46,11 +47,29 @@ public:
     // workspace folders and the texts of the open buffers.
     void SetScope(const QStringList &paths, const QString &title);
     void SetQueryProvider(std::function<void(FindInFilesQuery &)> provider) { m_provider = std::move(provider); }
+    // The text of the open buffer at a path (false when none is open): a result is checked
+    // against it before the window is asked to go there.
+    void SetOpenTextProvider(std::function<bool(const QString &, QString &)> provider)
+    {
+        m_openText = std::move(provider);
+    }
+    // An open buffer's text changed: its results are searched again in it, so the list and the
+    // places it goes to stay current.
+    void UpdateOpenText(const QString &path, const QString &text);
+    // The note under the search field (a result that is gone...), empty when there is none.
+    QString NoteText() const { return m_noteText; }
     // Focuses the search field with `text` (when not empty) and searches.
     void Focus(const QString &text = QString());
 
 signals:
     void OpenMatchRequested(const QString &path, int line, int column, int length);
+    // A search starts with these parameters; the field was cleared (no search).
+    void SearchRequested(const QString &text, const QStringList &include, const QStringList &exclude, bool matchCase,
+                         bool wholeWord, bool regularExpression);
+    void SearchCleared();
+    // The current result moved to a line (0-based) of a file; "Replace in This File" on one.
+    void SearchFocusChanged(const QString &path, int line);
+    void FindAndReplace(const QString &path, int line);
     // `templateReplace`: the replace text holds group references and escapes (regular expressions on).
     void ReplaceRequested(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths,
                           bool templateReplace);
@@ -70,6 +89,9 @@ private:
     void OnFinished(bool cancelled, bool limited);
     void OnItemActivated(QTreeWidgetItem *item);
     void UpdateStatus();
+    // Fills `file` (a top-level item) with the result's lines, replacing what it held.
+    void FillFile(QTreeWidgetItem *file, const FindInFilesResult &result);
+    QTreeWidgetItem *FileItem(const QString &path) const;
 
     QToolButton *m_toggleReplace;
     QLineEdit *m_searchEdit;
@@ -88,6 +110,11 @@ private:
     FindInFilesSearch *m_search;
     QTimer m_delay;
     std::function<void(FindInFilesQuery &)> m_provider;
+    std::function<bool(const QString &, QString &)> m_openText;
+    FindInFilesQuery m_query;
+    // Files searched again since the search started: what the search reports of them is older.
+    QSet<QString> m_refreshed;
+    QString m_noteText;
     QStringList m_scope;
     QRegularExpression m_regex;
     int m_lineCount = 0;

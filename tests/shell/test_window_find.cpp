@@ -157,6 +157,100 @@ private slots:
         QCOMPARE(editor->toPlainText(), edited);
     }
 
+    // The results follow an open buffer as it is edited, and a click on a result made before
+    // the edit was seen goes to the match as it is now, or says that it is gone.
+    void findInFilesFollowsEdits()
+    {
+        QTemporaryDir dir;
+        QVERIFY(test::put(dir.filePath("a.py"), "x = 1\ndef foo(a, b):\n    pass\n"));
+        QVERIFY(test::put(dir.filePath("b.py"), "foo\n"));
+        QVERIFY(shown());
+        m_window->OpenFile(dir.filePath("a.py"));
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        FindInFilesView *view = m_window->SearchView();
+        m_window->FindInFiles();
+        view->SearchEdit()->setText("foo");
+        view->StartSearch();
+        QTRY_COMPARE(view->StatusText(), QString("2 results in 2 files"));
+        auto lineItem = [view](const QString &text) -> QTreeWidgetItem * {
+            const QList<QTreeWidgetItem *> items = view->Results()->findItems(text, Qt::MatchEndsWith | Qt::MatchRecursive);
+            return items.isEmpty() ? nullptr : items.first();
+        };
+        auto click = [view](QTreeWidgetItem *item) {
+            view->Results()->scrollToItem(item);
+            QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                              view->Results()->visualItemRect(item).center());
+        };
+        auto insertAtTop = [editor](const QString &text) {
+            QTextCursor cursor(editor->document());
+            cursor.insertText(text);
+        };
+
+        // Seen after the typing pause: the list holds the new lines, with their numbers.
+        insertAtTop("foo = 1\nfoo = 2\n");
+        QTRY_COMPARE(view->StatusText(), QString("4 results in 2 files"));
+        QVERIFY(lineItem("def foo(a, b):"));
+        QCOMPARE(lineItem("def foo(a, b):")->text(0), QString("4: def foo(a, b):"));
+
+        // Clicked before the pause is over: the line moved by one, and is found there.
+        insertAtTop("# no match\n");
+        click(lineItem("def foo(a, b):"));
+        QTRY_COMPARE(editor->textCursor().blockNumber(), 4);
+        QCOMPARE(editor->textCursor().selectedText(), QString("foo"));
+        QCOMPARE(lineItem("def foo(a, b):")->text(0), QString("5: def foo(a, b):"));
+
+        // The line is gone: nothing is selected in its place, and the list says so.
+        QTextCursor line(editor->document()->findBlockByNumber(4));
+        line.select(QTextCursor::BlockUnderCursor);
+        line.removeSelectedText();
+        editor->setTextCursor(QTextCursor(editor->document()));
+        click(lineItem("def foo(a, b):"));
+        QTRY_VERIFY(view->StatusText().contains("The match on line 5 of a.py is no longer there."));
+        QVERIFY(!editor->textCursor().hasSelection());
+        QVERIFY(!lineItem("def foo(a, b):"));
+    }
+
+    // The highlights of a find-in-files result go when the side bar is hidden, another view
+    // takes its place, the window is shown again, or the search is cleared.
+    void findInFilesHighlightsAreDropped_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::newRow("side bar hidden") << "toggle";
+        QTest::newRow("another view") << "explorer";
+        QTest::newRow("window shown again") << "show";
+        QTest::newRow("search cleared") << "clear";
+    }
+    void findInFilesHighlightsAreDropped()
+    {
+        QFETCH(QString, action);
+        QTemporaryDir dir;
+        QVERIFY(test::put(dir.filePath("a.mel"), "proc wanted() {}\n"));
+        QVERIFY(shown());
+        m_window->OpenFile(dir.filePath("a.mel"));
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        FindInFilesView *view = m_window->SearchView();
+        m_window->FindInFiles();
+        view->SearchEdit()->setText("wanted");
+        view->StartSearch();
+        QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
+        QTreeWidgetItem *line = view->Results()->topLevelItem(0)->child(0);
+        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          view->Results()->visualItemRect(line).center());
+        QCOMPARE(editor->FindInFilesRegex().pattern(), QString("wanted"));
+        if (action == "toggle") {
+            m_window->ToggleSideBar();
+        } else if (action == "explorer") {
+            m_window->ShowExplorer();
+        } else if (action == "show") {
+            m_window->hide();
+            m_window->show();
+        } else {
+            view->SearchEdit()->clear();
+            view->StartSearch();
+        }
+        QVERIFY(editor->FindInFilesRegex().pattern().isEmpty());
+    }
+
     // "Find in Folder" in the workspace view searches that folder in the search view.
     void findInFolderFromTheWorkspace()
     {
