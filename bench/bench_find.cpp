@@ -1,8 +1,9 @@
 // Finding: counting every match of plain text and of patterns in a 100,000-line buffer (target:
 // under 200 ms, growing no faster than the text), counting the matches of a word in a
-// 100,000-line buffer at each keystroke in the find bar (target: under 30 ms a keystroke), and find in files over 5,000 generated scripts (about
-// 100 MB) against `grep -rn` with the same plain-text pattern: time to the first result shown
-// (target: under 100 ms) and to the whole search (target: within twice grep's time).
+// 100,000-line buffer at each keystroke in the find bar (target: under 30 ms a keystroke), and
+// find in files over 5,000 generated scripts (about 100 MB) against `grep -rn` with the same
+// plain-text pattern, measured in the same run: time to the first result shown (target: under
+// 100 ms) and to the whole search (target: at most grep's time), with where the time goes.
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "overlays/find_replace_widget.h"
@@ -102,7 +103,7 @@ void countAllMatches()
     QPlainTextEdit half, full;
     half.setPlainText(buffer(50000));
     full.setPlainText(buffer(100000));
-    std::printf("find bar: count every match, one a line (medians of 5)\n");
+    std::printf("find bar: count every match, one a line (best of 5)\n");
     for (const Row &row : rows) {
         const TextSearch search(TextSearch::BuildRegularExpression(row.find, true, false, row.regex));
         auto count = [&search](QPlainTextEdit &editor, int &found, bool &complete) {
@@ -116,8 +117,9 @@ void countAllMatches()
                 times.push_back(clock.nsecsElapsed() / 1e6);
                 found = matches.size();
             }
-            std::sort(times.begin(), times.end());
-            return times[2];
+            // The best of the runs: the growth is read from two sizes, and another process on
+            // the machine should not decide it.
+            return *std::min_element(times.begin(), times.end());
         };
         int halfFound = 0, fullFound = 0;
         bool halfComplete = false, fullComplete = false;
@@ -183,6 +185,41 @@ void findInFiles()
             QApplication::processEvents(QEventLoop::WaitForMoreEvents);
         return clock.nsecsElapsed() / 1e6;
     };
+    // Where the time goes: walking the folders (listing and looking at each entry), reading
+    // the files (the same buffer reuse as the search), and the rest, matching and posting.
+    auto walk = [&root](bool read) {
+        QElapsedTimer clock;
+        clock.start();
+        QStringList folders{root};
+        QByteArray buffer;
+        qint64 total = 0;
+        while (!folders.isEmpty()) {
+            const QFileInfoList entries = QDir(folders.takeLast()).entryInfoList(
+                QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
+            for (const QFileInfo &entry : entries) {
+                if (entry.isDir()) {
+                    folders << entry.absoluteFilePath();
+                } else if (read) {
+                    QFile file(entry.absoluteFilePath());
+                    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
+                        continue;
+                    buffer.resize(int(file.size()));
+                    total += file.read(buffer.data(), buffer.size());
+                }
+            }
+        }
+        return total >= 0 ? clock.nsecsElapsed() / 1e6 : 0.0;
+    };
+    std::vector<double> walks, reads;
+    for (int round = 0; round < 3; ++round) {
+        walks.push_back(walk(false));
+        reads.push_back(walk(true));
+    }
+    std::sort(walks.begin(), walks.end());
+    std::sort(reads.begin(), reads.end());
+    std::printf("find in files, where the time goes (medians of 3)\n");
+    std::printf("%-58s %8.2f ms\n", "  walking the folders", walks[1]);
+    std::printf("%-58s %8.2f ms\n", "  walking and reading every file", reads[1]);
     for (const bool matchCase : {true, false}) {
         std::vector<double> grepTimes, ourTimes, firsts;
         int lines = 0;
@@ -202,7 +239,9 @@ void findInFiles()
         std::printf("%-58s %8.2f ms\n", "  whole search", ourTime);
         std::printf("%-58s %8.2f ms\n", matchCase ? "  grep -rn, same pattern and folder" : "  grep -rni, same pattern and folder",
                     grepTime);
-        std::printf("%-58s %8.2f x (target <= 2)\n", "  ratio to grep", ourTime / grepTime);
+        std::printf("%-58s %8.2f ms\n", "  of it matching, decoding and posting (whole - reading)", ourTime - reads[1]);
+        std::printf("%-58s %8.2f x (target <= 1: %s)\n", "  ratio to grep", ourTime / grepTime,
+                    ourTime <= grepTime ? "met" : "NOT met");
     }
 }
 

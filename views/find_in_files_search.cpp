@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <functional>
 
 namespace ke2 {
@@ -227,55 +228,41 @@ const char *FindBytes(const char *at, const char *end, const QByteArray &needle)
 #endif
 }
 
-// The byte at which `needle` is best looked for: the one least common in text and code, so that
-// few candidates need a closer look.
-int RarestIndex(const QByteArray &needle)
-{
-    static const char common[] = " etaoinsrhldcumfpgwybvkxjqz_ETAOINSRHLDCUMFPGWYBVKXJQZ";
-    int best = 0;
-    int bestRank = -1;
-    for (int i = 0; i < needle.size(); ++i) {
-        const char *found = std::strchr(common, needle.at(i));
-        const int rank = found && needle.at(i) ? int(found - common) % 27 : 27; // others: rare
-        if (rank > bestRank) {
-            best = i;
-            bestRank = rank;
-        }
+unsigned char FoldByte(unsigned char c) { return c >= 'A' && c <= 'Z' ? static_cast<unsigned char>(c + 32) : c; }
+
+// A needle for a search that ignores ASCII case: folded, with the shift of each byte for a
+// Horspool scan, which looks at about one byte in the needle's length instead of each.
+struct FoldedNeedle {
+    explicit FoldedNeedle(const QByteArray &needle) : folded(needle.size(), '\0')
+    {
+        const int length = needle.size();
+        for (int i = 0; i < length; ++i)
+            folded[i] = char(FoldByte(static_cast<unsigned char>(needle.at(i))));
+        std::fill(std::begin(shift), std::end(shift), length);
+        for (int i = 0; i + 1 < length; ++i)
+            shift[static_cast<unsigned char>(folded.at(i))] = length - 1 - i;
     }
-    return best;
-}
+    QByteArray folded;
+    int shift[256];
+};
 
-char FoldByte(char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; }
-
-// The next place `needle` starts in [at, end), ASCII case aside: the rarest byte of it is looked
-// for in both cases with memchr, then the rest is compared.
-const char *FindFolded(const char *at, const char *end, const QByteArray &needle, int rare)
+const char *FindFolded(const char *at, const char *end, const FoldedNeedle &needle)
 {
-    const char lower = FoldByte(needle.at(rare));
-    const char upper = lower >= 'a' && lower <= 'z' ? char(lower - 32) : lower;
-    const int length = needle.size();
-    const char *p = at + rare;
-    const char *nextLower = nullptr;
-    const char *nextUpper = nullptr;
-    while (p < end) {
-        if (!nextLower || nextLower < p)
-            nextLower = static_cast<const char *>(std::memchr(p, lower, size_t(end - p)));
-        if (upper != lower && (!nextUpper || nextUpper < p))
-            nextUpper = static_cast<const char *>(std::memchr(p, upper, size_t(end - p)));
-        const char *hit = nextLower;
-        if (upper != lower && nextUpper && (!hit || nextUpper < hit))
-            hit = nextUpper;
-        if (!hit)
-            return nullptr;
-        const char *start = hit - rare;
-        if (start + length <= end) {
+    const int length = needle.folded.size();
+    const auto *p = reinterpret_cast<const unsigned char *>(at);
+    const auto *last = reinterpret_cast<const unsigned char *>(end) - length;
+    const auto *folded = reinterpret_cast<const unsigned char *>(needle.folded.constData());
+    const unsigned char lastByte = folded[length - 1];
+    while (p <= last) {
+        const unsigned char c = FoldByte(p[length - 1]);
+        if (c == lastByte) {
             int k = 0;
-            while (k < length && FoldByte(start[k]) == FoldByte(needle.at(k)))
+            while (k < length - 1 && FoldByte(p[k]) == folded[k])
                 ++k;
-            if (k == length)
-                return start;
+            if (k == length - 1)
+                return reinterpret_cast<const char *>(p);
         }
-        p = hit + 1;
+        p += needle.shift[c];
     }
     return nullptr;
 }
@@ -287,7 +274,7 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
 {
     const QByteArray needle = search.Literal().toLatin1();
     const bool matchCase = search.MatchCase();
-    const int rare = RarestIndex(needle);
+    const FoldedNeedle folded(needle);
     const char *data = bytes.constData();
     const char *end = data + bytes.size();
     const char *counted = data;
@@ -295,7 +282,7 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
     const char *at = data;
     QVector<TextMatch> matches;
     while (at < end) {
-        const char *found = matchCase ? FindBytes(at, end, needle) : FindFolded(at, end, needle, rare);
+        const char *found = matchCase ? FindBytes(at, end, needle) : FindFolded(at, end, folded);
         if (!found)
             break;
         const char *lineStart = found;
@@ -342,6 +329,7 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         }
     };
 
+    QByteArray bytes;
     auto searchFile = [&](const QString &path) {
         FindInFilesResult result;
         result.path = path;
@@ -349,10 +337,15 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         if (open != query.openTexts.constEnd()) {
             SearchText(search, path, open.value(), result, &job->cancelled);
         } else {
+            // One buffer for all files, read in one call: no copy through QFile's own buffer.
             QFile file(path);
-            if (file.size() > maximumFileSize || !file.open(QIODevice::ReadOnly))
+            if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || file.size() > maximumFileSize)
                 return;
-            const QByteArray bytes = file.readAll();
+            bytes.resize(int(file.size()));
+            const qint64 read = file.read(bytes.data(), bytes.size());
+            bytes.resize(int(qMax<qint64>(read, 0)));
+            if (read == bytes.size() && !file.atEnd())
+                bytes += file.readAll(); // grew since its size was taken
             if (std::memchr(bytes.constData(), 0, size_t(qMin<qint64>(bytes.size(), binaryProbeSize))))
                 return; // binary
             if (bytesWay)
