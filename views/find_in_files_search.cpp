@@ -8,6 +8,10 @@
 #include <QtCore/QThread>
 
 #include <algorithm>
+#include <utility>
+#if defined(__SSE2__) || defined(_M_X64)
+#include <emmintrin.h>
+#endif
 #include <cstring>
 #include <iterator>
 #include <functional>
@@ -253,6 +257,34 @@ const char *FindFolded(const char *at, const char *end, const FoldedNeedle &need
     const auto *last = reinterpret_cast<const unsigned char *>(end) - length;
     const auto *folded = reinterpret_cast<const unsigned char *>(needle.folded.constData());
     const unsigned char lastByte = folded[length - 1];
+    auto equal = [&](const unsigned char *start) {
+        int k = 1;
+        while (k < length - 1 && FoldByte(start[k]) == folded[k])
+            ++k;
+        return k >= length - 1;
+    };
+#if defined(__SSE2__) || defined(_M_X64)
+    // Sixteen places at a time: those whose first and last bytes match in either case, found
+    // by comparing whole blocks, are the only ones looked at closer.
+    if (length >= 2) {
+        auto both = [](unsigned char c) {
+            return std::make_pair(_mm_set1_epi8(char(c)),
+                                  _mm_set1_epi8(char(c >= 'a' && c <= 'z' ? c - 32 : c)));
+        };
+        const auto first = both(folded[0]);
+        const auto ends = both(lastByte);
+        for (; p + 16 <= last + 1; p += 16) {
+            const __m128i head = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+            const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + length - 1));
+            const __m128i heads = _mm_or_si128(_mm_cmpeq_epi8(head, first.first), _mm_cmpeq_epi8(head, first.second));
+            const __m128i tails = _mm_or_si128(_mm_cmpeq_epi8(tail, ends.first), _mm_cmpeq_epi8(tail, ends.second));
+            const int mask = _mm_movemask_epi8(_mm_and_si128(heads, tails));
+            for (int i = 0; mask && i < 16; ++i)
+                if ((mask & (1 << i)) && equal(p + i))
+                    return reinterpret_cast<const char *>(p + i);
+        }
+    }
+#endif
     while (p <= last) {
         const unsigned char c = FoldByte(p[length - 1]);
         if (c == lastByte) {

@@ -72,6 +72,9 @@ private slots:
                                           << QStringList{all.at(0), all.at(1), all.at(3), all.at(4)};
         QTest::newRow("non-ASCII text") << "caf\u00e9" << false << true << "" << "" << QStringList{"latin.txt:1:0:caf\u00e9 rig"};
         QTest::newRow("invalid pattern finds nothing") << "(rig" << true << true << "" << "" << QStringList{};
+        const QString wide = QString(40, QLatin1Char('x')) + "FrobNicate" + QString(40, QLatin1Char('x'));
+        QTest::newRow("ignoring case, far into a line") << "frobnicate" << false << false << "" << ""
+                                                      << QStringList{"long.txt:1:40:" + wide};
     }
     void searchesATree()
     {
@@ -87,6 +90,7 @@ private slots:
         QVERIFY(write(root + "/sub/b.mel", "proc rig() {}\n"));
         QVERIFY(write(root + "/bin.dat", QByteArray("rig\0rig", 7)));
         QVERIFY(write(root + "/latin.txt", "caf\xe9 rig\n"));
+        QVERIFY(write(root + "/long.txt", QByteArray(40, 'x') + "FrobNicate" + QByteArray(40, 'x') + "\n"));
         QVERIFY(write(root + "/.hidden/c.py", "rig\n"));
         QVERIFY(write(root + "/excluded/d.py", "rig\n"));
         QVERIFY(QFile::link(root, root + "/sub/loop"));
