@@ -9,6 +9,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QScopeGuard>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
 #include <QtCore/QFile>
@@ -182,6 +183,12 @@ private slots:
         connect(worker, &PylintWorker::PylintOutput, this,
                 [&](const QString &, const QStringList &parts, int) { answers.append(parts.value(0)); });
         thread.start();
+        auto stop = qScopeGuard([&] { // also when a check below fails
+            QMetaObject::invokeMethod(worker, [worker] { worker->Shutdown(); }, Qt::QueuedConnection);
+            thread.wait(5000);
+            delete worker;
+            delete probe;
+        });
         const int requests = 3000;
         for (int i = 1; i <= requests; ++i)
             QMetaObject::invokeMethod(worker, [worker, i] { worker->Pylint(QString("text%1\n").arg(i), "a.py", QString()); },
@@ -189,14 +196,12 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(answers.size(), 1, 60000);
         QCOMPARE(answers[0], QString("E:1:0:[E0001]:text%1").arg(requests));
         QMetaObject::invokeMethod(worker, [worker] { worker->Shutdown(); }, Qt::QueuedConnection);
-        QVERIFY(thread.wait(5000));
+        QVERIFY(thread.wait(5000)); // within the bounded kill wait
         QCOMPARE(probe->requests.loadAcquire(), requests + 1);
         const quintptr depth = probe->highest.loadAcquire() - probe->lowest.loadAcquire();
         QVERIFY2(depth < 1024, qPrintable(QString("requests reached %1 bytes deeper than the first").arg(depth)));
         QVERIFY2(lineCount(script + ".pids") <= 3, qPrintable(QString::number(lineCount(script + ".pids"))));
         QCOMPARE(answers.size(), 1);
-        delete worker;
-        delete probe;
     }
 
     // Whatever goes wrong ends with no marks. Our own messages are always said, pylint's own
