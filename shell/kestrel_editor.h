@@ -78,6 +78,8 @@ public:
     CodeEditor *ActiveCodeEditor() const;
     // The editor with keyboard focus; null when focus is elsewhere.
     CodeEditor *FocusedCodeEditor() const;
+    // The output text when it has the keyboard focus.
+    OutputTextEdit *FocusedOutput() const;
     int CodeEditorCount() const;
     SideBar *GetSideBar() const { return m_sideBar; }
     ActivityBar *GetActivityBar() const { return m_activityBar; }
@@ -321,6 +323,10 @@ private:
     void UpdateGroupVisibility();
     void SetActiveGroupIndex(int index);
     void RebuildRecentFilesMenu();
+    // Puts a file the user opened or saved under a new name at the front of Recent Files.
+    void RememberRecentFile(const QString &path);
+    // Where the open dialog starts, given the folder it was last left in.
+    QString OpenDialogDirectory(const QString &remembered) const;
     bool IsPathOpen(const QString &path) const;
     void AttachCodeEditor(CodeEditor *codeEditor);
 
