@@ -327,8 +327,10 @@ void CodeEditor::ShiftMarks(int position, int charsRemoved, int charsAdded)
     // A single typed or deleted character moves marks to other lines only by changing the line
     // count; anything larger may, so the line maps are rebuilt then.
     const int blockCount = document()->blockCount();
-    if (blockCount != m_markedBlockCount || charsAdded > 1 || charsRemoved > 1)
+    if (blockCount != m_markedBlockCount || charsAdded > 1 || charsRemoved > 1) {
         RefreshDecorations();
+        emit DiagnosticsChanged();
+    }
 }
 
 void CodeEditor::SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorMarks &warnings,
@@ -340,6 +342,7 @@ void CodeEditor::SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorM
     RefreshDecorations();
     UpdateExtraSelections();
     emit ErrorAndWarningTextChanged();
+    emit DiagnosticsChanged();
 }
 
 void CodeEditor::RebuildLineMessages()

@@ -113,6 +113,9 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
 {
     ApplyCodeEditorFont(codeEditor);
     connect(codeEditor, &CodeEditor::ModificationChanged, this, &KestrelEditor::RefreshOpenEditors, Qt::UniqueConnection);
+    connect(codeEditor, &CodeEditor::DiagnosticsChanged, this, &KestrelEditor::QueueProblemsRefresh,
+            Qt::UniqueConnection);
+    connect(codeEditor, &QObject::destroyed, this, &KestrelEditor::QueueProblemsRefresh, Qt::UniqueConnection);
     // Every edit brings the next silent save closer.
     connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
             Qt::UniqueConnection);

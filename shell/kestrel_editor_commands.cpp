@@ -186,6 +186,13 @@ void KestrelEditor::OnParserUpdated(BaseParser *parser)
 
 void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
 {
+    OnOutlinePreviewRequested(start, end);
+    if (CodeEditor *editor = ActiveCodeEditor())
+        editor->setFocus();
+}
+
+void KestrelEditor::OnOutlinePreviewRequested(int start, int end)
+{
     CodeEditor *editor = ActiveCodeEditor();
     if (!editor)
         return;
@@ -195,7 +202,6 @@ void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
     cursor.setPosition(qBound(0, end, last), QTextCursor::KeepAnchor);
     editor->setTextCursor(cursor);
     editor->centerCursor();
-    editor->setFocus();
 }
 
 void KestrelEditor::OnWorkspaceItemDeleted(const QString &path, bool isFolder)

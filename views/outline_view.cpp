@@ -47,6 +47,19 @@ void forEachItem(QTreeWidget *tree, Visit visit)
     }
 }
 
+// Sorted by name as people read names: case aside, then case as a tie-break.
+class OutlineTreeItem : public QTreeWidgetItem {
+public:
+    using QTreeWidgetItem::QTreeWidgetItem;
+    bool operator<(const QTreeWidgetItem &other) const override
+    {
+        const int column = treeWidget() ? treeWidget()->sortColumn() : 0;
+        const QString a = text(column), b = other.text(column);
+        const int folded = QString::compare(a, b, Qt::CaseInsensitive);
+        return folded != 0 ? folded < 0 : a < b;
+    }
+};
+
 } // namespace
 
 OutlineView::OutlineView(QWidget *parent)
@@ -78,8 +91,9 @@ OutlineView::OutlineView(QWidget *parent)
     connect(m_sortButton, &QToolButton::clicked, this, &OutlineView::ToggleSort);
     connect(m_collapseButton, &QToolButton::clicked, this, &OutlineView::CollapseAll);
     connect(m_filtersButton, &QToolButton::clicked, this, &OutlineView::ShowFiltersMenu);
-    connect(m_tree, &QTreeWidget::itemSelectionChanged, this, &OutlineView::OnSelectionChanged);
+    connect(m_tree, &QTreeWidget::itemSelectionChanged, this, &OutlineView::OnCurrentChanged);
     connect(m_tree, &QTreeWidget::itemClicked, this, &OutlineView::OnSelectionChanged);
+    connect(m_tree, &QTreeWidget::itemActivated, this, &OutlineView::OnSelectionChanged);
     connect(m_tree, &QTreeWidget::itemExpanded, this, &OutlineView::SaveExpanded);
     connect(m_tree, &QTreeWidget::itemCollapsed, this, &OutlineView::SaveExpanded);
     connect(m_tree, &OutlineTreeWidget::FocusOutClearSelection, this, &OutlineView::OnFocusOutClearSelection);
@@ -145,11 +159,11 @@ bool OutlineView::IsHidden(int kind) const
 
 QTreeWidgetItem *OutlineView::MakeItem(const Entry &entry) const
 {
-    auto *item = new QTreeWidgetItem(QStringList{entry.name});
+    auto *item = new OutlineTreeItem(QStringList{entry.name});
     if (entry.kind > 0 && entry.kind < m_icons.size())
         item->setIcon(0, m_icons[entry.kind]);
     item->setData(0, StartRole, entry.position);
-    item->setData(0, EndRole, entry.position + int(entry.name.size()));
+    item->setData(0, EndRole, entry.position + SourceNameLength(entry.name));
     item->setData(0, KindRole, entry.kind);
     return item;
 }
@@ -305,6 +319,24 @@ void OutlineView::OnSelectionChanged()
     if (!item || !item->isSelected())
         return;
     emit OutlineSelectionChanged(item->data(0, StartRole).toInt(), item->data(0, EndRole).toInt());
+}
+
+void OutlineView::OnCurrentChanged()
+{
+    if (m_clearingSelection || m_rebuilding)
+        return;
+    const QTreeWidgetItem *item = m_tree->currentItem();
+    if (!item || !item->isSelected())
+        return;
+    emit OutlinePreviewRequested(item->data(0, StartRole).toInt(), item->data(0, EndRole).toInt());
+}
+
+int OutlineView::SourceNameLength(const QString &name)
+{
+    int length = 0;
+    while (length < name.size() && !name.at(length).isSpace() && name.at(length) != QLatin1Char('('))
+        ++length;
+    return length;
 }
 
 void OutlineView::OnFocusOutClearSelection()
