@@ -69,6 +69,7 @@ OutputView::OutputView(QWidget *parent) : QWidget(parent)
     m_hint = new QLabel(m_text->viewport());
     m_hint->setObjectName(QStringLiteral("outputEmptyHint"));
     m_hint->setEnabled(false); // drawn greyed, as a placeholder
+    m_hint->setWordWrap(true); // a narrow panel wraps it rather than cutting it off
     m_hint->setAttribute(Qt::WA_TransparentForMouseEvents);
     m_text->viewport()->installEventFilter(this);
     UpdateWriteToFileToolTip();
@@ -109,14 +110,13 @@ void OutputView::UpdateEmptyHint()
     const QString line = firstKey(QStringLiteral("executeLine"));
     const QString all = firstKey(QStringLiteral("executeAll"));
     if (!execute.isEmpty())
-        parts << QStringLiteral("%1 runs the selection or the buffer").arg(execute);
+        parts << QStringLiteral("%1 (selection or buffer)").arg(execute);
     if (!line.isEmpty())
-        parts << QStringLiteral("%1 the current line").arg(line);
+        parts << QStringLiteral("%1 (line)").arg(line);
     if (!all.isEmpty())
-        parts << QStringLiteral("%1 the whole buffer").arg(all);
-    m_hint->setText(parts.isEmpty() ? QStringLiteral("Output of the code you run appears here.")
-                                    : parts.join(QStringLiteral(", ")) + QLatin1Char('.'));
-    m_hint->adjustSize();
+        parts << QStringLiteral("%1 (all)").arg(all);
+    m_hint->setText(parts.isEmpty() ? QStringLiteral("The output of the code you run appears here.")
+                                    : QStringLiteral("Run code with ") + parts.join(QStringLiteral(", ")) + QLatin1Char('.'));
     m_hint->setVisible(m_text->document()->isEmpty() && !m_text->HasPendingOutput());
     PlaceOverlays();
 }
@@ -143,7 +143,9 @@ void OutputView::PlaceOverlays()
 {
     const QRect area = m_text->viewport()->rect();
     m_hint->move(6, 4);
-    m_hint->setMaximumWidth(std::max(0, area.width() - 12));
+    const int width = std::max(0, area.width() - 12);
+    m_hint->resize(std::min(width, m_hint->fontMetrics().horizontalAdvance(m_hint->text()) + 2),
+                   m_hint->heightForWidth(width));
     if (m_findBar) {
         m_findBar->FitWidth(area.width() - 4);
         m_findBar->move(std::max(0, area.width() - m_findBar->width() - 2), 0);

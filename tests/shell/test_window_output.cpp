@@ -105,6 +105,10 @@ private slots:
         QTRY_VERIFY(hint->isVisible());
         QVERIFY2(hint->text().contains(QKeySequence(QStringLiteral("Ctrl+Return")).toString(QKeySequence::NativeText)),
                  qPrintable(hint->text()));
+        // Shown whole: as wide as its text or the panel, and tall enough for the lines it wraps to.
+        const int textWidth = hint->fontMetrics().horizontalAdvance(hint->text());
+        QVERIFY(hint->width() >= std::min(textWidth, output()->viewport()->width() - 12));
+        QVERIFY(hint->height() >= hint->heightForWidth(hint->width()));
         m_window->AppendOutput(QStringLiteral("something\n"));
         output()->FlushPendingOutput();
         QVERIFY(!hint->isVisible());
