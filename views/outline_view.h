@@ -74,9 +74,13 @@ private:
         int depth = 0;
     };
 
+    class EntryItem;
+
     void Rebuild();
+    // Whether `entries` make the same tree as the ones shown (names, kinds, depths).
+    bool SameStructure(const QVector<Entry> &entries) const;
     bool IsHidden(int kind) const;
-    QTreeWidgetItem *MakeItem(const Entry &entry) const;
+    QTreeWidgetItem *MakeItem(int index) const;
 public:
     // The part of an entry's name that stands in the source: an import listed as
     // "system = sys" or "layout (ui)" is written "system" or "layout" where it points.
