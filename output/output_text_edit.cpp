@@ -73,10 +73,19 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     m_jumpToEnd->setCursor(Qt::ArrowCursor);
     m_jumpToEnd->hide();
     connect(m_jumpToEnd, &QToolButton::clicked, this, &OutputTextEdit::JumpToEnd);
-    // Scrolling down to the end by hand follows the output again.
+    // Whether the view follows the end is the user's choice, made by scrolling: scrolling up
+    // stops it, scrolling down to the end resumes it. A layout change (a horizontal scroll bar
+    // that appears for a long line, a resize) moves the end and keeps a following view there.
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this](int value) {
-        if (!m_inserting && value >= verticalScrollBar()->maximum())
+        if (m_inserting)
+            return;
+        m_following = value >= verticalScrollBar()->maximum();
+        if (m_following)
             m_jumpToEnd->hide();
+    });
+    connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, [this](int, int maximum) {
+        if (m_following && !m_inserting)
+            verticalScrollBar()->setValue(maximum);
     });
 
     ApplySettings();
@@ -144,7 +153,7 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
     QScrollBar *bar = verticalScrollBar();
     // The view follows new output only while it shows the end; otherwise the user is reading
     // (or selecting) and keeps the place and the selection.
-    const bool following = bar->value() >= bar->maximum();
+    const bool following = m_following;
     // Plain positions: a cursor would move along with text inserted where it stands.
     const int userAnchor = textCursor().anchor(), userPosition = textCursor().position();
     const bool keepSelection = textCursor().hasSelection() && !chunk.replacesDocument;
@@ -259,6 +268,7 @@ void OutputTextEdit::TrimToLimits()
 
 void OutputTextEdit::JumpToEnd()
 {
+    m_following = true;
     m_jumpToEnd->hide();
     QTextCursor cursor = textCursor();
     if (!cursor.hasSelection()) {
@@ -288,6 +298,7 @@ void OutputTextEdit::ClearAll()
     m_queue.clear();
     document()->clear();
     m_continuedBlocks = 0;
+    m_following = true;
     m_jumpToEnd->hide();
     setExtraSelections({});
 }

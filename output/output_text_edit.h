@@ -141,6 +141,7 @@ private:
     QToolButton *m_jumpToEnd = nullptr;
     int m_lineLimit = 3000;
     int m_continuedBlocks = 0; // blocks marked as continuing on the next one
+    bool m_following = true;   // the view keeps the newest output in sight
     ErrorLinkTest m_linkTest;
     int m_hoveredLink = -1;
     QTimer m_idleFlush;

@@ -150,10 +150,14 @@ private slots:
         QTest::addColumn<bool>("atEnd");
         QTest::addColumn<bool>("select");
         QTest::addColumn<bool>("bufferFull");
-        QTest::newRow("reading above, with a selection") << false << true << false;
-        QTest::newRow("reading above, buffer full") << false << true << true;
-        QTest::newRow("at the end, with a selection") << true << true << false;
-        QTest::newRow("at the end, nothing selected") << true << false << false;
+        // The long line brings up the horizontal scroll bar, which moves the end a line down.
+        QTest::addColumn<QString>("newLine");
+        const QString wide = QStringLiteral("wide ") + QString(3000, QLatin1Char('w')) + QLatin1Char('\n');
+        QTest::newRow("reading above, with a selection") << false << true << false << QString();
+        QTest::newRow("reading above, buffer full") << false << true << true << QString();
+        QTest::newRow("at the end, with a selection") << true << true << false << QString();
+        QTest::newRow("at the end, nothing selected") << true << false << false << QString();
+        QTest::newRow("at the end, a long line") << true << false << false << wide;
     }
 
     void newOutputKeepsSelectionAndPlace()
@@ -161,8 +165,10 @@ private slots:
         QFETCH(bool, atEnd);
         QFETCH(bool, select);
         QFETCH(bool, bufferFull);
+        QFETCH(QString, newLine);
         test::OutputFixture fixture;
         Settings::instance().outputBufferSize = bufferFull ? 200 : 1000;
+        Settings::instance().outputWordWrapEnabled = false;
         OutputTextEdit edit;
         showAndWait(edit);
         edit.AppendText(numberedLines(200).join(QString()));
@@ -182,10 +188,12 @@ private slots:
         }
         const QString selected = edit.textCursor().selectedText();
 
-        edit.AppendText(QStringLiteral("new 1\n"));
+        edit.AppendText(newLine.isEmpty() ? QStringLiteral("new 1\n") : newLine);
         edit.FlushPendingOutput();
+        QCoreApplication::processEvents();
         edit.AppendText(QStringLiteral("new 2\n"));
         edit.FlushPendingOutput();
+        QCoreApplication::processEvents();
         QCOMPARE(edit.textCursor().selectedText(), selected);
         QCOMPARE(edit.JumpToEndButton()->isVisible(), !atEnd);
         if (atEnd) {
