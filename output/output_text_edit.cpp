@@ -207,25 +207,20 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
 
 void OutputTextEdit::MarkPieces(int position, const QString &text)
 {
-    int from = 0;
-    int at = text.indexOf(QChar(OutputBuffer::pieceBreak));
-    if (at < 0)
+    if (!text.contains(QChar(OutputBuffer::pieceBreak)))
         return;
+    // One pass over the text: every break, of either kind, ends the next block.
     QTextBlock block = document()->findBlock(position);
-    while (at >= 0) {
-        // Walk to the block that this break ends; line ends in between end blocks of their own.
-        for (;;) {
-            const int next = text.indexOf(QLatin1Char('\n'), from);
-            if (next < 0 || next > at)
-                break;
+    const QChar *data = text.constData();
+    for (int i = 0; i < text.size() && block.isValid(); ++i) {
+        const char16_t c = data[i].unicode();
+        if (c == u'\n') {
             block = block.next();
-            from = next + 1;
+        } else if (c == OutputBuffer::pieceBreak) {
+            block.setUserState(1);
+            ++m_continuedBlocks;
+            block = block.next();
         }
-        block.setUserState(1);
-        ++m_continuedBlocks;
-        block = block.next();
-        from = at + 1;
-        at = text.indexOf(QChar(OutputBuffer::pieceBreak), from);
     }
 }
 
