@@ -223,9 +223,11 @@ int main(int argc, char **argv)
     printRow(ours, lineCount, "lines");
 
     // The per-line algorithm: every line inserted on its own at the end of a bounded document.
+    // The lines end with a line end, so the bound is one block more: the empty line after the
+    // last one is not a line.
     QTextDocument reference;
     reference.setDocumentLayout(new QPlainTextDocumentLayout(&reference));
-    reference.setMaximumBlockCount(bound);
+    reference.setMaximumBlockCount(bound + 1);
     {
         QTextCursor cursor(&reference);
         for (int i = 0; i < bound; ++i) {

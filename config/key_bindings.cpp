@@ -135,6 +135,10 @@ QVector<Row> rows()
         {"Command Reference", "commandReference", {}},
         // Esc stays reserved although no action answers it: the table gives this entry none.
         {"Reserved", "escape", {QKeySequence(Qt::Key_Escape)}},
+        // Rows added later go after the reserved one, so the numbers above never change.
+        {"Next Problem", "nextProblem", keys({"F8"})},
+        {"Previous Problem", "previousProblem", keys({"Shift+F8"})},
+        {"Problems", "showProblems", keys({"Ctrl+Shift+M"})},
     };
 }
 
@@ -153,7 +157,7 @@ KeyBindings::KeyBindings()
         entry.shortcuts = row.shortcuts;
         m_entries.append(entry);
     }
-    m_entries.last().fixed = true;
+    find(QStringLiteral("escape"))->fixed = true;
 }
 
 KeyBindings &KeyBindings::instance()

@@ -328,8 +328,10 @@ void CodeEditor::ShiftMarks(int position, int charsRemoved, int charsAdded)
     // A single typed or deleted character moves marks to other lines only by changing the line
     // count; anything larger may, so the line maps are rebuilt then.
     const int blockCount = document()->blockCount();
-    if (blockCount != m_markedBlockCount || charsAdded > 1 || charsRemoved > 1)
+    if (blockCount != m_markedBlockCount || charsAdded > 1 || charsRemoved > 1) {
         RefreshDecorations();
+        emit DiagnosticsChanged();
+    }
 }
 
 namespace {
@@ -350,6 +352,7 @@ void CodeEditor::SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorM
     RefreshDecorations();
     UpdateExtraSelections();
     emit ErrorAndWarningTextChanged();
+    emit DiagnosticsChanged();
 }
 
 void CodeEditor::RebuildLineMessages()

@@ -105,6 +105,7 @@ public:
     void ClearRunError();
     // The marked line (0-based), or -1.
     int RunErrorLine() const;
+    QString RunErrorMessage() const { return m_runErrorMessage; }
 
     // Find in selection and the find bar's pattern, kept here so that edits move the scope and
     // the matches are highlighted. The find-in-files pattern is the side bar's active search.
@@ -141,6 +142,8 @@ signals:
     void ModificationChanged(bool modified, CodeEditor *codeEditor);
     void FileChanged(const QString &path);
     void ErrorAndWarningTextChanged();
+    // The diagnostics or the run error changed, or an edit moved them.
+    void DiagnosticsChanged();
     void OverwriteModeChanged();
     void QuickHelpChanged(const QString &text, bool showWhenHidden);
     void EscapeKeyPressed();

@@ -18,6 +18,7 @@ void CodeEditor::SetRunError(int line, const QString &message)
     m_runErrorMessage = message;
     m_runErrorText = block.text();
     UpdateExtraSelections();
+    emit DiagnosticsChanged();
 }
 
 void CodeEditor::ClearRunError()
@@ -28,6 +29,7 @@ void CodeEditor::ClearRunError()
     m_runErrorMessage.clear();
     m_runErrorText.clear();
     UpdateExtraSelections();
+    emit DiagnosticsChanged();
 }
 
 int CodeEditor::RunErrorLine() const

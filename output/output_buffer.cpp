@@ -15,9 +15,10 @@ bool isBreak(char16_t c)
 
 } // namespace
 
-void OutputBuffer::setLineLimit(int lines)
+void OutputBuffer::setLimits(int lines, int blocks)
 {
-    m_limit = std::max(1, lines);
+    m_lineLimit = std::max(1, lines);
+    m_limit = std::max(1, blocks);
 }
 
 void OutputBuffer::append(QStringView text)
@@ -36,42 +37,56 @@ void OutputBuffer::append(QStringView text)
             if (c == u'\r' && i + 1 < size && data[i + 1] == u'\n')
                 ++i;
             m_text.append(QLatin1Char('\n'));
-            addBreak();
+            addBreak(true);
             runStart = i + 1;
             continue;
         }
         // Never split a surrogate pair: the low half stays with its high half.
-        if (m_lineLength >= maximumLineLength && !QChar::isLowSurrogate(c)) {
+        const int pieceLimit = m_pieceLength == m_lineLength ? wholeLineLength : maximumLineLength;
+        if (m_pieceLength >= pieceLimit && !QChar::isLowSurrogate(c)) {
             flushRun(i);
-            m_text.append(QLatin1Char('\n'));
-            addBreak();
+            m_text.append(QChar(pieceBreak));
+            addBreak(false);
             runStart = i;
         }
         ++m_lineLength;
+        ++m_pieceLength;
     }
     flushRun(size);
 }
 
-void OutputBuffer::addBreak()
+void OutputBuffer::addBreak(bool endsLine)
 {
     ++m_breaks;
-    m_lineLength = 0;
+    if (endsLine) {
+        ++m_lineBreaks;
+        m_lineLength = 0;
+    }
+    m_pieceLength = 0;
     // Trimming at twice the limit keeps the work per appended line constant, and one enormous
-    // piece never sits in memory whole.
-    if (m_breaks >= 2 * m_limit)
-        trimTo(m_limit);
+    // piece never sits in memory whole. One line end more than the line limit is kept: the
+    // document decides whether the last, unfinished line counts.
+    if (m_breaks >= 2 * m_limit || m_lineBreaks >= 2 * (m_lineLimit + 1))
+        trimTo(m_limit, m_lineLimit + 1);
 }
 
-void OutputBuffer::trimTo(int breaks)
+void OutputBuffer::trimTo(int breaks, int lineBreaks)
 {
     const char16_t *data = reinterpret_cast<const char16_t *>(m_text.constData());
-    int seen = 0;
+    int seen = 0, seenLines = 0;
     for (qsizetype i = m_text.size() - 1; i >= m_head; --i) {
-        if (data[i] == u'\n' && ++seen == breaks) {
-            // The kept text starts with the break that ends the last line pushed out.
+        const bool lineEnd = data[i] == u'\n';
+        if (!lineEnd && data[i] != pieceBreak)
+            continue;
+        ++seen;
+        if (lineEnd)
+            ++seenLines;
+        if (seen == breaks || seenLines == lineBreaks) {
+            // The kept text starts with the break that ends the last line (or piece) pushed out.
             m_text.remove(0, i);
             m_head = 0;
-            m_breaks = breaks;
+            m_breaks = seen;
+            m_lineBreaks = seenLines;
             m_replaces = true;
             return;
         }
@@ -80,8 +95,8 @@ void OutputBuffer::trimTo(int breaks)
 
 OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
 {
-    if (m_breaks >= m_limit)
-        trimTo(m_limit);
+    if (m_breaks >= m_limit || m_lineBreaks >= m_lineLimit + 1)
+        trimTo(m_limit, m_lineLimit + 1);
     Chunk chunk;
     chunk.replacesDocument = m_replaces;
     if (m_replaces)
@@ -92,6 +107,7 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
         m_text = QString();
         m_head = 0;
         m_breaks = 0;
+        m_lineBreaks = 0;
         return chunk;
     }
     // Never between the halves of a surrogate pair.
@@ -100,7 +116,9 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
         ++cut;
     chunk.text = m_text.mid(m_head, cut - m_head);
     m_head = cut;
-    m_breaks -= int(chunk.text.count(QLatin1Char('\n')));
+    const int lineEnds = int(chunk.text.count(QLatin1Char('\n')));
+    m_lineBreaks -= lineEnds;
+    m_breaks -= lineEnds + int(chunk.text.count(QChar(pieceBreak)));
     // Dropping the handed-out part only once it outweighs the rest keeps the copying linear.
     if (m_head > m_text.size() / 2) {
         m_text.remove(0, m_head);
@@ -114,8 +132,10 @@ void OutputBuffer::clear()
     m_text.clear();
     m_head = 0;
     m_breaks = 0;
+    m_lineBreaks = 0;
     m_replaces = false;
     m_lineLength = 0;
+    m_pieceLength = 0;
 }
 
 } // namespace ke2

@@ -16,6 +16,7 @@
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QScrollBar>
+#include <QtWidgets/QToolButton>
 
 #include <algorithm>
 #include <limits>
@@ -64,6 +65,28 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     connect(this, &QPlainTextEdit::selectionChanged, this, &OutputTextEdit::UpdateExtraSelections);
     // Links show under the mouse without a button held.
     viewport()->setMouseTracking(true);
+
+    m_jumpToEnd = new QToolButton(this);
+    m_jumpToEnd->setObjectName(QStringLiteral("jumpToEnd"));
+    m_jumpToEnd->setText(QStringLiteral("New output \u2193"));
+    m_jumpToEnd->setToolTip(QStringLiteral("Jump to End"));
+    m_jumpToEnd->setCursor(Qt::ArrowCursor);
+    m_jumpToEnd->hide();
+    connect(m_jumpToEnd, &QToolButton::clicked, this, &OutputTextEdit::JumpToEnd);
+    // Whether the view follows the end is the user's choice, made by scrolling: scrolling up
+    // stops it, scrolling down to the end resumes it. A layout change (a horizontal scroll bar
+    // that appears for a long line, a resize) moves the end and keeps a following view there.
+    connect(verticalScrollBar(), &QScrollBar::valueChanged, this, [this](int value) {
+        if (m_inserting)
+            return;
+        m_following = value >= verticalScrollBar()->maximum();
+        if (m_following)
+            m_jumpToEnd->hide();
+    });
+    connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, [this](int, int maximum) {
+        if (m_following && !m_inserting)
+            verticalScrollBar()->setValue(maximum);
+    });
 
     ApplySettings();
 }
@@ -127,17 +150,141 @@ void OutputTextEdit::AfterInsertion()
 void OutputTextEdit::InsertQueued(int maxCharacters)
 {
     const OutputBuffer::Chunk chunk = m_queue.take(maxCharacters);
+    QScrollBar *bar = verticalScrollBar();
+    // The view follows new output only while it shows the end; otherwise the user is reading
+    // (or selecting) and keeps the place and the selection.
+    const bool following = m_following;
+    // Plain positions: a cursor would move along with text inserted where it stands.
+    const int userAnchor = textCursor().anchor(), userPosition = textCursor().position();
+    const bool keepSelection = textCursor().hasSelection() && !chunk.replacesDocument;
+    const int before = document()->characterCount();
+    const QTextBlock top = firstVisibleBlock();
+    QTextCursor topTracker(top);
+    const int topOffset = bar->value() - (top.isValid() ? top.firstLineNumber() : 0);
+
     // The scroll bar's signals would refresh the highlighting once per change; it is refreshed
     // once afterwards instead.
     m_inserting = true;
-    if (chunk.replacesDocument)
+    if (chunk.replacesDocument) {
         document()->clear();
+        m_continuedBlocks = 0;
+    }
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
+    const int insertedAt = cursor.position();
     cursor.insertText(chunk.text);
-    // The view follows the newest output.
-    setTextCursor(cursor);
+    MarkPieces(insertedAt, chunk.text);
+    const int grown = before + chunk.text.size();
+    TrimToLimits();
+    // Characters that left the top, for positions taken before the insertion.
+    const int removed = chunk.replacesDocument ? before : grown - document()->characterCount();
+
+    if (keepSelection) {
+        const int anchor = userAnchor - removed, position = userPosition - removed;
+        QTextCursor kept(document());
+        if (std::max(anchor, position) > 0) {
+            kept.setPosition(std::max(anchor, 0));
+            kept.setPosition(std::max(position, 0), QTextCursor::KeepAnchor);
+        }
+        setTextCursor(kept);
+    } else if (following) {
+        cursor.movePosition(QTextCursor::End);
+        setTextCursor(cursor);
+    }
+    if (following) {
+        bar->setValue(bar->maximum());
+    } else {
+        const QTextBlock kept = topTracker.block();
+        const bool stillThere = !chunk.replacesDocument && kept.isValid() && topTracker.position() > 0;
+        bar->setValue(stillThere ? kept.firstLineNumber() + topOffset : 0);
+        if (!chunk.text.isEmpty()) {
+            PlaceJumpToEnd();
+            m_jumpToEnd->show();
+        }
+    }
     m_inserting = false;
+}
+
+void OutputTextEdit::MarkPieces(int position, const QString &text)
+{
+    if (!text.contains(QChar(OutputBuffer::pieceBreak)))
+        return;
+    // One pass over the text: every break, of either kind, ends the next block.
+    QTextBlock block = document()->findBlock(position);
+    const QChar *data = text.constData();
+    for (int i = 0; i < text.size() && block.isValid(); ++i) {
+        const char16_t c = data[i].unicode();
+        if (c == u'\n') {
+            block = block.next();
+        } else if (c == OutputBuffer::pieceBreak) {
+            block.setUserState(1);
+            ++m_continuedBlocks;
+            block = block.next();
+        }
+    }
+}
+
+bool OutputTextEdit::ContinuesOnNextBlock(const QTextBlock &block)
+{
+    return block.userState() == 1;
+}
+
+int OutputTextEdit::LineCount() const
+{
+    const QTextBlock last = document()->lastBlock();
+    return document()->blockCount() - m_continuedBlocks - (last.length() <= 1 ? 1 : 0);
+}
+
+void OutputTextEdit::TrimToLimits()
+{
+    int excessBlocks = document()->blockCount() - m_queue.blockLimit();
+    int excessLines = LineCount() - m_lineLimit;
+    if (excessBlocks <= 0 && excessLines <= 0)
+        return;
+    // Whole lines from the top, or pieces when one line alone holds too much text.
+    QTextBlock block = document()->firstBlock();
+    int dropped = 0, continued = 0;
+    while (block.isValid() && (excessBlocks > 0 || excessLines > 0)) {
+        if (ContinuesOnNextBlock(block))
+            ++continued;
+        else
+            --excessLines;
+        --excessBlocks;
+        ++dropped;
+        block = block.next();
+    }
+    if (!block.isValid())
+        return;
+    QTextCursor cursor(document());
+    cursor.setPosition(block.position(), QTextCursor::KeepAnchor);
+    cursor.removeSelectedText();
+    m_continuedBlocks -= continued;
+}
+
+void OutputTextEdit::JumpToEnd()
+{
+    m_following = true;
+    m_jumpToEnd->hide();
+    QTextCursor cursor = textCursor();
+    if (!cursor.hasSelection()) {
+        cursor.movePosition(QTextCursor::End);
+        setTextCursor(cursor);
+    }
+    verticalScrollBar()->setValue(verticalScrollBar()->maximum());
+}
+
+void OutputTextEdit::PlaceJumpToEnd()
+{
+    m_jumpToEnd->adjustSize();
+    const QRect area = viewport()->geometry();
+    m_jumpToEnd->move(area.right() - m_jumpToEnd->width() - 8, area.bottom() - m_jumpToEnd->height() - 8);
+    m_jumpToEnd->raise();
+}
+
+void OutputTextEdit::resizeEvent(QResizeEvent *event)
+{
+    QPlainTextEdit::resizeEvent(event);
+    PlaceJumpToEnd();
 }
 
 void OutputTextEdit::ClearAll()
@@ -145,6 +292,9 @@ void OutputTextEdit::ClearAll()
     m_idleFlush.stop();
     m_queue.clear();
     document()->clear();
+    m_continuedBlocks = 0;
+    m_following = true;
+    m_jumpToEnd->hide();
     setExtraSelections({});
 }
 
@@ -161,8 +311,10 @@ void OutputTextEdit::ApplySettings()
 {
     const Settings &settings = Settings::instance();
     const int lines = Settings::clampOutputBufferSize(settings.outputBufferSize);
-    m_queue.setLineLimit(lines);
-    document()->setMaximumBlockCount(lines);
+    // One line of pieces per line on top of the lines themselves: the text an enormous line may
+    // hold stays bounded as before, and a long line still counts as one.
+    m_lineLimit = lines;
+    m_queue.setLimits(lines, 2 * lines + 1);
     setLineWrapMode(settings.outputWordWrapEnabled ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
 
     const QTextCharFormat plain = outputRole(ColorRoleName::plainText);
@@ -350,28 +502,66 @@ bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
                                 const QTextCharFormat &format, int start, int end, bool wholeLine) const
 {
     bool withinBudget = true;
-    for (QTextBlock block = document()->findBlock(start); block.isValid() && block.position() <= end;
-         block = block.next()) {
-        const QString text = block.text();
-        const int base = block.position();
-        // Matching from an offset keeps "^" at the true start of the line.
-        QRegularExpressionMatchIterator matches = expression.globalMatch(text, std::max(0, start - base));
+    // One printed line at a time, its pieces joined: its first piece (where a line's prefix
+    // is) and the pieces inside the range.
+    struct Piece {
+        int offset;   // in the joined text
+        int position; // in the document
+        int length;
+    };
+    QTextBlock block = document()->findBlock(start);
+    while (block.isValid() && block.previous().isValid() && ContinuesOnNextBlock(block.previous()))
+        block = block.previous();
+    QVector<Piece> pieces;
+    QString text;
+    while (block.isValid() && block.position() <= end) {
+        pieces.clear();
+        text.clear();
+        const QTextBlock first = block;
+        for (;;) {
+            const bool inRange = block.position() + block.length() > start && block.position() <= end;
+            if (block == first || inRange) {
+                pieces.append({int(text.size()), block.position(), block.length() - 1});
+                text += block.text();
+            }
+            const bool continues = ContinuesOnNextBlock(block);
+            block = block.next();
+            if (!continues || !block.isValid() || block.position() > end)
+                break;
+        }
+        auto documentPosition = [&](int offset) {
+            for (int i = pieces.size() - 1; i >= 0; --i)
+                if (pieces.at(i).offset <= offset)
+                    return pieces.at(i).position + std::min(offset - pieces.at(i).offset, pieces.at(i).length);
+            return pieces.first().position;
+        };
+        QRegularExpressionMatchIterator matches = expression.globalMatch(text);
         while (matches.hasNext()) {
             const QRegularExpressionMatch match = matches.next();
-            if (base + match.capturedStart() > end)
-                break;
             if (match.capturedLength() == 0)
+                continue;
+            if (wholeLine) {
+                for (const Piece &piece : qAsConst(pieces)) {
+                    QTextEdit::ExtraSelection selection;
+                    selection.format = format;
+                    selection.cursor = QTextCursor(document());
+                    selection.cursor.setPosition(piece.position);
+                    selection.cursor.setPosition(piece.position + piece.length, QTextCursor::KeepAnchor);
+                    selections.append(selection);
+                }
+                break;
+            }
+            const int from = documentPosition(match.capturedStart());
+            if (from > end)
+                break;
+            const int to = documentPosition(match.capturedEnd());
+            if (to < start)
                 continue;
             QTextEdit::ExtraSelection selection;
             selection.format = format;
-            selection.cursor = QTextCursor(block);
-            if (wholeLine) {
-                selection.cursor.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
-                selections.append(selection);
-                break;
-            }
-            selection.cursor.setPosition(base + match.capturedStart());
-            selection.cursor.setPosition(base + match.capturedEnd(), QTextCursor::KeepAnchor);
+            selection.cursor = QTextCursor(document());
+            selection.cursor.setPosition(from);
+            selection.cursor.setPosition(to, QTextCursor::KeepAnchor);
             selections.append(selection);
         }
         // An iterator whose next match failed as invalid ran out of its budget on this line.
@@ -515,9 +705,8 @@ QMimeData *OutputTextEdit::createMimeDataFromSelection() const
         const int to = std::min(end - block.position(), block.length() - 1);
         if (to > from)
             text += block.text().mid(from, to - from);
-        // A block of exactly the piece length continues on the next one (a line that long and
-        // ending there is rare; the log file keeps the original either way).
-        if (block.position() + block.length() <= end && block.length() - 1 != OutputBuffer::maximumLineLength)
+        // The pieces of a long line join again.
+        if (block.position() + block.length() <= end && !ContinuesOnNextBlock(block))
             text += QLatin1Char('\n');
     }
     auto *data = new QMimeData;

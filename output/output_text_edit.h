@@ -15,6 +15,7 @@
 
 class QFile;
 class QTextStream;
+class QToolButton;
 
 namespace ke2 {
 
@@ -75,6 +76,14 @@ public:
     // The context menu as shown at `position` (viewport coordinates).
     QMenu *CreateContextMenu(const QPoint &position);
 
+    // Printed lines in the document: a line broken into pieces counts once, and the empty line
+    // after the last line end does not count.
+    int LineCount() const;
+    // Whether a block continues the same printed line on the next block.
+    static bool ContinuesOnNextBlock(const QTextBlock &block);
+    // Shown while output arrived below the part the user is reading; a click follows the end.
+    QToolButton *JumpToEndButton() const { return m_jumpToEnd; }
+
 signals:
     void IncreaseFontSizeRequested();
     void DecreaseFontSizeRequested();
@@ -93,6 +102,8 @@ public slots:
     void ShowContextMenu(const QPoint &position);
     void QueueUpdateExtraSelections(int action = 0);
     void UpdateExtraSelections();
+    // Scrolls to the newest output and follows it again.
+    void JumpToEnd();
 
 protected:
     // Copies a long line whole: the pieces it was broken into for the view join again.
@@ -106,6 +117,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
     void leaveEvent(QEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
     struct Rule {
@@ -115,6 +127,11 @@ private:
         bool wholeLine = false;
     };
     void InsertQueued(int maxCharacters);
+    // Marks the blocks that `text`, inserted at `position`, continues across.
+    void MarkPieces(int position, const QString &text);
+    // Drops the oldest lines (or pieces) beyond the buffer's bounds.
+    void TrimToLimits();
+    void PlaceJumpToEnd();
     void OnIdle();
     void AfterInsertion();
     void AddRuleSelections(QList<QTextEdit::ExtraSelection> &selections, int start, int end) const;
@@ -129,6 +146,10 @@ private:
     void UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers);
 
     OutputBuffer m_queue;
+    QToolButton *m_jumpToEnd = nullptr;
+    int m_lineLimit = 3000;
+    int m_continuedBlocks = 0; // blocks marked as continuing on the next one
+    bool m_following = true;   // the view keeps the newest output in sight
     ErrorLinkTest m_linkTest;
     int m_hoveredLink = -1;
     QTimer m_idleFlush;

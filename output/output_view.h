@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QRegularExpression>
 #include <QtWidgets/QWidget>
 
 class QComboBox;
@@ -8,6 +9,7 @@ class QToolButton;
 
 namespace ke2 {
 
+class FindReplaceWidget;
 class OutputTextEdit;
 
 // The output panel as the window places it: a header row ("OUTPUT", the verbosity choice, "Write
@@ -24,6 +26,15 @@ public:
     QComboBox *VerbosityBox() const { return m_verbosity; }
     QToolButton *WriteToFileButton() const { return m_writeToFile; }
     QToolButton *ClearButton() const { return m_clear; }
+    QLabel *Header() const { return m_header; }
+    // The one-line hint shown over the empty panel.
+    QLabel *EmptyHint() const { return m_hint; }
+    // The find bar over the output (created on first use).
+    FindReplaceWidget *FindBar() const { return m_findBar; }
+    // The "jump to end" button shown while new output arrives below the part the user reads.
+    QToolButton *JumpToEndButton() const;
+    // True when the keyboard focus is in the output text or its find bar.
+    bool HasFocusInside() const;
 
     void AppendText(const QString &text);
     int CurrentVerbosity() const;
@@ -52,17 +63,34 @@ signals:
 
 public slots:
     void ClearAll();
+    // Opens the find bar over the output, seeded with the selected text.
+    void ShowFind();
+    void FindNext();
+    void FindPrevious();
+    // The hint names the execute keys as they are bound now.
+    void UpdateEmptyHint();
     void OnOutputTypeChanged(int level);
     void ToggleWriteToFile();
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     void UpdateWriteToFileToolTip();
+    void PlaceOverlays();
+    void OnSearchChanged(const QRegularExpression &expression);
+    // Selects the next (or previous) match from the selection's end (or start), wrapping around.
+    void SelectMatch(bool forward, bool fromSelectionStart = false);
+    void UpdateFindCounter();
 
     QLabel *m_header = nullptr;
     QComboBox *m_verbosity = nullptr;
     QToolButton *m_writeToFile = nullptr;
     QToolButton *m_clear = nullptr;
     OutputTextEdit *m_text = nullptr;
+    QLabel *m_hint = nullptr;
+    FindReplaceWidget *m_findBar = nullptr;
+    QRegularExpression m_findExpression;
 };
 
 } // namespace ke2

@@ -55,7 +55,38 @@ void GoToWidget::SetFiles(const QStringList &paths)
     m_files.removeDuplicates();
 }
 
-void GoToWidget::SetSymbols(const QVector<OutlineItem> &items) { m_symbols = items; }
+void GoToWidget::SetSymbols(const QVector<OutlineItem> &items, const QVector<int> &lines)
+{
+    m_symbols = items;
+    m_symbolLabels = SymbolLabels(items, lines);
+}
+
+QStringList GoToWidget::SymbolLabels(const QVector<OutlineItem> &items, const QVector<int> &lines)
+{
+    QStringList labels;
+    QVector<const OutlineItem *> open; // the items that enclose the current one, outermost first
+    for (int i = 0; i < items.size(); ++i) {
+        const OutlineItem &item = items.at(i);
+        while (!open.isEmpty() && open.last()->depth >= item.depth)
+            open.removeLast();
+        QStringList container;
+        for (const OutlineItem *outer : qAsConst(open))
+            container << outer->name;
+        QString label = item.name;
+        if (!container.isEmpty())
+            label += QStringLiteral("  in %1").arg(container.join(QLatin1Char('.')));
+        if (i < lines.size())
+            label += QStringLiteral("  line %1").arg(lines.at(i));
+        labels << label;
+        const bool encloses = item.kind == OutlineItem::PythonClass || item.kind == OutlineItem::PythonFunction
+                              || item.kind == OutlineItem::PythonStaticMethod
+                              || item.kind == OutlineItem::PythonClassMethod || item.kind == OutlineItem::MelGlobalProc
+                              || item.kind == OutlineItem::MelProc;
+        if (encloses)
+            open.append(&item);
+    }
+    return labels;
+}
 void GoToWidget::SetLineCount(int lines) { m_lineCount = qMax(1, lines); }
 
 int GoToWidget::MatchScore(const QString &query, const QString &candidate)
@@ -127,12 +158,21 @@ void GoToWidget::UpdateResults()
 
     QVector<Ranked> ranked;
     if (text.startsWith(QLatin1Char('@'))) {
-        const QString query = text.mid(1).trimmed();
+        QString query = text.mid(1).trimmed();
+        // Imports crowd the list with names defined elsewhere: they come only when asked for.
+        const bool imports = query.startsWith(QLatin1String("import"), Qt::CaseInsensitive);
+        if (imports)
+            query = query.mid(6).trimmed();
         for (int i = 0; i < m_symbols.size(); ++i) {
+            const int kind = m_symbols.at(i).kind;
+            const bool isImport = kind == OutlineItem::PythonImport || kind == OutlineItem::PythonImportAlias
+                                  || kind == OutlineItem::PythonFromImport;
+            if (isImport != imports)
+                continue;
             const int score = MatchScore(query, m_symbols.at(i).name);
             if (score < 0)
                 continue;
-            auto *item = new QListWidgetItem(QString(m_symbols.at(i).depth * 2, QLatin1Char(' ')) + m_symbols.at(i).name);
+            auto *item = new QListWidgetItem(m_symbolLabels.value(i, m_symbols.at(i).name));
             item->setData(PositionRole, m_symbols.at(i).position);
             ranked.append({score, i, item});
         }

@@ -11,7 +11,8 @@ class QListWidget;
 namespace ke2 {
 
 // The go-to box over the active group: a file by name (open, recent and workspace files), with
-// "@" a symbol of the current buffer from its scanner's outline, with ":" a line. Results are
+// "@" a symbol of the current buffer from its scanner's outline (imports only when the query
+// starts with "import"), with ":" a line. Results are
 // ranked exact, then prefix, then containing, then fuzzy; arrows choose, Enter goes, Escape
 // closes.
 class GoToWidget : public QFrame {
@@ -23,7 +24,11 @@ public:
 
     // What can be gone to; files in the order they are preferred among equal matches.
     void SetFiles(const QStringList &paths);
-    void SetSymbols(const QVector<OutlineItem> &items);
+    // `lines` holds each item's 1-based line, in the same order.
+    void SetSymbols(const QVector<OutlineItem> &items, const QVector<int> &lines);
+    // How a symbol is listed: its name, what it is inside of (classes, functions, procedures,
+    // joined with ".") and its line.
+    static QStringList SymbolLabels(const QVector<OutlineItem> &items, const QVector<int> &lines);
     void SetLineCount(int lines);
 
     // How well `query` matches `candidate`, case aside: below 0 not at all; otherwise exact
@@ -60,6 +65,7 @@ private:
     QListWidget *m_results;
     QStringList m_files;
     QVector<OutlineItem> m_symbols;
+    QStringList m_symbolLabels;
     int m_lineCount = 0;
 };
 

@@ -247,6 +247,9 @@ void KestrelEditor::CreateActions()
     AddAction(QStringLiteral("Go to Symbol in File"), QStringLiteral("Go to Symbol in File..."), 79,
               &KestrelEditor::GoToSymbolInFile);
     AddAction(QStringLiteral("Go to Line"), QStringLiteral("Go to Line..."), 80, &KestrelEditor::GoToLine);
+    AddAction(QStringLiteral("Next Problem"), QStringLiteral("Next Problem"), 83, &KestrelEditor::NextProblem);
+    AddAction(QStringLiteral("Previous Problem"), QStringLiteral("Previous Problem"), 84, &KestrelEditor::PreviousProblem);
+    AddAction(QStringLiteral("Problems"), QStringLiteral("Problems"), 85, &KestrelEditor::ShowProblems);
     AddAction(QStringLiteral("MEL Command Reference"), QStringLiteral("MEL Command Reference"), 0,
               &KestrelEditor::MelCommandReference);
     AddAction(QStringLiteral("Python Command Reference"), QStringLiteral("Python Command Reference"), 0,
@@ -319,7 +322,8 @@ void KestrelEditor::CreateMenus()
     m_viewMenu = addMenu(m_menuBar, s("View"));
     m_viewMenu->addAction(find(s("Explorer")));
     m_viewMenu->addAction(m_findInFilesAction);
-    fill(m_viewMenu, {s("Quick Help"), s("-"), s("Toggle Code Editor"), s("Toggle Output"), s("Toggle Side Bar")});
+    fill(m_viewMenu, {s("Quick Help"), s("Problems"), s("-"), s("Toggle Code Editor"), s("Toggle Output"),
+                      s("Toggle Side Bar")});
     m_viewMenu->addAction(m_toggleActivityBarAction);
     m_viewMenu->addAction(m_toggleStatusBarAction);
     m_viewMenu->addSeparator();
@@ -344,7 +348,8 @@ void KestrelEditor::CreateMenus()
     QMenu *switchGroup = addMenu(go, s("Switch Group"));
     fill(switchGroup, {s("Next Editor Group"), s("Previous Editor Group")});
     go->addMenu(switchGroup);
-    fill(go, {s("-"), s("Go to File"), s("Go to Symbol in File"), s("Go to Line")});
+    fill(go, {s("-"), s("Go to File"), s("Go to Symbol in File"), s("Go to Line"), s("-"), s("Next Problem"),
+              s("Previous Problem")});
     m_menuBar->addMenu(go);
 
     QMenu *output = addMenu(m_menuBar, s("Output"));
@@ -514,6 +519,7 @@ void KestrelEditor::ConnectSignals()
     connect(m_sideBar, &SideBar::SearchFocusChanged, this, &KestrelEditor::OnSearchFocusChanged);
     connect(m_sideBar, &SideBar::FindAndReplace, this, &KestrelEditor::OnFindAndReplace);
     connect(m_sideBar, &SideBar::OutlineSelectionChanged, this, &KestrelEditor::OnOutlineSelectionChanged);
+    connect(m_sideBar, &SideBar::OutlinePreviewRequested, this, &KestrelEditor::OnOutlinePreviewRequested);
     connect(m_sideBar, &SideBar::FilePathChanged, this, &KestrelEditor::OnFilePathChanged);
     connect(m_sideBar, &SideBar::WorkspaceItemDeleted, this, &KestrelEditor::OnWorkspaceItemDeleted);
     connect(m_sideBar, &SideBar::WorkspaceModified, this, &KestrelEditor::OnWorkspaceModified);
@@ -532,6 +538,7 @@ void KestrelEditor::ConnectSignals()
     connect(m_activityBar, &ActivityBar::EditPreferencesSelected, this, &KestrelEditor::ShowPreferencesDialog);
     connect(m_activityBar, &ActivityBar::ActivityBarVisibilityChangeRequested, this, &KestrelEditor::SetActivityBarVisible);
     connect(m_statusBar, &StatusBar::StatusBarVisibilityChangeRequested, this, &KestrelEditor::SetStatusBarVisible);
+    connect(m_statusBar, &StatusBar::ProblemsRequested, this, &KestrelEditor::ShowProblems);
     connect(m_outputSplitter, &QSplitter::splitterMoved, this, &KestrelEditor::OnSplitterMoved);
     connect(m_sideBarSplitter, &QSplitter::splitterMoved, this, &KestrelEditor::OnSplitterMoved);
     connect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);

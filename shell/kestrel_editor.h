@@ -30,6 +30,7 @@ class GoToWidget;
 class KeyBindings;
 class OutputTextEdit;
 class OutputView;
+class ProblemsView;
 class PanelGroup;
 class SideBar;
 class StatusBar;
@@ -78,6 +79,8 @@ public:
     CodeEditor *ActiveCodeEditor() const;
     // The editor with keyboard focus; null when focus is elsewhere.
     CodeEditor *FocusedCodeEditor() const;
+    // The output text when it has the keyboard focus.
+    OutputTextEdit *FocusedOutput() const;
     int CodeEditorCount() const;
     SideBar *GetSideBar() const { return m_sideBar; }
     ActivityBar *GetActivityBar() const { return m_activityBar; }
@@ -94,6 +97,7 @@ public:
     QAction *FindInFilesAction() const { return m_findInFilesAction; }
     // The go-to box, created when first opened.
     GoToWidget *GoTo() const { return m_goTo; }
+    ProblemsView *Problems() const { return m_problems; }
     FindInFilesView *SearchView() const { return m_findInFiles; }
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
@@ -159,6 +163,12 @@ public slots:
     void InsertQuickHelpFlag(const QString &flag);
     void OnParserUpdated(ke2::BaseParser *parser);
     void OnOutlineSelectionChanged(int start, int end);
+    // Every diagnostic of the open buffers in one list; a click goes there.
+    void ShowProblems();
+    void NextProblem();
+    void PreviousProblem();
+    // Shows an outline entry in the editor while the outline keeps the focus.
+    void OnOutlinePreviewRequested(int start, int end);
     void OnWorkspaceItemDeleted(const QString &path, bool isFolder);
     void OnWorkspaceModified();
     void RefreshOpenEditors();
@@ -329,6 +339,10 @@ private:
     void UpdateGroupVisibility();
     void SetActiveGroupIndex(int index);
     void RebuildRecentFilesMenu();
+    // Puts a file the user opened or saved under a new name at the front of Recent Files.
+    void RememberRecentFile(const QString &path);
+    // Where the open dialog starts, given the folder it was last left in.
+    QString OpenDialogDirectory(const QString &remembered) const;
     bool IsPathOpen(const QString &path) const;
     void AttachCodeEditor(CodeEditor *codeEditor);
 
@@ -372,6 +386,12 @@ private:
     QAction *m_findInFilesAction = nullptr;
     // Find, go to and find in files (kestrel_editor_find.cpp).
     GoToWidget *m_goTo = nullptr;
+    ProblemsView *m_problems = nullptr;
+    bool m_problemsRefreshQueued = false;
+    void QueueProblemsRefresh();
+    void RefreshProblems();
+    void GoToProblem(const QString &path, int line);
+    void StepToProblem(bool forward);
     FindInFilesView *m_findInFiles = nullptr;
     void CreateFindInFiles();
     // Open buffers change in their tabs (one undo step each); other files are written.

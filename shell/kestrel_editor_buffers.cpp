@@ -113,6 +113,9 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
 {
     ApplyCodeEditorFont(codeEditor);
     connect(codeEditor, &CodeEditor::ModificationChanged, this, &KestrelEditor::RefreshOpenEditors, Qt::UniqueConnection);
+    connect(codeEditor, &CodeEditor::DiagnosticsChanged, this, &KestrelEditor::QueueProblemsRefresh,
+            Qt::UniqueConnection);
+    connect(codeEditor, &QObject::destroyed, this, &KestrelEditor::QueueProblemsRefresh, Qt::UniqueConnection);
     // Every edit brings the next silent save closer.
     connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
             Qt::UniqueConnection);
@@ -285,10 +288,34 @@ bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path, bool 
     return true;
 }
 
+QString KestrelEditor::OpenDialogDirectory(const QString &remembered) const
+{
+    // Next to the file being edited; else where the dialog was last left, while that exists;
+    // else beside the newest recent file, or at home.
+    const CodeEditor *editor = ActiveCodeEditor();
+    if (editor && editor->Kind() == CODE_EDITOR_FILE)
+        return QFileInfo(editor->Path()).absolutePath();
+    if (!remembered.isEmpty() && QFileInfo(remembered).isDir())
+        return remembered;
+    for (const QString &recent : qAsConst(Settings::instance().recentFiles)) {
+        const QString folder = QFileInfo(recent).absolutePath();
+        if (QFileInfo(folder).isDir())
+            return folder;
+    }
+    return QDir::homePath();
+}
+
+void KestrelEditor::RememberRecentFile(const QString &path)
+{
+    Settings::instance().addRecentFile(path);
+    RebuildRecentFilesMenu();
+}
+
 void KestrelEditor::OpenFile()
 {
     static FileDialogMemory memory{QString(), FileDialogRules::OpenFilters().constFirst()};
-    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Open File"), memory.directory,
+    const QString path = QFileDialog::getOpenFileName(this, QStringLiteral("Open File"),
+                                                      OpenDialogDirectory(memory.directory),
                                                       FileDialogRules::Join(FileDialogRules::OpenFilters()),
                                                       &memory.filter);
     if (path.isEmpty())
@@ -310,6 +337,7 @@ void KestrelEditor::OnOpenFileRequested(int groupId, int index, const QString &p
     const QString absolute = QFileInfo(path).absoluteFilePath();
     if (IsPathOpen(absolute)) {
         CreateCodeEditor(Group(groupId), {CODE_EDITOR_FILE, BufferFiles::LanguageForPath(absolute), absolute, QString()}, QString());
+        RememberRecentFile(absolute);
         return;
     }
     QString text;
@@ -325,6 +353,7 @@ void KestrelEditor::OnOpenFileRequested(int groupId, int index, const QString &p
     m_bufferIo->Changes().AddOwnWrite(absolute);
     group->SetCurrentIndex(added);
     SetActiveGroupIndex(groupId);
+    RememberRecentFile(absolute);
     SaveState();
 }
 
@@ -410,6 +439,7 @@ void KestrelEditor::SaveAs()
     record.language = BufferFiles::LanguageForPath(path);
     group->SetRecord(index, record);
     editor->document()->setModified(false);
+    RememberRecentFile(path);
     UpdateTitleBar();
     UpdateInterpreter();
     RefreshOpenEditors();

@@ -8,6 +8,8 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "output/output_text_edit.h"
+#include "output/output_view.h"
 #include "plugin/host_bridge.h"
 #include "views/quick_help_view.h"
 #include "views/side_bar.h"
@@ -33,9 +35,21 @@ namespace ke2 {
 void KestrelEditor::Undo() { KE2_ON_FOCUSED_EDITOR(undo()); }
 void KestrelEditor::Redo() { KE2_ON_FOCUSED_EDITOR(redo()); }
 void KestrelEditor::Cut() { KE2_ON_FOCUSED_EDITOR(CustomCut()); }
-void KestrelEditor::Copy() { KE2_ON_FOCUSED_EDITOR(CustomCopy()); }
+void KestrelEditor::Copy()
+{
+    if (OutputTextEdit *output = FocusedOutput())
+        output->copy();
+    else
+        KE2_ON_FOCUSED_EDITOR(CustomCopy());
+}
 void KestrelEditor::Paste() { KE2_ON_FOCUSED_EDITOR(CustomPaste()); }
-void KestrelEditor::SelectAll() { KE2_ON_FOCUSED_EDITOR(selectAll()); }
+void KestrelEditor::SelectAll()
+{
+    if (OutputTextEdit *output = FocusedOutput())
+        output->selectAll();
+    else
+        KE2_ON_FOCUSED_EDITOR(selectAll());
+}
 void KestrelEditor::IncreaseIndent() { KE2_ON_FOCUSED_EDITOR(IncreaseIndent(true)); }
 void KestrelEditor::DecreaseIndent() { KE2_ON_FOCUSED_EDITOR(DecreaseIndent()); }
 void KestrelEditor::CopyLineUp() { KE2_ON_FOCUSED_EDITOR(CopyLine(true)); }
@@ -47,6 +61,14 @@ void KestrelEditor::ToggleComment() { KE2_ON_FOCUSED_EDITOR(ToggleComment()); }
 void KestrelEditor::ToggleBlockComment() { KE2_ON_FOCUSED_EDITOR(ToggleBlockComment()); }
 
 #undef KE2_ON_FOCUSED_EDITOR
+
+OutputTextEdit *KestrelEditor::FocusedOutput() const
+{
+    // The output's own find field keeps its own copy and select all.
+    if (m_outputView && m_outputView->TextEdit()->hasFocus())
+        return m_outputView->TextEdit();
+    return nullptr;
+}
 
 void KestrelEditor::ConvertTabsToSpaces()
 {
@@ -164,6 +186,13 @@ void KestrelEditor::OnParserUpdated(BaseParser *parser)
 
 void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
 {
+    OnOutlinePreviewRequested(start, end);
+    if (CodeEditor *editor = ActiveCodeEditor())
+        editor->setFocus();
+}
+
+void KestrelEditor::OnOutlinePreviewRequested(int start, int end)
+{
     CodeEditor *editor = ActiveCodeEditor();
     if (!editor)
         return;
@@ -173,7 +202,6 @@ void KestrelEditor::OnOutlineSelectionChanged(int start, int end)
     cursor.setPosition(qBound(0, end, last), QTextCursor::KeepAnchor);
     editor->setTextCursor(cursor);
     editor->centerCursor();
-    editor->setFocus();
 }
 
 void KestrelEditor::OnWorkspaceItemDeleted(const QString &path, bool isFolder)

@@ -8,6 +8,7 @@
 #include "groups/code_editor_group_tab_bar.h"
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
+#include "output/output_view.h"
 #include "overlays/find_replace_widget.h"
 #include "overlays/go_to_widget.h"
 #include "plugin/host_bridge.h"
@@ -37,7 +38,9 @@ constexpr int goToWalkBudgetMs = 300;
 
 void KestrelEditor::Find()
 {
-    if (CodeEditorGroup *group = ActiveGroup())
+    if (m_outputView && m_outputView->HasFocusInside())
+        m_outputView->ShowFind();
+    else if (CodeEditorGroup *group = ActiveGroup())
         group->ShowFindReplace(false);
 }
 
@@ -49,13 +52,17 @@ void KestrelEditor::Replace()
 
 void KestrelEditor::FindNext()
 {
-    if (CodeEditorGroup *group = ActiveGroup())
+    if (m_outputView && m_outputView->HasFocusInside())
+        m_outputView->FindNext();
+    else if (CodeEditorGroup *group = ActiveGroup())
         group->FindNext();
 }
 
 void KestrelEditor::FindPrevious()
 {
-    if (CodeEditorGroup *group = ActiveGroup())
+    if (m_outputView && m_outputView->HasFocusInside())
+        m_outputView->FindPrevious();
+    else if (CodeEditorGroup *group = ActiveGroup())
         group->FindPrevious();
 }
 
@@ -137,6 +144,7 @@ void KestrelEditor::OpenGoTo(const QString &prefix)
     }
     CodeEditor *editor = ActiveCodeEditor();
     QVector<OutlineItem> symbols;
+    QVector<int> lines;
     if (editor && editor->Language() != LANGUAGE_TEXT) {
         // A fresh scan: the group's last one may be a keystroke behind.
         std::unique_ptr<BaseParser> parser;
@@ -145,10 +153,12 @@ void KestrelEditor::OpenGoTo(const QString &prefix)
         else
             parser = std::make_unique<PythonParser>();
         parser->Parse(editor->toPlainText(), editor->Path());
-        for (const OutlineItem *item : parser->OutlineItems())
+        for (const OutlineItem *item : parser->OutlineItems()) {
             symbols.append(*item);
+            lines.append(editor->document()->findBlock(item->position).blockNumber() + 1);
+        }
     }
-    m_goTo->SetSymbols(symbols);
+    m_goTo->SetSymbols(symbols, lines);
     m_goTo->SetLineCount(editor ? editor->blockCount() : 1);
     m_goTo->SetFiles(prefix.isEmpty() ? GoToFiles() : QStringList());
 

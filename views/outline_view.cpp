@@ -79,8 +79,9 @@ OutlineView::OutlineView(QWidget *parent)
     connect(m_sortButton, &QToolButton::clicked, this, &OutlineView::ToggleSort);
     connect(m_collapseButton, &QToolButton::clicked, this, &OutlineView::CollapseAll);
     connect(m_filtersButton, &QToolButton::clicked, this, &OutlineView::ShowFiltersMenu);
-    connect(m_tree, &QTreeWidget::itemSelectionChanged, this, &OutlineView::OnSelectionChanged);
+    connect(m_tree, &QTreeWidget::itemSelectionChanged, this, &OutlineView::OnCurrentChanged);
     connect(m_tree, &QTreeWidget::itemClicked, this, &OutlineView::OnSelectionChanged);
+    connect(m_tree, &QTreeWidget::itemActivated, this, &OutlineView::OnSelectionChanged);
     connect(m_tree, &QTreeWidget::itemExpanded, this, &OutlineView::SaveExpanded);
     connect(m_tree, &QTreeWidget::itemCollapsed, this, &OutlineView::SaveExpanded);
     connect(m_tree, &OutlineTreeWidget::FocusOutClearSelection, this, &OutlineView::OnFocusOutClearSelection);
@@ -121,9 +122,18 @@ public:
     {
         if (column == 0 && (role == StartRole || role == EndRole) && m_index < m_entries->size()) {
             const Entry &entry = m_entries->at(m_index);
-            return role == StartRole ? entry.position : entry.position + int(entry.name.size());
+            return role == StartRole ? entry.position : entry.position + SourceNameLength(entry.name);
         }
         return QTreeWidgetItem::data(column, role);
+    }
+
+    // Sorted by name as people read names: case aside, then case as a tie-break.
+    bool operator<(const QTreeWidgetItem &other) const override
+    {
+        const int column = treeWidget() ? treeWidget()->sortColumn() : 0;
+        const QString a = text(column), b = other.text(column);
+        const int folded = QString::compare(a, b, Qt::CaseInsensitive);
+        return folded != 0 ? folded < 0 : a < b;
     }
 
 private:
@@ -351,6 +361,24 @@ void OutlineView::OnSelectionChanged()
     if (!item || !item->isSelected())
         return;
     emit OutlineSelectionChanged(item->data(0, StartRole).toInt(), item->data(0, EndRole).toInt());
+}
+
+void OutlineView::OnCurrentChanged()
+{
+    if (m_clearingSelection || m_rebuilding)
+        return;
+    const QTreeWidgetItem *item = m_tree->currentItem();
+    if (!item || !item->isSelected())
+        return;
+    emit OutlinePreviewRequested(item->data(0, StartRole).toInt(), item->data(0, EndRole).toInt());
+}
+
+int OutlineView::SourceNameLength(const QString &name)
+{
+    int length = 0;
+    while (length < name.size() && !name.at(length).isSpace() && name.at(length) != QLatin1Char('('))
+        ++length;
+    return length;
 }
 
 void OutlineView::OnFocusOutClearSelection()

@@ -54,11 +54,17 @@ public slots:
     void ToggleProcVisibility();
     void ShowAllTypes();
     void OnSelectionChanged();
+    // The current entry changed: previewed, not gone to.
+    void OnCurrentChanged();
     void SaveExpanded();
     void OnFocusOutClearSelection();
 
 signals:
+    // Go to the entry: a click or Return; the editor takes the focus.
     void OutlineSelectionChanged(int start, int end);
+    // Show the entry while the user steps through the tree with the arrow keys; the tree keeps
+    // the focus.
+    void OutlinePreviewRequested(int start, int end);
 
 private:
     struct Entry {
@@ -75,6 +81,11 @@ private:
     bool SameStructure(const QVector<Entry> &entries) const;
     bool IsHidden(int kind) const;
     QTreeWidgetItem *MakeItem(int index) const;
+public:
+    // The part of an entry's name that stands in the source: an import listed as
+    // "system = sys" or "layout (ui)" is written "system" or "layout" where it points.
+    static int SourceNameLength(const QString &name);
+private:
     void RestoreExpanded();
     void ToggleSetting(bool &setting);
 

@@ -60,6 +60,7 @@ SideBar::SideBar(QWidget *parent)
     connect(m_workspace, &WorkspaceView::WorkspaceItemDeleted, this, &SideBar::WorkspaceItemDeleted);
     connect(m_workspace, &WorkspaceView::WorkspaceModified, this, &SideBar::WorkspaceModified);
     connect(m_outline, &OutlineView::OutlineSelectionChanged, this, &SideBar::OutlineSelectionChanged);
+    connect(m_outline, &OutlineView::OutlinePreviewRequested, this, &SideBar::OutlinePreviewRequested);
 }
 
 void SideBar::SetView(SideBarView view, QWidget *widget, const QString &title)

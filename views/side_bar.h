@@ -50,6 +50,7 @@ signals:
     void WorkspaceModified();
     void SideBarVisibilityChangeRequested(bool visible);
     void OutlineSelectionChanged(int start, int end);
+    void OutlinePreviewRequested(int start, int end);
     void SaveAllRequested();
     void CloseAllRequested();
     void ViewChangeRequested(ke2::SideBarView view);

@@ -7,6 +7,7 @@
 #include <QtGui/QPixmap>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QLabel>
+#include <QtGui/QMouseEvent>
 #include <QtWidgets/QMenu>
 
 namespace ke2 {
@@ -73,10 +74,27 @@ StatusBar::StatusBar(QWidget *mainWindow)
     layout->addSpacing(30);
     layout->addWidget(m_fileFormatLabel);
 
+    // The counts open the problems list.
+    for (QLabel *label : {m_errorIconLabel, m_errorCountLabel, m_warningIconLabel, m_warningCountLabel}) {
+        label->installEventFilter(this);
+        label->setCursor(Qt::PointingHandCursor);
+        label->setToolTip(QStringLiteral("Problems"));
+    }
+
     m_interpreterLabel->clear();
     UpdateCursor(0, 0, 0);
     UpdateOverwriteMode(CodeEditor::SharedOverwriteMode());
     UpdateFileFormat(QString(), QString());
+}
+
+bool StatusBar::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseButtonRelease
+        && static_cast<QMouseEvent *>(event)->button() == Qt::LeftButton) {
+        emit ProblemsRequested();
+        return true;
+    }
+    return QWidget::eventFilter(watched, event);
 }
 
 void StatusBar::ApplyVisibility()

@@ -28,6 +28,8 @@ public:
 
 signals:
     void StatusBarVisibilityChangeRequested(bool visible);
+    // The error or warning count was clicked.
+    void ProblemsRequested();
 
 public slots:
     void ShowContextMenu(const QPoint &pos);
@@ -39,6 +41,7 @@ public slots:
 
 private:
     void ApplyVisibility();
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
     QLabel *m_interpreterLabel;
     QLabel *m_currentLineMessageLabel;

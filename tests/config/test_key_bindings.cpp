@@ -63,9 +63,10 @@ private slots:
         }
         QVERIFY(ke2::test::matchesGolden(table, "bindings_table.txt"));
         QVERIFY(bindings.entry(82)->fixed && bindings.entry(82)->identifier == "escape");
-        QVERIFY(!bindings.entry(0) && !bindings.entry(83)); // 82 entries, numbered from 1
+        QVERIFY(!bindings.entry(0) && !bindings.entry(KeyBindings::count + 1)); // numbered from 1
+        QCOMPARE(bindings.entries().size(), KeyBindings::count);
         const QString letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-        for (int i = 0; i < 82; ++i) { // every tenth without any shortcut
+        for (int i = 0; i < KeyBindings::count; ++i) { // every tenth without any shortcut
             const QKeySequence chord(QString("Ctrl+Alt+Shift+%1, %2").arg(letters[i % 26]).arg(letters[i / 26]));
             bindings.setShortcuts(i + 1, i % 10 == 9 ? QList<QKeySequence>() : QList<QKeySequence>{chord});
         }

@@ -56,7 +56,7 @@ private slots:
         QFETCH(int, slice);
 
         OutputBuffer buffer;
-        buffer.setLineLimit(limit);
+        buffer.setLimits(limit, limit);
         QPlainTextEdit gathered;
         gathered.document()->setMaximumBlockCount(limit);
         auto insert = [&] {
@@ -84,7 +84,7 @@ private slots:
     void queueStaysBounded()
     {
         OutputBuffer buffer;
-        buffer.setLineLimit(100);
+        buffer.setLimits(100, 100);
         const QString line = QStringLiteral("0123456789\n");
         for (int i = 0; i < 100000; ++i)
             buffer.append(line);
@@ -98,39 +98,56 @@ private slots:
     {
         QTest::addColumn<QStringList>("pieces");
         QTest::addColumn<QVector<int>>("lineLengths");
+        // The breaks between pieces: "p" a piece break, "n" a line end.
+        QTest::addColumn<QString>("breaks");
+        const int whole = OutputBuffer::wholeLineLength;
         const int max = OutputBuffer::maximumLineLength;
-        QTest::newRow("one line of twice the maximum plus one")
-            << QStringList{QString(2 * max + 1, QLatin1Char('x'))} << QVector<int>{max, max, 1};
-        QTest::newRow("a line growing over several pieces")
-            << QStringList{QString(max - 1, QLatin1Char('x')), "yy", QStringLiteral("z\n")}
-            << QVector<int>{max, 2, 0};
-        QTest::newRow("exactly the maximum stays whole")
-            << QStringList{QString(max, QLatin1Char('x')) + QLatin1Char('\n')} << QVector<int>{max, 0};
+        const QString x(whole, QLatin1Char('x'));
+        QTest::newRow("a line of the whole length stays whole")
+            << QStringList{x + QLatin1Char('\n')} << QVector<int>{whole, 0} << "n";
+        QTest::newRow("one more character starts a piece") << QStringList{x + QLatin1Char('y')} << QVector<int>{whole, 1}
+                                                              << "p";
+        QTest::newRow("pieces after the first are shorter")
+            << QStringList{x + QString(2 * max + 1, QLatin1Char('y'))} << QVector<int>{whole, max, max, 1} << "ppp";
+        QTest::newRow("a line growing over several appends")
+            << QStringList{x.left(whole - 1), "yy", QString(max, QLatin1Char('z')), QStringLiteral("z\n")}
+            << QVector<int>{whole, max, 2, 0} << "ppn";
+        QTest::newRow("the next line starts whole again")
+            << QStringList{x + QStringLiteral("y\n") + x} << QVector<int>{whole, 1, whole} << "pn";
         // A surrogate pair straddling the break stays together.
         QTest::newRow("surrogate pair at the break")
-            << QStringList{QString(max - 1, QLatin1Char('x')) + QStringLiteral("\U0001F600") + QLatin1Char('a')}
-            << QVector<int>{max + 1, 1};
+            << QStringList{x.left(whole - 1) + QStringLiteral("\U0001F600") + QLatin1Char('a')}
+            << QVector<int>{whole + 1, 1} << "p";
     }
 
     void longLinesAreBroken()
     {
         QFETCH(QStringList, pieces);
         QFETCH(QVector<int>, lineLengths);
+        QFETCH(QString, breaks);
         OutputBuffer buffer;
-        buffer.setLineLimit(100);
+        buffer.setLimits(100, 100);
         for (const QString &piece : pieces)
             buffer.append(piece);
-        QVector<int> lengths;
-        for (const QString &line : buffer.take().text.split(QLatin1Char('\n')))
-            lengths << line.size();
+        QVector<int> lengths{0};
+        QString kinds;
+        for (const QChar c : buffer.take().text) {
+            if (c == QLatin1Char('\n') || c == QChar(OutputBuffer::pieceBreak)) {
+                kinds += c == QLatin1Char('\n') ? QLatin1Char('n') : QLatin1Char('p');
+                lengths << 0;
+            } else {
+                ++lengths.last();
+            }
+        }
         QCOMPARE(lengths, lineLengths);
+        QCOMPARE(kinds, breaks);
     }
 
     // A cleared document starts a fresh line: the count of the old one does not carry over.
     void clearStartsAFreshLine()
     {
         OutputBuffer buffer;
-        buffer.append(QString(OutputBuffer::maximumLineLength - 1, QLatin1Char('x')));
+        buffer.append(QString(OutputBuffer::wholeLineLength - 1, QLatin1Char('x')));
         buffer.clear();
         QVERIFY(buffer.isEmpty());
         buffer.append(QStringLiteral("abc"));

@@ -78,8 +78,9 @@ private slots:
         QCOMPARE(fileContent(edit.LogFilePath()), lines.join(QString()).toUtf8());
     }
 
-    // The buffer size bounds the document; the line that makes it overflow pushes out the first.
-    // Lines arrive ending in a newline, so the empty line after the last one counts as well.
+    // The buffer size bounds the document by printed lines; the line that makes it overflow pushes
+    // out the first. The empty line after the last line end is not a line, and a long line broken
+    // into pieces for the view counts once.
     void bufferSizeBoundsTheDocument_data()
     {
         QTest::addColumn<QStringList>("pieces");
@@ -88,11 +89,19 @@ private slots:
         QStringList joined{QStringLiteral("line 1")};
         for (int i = 2; i <= 1001; ++i)
             joined << QStringLiteral("\nline %1").arg(i);
+        const QString piece = QString(OutputBuffer::maximumLineLength, QLatin1Char('x'));
         QTest::newRow("1000 lines fill it") << QStringList(joined.mid(0, 1000)) << "line 1" << 1000;
         QTest::newRow("the 1001st line removes the first") << joined << "line 2" << 1000;
-        QTest::newRow("999 newline-ended lines fill it") << numberedLines(999) << "line 1" << 1000;
-        QTest::newRow("the 1000th newline-ended line removes the first") << numberedLines(1000) << "line 2" << 1000;
-        QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4002" << 1000;
+        QTest::newRow("1000 newline-ended lines fill it") << numberedLines(1000) << "line 1" << 1001;
+        QTest::newRow("the 1001st newline-ended line removes the first") << numberedLines(1001) << "line 2" << 1001;
+        QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4001" << 1001;
+        QTest::newRow("a 5,000-character line counts once")
+            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1001;
+        QTest::newRow("a 1,000,000-character line keeps the others")
+            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 1996;
+        QTest::newRow("the line after it pushes out the first")
+            << (numberedLines(999) << piece.repeated(7) + QLatin1Char('\n') << QStringLiteral("last\n"))
+            << "line 2" << 1003;
     }
 
     void bufferSizeBoundsTheDocument()
@@ -109,7 +118,12 @@ private slots:
         QTRY_VERIFY(!edit.HasPendingOutput());
         QCOMPARE(edit.document()->firstBlock().text(), firstLine);
         QCOMPARE(edit.document()->blockCount(), blocks);
-        QCOMPARE(edit.toPlainText(), test::insertedOneByOne(pieces, 1000));
+        QCOMPARE(edit.LineCount(), 1000);
+        QStringList lines = pieces.join(QString()).split(QLatin1Char('\n'));
+        lines = lines.mid(lines.size() - (lines.constLast().isEmpty() ? 1001 : 1000));
+        edit.selectAll();
+        edit.copy();
+        QCOMPARE(QGuiApplication::clipboard()->text(), lines.join(QLatin1Char('\n')));
     }
 
     // A flood leaves nothing behind once the event loop has been idle, and the view follows the
@@ -124,9 +138,75 @@ private slots:
             edit.AppendText(line);
         QCoreApplication::processEvents();
         QVERIFY(!edit.HasPendingOutput());
-        QCOMPARE(edit.toPlainText(), test::insertedOneByOne(lines, 3000));
+        QCOMPARE(edit.toPlainText(), test::insertedOneByOne(lines, 3001));
         QCOMPARE(edit.textCursor().position(), edit.document()->characterCount() - 1);
         QCOMPARE(edit.verticalScrollBar()->value(), edit.verticalScrollBar()->maximum());
+    }
+
+    // New output keeps the user's selection; the view follows the end only when it showed the
+    // end, otherwise it stays put and offers a way to the end.
+    void newOutputKeepsSelectionAndPlace_data()
+    {
+        QTest::addColumn<bool>("atEnd");
+        QTest::addColumn<bool>("select");
+        QTest::addColumn<bool>("bufferFull");
+        // The long line brings up the horizontal scroll bar, which moves the end a line down.
+        QTest::addColumn<QString>("newLine");
+        const QString wide = QStringLiteral("wide ") + QString(3000, QLatin1Char('w')) + QLatin1Char('\n');
+        QTest::newRow("reading above, with a selection") << false << true << false << QString();
+        QTest::newRow("reading above, buffer full") << false << true << true << QString();
+        QTest::newRow("at the end, with a selection") << true << true << false << QString();
+        QTest::newRow("at the end, nothing selected") << true << false << false << QString();
+        QTest::newRow("at the end, a long line") << true << false << false << wide;
+    }
+
+    void newOutputKeepsSelectionAndPlace()
+    {
+        QFETCH(bool, atEnd);
+        QFETCH(bool, select);
+        QFETCH(bool, bufferFull);
+        QFETCH(QString, newLine);
+        test::OutputFixture fixture;
+        Settings::instance().outputBufferSize = bufferFull ? 200 : 1000;
+        Settings::instance().outputWordWrapEnabled = false;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(numberedLines(200).join(QString()));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        QScrollBar *bar = edit.verticalScrollBar();
+        QCOMPARE(bar->value(), bar->maximum());
+        if (!atEnd)
+            bar->setValue(10);
+        const int value = bar->value();
+        const QString topLine = edit.cursorForPosition(QPoint(0, 0)).block().text();
+        QTextCursor cursor = edit.textCursor();
+        if (select) {
+            cursor = QTextCursor(edit.cursorForPosition(QPoint(0, 0)).block().next());
+            cursor.movePosition(QTextCursor::EndOfBlock, QTextCursor::KeepAnchor);
+            edit.setTextCursor(cursor);
+            bar->setValue(value);
+        }
+        const QString selected = edit.textCursor().selectedText();
+
+        edit.AppendText(newLine.isEmpty() ? QStringLiteral("new 1\n") : newLine);
+        edit.FlushPendingOutput();
+        QCoreApplication::processEvents();
+        edit.AppendText(QStringLiteral("new 2\n"));
+        edit.FlushPendingOutput();
+        QCoreApplication::processEvents();
+        QCOMPARE(edit.textCursor().selectedText(), selected);
+        QCOMPARE(edit.JumpToEndButton()->isVisible(), !atEnd);
+        if (atEnd) {
+            QCOMPARE(bar->value(), bar->maximum());
+            return;
+        }
+        // Lines pushed out at the top move the view with the text it shows.
+        QCOMPARE(edit.cursorForPosition(QPoint(0, 0)).block().text(), topLine);
+        QCOMPARE(bar->value(), bufferFull ? value - 2 : value);
+        QTest::mouseClick(edit.JumpToEndButton(), Qt::LeftButton);
+        QCOMPARE(bar->value(), bar->maximum());
+        QVERIFY(!edit.JumpToEndButton()->isVisible());
+        QCOMPARE(edit.textCursor().selectedText(), selected);
     }
 
     // Rules colour only what is on screen (plus a margin before it), and whole-line rules carry
@@ -203,6 +283,46 @@ private slots:
         edit.AppendText(QStringLiteral("abc a.c\naxc\n"));
         QTRY_VERIFY(!edit.HasPendingOutput());
         QCOMPARE(selectedTexts(edit), expected);
+    }
+
+    // A long printed line is one line: one row with word wrap off while it stays whole, coloured
+    // whole by a whole-line rule across its pieces, and matched across the place where it was
+    // broken.
+    void longLineIsOneLineForRules_data()
+    {
+        QTest::addColumn<int>("length");
+        QTest::addColumn<bool>("wholeLine");
+        QTest::addColumn<bool>("oneRow");
+        const int whole = OutputBuffer::wholeLineLength;
+        QTest::newRow("2,509 characters, whole-line rule") << 2509 << true << true;
+        QTest::newRow("in pieces, whole-line rule") << whole + 2500 << true << false;
+        QTest::newRow("in pieces, a match across the break") << whole + 2500 << false << false;
+    }
+
+    void longLineIsOneLineForRules()
+    {
+        QFETCH(int, length);
+        QFETCH(bool, wholeLine);
+        QFETCH(bool, oneRow);
+        test::OutputFixture fixture;
+        Settings::instance().outputWordWrapEnabled = false;
+        const QString pattern = wholeLine ? QStringLiteral("# Error:") : QStringLiteral("xy");
+        ColorScheme::instance().outputHighlightRules = {OutputHighlightRule::create(
+            QStringLiteral("rule"), QColor(Qt::red), QColor(), pattern, false, wholeLine, true)};
+        OutputTextEdit edit;
+        showAndWait(edit);
+        QString line = QStringLiteral("# Error: ") + QString(length - 9, QLatin1Char('x'));
+        if (length > OutputBuffer::wholeLineLength)
+            line[OutputBuffer::wholeLineLength] = QLatin1Char('y');
+        edit.AppendText(QStringLiteral("before\n") + line + QStringLiteral("\nafter\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        const QTextBlock first = edit.document()->findBlockByNumber(1);
+        QCOMPARE(first.layout()->lineCount() == 1 && first.length() - 1 == length, oneRow);
+        edit.verticalScrollBar()->setValue(0);
+        edit.UpdateExtraSelections();
+        // A selection across the break also covers the block end between the pieces.
+        const QString coloured = selectedTexts(edit).join(QString()).remove(QChar(QChar::ParagraphSeparator));
+        QCOMPARE(coloured, wholeLine ? line : QStringLiteral("xy"));
     }
 
     // A rule that runs away on a line (nested repeats failing at the end) is cut off at its
@@ -350,17 +470,27 @@ private slots:
         QCOMPARE(down.count(), decreases);
     }
 
-    // A line broken into pieces for the view is copied whole.
+    // A line broken into pieces for the view is copied whole, also when it ends exactly where a
+    // piece would end.
+    void longLineIsCopiedWhole_data()
+    {
+        QTest::addColumn<int>("length");
+        const int whole = OutputBuffer::wholeLineLength, piece = OutputBuffer::maximumLineLength;
+        QTest::newRow("whole") << whole;
+        QTest::newRow("pieces") << whole + 2 * piece + 500;
+        QTest::newRow("exact multiple of the piece length") << whole + 3 * piece;
+    }
+
     void longLineIsCopiedWhole()
     {
+        QFETCH(int, length);
         test::OutputFixture fixture;
         OutputTextEdit edit;
         showAndWait(edit);
-        const QString longLine = QString(OutputBuffer::maximumLineLength * 2 + 500, QLatin1Char('x'));
-        const QString all = QStringLiteral("short\n") + longLine + QStringLiteral("\nafter\n");
+        const QString all = QStringLiteral("short\n") + QString(length, QLatin1Char('x')) + QStringLiteral("\nafter\n");
         edit.AppendText(all);
         QTRY_VERIFY(!edit.HasPendingOutput());
-        QVERIFY(edit.document()->blockCount() > 4);
+        QCOMPARE(edit.LineCount(), 3);
         edit.selectAll();
         edit.copy();
         QCOMPARE(QGuiApplication::clipboard()->text(), all);

@@ -73,7 +73,7 @@ private slots:
         QWidget window;
         GoToWidget box(&window);
         window.show();
-        box.SetSymbols({{"alpha", 1, 10, 0}, {"beta", 1, 20, 0}, {"gamma", 1, 30, 0}});
+        box.SetSymbols({{"alpha", 1, 10, 0}, {"beta", 1, 20, 0}, {"gamma", 1, 30, 0}}, {});
         box.Open(QStringLiteral("@"));
         QCOMPARE(box.ResultTexts(), (QStringList{"alpha", "beta", "gamma"}));
         QSignalSpy position(&box, &GoToWidget::PositionSelected);

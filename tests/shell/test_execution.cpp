@@ -236,7 +236,7 @@ private slots:
 
         OutputTextEdit *out = output();
         QTRY_VERIFY_WITH_TIMEOUT(!out->HasPendingOutput(), 20000);
-        QVERIFY(out->document()->blockCount() <= Settings::instance().outputBufferSize);
+        QVERIFY(out->LineCount() <= Settings::instance().outputBufferSize);
         QTextBlock last = out->document()->lastBlock();
         while (last.isValid() && last.text().isEmpty())
             last = last.previous();

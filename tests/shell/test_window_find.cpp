@@ -67,7 +67,8 @@ private slots:
         Settings::instance() = Settings();
     }
 
-    // "@" lists the scanner's outline of the buffer as it is now; Enter puts the cursor there.
+    // "@" lists the scanner's outline of the buffer as it is now, each entry with what it is
+    // inside of and its line, imports only when asked for; Enter puts the cursor there.
     void goToSymbol_data()
     {
         QTest::addColumn<int>("language");
@@ -77,10 +78,17 @@ private slots:
         QTest::addColumn<int>("line");
         QTest::newRow("MEL procedures and globals")
             << int(LANGUAGE_MEL) << "global proc makeRig() {}\nproc rigHelper() {}\nglobal string $gRigName;\n"
-            << "@rig" << QStringList{"rigHelper", "makeRig", "$gRigName"} << 1;
+            << "@rig" << QStringList{"rigHelper  line 2", "makeRig  line 1", "$gRigName  line 3"} << 1;
         QTest::newRow("Python classes and methods")
             << int(LANGUAGE_PYTHON) << "import os\n\nclass Rig(object):\n    def build(self):\n        pass\n\ndef rig_all():\n    pass\n"
-            << "@rig" << QStringList{"Rig", "rig_all"} << 2;
+            << "@rig" << QStringList{"Rig  line 3", "rig_all  line 7"} << 2;
+        const char *layouts = "from ui import layout\nclass Tool:\n    def layout(self):\n        def layout():\n"
+                              "            pass\nclass Panel:\n    def layout(self):\n        pass\n";
+        QTest::newRow("same names told apart by container, imports left out")
+            << int(LANGUAGE_PYTHON) << layouts << "@layout"
+            << QStringList{"layout  in Tool  line 3", "layout  in Tool.layout  line 4", "layout  in Panel  line 7"} << 2;
+        QTest::newRow("imports when the query starts with import")
+            << int(LANGUAGE_PYTHON) << layouts << "@import lay" << QStringList{"layout (ui)  line 1"} << 0;
     }
     void goToSymbol()
     {

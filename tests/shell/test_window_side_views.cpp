@@ -72,6 +72,40 @@ private slots:
         QCOMPARE(editor->textCursor().blockNumber(), 2);
     }
 
+    // Arrow keys step through the outline and show each entry in the editor while the outline
+    // keeps the focus; Return goes there and gives the editor the focus. An import entry selects
+    // exactly the name it stands for, so typing replaces only that.
+    void outlineStepsWithArrowsAndGoesWithReturn()
+    {
+        Settings::instance().outlineHideImports = false;
+        QVERIFY(shown());
+        QApplication::setActiveWindow(m_window.get());
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        m_window->SetActiveCodeEditor(0, 1);
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QCOMPARE(editor->Language(), LANGUAGE_PYTHON);
+        editor->setPlainText("import sys as system\nfrom os import path\n\ndef build():\n    pass\n");
+        m_window->UpdateParser();
+        OutlineView *outline = m_window->GetSideBar()->Outline();
+        QTRY_COMPARE(outline->Tree()->topLevelItemCount(), 3);
+        QTreeWidget *tree = outline->Tree();
+        tree->setFocus();
+        QTRY_VERIFY(tree->hasFocus());
+        tree->setCurrentItem(tree->topLevelItem(1));
+        QTest::keyClick(tree, Qt::Key_Up);
+        QCOMPARE(editor->textCursor().selectedText(), QString("system"));
+        QTest::keyClick(tree, Qt::Key_Down);
+        QCOMPARE(editor->textCursor().selectedText(), QString("path"));
+        QVERIFY(tree->hasFocus());
+        QTest::keyClick(tree, Qt::Key_Down);
+        QCOMPARE(editor->textCursor().selectedText(), QString("build"));
+        QVERIFY(tree->hasFocus());
+        QTest::keyClick(tree, Qt::Key_Return);
+        QTRY_VERIFY(editor->hasFocus());
+        QCOMPARE(editor->textCursor().selectedText(), QString("build"));
+        QCOMPARE(editor->textCursor().blockNumber(), 3);
+    }
+
     // A file opened from the workspace tree, then its folder renamed there: the tab follows.
     void workspaceOpensFilesAndRenamesTheirTabs()
     {

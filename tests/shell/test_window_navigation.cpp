@@ -1,0 +1,140 @@
+#include "tests/shell/shell_test_support.h"
+#include "tests/support/dialog_answers.h"
+#include "tests/support/fake_host.h"
+#include "tests/support/fake_window_host.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+
+#include "config/settings.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "shell/kestrel_editor.h"
+#include "views/side_bar.h"
+
+#include <QtCore/QTemporaryDir>
+#include <QtTest/QtTest>
+#include <QtWidgets/QFileDialog>
+#include <QtWidgets/QMenu>
+
+#include <memory>
+
+using namespace ke2;
+using ke2::test::FakeHost;
+
+// Finding one's way back to files in the real window: the recent files and where the open
+// dialog starts.
+class WindowNavigationTest : public QObject {
+    Q_OBJECT
+private:
+    std::unique_ptr<FakeHost> m_host;
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<KestrelEditor> m_window;
+    std::unique_ptr<QTemporaryDir> m_files;
+
+    KestrelEditor *shown()
+    {
+        m_window = std::make_unique<KestrelEditor>();
+        m_window->resize(1000, 800);
+        m_window->show();
+        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
+    }
+    QString file(const QString &name)
+    {
+        const QString path = m_files->filePath(name);
+        test::put(path, "x = 1\n");
+        return path;
+    }
+    QStringList recentMenuEntries() const
+    {
+        QStringList entries;
+        for (QAction *action : m_window->RecentFilesMenu()->actions())
+            if (!action->data().toString().isEmpty())
+                entries << action->data().toString();
+        return entries;
+    }
+
+private slots:
+    void init()
+    {
+        Settings::instance() = Settings();
+        test::installFakeHost(m_host, m_prefs);
+        m_files = std::make_unique<QTemporaryDir>();
+    }
+    void cleanup()
+    {
+        m_window.reset();
+        test::removeFakeHost(m_host, m_prefs);
+        Settings::instance() = Settings();
+    }
+
+    // Every way of opening a file, and saving under a new name, puts the file at the front of
+    // Recent Files.
+    void everyOpenedFileIsRecent_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("command line or host flag") << "open";
+        QTest::newRow("workspace") << "workspace";
+        QTest::newRow("dropped on a group") << "drop";
+        QTest::newRow("save as") << "saveAs";
+    }
+    void everyOpenedFileIsRecent()
+    {
+        QFETCH(QString, how);
+        QVERIFY(shown());
+        const QString older = file(QStringLiteral("older.py"));
+        m_window->OpenFile(older);
+        const QString path = how == QLatin1String("saveAs") ? m_files->filePath(QStringLiteral("saved.py"))
+                                                            : file(QStringLiteral("new.py"));
+        test::DialogAnswers dialogs;
+        if (how == QLatin1String("open")) {
+            m_window->OpenFile(path);
+        } else if (how == QLatin1String("workspace")) {
+            emit m_window->GetSideBar()->FileOpenRequested(path, false);
+        } else if (how == QLatin1String("drop")) {
+            m_window->OnOpenFilesRequested(0, TAB_DROP_ZONE_CENTER, {path});
+        } else {
+            m_window->NewPythonBuffer();
+            dialogs.answers = QStringList{path + QStringLiteral("|Python (*.py *.pyw *.pyi)")};
+            m_window->SaveAs();
+        }
+        QVERIFY(QFileInfo::exists(path));
+        QCOMPARE(Settings::instance().recentFiles.mid(0, 2), (QStringList{path, older}));
+        QCOMPARE(recentMenuEntries().mid(0, 2), (QStringList{path, older}));
+    }
+
+    // The open dialog starts beside the current file; for a buffer that is no file, in the
+    // folder it was last left in, and on first use beside the newest recent file.
+    void openDialogStartsBesideTheCurrentFile()
+    {
+        QVERIFY(shown());
+        const QString inFolder = QDir(m_files->path()).filePath(QStringLiteral("sub"));
+        QVERIFY(QDir().mkpath(inFolder));
+        const QString path = QDir(inFolder).filePath(QStringLiteral("current.py"));
+        test::put(path, "pass\n");
+        m_window->OpenFile(path);
+        QString directory;
+        QTimer::singleShot(50, [&] {
+            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+                directory = dialog->directory().absolutePath();
+                dialog->reject();
+            }
+        });
+        m_window->OpenFile();
+        QCOMPARE(directory, QFileInfo(path).absolutePath());
+
+        // An internal buffer on first use: beside the newest recent file.
+        m_window->NewPythonBuffer();
+        directory.clear();
+        QTimer::singleShot(50, [&] {
+            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+                directory = dialog->directory().absolutePath();
+                dialog->reject();
+            }
+        });
+        m_window->OpenFile();
+        QCOMPARE(directory, QFileInfo(path).absolutePath());
+    }
+};
+
+KE2_TEST_CLASS(WindowNavigationTest)
+#include "test_window_navigation.moc"
