@@ -27,11 +27,12 @@ std::unique_ptr<Highlighter> attach(bool mel, QTextDocument *document)
     return std::make_unique<PythonHighlighter>(document);
 }
 
-// Highlighting may go on in slices after an edit; let it finish.
-void settle()
+// Highlighting goes on in slices after an edit; let it finish from the event loop.
+void settle(Highlighter &highlighter)
 {
-    for (int pass = 0; pass < 50; ++pass)
-        QCoreApplication::processEvents();
+    for (int pass = 0; pass < 100000 && highlighter.HighlightPending(); ++pass)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    KE2_FUZZ_CHECK(!highlighter.HighlightPending(), "highlighting never caught up");
 }
 
 QString describe(const QTextBlock &block)
@@ -81,9 +82,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     // The editor's own layout: a document without one tells nobody of its changes.
     QTextDocument edited;
     edited.setDocumentLayout(new QPlainTextDocumentLayout(&edited));
-    edited.setPlainText(ke2fuzz::text(input.ConsumeRandomLengthString(2048)));
+    // Repeated, the text grows past what one slice highlights, so edits land between slices.
+    const QString unit = ke2fuzz::text(input.ConsumeRandomLengthString(2048));
+    edited.setPlainText(unit.repeated(input.ConsumeIntegralInRange(1, 64)));
     const std::unique_ptr<Highlighter> highlighter = attach(mel, &edited);
-    settle();
+    QCoreApplication::processEvents(); // the first highlight is queued
+    settle(*highlighter);
 
     QString history = QStringLiteral("start: '%1'").arg(edited.toPlainText());
     const int edits = input.ConsumeIntegralInRange(1, 12);
@@ -96,18 +100,31 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         const QString inserted = ke2fuzz::text(input.ConsumeRandomLengthString(64));
         history += QStringLiteral("\n  replace %1..%2 by '%3'").arg(cursor.anchor()).arg(cursor.position()).arg(inserted);
         cursor.insertText(inserted);
-        if (input.ConsumeBool()) {
-            settle(); // sometimes the next edit lands before highlighting caught up
+        // The next edit lands after highlighting caught up, after one slice, or at once.
+        switch (input.ConsumeIntegralInRange(0, 2)) {
+        case 0:
+            settle(*highlighter);
             history += QStringLiteral(", settled");
+            break;
+        case 1:
+            QCoreApplication::processEvents();
+            history += QStringLiteral(", one slice");
+            break;
+        default:
+            break;
         }
     }
-    settle();
+    if (input.ConsumeBool())
+        highlighter->FinishPending();
+    settle(*highlighter);
 
     QTextDocument fresh;
     fresh.setDocumentLayout(new QPlainTextDocumentLayout(&fresh));
     fresh.setPlainText(edited.toPlainText());
     const std::unique_ptr<Highlighter> reference = attach(mel, &fresh);
-    settle();
+    QCoreApplication::processEvents(); // the first highlight is queued
+    reference->FinishPending();
+    settle(*reference);
 
     KE2_FUZZ_CHECK(fresh.blockCount() == edited.blockCount(), "%d lines against %d", edited.blockCount(), fresh.blockCount());
     for (QTextBlock a = edited.begin(), b = fresh.begin(); a.isValid(); a = a.next(), b = b.next()) {
