@@ -46,25 +46,45 @@ struct Line {
     enum Kind { Other, Header, Key };
     Kind kind = Other;
     QByteArray bytes;  // without the line end; continuation lines included
+    QByteArray end;    // the line end as it stands: "\r\n", "\n", or nothing after the last line
     QString section;   // the group it belongs to ("" at the top level)
     QString key;       // Key: the full key as QSettings names it
 };
+
+// The text cut at its line ends as QSettings cuts it: "\r\n", "\n" or a lone "\r".
+QVector<QPair<QByteArray, QByteArray>> physicalLines(const QByteArray &text)
+{
+    QVector<QPair<QByteArray, QByteArray>> lines;
+    int start = 0;
+    for (int i = 0; i < text.size(); ++i) {
+        const char c = text.at(i);
+        if (c != '\n' && c != '\r')
+            continue;
+        const int endLength = c == '\r' && i + 1 < text.size() && text.at(i + 1) == '\n' ? 2 : 1;
+        lines.append({text.mid(start, i - start), text.mid(i, endLength)});
+        i += endLength - 1;
+        start = i + 1;
+    }
+    if (start < text.size())
+        lines.append({text.mid(start), QByteArray()});
+    return lines;
+}
 
 QVector<Line> splitLines(const QByteArray &text)
 {
     QVector<Line> lines;
     QString section;
-    const QList<QByteArray> physical = text.split('\n');
+    const QVector<QPair<QByteArray, QByteArray>> physical = physicalLines(text);
     for (int i = 0; i < physical.size(); ++i) {
-        QByteArray bytes = physical.at(i);
-        if (i == physical.size() - 1 && bytes.isEmpty())
-            break; // after the last line end
+        QByteArray bytes = physical.at(i).first;
+        QByteArray end = physical.at(i).second;
         // A value ending in a backslash goes on on the next line.
-        while (bytes.endsWith('\\') && i + 1 < physical.size())
-            bytes += '\n' + physical.at(++i);
-        if (bytes.endsWith('\r'))
-            bytes.chop(1);
+        while (bytes.endsWith('\\') && i + 1 < physical.size()) {
+            bytes += end + physical.at(++i).first;
+            end = physical.at(i).second;
+        }
         Line line;
+        line.end = end;
         line.bytes = bytes;
         const QByteArray trimmed = bytes.trimmed();
         if (trimmed.startsWith('[')) {
@@ -126,28 +146,34 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
         }
     }
 
-    QVector<QByteArray> out;
+    // Kept lines keep their own line ends (a file may mix them, or lack the last one); new lines
+    // take the file's.
+    struct OutLine {
+        QByteArray bytes;
+        QByteArray end;
+    };
+    QVector<OutLine> out;
     QSet<QString> written;
     QHash<QString, int> insertAt; // per group: the index after its last line in `out`
     for (const Line &line : splitLines(original)) {
         if (line.kind == Line::Key) {
             // A line whose key QSettings did not see the same way is not ours to judge: it stays.
             if (!before.contains(line.key)) {
-                out.append(line.bytes);
+                out.append({line.bytes, line.end});
             } else if (!after.contains(line.key)) {
                 continue; // removed
             } else if (qtcompat::sameIniValue(before.value(line.key), after.value(line.key))) {
-                out.append(line.bytes);
+                out.append({line.bytes, line.end});
                 written.insert(line.key);
             } else if (!written.contains(line.key)) {
-                out.append(newLines.value(line.key));
+                out.append({newLines.value(line.key), line.end});
                 written.insert(line.key);
             } else {
                 continue; // a repeated key that changed: its first line carries the value
             }
             insertAt.insert(line.section, out.size());
         } else {
-            out.append(line.bytes);
+            out.append({line.bytes, line.end});
             if (line.kind == Line::Header)
                 insertAt.insert(line.section, out.size());
         }
@@ -158,6 +184,10 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
     QString appendedSection = QStringLiteral("\n"); // no group has this name
     for (const QString &key : qAsConst(newOrder)) {
         if (written.contains(key) || !after.contains(key))
+            continue;
+        // An unchanged key whose line was spelled in a way not recognised here is still in the
+        // file: only new and changed keys are added.
+        if (before.contains(key) && qtcompat::sameIniValue(before.value(key), after.value(key)))
             continue;
         const QString section = newSections.value(key);
         if (insertAt.contains(section)) {
@@ -175,17 +205,46 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
     }
 
     QByteArray result;
+    // A line without an end (the file's last) gets one only when something follows it.
+    auto add = [&](const QByteArray &bytes, const QByteArray &end) {
+        if (!result.isEmpty() && !result.endsWith('\n') && !result.endsWith('\r'))
+            result += eol;
+        result += bytes + end;
+    };
     for (int i = 0; i <= out.size(); ++i) {
         for (const QByteArray &line : inserted.value(i))
-            result += line + eol;
+            add(line, eol);
         if (i < out.size())
-            result += out.at(i) + eol;
+            add(out.at(i).bytes, out.at(i).end);
     }
     while (!appended.isEmpty() && result.endsWith(eol + eol) && appended.first().isEmpty())
         appended.removeFirst();
     for (const QByteArray &line : qAsConst(appended))
-        result += line + eol;
+        add(line, eol);
     return result;
+}
+
+// Whether `bytes`, read as a settings file, still hold every key of `after` and the new values
+// of those that changed since `baseline` (unchanged keys keep their own lines and readings).
+bool readsBackAs(const QByteArray &bytes, const Values &baseline, const Values &after, const QString &tempTemplate)
+{
+    QTemporaryFile check(tempTemplate);
+    if (!check.open() || check.write(bytes) != bytes.size() || !check.flush())
+        return false;
+    Values read;
+    if (!readValues(check.fileName(), read))
+        return false;
+    for (auto it = after.cbegin(); it != after.cend(); ++it) {
+        if (!read.contains(it.key()))
+            return false;
+        const bool changed = !baseline.contains(it.key()) || !qtcompat::sameIniValue(baseline.value(it.key()), it.value());
+        // An empty list reads back as no value at all; both are empty.
+        const auto empty = [](const QVariant &v) { return v.toString().isEmpty() && v.toStringList().join(QString()).isEmpty(); };
+        if (changed && !qtcompat::sameIniValue(read.value(it.key()), it.value()) &&
+            !(empty(read.value(it.key())) && empty(it.value())))
+            return false;
+    }
+    return true;
 }
 
 // Moves an unreadable file out of the way, keeping it for the user; false when even that fails.
@@ -289,20 +348,31 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
 
     const QString tempPath = temp.fileName();
     temp.close();
-    Values after;
+    // The old values as QSettings itself writes and reads them back (it normalises some keys,
+    // "a/" to "a" for one): what the caller changed is measured against this, so that such a key
+    // is neither dropped nor added by a write that did not touch it.
+    QTemporaryFile baselineFile(tempTemplate);
+    if (!baselineFile.open())
+        return false;
+    const QString baselinePath = baselineFile.fileName();
+    baselineFile.close();
+    Values baseline, after;
     try {
-        {
-            QSettings settings(tempPath, QSettings::IniFormat);
-            useUtf8(settings);
-            for (auto it = before.cbegin(); it != before.cend(); ++it)
-                settings.setValue(it.key(), it.value());
-            fill(settings);
-            settings.sync();
-            if (settings.status() != QSettings::NoError)
+        for (const QString &scratch : {baselinePath, tempPath}) {
+            {
+                QSettings settings(scratch, QSettings::IniFormat);
+                useUtf8(settings);
+                for (auto it = before.cbegin(); it != before.cend(); ++it)
+                    settings.setValue(it.key(), it.value());
+                if (scratch == tempPath)
+                    fill(settings);
+                settings.sync();
+                if (settings.status() != QSettings::NoError)
+                    return false;
+            }
+            if (!readValues(scratch, scratch == tempPath ? after : baseline))
                 return false;
         }
-        if (!readValues(tempPath, after))
-            return false;
     } catch (const std::bad_alloc &) {
         return false;
     }
@@ -310,9 +380,19 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     if (!written.open(QIODevice::ReadOnly))
         return false;
     const QByteArray generated = reorder(written.readAll(), layout);
-    const QByteArray result = original.isEmpty() ? generated : merge(original, before, after, generated);
+    QByteArray result = original.isEmpty() ? generated : merge(original, baseline, after, generated);
     if (result == original && target.exists())
         return true;
+    // A hand-broken line (an unclosed quote, say) can swallow a line added after it: a merge that
+    // does not read back as intended gives way to the plain rewrite, with the old bytes kept
+    // beside the file.
+    if (result != generated && !readsBackAs(result, baseline, after, tempTemplate)) {
+        const QString backup = path + QStringLiteral(".bak");
+        QFile::remove(backup);
+        if (!QFile::copy(path, backup))
+            return false;
+        result = generated;
+    }
 
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly))

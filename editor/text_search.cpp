@@ -170,7 +170,8 @@ TextSearch::TextSearch(const QRegularExpression &regex, bool templateReplace)
                       && !pattern.endsWith(QLatin1String("\\\\b"));
         const QString body = m_wholeWord ? pattern.mid(2, pattern.size() - 4) : pattern;
         m_text = UnescapedLiteral(body);
-        m_literal = !m_text.isEmpty();
+        // A pasted line break can never match within a line, as on the expression path.
+        m_literal = !m_text.isEmpty() && !m_text.contains(QLatin1Char('\n'));
     }
     if (m_literal) {
         m_ascii = std::all_of(m_text.begin(), m_text.end(), [](QChar c) { return c.unicode() < 0x80; });

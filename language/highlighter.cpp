@@ -99,6 +99,13 @@ Highlighter::Highlighter(QTextDocument *document)
         connect(document, &QTextDocument::contentsChange, this, [this] { closePass(); });
 }
 
+Highlighter::~Highlighter()
+{
+    // Detached while this object is whole: detaching announces a change to the document, and the
+    // handlers connected above must not run on a half-destroyed highlighter.
+    setDocument(nullptr);
+}
+
 void Highlighter::openPass()
 {
     if (m_passOpen)

@@ -32,6 +32,7 @@ public:
     static constexpr int SliceBudgetMs = 15;
 
     explicit Highlighter(QTextDocument *document);
+    ~Highlighter() override;
 
     // Whether some lines wait for a later slice.
     bool HighlightPending() const { return m_pendingStart.isNull() == false; }

@@ -20,17 +20,17 @@ int toInt(const QString &field, bool *ok = nullptr)
 
 QString TabDetails::ToString() const
 {
+    // Joined, not formatted: a path or name may itself hold "%1".
     const bool internal = kind == CODE_EDITOR_INTERNAL_BUFFER;
-    QString entry = QStringLiteral("%1;%2;%3;%4;%5;%6")
-                        .arg(group)
-                        .arg(int(kind))
-                        .arg(internal ? QFileInfo(path).fileName() : path)
-                        .arg(current ? 1 : 0)
-                        .arg(cursorPosition)
-                        .arg(scrollPosition);
+    QStringList fields{QString::number(group),
+                       QString::number(int(kind)),
+                       internal ? QFileInfo(path).fileName() : path,
+                       QString::number(current ? 1 : 0),
+                       QString::number(cursorPosition),
+                       QString::number(scrollPosition)};
     if (internal)
-        entry += QStringLiteral(";%1").arg(name);
-    return entry;
+        fields.append(name);
+    return fields.join(QLatin1Char(';'));
 }
 
 bool TabDetails::Parse(const QString &entry, const QString &internalBufferDirectory)

@@ -152,6 +152,31 @@ private slots:
         QCOMPARE(fixture.get(names[SettingsFile]), after);
     }
 
+    // Line ends are the user's too: a file that mixes them, or lacks the last one, keeps them on
+    // every line the write did not change, and a write that changes nothing writes nothing.
+    void handEditedFilesKeepTheirBytes()
+    {
+        ConfigFixture fixture;
+        // A lone carriage return ends a line for the reader too ("e" is a key of its own).
+        const QByteArray before = "[main]\r\na=1\re=6\nb=2\r\nc=3";
+        QVERIFY(fixture.put("ends.ini", before));
+        const QString path = fixture.file("ends.ini");
+        QVERIFY(ke2::IniFile::write(path, [](QSettings &) {}));
+        QCOMPARE(fixture.get("ends.ini"), before);
+        QVERIFY(ke2::IniFile::write(path, [](QSettings &s) { s.setValue("main/b", 5); }));
+        QCOMPARE(fixture.get("ends.ini"), QByteArray("[main]\r\na=1\re=6\nb=5\r\nc=3"));
+        QVERIFY(ke2::IniFile::write(path, [](QSettings &s) { s.setValue("main/d", 4); }));
+        QCOMPARE(fixture.get("ends.ini"), QByteArray("[main]\r\na=1\re=6\nb=5\r\nc=3\r\nd=4\r\n"));
+
+        // An unclosed quote would swallow a key added after it: the file is then written whole,
+        // its old bytes kept beside it.
+        const QByteArray broken = "[General]\nname=\"open\n";
+        QVERIFY(fixture.put("broken.ini", broken));
+        QVERIFY(ke2::IniFile::write(fixture.file("broken.ini"), [](QSettings &s) { s.setValue("size", 3); }));
+        QCOMPARE(fixture.get("broken.ini.bak"), broken);
+        QCOMPARE(ke2::IniFile::openForReading(fixture.file("broken.ini"))->value("size").toInt(), 3);
+    }
+
     // A file that cannot be read is never overwritten: it is kept aside, with a warning.
     void unreadableFileIsKeptAside()
     {

@@ -103,6 +103,9 @@ private slots:
         const TabDetails entries[] = {
             details(2, CODE_EDITOR_INTERNAL_BUFFER, buffers + "/melBuffer_q.mel", true, 7, 2, "Rig; tools"),
             details(0, CODE_EDITOR_FILE, m_dir.filePath("a;b.py"), false, 0, 30),
+            // Placeholders in a name must stay text: "%1" once took the next field's value.
+            details(1, CODE_EDITOR_FILE, m_dir.filePath("shot_%1_%6.py"), true, 5, 0),
+            details(0, CODE_EDITOR_INTERNAL_BUFFER, buffers + "/pythonBuffer_w.py", false, 1, 2, "100% %4"),
         };
         QCOMPARE(entries[0].ToString(), QStringLiteral("2;0;melBuffer_q.mel;1;7;2;Rig; tools"));
         for (const TabDetails &entry : entries) {
