@@ -48,6 +48,29 @@ private slots:
                                                      << QStringLiteral("%1%2\n").arg(QChar(0xC0), QChar(0xAF))
                                                      << "Latin-1" << "LF" << true;
         QTest::newRow("empty") << QByteArray() << true << "" << "UTF-8" << QString() << true;
+        const QString nul(QChar(0));
+        QTest::newRow("NUL inside UTF-8") << QByteArray("abc\0def\n", 8) << true << QStringLiteral("abc%1def\n").arg(nul)
+                                          << "UTF-8" << "LF" << true;
+        QTest::newRow("NUL inside Latin-1") << QByteArray("\xE9\0\xE9\r\n", 5) << true
+                                            << QStringLiteral("%1%2%1\n").arg(QChar(0xE9)).arg(nul) << "Latin-1" << "CRLF"
+                                            << true;
+        QTest::newRow("UTF-16 LE with its mark") << QByteArray("\xFF\xFE" "a\0\r\0\n\0\xAC\x20", 10) << true
+                                                 << QStringLiteral("a\n%1").arg(QChar(0x20AC)) << "UTF-16 LE" << "CRLF"
+                                                 << true;
+        QTest::newRow("UTF-16 BE with a lone surrogate") << QByteArray("\xFE\xFF\0x\xD8\0\0\n", 8) << true
+                                                         << QStringLiteral("x%1\n").arg(QChar(0xD800)) << "UTF-16 BE"
+                                                         << "LF" << true;
+        QTest::newRow("U+2029 inside a line") << QByteArray("a\xE2\x80\xA9" "b\n") << true
+                                              << QStringLiteral("a%1b\n").arg(QChar(0x204B)) << "UTF-8" << "LF" << true;
+        QTest::newRow("lone CR inside LF lines") << QByteArray("a\rb\nc\n") << true
+                                                 << QStringLiteral("a%1b\nc\n").arg(QChar(0x240D)) << "UTF-8" << "LF"
+                                                 << true;
+        QTest::newRow("lone CR in CRLF lines, its symbol taken")
+            << QByteArray("\xE2\x90\x8D\r\r\n") << true << QStringLiteral("%1%2\n").arg(QChar(0x240D), QChar(0xE000))
+            << "UTF-8" << "CRLF" << true;
+        QTest::newRow("noncharacters the document breaks at") << QByteArray("a\xEF\xB7\x90" "b\xEF\xB7\x91\n") << true
+                                                              << QStringLiteral("a%1b%2\n").arg(QChar(0xE000), QChar(0xE001))
+                                                              << "UTF-8" << "LF" << true;
         QTest::newRow("mixed endings take the dominant one")
             << QByteArray("a\r\nb\r\nc\n") << true << "a\nb\nc\n" << "UTF-8" << "CRLF" << false;
     }
@@ -113,6 +136,10 @@ private slots:
         QTest::addColumn<bool>("large");
         QTest::newRow("script") << QByteArray("print(1)\n") << qint64(9) << false << false;
         QTest::newRow("NUL near the start") << QByteArray("\x7F" "ELF\x02\x01\x01\0", 8) << qint64(8) << true << false;
+        QTest::newRow("NUL after 80 KB") << QByteArray("x = 1\n").repeated(14000) + QByteArray(1, '\0') << qint64(84001)
+                                         << true << false;
+        QTest::newRow("UTF-16 text") << QByteArray("\xFF\xFEx\0\n\0", 6) << qint64(6) << false << false;
+        QTest::newRow("UTF-16 NUL character") << QByteArray("\xFF\xFEx\0\0\0", 6) << qint64(6) << true << false;
         QTest::newRow("hundreds of MB") << QByteArray("x") << qint64(300) * 1024 * 1024 << true << true;
     }
     void probe()
