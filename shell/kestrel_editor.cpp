@@ -29,8 +29,12 @@ namespace ke2 {
 
 KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyBindings::instance())
 {
-    if (Host *host = HostBridge::host())
+    if (Host *host = HostBridge::host()) {
         m_hostMainWindow = host->mainWindow();
+        // Standalone, this window is the host's main window: closing it ends the program.
+        if (!m_hostMainWindow && !host->hasFeature(Host::Feature::DockingUi))
+            m_hostMainWindow = this;
+    }
     setWindowTitle(HostBridge::displayName());
     // The host finds the widget by this name.
     if (objectName().isEmpty())
