@@ -911,7 +911,11 @@ bool KestrelEditor::ConfirmOverwrite(CodeEditor *codeEditor, const QString &path
     QPushButton *cancel = box.addButton(QMessageBox::Cancel);
     box.setDefaultButton(cancel);
     box.setEscapeButton(cancel);
+    // One question about the file at a time: the reload question waits while this one is open.
+    const bool wasChecking = m_checkingFileChanges;
+    m_checkingFileChanges = true;
     box.exec();
+    m_checkingFileChanges = wasChecking;
     if (box.clickedButton() == overwrite)
         return true;
     if (box.clickedButton() == reload) {
