@@ -17,6 +17,7 @@ FileChangeTracker::Stamp FileChangeTracker::StampOf(const QString &path, bool wi
         return stamp;
     stamp.size = info.size();
     stamp.modified = info.lastModified();
+    stamp.taken = QDateTime::currentDateTime();
     if (withHash) {
         QFile file(path);
         QCryptographicHash hash(QCryptographicHash::Sha1);
@@ -33,7 +34,7 @@ bool FileChangeTracker::Same(const Stamp &known, const QString &path)
         return true; // nothing to compare: not a change anyone could see
     if (now.size != known.size)
         return false;
-    if (now.modified == known.modified)
+    if (now.modified == known.modified && known.modified.msecsTo(known.taken) > 2000)
         return true;
     return !known.hash.isEmpty() && StampOf(path, true).hash == known.hash;
 }

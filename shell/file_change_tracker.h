@@ -40,9 +40,11 @@ private:
         qint64 size = -1;
         QDateTime modified;
         QByteArray hash;
+        QDateTime taken; // when the look was taken
     };
     static Stamp StampOf(const QString &path, bool withHash);
-    // Same size and time, or same bytes.
+    // Same size and time, or same bytes. A time close to when the look was taken proves nothing
+    // (a second write within the clock's step keeps it), so the bytes decide then.
     static bool Same(const Stamp &known, const QString &path);
 
     QStringList m_changed;

@@ -11,6 +11,8 @@
 #include <QtCore/QVector>
 #include <QtWidgets/QWidget>
 
+#include <memory>
+
 class QAction;
 class QHBoxLayout;
 class QMenu;
@@ -32,6 +34,7 @@ class KeyBindings;
 class OutputTextEdit;
 class OutputView;
 class PanelGroup;
+class SessionLock;
 class SideBar;
 class StatusBar;
 
@@ -419,6 +422,11 @@ private:
     BufferIo *m_bufferIo = nullptr;
     bool m_checkingFileChanges = false;
     QTimer *m_fileCheckTimer = nullptr;
+    // Which internal buffers and recovery copies are this session's to write.
+    std::unique_ptr<SessionLock> m_sessionLock;
+    // Buffer files no saved session listed (left by a session that ended, or by another session's
+    // save over ours): opened again at start, never deleted unseen.
+    void ReopenUnlistedBuffers();
     // Set once the user has answered for the unsaved files at close (or said never to be
     // asked): their recovery copies may then go with the window.
     bool m_unsavedFilesDecided = false;

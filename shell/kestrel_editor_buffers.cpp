@@ -13,6 +13,7 @@
 #include "shell/buffer_files.h"
 #include "shell/buffer_io.h"
 #include "shell/file_dialog_rules.h"
+#include "shell/session_lock.h"
 #include "shell/session_state.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
@@ -258,7 +259,7 @@ void KestrelEditor::NewBuffer(CodeEditorLanguage language)
     record.kind = CODE_EDITOR_INTERNAL_BUFFER;
     record.language = language;
     QString error;
-    record.path = BufferFiles::CreateInternalBufferFile(language, UserDirectories::internalBufferDirectory(), &error);
+    record.path = BufferFiles::CreateInternalBufferFile(language, m_sessionLock->Directory(), &error);
     if (record.path.isEmpty())
         // The buffer still works, but only until the window closes.
         HostBridge::showError(QStringLiteral("Failed to create internal buffer file: %1").arg(error));
@@ -910,7 +911,11 @@ bool KestrelEditor::ConfirmOverwrite(CodeEditor *codeEditor, const QString &path
     QPushButton *cancel = box.addButton(QMessageBox::Cancel);
     box.setDefaultButton(cancel);
     box.setEscapeButton(cancel);
+    // One question about the file at a time: the reload question waits while this one is open.
+    const bool wasChecking = m_checkingFileChanges;
+    m_checkingFileChanges = true;
     box.exec();
+    m_checkingFileChanges = wasChecking;
     if (box.clickedButton() == overwrite)
         return true;
     if (box.clickedButton() == reload) {
@@ -1005,9 +1010,13 @@ void KestrelEditor::SaveState()
         }
         scrolling.append(group->TabBarScrollOffset());
     }
-    settings.tabDetails = details;
-    settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
-    settings.activeTabViewIndex = m_activeGroupIndex;
+    // The saved tabs are the first session's: another session's would name buffers it alone
+    // writes, and drop the first one's from the list.
+    if (m_sessionLock->IsPrimary()) {
+        settings.tabDetails = details;
+        settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
+        settings.activeTabViewIndex = m_activeGroupIndex;
+    }
     m_sideBar->SaveState();
     if (isVisible()) {
         settings.windowGeometry = QRect(mapToGlobal(QPoint(0, 0)), size());
@@ -1028,9 +1037,19 @@ void KestrelEditor::RestoreSession()
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(true);
     const QString bufferDirectory = UserDirectories::internalBufferDirectory();
+    const bool primary = m_sessionLock->IsPrimary();
+    if (primary)
+        m_sessionLock->AdoptEndedSessions();
+    else
+        HostBridge::showWarning(QStringLiteral("Another Kestrel Editor 2 session is using the internal buffers; this "
+                                               "window keeps its own in %1.")
+                                    .arg(QDir::toNativeSeparators(m_sessionLock->Directory())));
     for (const QString &entry : settings.tabDetails) {
         TabDetails details;
         if (!details.Parse(entry, bufferDirectory))
+            continue;
+        // The other session's buffers are its own to write.
+        if (!primary && details.kind == CODE_EDITOR_INTERNAL_BUFFER)
             continue;
         CodeEditorGroup *group = Group(details.group);
         if (!group || IsPathOpen(details.path))
@@ -1055,9 +1074,41 @@ void KestrelEditor::RestoreSession()
     const QVector<int> scrolling = SessionState::ParseTabBarScrolling(settings.tabBarScrolling);
     for (int i = 0; i < m_groups.size() && i < scrolling.size(); ++i)
         m_groups.at(i)->SetTabBarScrollOffset(scrolling.at(i));
+    if (primary)
+        ReopenUnlistedBuffers();
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(false);
     UpdateGroupVisibility();
+}
+
+void KestrelEditor::ReopenUnlistedBuffers()
+{
+    QStringList open;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            open << group->Record(i).path;
+    QStringList reopened;
+    for (const QString &path : m_sessionLock->UnlistedBuffers(open)) {
+        if (QFileInfo(path).size() == 0) {
+            QFile::remove(path); // nothing in it to lose
+            continue;
+        }
+        QString text;
+        TextFileFormat format;
+        if (!ReadFile(path, text, format, true))
+            continue;
+        const CodeEditorRecord record{CODE_EDITOR_INTERNAL_BUFFER, BufferFiles::LanguageForPath(path), path,
+                                      QFileInfo(path).completeBaseName()};
+        CodeEditorGroup *group = Group(0);
+        const int index = CreateCodeEditor(group, record, text);
+        if (index < 0)
+            continue;
+        m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
+        reopened << QFileInfo(path).fileName();
+    }
+    if (!reopened.isEmpty())
+        HostBridge::showWarning(QStringLiteral("Buffers that no saved session listed were opened again: %1")
+                                    .arg(reopened.join(QStringLiteral(", "))));
 }
 
 void KestrelEditor::OfferRecoveredFiles()

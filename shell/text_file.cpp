@@ -8,9 +8,15 @@
 
 #include <utility>
 
+#include <QtCore/QCryptographicHash>
+
+#include <cerrno>
+#include <cstring>
+
 #ifdef Q_OS_WIN
 #include <io.h>
 #else
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -369,24 +375,25 @@ QString WriteTarget(const QString &path)
     return target;
 }
 
-bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString)
+namespace {
+
+QString systemError(int error)
 {
-    const QString target = WriteTarget(path);
-    const QFileInfo existing(target);
-    if (existing.exists() && (!existing.isFile() || !existing.isWritable())) {
-        // Renaming over it would succeed in a writable folder and silently drop the protection.
-        setError(errorString, QCoreApplication::translate("TextFile", "The file is not writable"));
-        return false;
-    }
+    return QString::fromLocal8Bit(std::strerror(error));
+}
+
+// Writes `bytes` to a new file beside `target` and renames it over it.
+bool replaceAtomically(const QString &target, const QFileInfo &existing, const QByteArray &bytes, QString *errorString)
+{
     QSaveFile out(target);
     if (!out.open(QIODevice::WriteOnly)) {
-        setError(errorString, out.errorString());
+        setError(errorString, errno ? systemError(errno) : out.errorString());
         return false;
     }
     if (existing.exists())
         out.setPermissions(existing.permissions());
     if (out.write(bytes) != bytes.size() || !syncToDisk(out)) {
-        setError(errorString, out.errorString());
+        setError(errorString, errno ? systemError(errno) : out.errorString());
         out.cancelWriting();
         out.commit(); // removes the partial copy beside the target
         return false;
@@ -398,13 +405,97 @@ bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorStri
     return true;
 }
 
+// Replacing the file would change what it is: another owner or group than ours, more than one
+// name (hard links), or a folder where we may not make files. Then it is written in place.
+bool mustWriteInPlace(const QString &target)
+{
+#ifdef Q_OS_WIN
+    Q_UNUSED(target);
+    return false;
+#else
+    struct stat info {};
+    if (::stat(QFile::encodeName(target).constData(), &info) != 0)
+        return false;
+    const QByteArray folder = QFile::encodeName(QFileInfo(target).absolutePath());
+    return info.st_nlink > 1 || info.st_uid != ::geteuid() || info.st_gid != ::getegid()
+           || ::access(folder.constData(), W_OK) != 0;
+#endif
+}
+
+bool overwrite(QFile &file, const QByteArray &bytes)
+{
+    file.unsetError();
+    return file.seek(0) && file.write(bytes) == bytes.size() && file.resize(bytes.size()) && syncToDisk(file);
+}
+
+// The old bytes are kept first (in `backupDirectory` when given, in memory always), so a write
+// that fails half-way is undone; the copy goes once the new bytes are on disk.
+bool writeInPlace(const QString &target, const QByteArray &bytes, const QString &backupDirectory, QString *errorString)
+{
+    QFile file(target);
+    errno = 0;
+    // Unbuffered: bytes a failed write left in a buffer must not follow the old ones back in.
+    if (!file.open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
+        setError(errorString, errno ? systemError(errno) : file.errorString());
+        return false;
+    }
+    const QByteArray old = file.readAll();
+    QString backup;
+    if (!backupDirectory.isEmpty()) {
+        const QByteArray name = QCryptographicHash::hash(target.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
+        backup = QStringLiteral("%1/backup_%2.ke2backup").arg(backupDirectory, QString::fromLatin1(name));
+        QString backupError;
+        if (!replaceAtomically(backup, QFileInfo(), old, &backupError)) {
+            setError(errorString, QCoreApplication::translate("TextFile", "No copy of the old file could be kept (%1)")
+                                      .arg(backupError));
+            return false;
+        }
+    }
+    errno = 0;
+    if (overwrite(file, bytes)) {
+        if (!backup.isEmpty())
+            QFile::remove(backup);
+        return true;
+    }
+    const QString why = errno ? systemError(errno) : file.errorString();
+    if (overwrite(file, old)) {
+        if (!backup.isEmpty())
+            QFile::remove(backup);
+        setError(errorString, why);
+    } else {
+        setError(errorString, QCoreApplication::translate("TextFile", "%1; the old file is kept in %2").arg(why, backup));
+    }
+    return false;
+}
+
+} // namespace
+
+bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString, const QString &backupDirectory)
+{
+    const QString target = WriteTarget(path);
+    const QFileInfo existing(target);
+    if (existing.exists() && !existing.isFile()) {
+        setError(errorString, QCoreApplication::translate("TextFile", "Not a regular file"));
+        return false;
+    }
+    if (existing.exists() && !existing.isWritable()) {
+        // Renaming over it would succeed in a writable folder and silently drop the protection.
+        setError(errorString, systemError(EACCES));
+        return false;
+    }
+    if (existing.exists() && mustWriteInPlace(target))
+        return writeInPlace(target, bytes, backupDirectory, errorString);
+    errno = 0;
+    return replaceAtomically(target, existing, bytes, errorString);
+}
+
 bool Write(const QString &path, const QString &text, TextFileFormat &format, TextFileNotes *notes,
-           QString *errorString)
+           QString *errorString, const QString &backupDirectory)
 {
     TextFileFormat encoded = format;
     TextFileNotes found;
     const QByteArray bytes = Encode(text, encoded, &found);
-    if (!WriteBytes(path, bytes, errorString))
+    if (!WriteBytes(path, bytes, errorString, backupDirectory))
         return false;
     format = encoded;
     if (notes)

@@ -92,10 +92,15 @@ bool Read(const QString &path, bool utf8Preferred, QString &text, TextFileFormat
           TextFileNotes *notes = nullptr, QString *errorString = nullptr);
 // Writes atomically; a symbolic link is followed (the link stays a link), the permissions of an
 // existing file are kept, and a file that is not writable is refused rather than replaced.
+// Where replacing would change what the file is (a folder we cannot write to, hard links,
+// another owner or group) it is written in place, its old bytes kept in `backupDirectory` (and
+// in memory) until the new ones are on disk, and put back when the write fails.
+// `errorString` says why a write failed ("Permission denied", "No space left on device").
 bool Write(const QString &path, const QString &text, TextFileFormat &format, TextFileNotes *notes = nullptr,
-           QString *errorString = nullptr);
+           QString *errorString = nullptr, const QString &backupDirectory = QString());
 // Writes `bytes` as they are, with the same guarantees.
-bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr);
+bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr,
+                const QString &backupDirectory = QString());
 // The file a write to `path` really replaces: the end of a chain of symbolic links.
 QString WriteTarget(const QString &path);
 

@@ -358,6 +358,57 @@ private slots:
             QCOMPARE(text, QStringLiteral("typed x = 1\n"));
         }
     }
+
+    // Two sessions on one preferences folder (two Maya sessions of one user): each types into
+    // its Python buffer; neither overwrites the other's, and the next start has both.
+    void twoSessionsKeepTheirOwnBuffers()
+    {
+        TempPrefs prefs;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        QProcess first, second;
+        const QStringList typed{"print('from first')", "print('from second')"};
+        QProcess *sessions[] = {&first, &second};
+        for (int i = 0; i < 2; ++i) {
+            QProcess &editor = *sessions[i];
+            editor.setProcessEnvironment(environment);
+            editor.start(KE2_EDITOR_BINARY, QStringList());
+            QVERIFY(editor.waitForStarted());
+            QString window;
+            QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--pid", QString::number(editor.processId())}, &window));
+            window = window.section(QLatin1Char('\n'), 0, 0);
+            QTest::qWait(1500);
+            QVERIFY(xdotool({"windowfocus", "--sync", window}));
+            QVERIFY(xdotool({"type", "--delay", "20", typed.at(i)}));
+        }
+        QTest::qWait(3000); // both have put their typing on disk
+        for (QProcess *editor : sessions) {
+            ::kill(pid_t(editor->processId()), SIGTERM);
+            QVERIFY(editor->waitForFinished(20000));
+            QCOMPARE(editor->exitCode(), 0);
+        }
+
+        FakeHost host;
+        host.hasDockingUi = false;
+        prefs.attach(host);
+        HostBridge::setHost(&host);
+        Settings::instance() = Settings();
+        Settings::instance().read();
+        DialogAnswers dialogs;
+        auto window = std::make_unique<KestrelEditor>();
+        window->show();
+        QStringList buffers;
+        for (CodeEditorGroup *group : window->Groups())
+            for (int i = 0; i < group->Count(); ++i)
+                buffers << group->CodeEditorAt(i)->toPlainText();
+        for (const QString &text : typed)
+            QVERIFY2(buffers.contains(text), qPrintable(buffers.join(" | ")));
+        window.reset();
+        HostBridge::setHost(nullptr);
+        Settings::instance() = Settings();
+    }
 };
 
 KE2_TEST_CLASS(CrashRecoveryTest)

@@ -17,6 +17,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTimer>
+#include <QtGui/QCloseEvent>
 #include <QtTest/QtTest>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QApplication>
@@ -232,16 +233,20 @@ private slots:
         QVERIFY(contents(path).endsWith(onDisk));
     }
 
-    // A save that cannot complete leaves the file as it was and the editor modified.
+    // A save that cannot complete leaves the file as it was and the editor modified, and says
+    // why. A folder the user cannot write to does not stop the save of a file they can write.
     void failedSavesKeepTheOldFile_data()
     {
-        QTest::addColumn<bool>("readOnlyFolder");
-        QTest::newRow("read-only folder") << true;
-        QTest::newRow("disk full half-way") << false;
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("read-only folder") << "folder" << QString();
+        QTest::newRow("read-only file") << "file" << "Permission denied";
+        QTest::newRow("disk full half-way") << "limit" << "File too large";
     }
     void failedSavesKeepTheOldFile()
     {
-        QFETCH(bool, readOnlyFolder);
+        QFETCH(QString, how);
+        QFETCH(QString, why);
         const QString folder = m_files->filePath(QStringLiteral("locked"));
         QVERIFY(QDir().mkpath(folder));
         const QByteArray old = QByteArray("print('old')\n").repeated(700);
@@ -252,23 +257,34 @@ private slots:
         QVERIFY(editor);
         QTest::keyClicks(editor, "# changed");
         QTest::keyClick(editor, Qt::Key_Return);
-        const auto readExec = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        const auto readExec = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                              QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        const auto write = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+        const auto read = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
         QVERIFY(QFile::setPermissions(m_files->path(), readExec | QFileDevice::WriteOwner));
         QVERIFY(QFile::setPermissions(folder, readExec));
-        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther |
-                                                QFileDevice::WriteOther));
-        if (readOnlyFolder) {
-            Unprivileged user;
+        QVERIFY(QFile::setPermissions(path, how == QLatin1String("file") ? read : read | write));
+        // The old bytes are kept in the user's recovery folder while a file is written in place.
+        for (QDir up(UserDirectories::internalBufferDirectory()); up.path().startsWith(m_prefs->root()); up.cdUp())
+            QVERIFY(QFile::setPermissions(up.path(), readExec | write));
+        if (how == QLatin1String("limit")) {
+            FileSizeLimit limit(4096);
             m_window->Save();
         } else {
-            FileSizeLimit limit(4096);
+            Unprivileged user;
             m_window->Save();
         }
         QFile::setPermissions(folder, readExec | QFileDevice::WriteOwner);
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.py"});
+        if (why.isEmpty()) {
+            QVERIFY(!editor->document()->isModified());
+            QVERIFY(contents(path).startsWith("# changed\nprint('old')"));
+            return;
+        }
         QVERIFY(editor->document()->isModified());
         QCOMPARE(contents(path), old);
-        QVERIFY(messages().contains(QStringLiteral("Failed to open file for save: %1").arg(path)));
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.py"});
+        QVERIFY2(messages().contains(QStringLiteral("Failed to open file for save: %1 (%2)").arg(path, why)),
+                 qPrintable(messages().join('\n')));
     }
 
     // Opened and saved, a CRLF Latin-1 file is the same bytes; the status bar says what it is.
@@ -535,6 +551,59 @@ private slots:
         QCOMPARE(dialogs.seen.size(), 1);
         QVERIFY2(dialogs.seen.first().contains(QStringLiteral("could not be created")), qPrintable(dialogs.seen.first()));
         QCOMPARE(group->Count() == fileless, closed);
+    }
+
+    // The host's exit and the plug-in's unload with a file whose save fails: the exit asks
+    // (Cancel keeps the host open), and whatever closes keeps the text for the next start.
+    void hostExitAndUnloadKeepUnsavedText_data()
+    {
+        QTest::addColumn<QString>("answer"); // empty: unloaded, nobody asked
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("exit, cancel") << "Cancel" << false;
+        QTest::newRow("exit, close anyway") << "Close Anyway" << true;
+        QTest::newRow("unload") << QString() << true;
+    }
+    void hostExitAndUnloadKeepUnsavedText()
+    {
+        QFETCH(QString, answer);
+        QFETCH(bool, closes);
+        QWidget hostWindow;
+        m_host->mainWindowWidget = &hostWindow;
+        const QString path = file(QStringLiteral("locked.py"), "x = 1\n");
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QTest::keyClicks(editor, "typed ");
+        const auto everyone = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                              QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup |
+                              QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+        for (QDir up(UserDirectories::internalBufferDirectory()); up.path().startsWith(m_prefs->root()); up.cdUp())
+            QVERIFY(QFile::setPermissions(up.path(), everyone));
+        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        {
+            Unprivileged user;
+            DialogAnswers dialogs({answer});
+            if (!answer.isEmpty()) {
+                QCloseEvent close;
+                QApplication::sendEvent(&hostWindow, &close);
+                QCOMPARE(close.isAccepted(), closes);
+                QCOMPARE(dialogs.seen.size(), 1);
+                QVERIFY2(dialogs.seen.first().contains(QStringLiteral("These could not be saved:\n\n%1").arg(path)),
+                         qPrintable(dialogs.seen.first()));
+            }
+            if (closes)
+                m_window->TearDown();
+        }
+        QCOMPARE(contents(path), QByteArray("x = 1\n"));
+        if (!closes)
+            return;
+        m_host->mainWindowWidget = nullptr;
+        DialogAnswers dialogs({QStringLiteral("Keep")});
+        QVERIFY(start());
+        QTRY_COMPARE(dialogs.seen.size(), 1);
+        QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)));
+        CodeEditorGroup *group = m_window->Group(0);
+        QCOMPARE(group->CodeEditorAt(group->IndexOfPath(path))->toPlainText(), QStringLiteral("typed x = 1\n"));
     }
 };
 

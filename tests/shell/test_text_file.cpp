@@ -10,6 +10,10 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace ke2;
 using namespace ke2::test;
 
@@ -187,47 +191,75 @@ private slots:
         QCOMPARE(QDir(m_dir.filePath(QStringLiteral("real"))).entryList(QDir::Files), QStringList{"tool.py"});
     }
 
-    // Refused writes leave the old bytes and no stray copy beside them.
-    void failedWritesKeepTheOldFile_data()
+    // Where replacing the file would change what it is, the write goes into it; a write that
+    // cannot happen leaves the old bytes and no stray copy, and says why.
+    void writesKeepWhatTheFileIs_data()
     {
         QTest::addColumn<QString>("how");
-        QTest::newRow("read-only folder") << "folder";
-        QTest::newRow("read-only file") << "file";
-        QTest::newRow("disk full half-way") << "limit";
+        QTest::addColumn<QString>("why"); // empty: written
+        QTest::newRow("read-only folder") << "folder" << QString();
+        QTest::newRow("hard link") << "link" << QString();
+        QTest::newRow("another owner") << "owner" << QString();
+        QTest::newRow("read-only file") << "file" << "Permission denied";
+        QTest::newRow("disk full half-way") << "limit" << "File too large";
+        QTest::newRow("read-only folder, disk full half-way") << "folder limit" << "File too large";
     }
-    void failedWritesKeepTheOldFile()
+    void writesKeepWhatTheFileIs()
     {
         QFETCH(QString, how);
+        QFETCH(QString, why);
+        const bool asRoot = ::geteuid() == 0;
+        if (how == QLatin1String("owner") && !asRoot)
+            QSKIP("only root can give a file to another owner");
         const QString folder = m_dir.filePath(how);
-        QVERIFY(QDir().mkpath(folder));
+        const QString backups = m_dir.filePath(QStringLiteral("backups"));
+        QVERIFY(QDir().mkpath(folder) && QDir().mkpath(backups));
         const QString path = folder + QStringLiteral("/tool.mel");
         const QByteArray old = QByteArray("print \"old\";\n").repeated(100);
         QVERIFY(put(path, old));
-        const auto everyone = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther |
-                              QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+        const auto readable = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+        const auto everyone = readable | QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+        const auto writable = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
         QVERIFY(QFile::setPermissions(m_dir.path(), everyone | QFileDevice::WriteOwner));
-        QVERIFY(QFile::setPermissions(folder, everyone | (how == QLatin1String("folder") ? QFileDevice::Permissions()
-                                                                                         : QFileDevice::WriteOther)));
-        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadOther |
-                                                (how == QLatin1String("file") ? QFileDevice::Permissions()
-                                                                              : QFileDevice::WriteOther)));
+        QVERIFY(QFile::setPermissions(backups, everyone | writable));
+        QVERIFY(QFile::setPermissions(folder, everyone | (how.contains(QLatin1String("folder")) ? QFileDevice::Permissions()
+                                                                                                : writable)));
+        QVERIFY(QFile::setPermissions(path, readable | (how == QLatin1String("file") ? QFileDevice::Permissions() : writable)));
+        const QString link = folder + QStringLiteral("/other name.mel");
+        if (how == QLatin1String("link"))
+            QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(link).constData()), 0);
+        if (how == QLatin1String("owner"))
+            QCOMPARE(::chown(QFile::encodeName(path).constData(), 65534, 65534), 0);
 
         const QString text = QStringLiteral("print \"new\";\n").repeated(1000);
         TextFileFormat format;
         QString error;
-        bool written = true;
-        if (how == QLatin1String("limit")) {
-            FileSizeLimit limit(4096);
-            written = TextFile::Write(path, text, format, nullptr, &error);
-        } else {
-            Unprivileged user;
-            written = TextFile::Write(path, text, format, nullptr, &error);
+        bool written = false;
+        {
+            std::unique_ptr<Unprivileged> user;
+            if (how == QLatin1String("folder") || how == QLatin1String("file") || how == QLatin1String("folder limit"))
+                user = std::make_unique<Unprivileged>();
+            std::unique_ptr<FileSizeLimit> limit;
+            if (how.contains(QLatin1String("limit")))
+                limit = std::make_unique<FileSizeLimit>(4096);
+            written = TextFile::Write(path, text, format, nullptr, &error, backups);
         }
-        QVERIFY(!written);
-        QVERIFY(!error.isEmpty());
-        QCOMPARE(contents(path), old);
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.mel"});
         QFile::setPermissions(folder, everyone | QFileDevice::WriteOwner);
+        QCOMPARE(error, why);
+        QCOMPARE(written, why.isEmpty());
+        QCOMPARE(contents(path), written ? text.toUtf8() : old);
+        QStringList names{"tool.mel"};
+        if (how == QLatin1String("link")) {
+            names.prepend("other name.mel");
+            QCOMPARE(contents(link), text.toUtf8()); // still one file under two names
+        }
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), names);
+        QCOMPARE(QDir(backups).entryList(QDir::Files | QDir::Hidden), QStringList()); // kept only while writing
+        if (how == QLatin1String("owner")) {
+            struct stat info {};
+            QCOMPARE(::stat(QFile::encodeName(path).constData(), &info), 0);
+            QCOMPARE(int(info.st_uid), 65534);
+        }
     }
 
     // Saving replaces the file, which drops it from the system's watch; the editor keeps
