@@ -16,6 +16,7 @@ namespace {
 constexpr size_t maximumErrors = 10000;
 // Runs whose code a later error may still name; older functions lead nowhere.
 constexpr size_t maximumRuns = 200;
+constexpr qint64 maximumRunCharacters = 16 * 1024 * 1024;
 
 QString echoOf(const QString &text)
 {
@@ -68,13 +69,19 @@ bool enclosingDefinitions(const QStringList &lines, int number, QStringList &nam
     return true;
 }
 
-bool definesAtTopLevel(const QStringList &lines, const QString &name)
+QSet<QString> topLevelDefinitions(const QStringList &lines)
 {
+    QSet<QString> names;
     for (const QString &line : lines) {
-        if (!line.isEmpty() && !line.at(0).isSpace() && definedName(line) == name)
-            return true;
+        // Only "def", "class" and "async def" lines can define; the rest is not matched at all.
+        if (line.startsWith(QLatin1String("def")) || line.startsWith(QLatin1String("class"))
+            || line.startsWith(QLatin1String("async"))) {
+            const QString name = definedName(line);
+            if (!name.isEmpty())
+                names.insert(name);
+        }
     }
-    return false;
+    return names;
 }
 
 } // namespace
@@ -141,12 +148,19 @@ void ScriptRuns::Started(CodeEditor *editor, int firstLine, const QString &text,
     }
     auto run = std::make_shared<Run>();
     run->anchor = anchor;
+    run->mel = editor && editor->Language() == LANGUAGE_MEL;
     run->lines = text.split(QLatin1Char('\n'));
+    run->size = text.size();
+    if (!run->mel)
+        run->definitions = topLevelDefinitions(run->lines);
     if (echoed)
         run->echo = echoOf(text);
     m_runs.push_back(run);
-    if (m_runs.size() > maximumRuns)
+    m_runCharacters += run->size;
+    while (m_runs.size() > 1 && (m_runs.size() > maximumRuns || m_runCharacters > maximumRunCharacters)) {
+        m_runCharacters -= m_runs.front()->size;
         m_runs.pop_front();
+    }
     if (echoed)
         m_pending.push_back(run);
 }
@@ -175,14 +189,17 @@ ScriptRuns::RunPointer ScriptRuns::RunFor(const ErrorPlace &place) const
         return nullptr;
     if (place.function == QLatin1String("<module>"))
         return place.line <= current->lines.size() ? current : nullptr;
+    // MEL errors belong to the MEL that ran last; Python's to one of the Python runs.
+    QStringList names;
+    if (current->mel)
+        return enclosingDefinitions(current->lines, place.line, names) ? current : nullptr;
     auto newest = std::find(m_runs.rbegin(), m_runs.rend(), current);
     // "<lambda>", "<listcomp>" and the like name no definition: only the line counts.
     const bool named = !place.function.isEmpty() && !place.function.startsWith(QLatin1Char('<'));
     RunPointer found;
-    QStringList names;
     for (auto it = newest; it != m_runs.rend(); ++it) {
         const Run &run = **it;
-        if (!enclosingDefinitions(run.lines, place.line, names))
+        if (run.mel || !enclosingDefinitions(run.lines, place.line, names))
             continue;
         const bool isCurrent = it == newest;
         // An earlier run's own lines ran long ago; only its functions can run now, and only
@@ -192,7 +209,7 @@ ScriptRuns::RunPointer ScriptRuns::RunFor(const ErrorPlace &place) const
                 continue;
             const QString outermost = names.last();
             const bool redefined = std::any_of(newest, it, [&outermost](const RunPointer &later) {
-                return definesAtTopLevel(later->lines, outermost);
+                return later->definitions.contains(outermost);
             });
             if (redefined)
                 continue;
@@ -219,15 +236,13 @@ void ScriptRuns::Record(const QString &line)
     Entry entry;
     entry.message = line;
     entry.line = place->line;
+    // A line that leads nowhere is kept too, as a place holder: identical lines are told apart
+    // by their order, so skipping one would hand its link to another.
     if (!place->file.isEmpty()) {
         // "<string>", "<stdin>" and the like name no file to open.
-        if (place->file.startsWith(QLatin1Char('<')) && place->file.endsWith(QLatin1Char('>')))
-            return;
-        entry.path = place->file;
-    } else {
-        const RunPointer run = RunFor(*place);
-        if (!run)
-            return;
+        if (!(place->file.startsWith(QLatin1Char('<')) && place->file.endsWith(QLatin1Char('>'))))
+            entry.path = place->file;
+    } else if (const RunPointer run = RunFor(*place)) {
         entry.anchor = run->anchor;
     }
     m_errors.push_back(entry);
@@ -251,7 +266,7 @@ ScriptRuns::Location ScriptRuns::Resolve(const QString &line, int identicalLines
         Location location;
         location.message = it->message;
         if (!it->anchor) {
-            if (!QFileInfo(it->path).isFile())
+            if (it->path.isEmpty() || !QFileInfo(it->path).isFile())
                 return Location();
             location.path = it->path;
             location.line = it->line;

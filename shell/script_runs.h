@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtGui/QTextCursor>
@@ -71,8 +72,11 @@ private:
     };
     struct Run {
         std::shared_ptr<const Anchor> anchor;
-        QStringList lines; // the code as it ran
-        QString echo;      // what the host prints before running it; empty when not echoed
+        bool mel = false;
+        QStringList lines;          // the code as it ran
+        QSet<QString> definitions;  // the functions and classes it defined at its top level
+        QString echo;               // what the host prints before running it; empty when not echoed
+        qint64 size = 0;            // characters of the text
     };
     using RunPointer = std::shared_ptr<const Run>;
     struct Entry {
@@ -86,6 +90,7 @@ private:
     RunPointer RunFor(const ErrorPlace &place) const;
 
     std::deque<RunPointer> m_runs;    // oldest first, the newest at the back
+    qint64 m_runCharacters = 0;       // the size of their texts
     std::deque<RunPointer> m_pending; // started, echo not seen yet
     RunPointer m_current;
     std::deque<Entry> m_errors;

@@ -145,7 +145,8 @@ private slots:
         const QString python = QStandardPaths::findExecutable("python3");
         if (python.isEmpty())
             QSKIP("python3 is not installed");
-        const QString path = script(QStringLiteral("ends %1.py").arg(QTest::currentDataTag()).remove('\''), text);
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).remove(QLatin1Char('\''));
+        const QString path = script(QStringLiteral("ends %1.py").arg(tag), text);
         // Through a shell, so that a death by SIGINT shows as python3's status 130.
         auto statusOf = [this](const QStringList &command, QByteArray *err, QByteArray *out) {
             QProcess process;

@@ -140,6 +140,10 @@ private slots:
         QTest::newRow("a syntax error without the stack trace")
             << QStringList{defines, "12|f()\nx\ny\nz = (1,"}
             << "# Error: SyntaxError: file <maya console> line 4: '(' was never closed #" << 15;
+        QTest::newRow("a MEL error belongs to the MEL run")
+            << QStringList{defines, "m12|print 1;\nx;\ny;\nz;"} << "// Error: line 4: bad //" << 15;
+        QTest::newRow("a Python error skips the MEL run")
+            << QStringList{defines, "m12|print 1;\nx;\ny;\nz;", "30|f()"} << bare.arg(4) << 4;
         QTest::newRow("a blank line runs nothing") << QStringList{defines, "9|f()"} << bare.arg(2) << 0;
     }
 
@@ -148,21 +152,44 @@ private slots:
         QFETCH(QStringList, runs);
         QFETCH(QString, error);
         QFETCH(int, tabLine);
-        CodeEditor editor(LANGUAGE_PYTHON);
-        editor.setPlainText(QString(40, QLatin1Char('\n')));
+        CodeEditor python(LANGUAGE_PYTHON), mel(LANGUAGE_MEL);
+        python.setPlainText(QString(40, QLatin1Char('\n')));
+        mel.setPlainText(QString(40, QLatin1Char('\n')));
         ScriptRuns record;
         for (const QString &run : runs) {
             const QString text = run.section(QLatin1Char('|'), 1);
-            record.Started(&editor, run.section(QLatin1Char('|'), 0, 0).toInt(), text, true);
+            const bool isMel = run.startsWith(QLatin1Char('m')); // "m": from the MEL tab
+            record.Started(isMel ? &mel : &python, run.section(QLatin1Char('|'), 0, 0).mid(isMel ? 1 : 0).toInt(), text,
+                           true);
             record.Observe(text.endsWith(QLatin1Char('\n')) ? text : text + QLatin1Char('\n'));
         }
         record.Observe(QStringLiteral("# Error: bad\n") + error + QStringLiteral("\n# ValueError: bad #\n"));
-        QCOMPARE(record.Resolve(error, 0).line, tabLine);
+        const ScriptRuns::Location place = record.Resolve(error, 0);
+        QCOMPARE(place.line, tabLine);
         if (tabLine == 0)
             return;
+        QCOMPARE(place.editor.data(), error.startsWith(QLatin1String("//")) ? &mel : &python);
         // Lines typed above the run's code move the place with it.
-        QTextCursor(editor.document()).insertText(QStringLiteral("\n\n"));
+        QTextCursor(place.editor->document()).insertText(QStringLiteral("\n\n"));
         QCOMPARE(record.Resolve(error, 0).line, tabLine + 2);
+    }
+
+    // The same error line printed again where it leads nowhere is no link, and the earlier one
+    // keeps its own place.
+    void unknownLinesKeepTheirPlace()
+    {
+        CodeEditor editor(LANGUAGE_PYTHON);
+        editor.setPlainText(QString(40, QLatin1Char('\n')));
+        const QString error = QStringLiteral("# Error: NameError: file <maya console> line 2: y #");
+        ScriptRuns runs;
+        runs.Started(&editor, 10, QStringLiteral("x = 1\ny"), true);
+        runs.Observe(QStringLiteral("x = 1\ny\n"));
+        runs.Observe(error + QLatin1Char('\n'));
+        runs.Started(&editor, 20, QStringLiteral("z"), true);
+        runs.Observe(QStringLiteral("z\n"));
+        runs.Observe(error + QLatin1Char('\n'));
+        QVERIFY(!runs.IsLink(error));
+        QCOMPARE(runs.Resolve(error, 1).line, 11);
     }
 
     // The mark stays while other lines change and goes with the first edit of its own line.
