@@ -98,7 +98,8 @@ std::optional<ScriptRuns::ErrorPlace> ScriptRuns::ParseError(const QString &line
     static const QRegularExpression framed(QStringLiteral("^(#|//) Error: (.*)$"));
     // The host names the file before the line ("file <maya console> line 2", "file: x.mel line 3").
     static const QRegularExpression inFile(QStringLiteral("\\bfile:? (.+?) line (\\d+)"));
-    static const QRegularExpression bare(QStringLiteral("\\bline (\\d+)"));
+    // MEL's own form; a message that merely mentions a line is not one.
+    static const QRegularExpression bare(QStringLiteral("^line (\\d+): "));
     // A traceback's frame, as the host prints it with the stack trace on.
     // A syntax error's frame names no function: the code being compiled is the run's own.
     static const QRegularExpression frame(QStringLiteral("^(?:#|//)\\s+File \"(.+)\", line (\\d+)(?:, in (.+))?$"));

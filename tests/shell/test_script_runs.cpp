@@ -30,6 +30,7 @@ private slots:
         QTest::newRow("a warning") << "# Warning: line 2: careful #" << "" << 0;
         QTest::newRow("unframed") << "Error: line 2: x" << "" << 0;
         QTest::newRow("line zero") << "# Error: line 0: x #" << "" << 0;
+        QTest::newRow("a message that mentions a line") << "# Error: bad value on line 5" << "" << 0;
         QTest::newRow("a stack frame of the console") << "#   File \"<maya console>\", line 4, in f" << "" << 4;
         QTest::newRow("a stack frame of a file") << "#   File \"/tools/a b.py\", line 7, in <module>" << "/tools/a b.py" << 7;
         QTest::newRow("a frame's source line") << "#     raise ValueError(\"line 3\")" << "" << 0;
