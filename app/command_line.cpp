@@ -68,7 +68,8 @@ QString CommandLine::usage()
         "\n"
         "Options:\n"
         "  --run FILE          run FILE as Python (MEL for .mel) and print the framed output;\n"
-        "                      exit status 0, 1 when an error was reported, 2 for bad input\n"
+        "                      exit status as python3's: 0, 1 when an error was reported, the\n"
+        "                      status sys.exit() gives, 130 after Ctrl+C; 2 for bad input\n"
         "  --screenshot PNG    save the window as it first appears to PNG\n"
         "  -h, --help          show this help\n"
         "  -v, --version       show the version\n"
@@ -148,15 +149,17 @@ int runScriptFile(PythonHost &host, const QByteArray &nativePath,
         return RunBadInput;
     }
     host.output().setReceiver(write);
-    const int failedBefore = host.failedRuns();
     if (QFileInfo(QFile::decodeName(nativePath)).suffix().compare(QLatin1String("mel"), Qt::CaseInsensitive) == 0)
         host.executeMelOnIdle(QString::fromUtf8(source.constData(), source.size()), true);
     else
         host.executePythonFileOnIdle(source, nativePath, true);
     host.drainIdleQueue();
-    const bool failed = host.failedRuns() > failedBefore;
+    // As python3 ends: sys.exit's status, or its text on standard error and 1.
+    const int status = host.exitStatus();
+    if (!host.exitMessage().isNull())
+        fail(host.exitMessage());
     host.finalize();
-    return failed ? RunReportedError : RunSucceeded;
+    return status;
 }
 
 } // namespace ke2

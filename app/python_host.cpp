@@ -166,7 +166,7 @@ def describe(error):
     return '%s: %s' % (name, message)
 
 
-def report(error):
+def report(error, stack_trace=False):
     try:
         trace = ''.join(traceback.format_exception(
             type(error), error, _user_traceback(error.__traceback__)))
@@ -174,7 +174,30 @@ def report(error):
         trace = ''
     if trace:
         emit(STACK, trace)
-    emit(ERROR, describe(error))
+    if not (stack_trace and trace):
+        emit(ERROR, describe(error))
+        return
+    # With the stack trace on, the error shows every frame, caller first, each line of the
+    # trace commented as the host's own script editor shows it.
+    try:
+        message = str(error) if not isinstance(error, SyntaxError) else error.msg
+    except BaseException:
+        message = '<exception str() failed>'
+    lines = trace.rstrip('\n').split('\n')
+    emit(ERROR, message + '\n' + '\n'.join('# ' + line for line in lines))
+
+
+def _exit_status(error):
+    """What python3 makes of an uncaught SystemExit: a status, or a text for stderr (status 1)."""
+    code = error.code
+    if code is None:
+        return 0
+    if isinstance(code, int):
+        return code
+    try:
+        return str(code)
+    except BaseException:
+        return '<exception str() failed>'
 
 
 def _refuse_nul(source):
@@ -206,25 +229,39 @@ def end_run():
     end_line()
 
 
-def run_source(source, display):
-    """Runs console text (str) or a file's bytes (their coding line decides); False when it raised."""
+def run_source(source, display, path=None, stack_trace=False):
+    """Runs console text (str) or a file's bytes (their coding line decides); False when it raised.
+
+    A file named by `path` ends as python3 ends it: SystemExit gives its status (or a text
+    for stderr), KeyboardInterrupt the status 130, and errors name the file."""
     install_streams()
     namespace = sys.modules['__main__'].__dict__
+    name = '<maya console>'
+    if path is not None:
+        import os
+        name = os.fsdecode(path)
     try:
         _refuse_nul(source)
         try:
-            code = compile(source, '<maya console>', 'eval')
+            code = compile(source, name, 'eval')
         except SyntaxError:
             code = None
         if code is None:
-            exec(compile(source, '<maya console>', 'exec'), namespace)
+            exec(compile(source, name, 'exec'), namespace)
         else:
             value = eval(code, namespace)
             if display and value is not None:
                 emit(RESULT, repr(value))
         return True
+    except SystemExit as error:
+        if path is None:
+            report(error, stack_trace)
+            return False
+        return _exit_status(error)
     except BaseException as error:
-        report(error)
+        report(error, stack_trace)
+        if path is not None and isinstance(error, KeyboardInterrupt):
+            return 130
         return False
     finally:
         end_run()
@@ -730,6 +767,14 @@ bool PythonHost::answerMel(const QString &command, QVariant &answer)
         answer = 0;
         return true;
     }
+    // The output options the editor sets: the bridge keeps them in option variables, which is
+    // where this host reads them.
+    static const QRegularExpression option(
+        QStringLiteral("^(commandEcho -state|commandEcho -lineNumbers|stackTrace -state|scriptEditorInfo -ssw) [01]$"));
+    if (option.match(text).hasMatch()) {
+        answer = QVariant();
+        return true;
+    }
     if (text == QLatin1String("internalVar -userPrefDir") || text == QLatin1String("internalVar -upd")) {
         answer = userPrefDir();
         return true;
@@ -913,12 +958,15 @@ void PythonHost::echo(const QString &text)
 
 void PythonHost::runIdleCommand(const IdleCommand &command)
 {
+    m_exitStatus = 0;
+    m_exitMessage.clear();
     if (command.mel) {
         if (command.display)
             echo(command.text);
-        // The editor's own queries and option echoes run quietly; user MEL cannot run here.
+        // The editor's own queries and options run quietly; user MEL cannot run here, and says
+        // so even when it runs without an echo (a bare variable's print).
         QVariant answer;
-        if (!answerMel(command.text, answer) && command.display) {
+        if (!answerMel(command.text, answer)) {
             emitMessage(melUnavailableMessage(), static_cast<int>(MessageType::Error));
             finishRun(true);
         }
@@ -958,15 +1006,34 @@ void PythonHost::runIdleCommand(const IdleCommand &command)
             echo(command.text);
         source = toPython(command.text);
     }
+    // A file run names its file, as python3 does; console text is the host's console.
+    PyObject *path = file && !command.path.isNull()
+                         ? PyBytes_FromStringAndSize(command.path.constData(), command.path.size())
+                         : (Py_INCREF(Py_None), Py_None);
+    PyObject *stackTrace = optionVarInt(QStringLiteral("stackTraceIsOn")) != 0 ? Py_True : Py_False;
     // The user's runs can be stopped with Esc; the watch thread lives only while one runs.
     m_watch.start(InterruptWatch::ourWindows());
-    PyObject *result = source ? PyObject_CallFunctionObjArgs(g_runSource, source,
-                                                             command.display ? Py_True : Py_False,
-                                                             nullptr)
-                              : nullptr;
+    PyObject *result = source && path ? PyObject_CallFunctionObjArgs(g_runSource, source,
+                                                                     command.display ? Py_True : Py_False,
+                                                                     path, stackTrace, nullptr)
+                                      : nullptr;
     m_watch.stop();
     Py_XDECREF(source);
+    Py_XDECREF(path);
     bool failed = result != Py_True;
+    m_exitStatus = failed ? 1 : 0;
+    m_exitMessage.clear();
+    if (result && result != Py_True && result != Py_False && PyLong_Check(result)) {
+        // A file's SystemExit or KeyboardInterrupt: the status python3 would end with.
+        int overflow = 0;
+        const long status = PyLong_AsLongAndOverflow(result, &overflow);
+        PyErr_Clear();
+        m_exitStatus = overflow || status < INT_MIN || status > INT_MAX ? -1 : static_cast<int>(status);
+        failed = m_exitStatus != 0;
+    } else if (result && PyUnicode_Check(result)) {
+        fromPython(result, m_exitMessage);
+        m_exitStatus = 1;
+    }
     if (result) {
         Py_DECREF(result);
     } else {
@@ -991,6 +1058,8 @@ void PythonHost::finishRun(bool failed)
 {
     if (failed)
         ++m_failedRuns;
+    if (failed && m_exitStatus == 0)
+        m_exitStatus = 1;
     // Everything the run's threads printed so far is shown before the run counts as finished.
     deliverThreadOutput();
     emit runFinished(failed);

@@ -45,6 +45,11 @@ public:
     int errorCount() const { return m_errorCount; }
     // Runs that ended in an uncaught exception (or MEL that could not run): `--run`'s exit code.
     int failedRuns() const { return m_failedRuns; }
+    // How the last run ended, as python3 would exit after it: 0, 1 for an uncaught exception,
+    // the status a file's SystemExit gave (its text, if it gave one, is `exitMessage`), 130
+    // for a file's KeyboardInterrupt.
+    int exitStatus() const { return m_exitStatus; }
+    QString exitMessage() const { return m_exitMessage; }
 
     // Runs a script file's bytes as `python3 FILE` reads them: a byte order mark or coding line
     // decides the encoding and a NUL byte is a SyntaxError. With `nativePath`, `sys.argv`,
@@ -155,6 +160,8 @@ private:
     bool m_deliveringThreadOutput = false;
     int m_errorCount = 0;
     int m_failedRuns = 0;
+    int m_exitStatus = 0;
+    QString m_exitMessage;
 };
 
 } // namespace ke2

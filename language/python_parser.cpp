@@ -89,8 +89,12 @@ void PythonParser::Parse(const QString &source, const QString &path)
                 definition = TryFunction();
                 break;
             case '@':
-                if (ReadDecorator())
+                if (ReadDecorator()) {
+                    // The rest of the line is scanned as code: a decorator's arguments may run
+                    // on over several lines inside their brackets.
+                    atLineStart = false;
                     continue;
+                }
                 break;
             default:
                 break;
@@ -144,6 +148,12 @@ void PythonParser::Parse(const QString &source, const QString &path)
         case '#':
             SkipComment();
             break;
+        case '\\':
+            // A backslash right before the line end joins the next line to this logical line,
+            // as an open bracket does: its indentation is not checked.
+            if (pos + 1 < length && data[pos + 1] == QLatin1Char('\n'))
+                ++pos;
+            break;
         default:
             break;
         }
@@ -164,7 +174,8 @@ void PythonParser::NewLine(bool first)
             ++end;
         const int size = end - word;
         const bool statement = (size == 5 && HasWordAt(word, "class")) || (size == 3 && HasWordAt(word, "def"))
-                               || (size == 6 && HasWordAt(word, "import")) || (size == 4 && HasWordAt(word, "from"));
+                               || (size == 6 && HasWordAt(word, "import"))
+                               || (size == 4 && HasWordAt(word, "from") && IsFromImportAt(word));
         if (!statement)
             return;
         const QChar expected = braceDepth >= 1 ? QLatin1Char('}')
@@ -181,6 +192,22 @@ void PythonParser::NewLine(bool first)
     m_indentWidth = 0;
     m_indentHasTab = false;
     m_indentHasSpace = false;
+}
+
+bool PythonParser::IsFromImportAt(int at) const
+{
+    // "from" also continues "(yield" inside brackets; only "from module import" starts anew.
+    const int module = SkipBlanks(at + 4, true);
+    if (module < 0)
+        return false;
+    int end = module;
+    while (end < text.size() && text.at(end) == QLatin1Char('.')) // relative: "from . import x"
+        ++end;
+    end = SkipName(end, true);
+    if (end == module)
+        return false;
+    const int word = SkipBlanks(end, true);
+    return word >= 0 && HasWordAt(word, "import") && (word + 6 >= text.size() || !isNameChar(text.at(word + 6)));
 }
 
 void PythonParser::CheckIndentation()
@@ -330,8 +357,6 @@ bool PythonParser::ReadDecorator()
         return false;
     }
     decorators.append(text.mid(pos + 1, newline - pos - 1));
-    pos = newline;
-    NewLine(false);
     return true;
 }
 
@@ -369,6 +394,15 @@ int PythonParser::ImportLineCut(int from, int *newline)
     return hash < 0 ? end : from + hash;
 }
 
+int PythonParser::ImportLineResume(int cut, int newline) const
+{
+    const int end = newline < 0 ? text.size() : newline;
+    // A backslash that ends the line is left to the scan, which joins the next line.
+    if (cut == end && end > 0 && text.at(end - 1) == QLatin1Char('\\'))
+        return end - 2;
+    return end - 1;
+}
+
 bool PythonParser::TryAliasImport()
 {
     if (!HasWordAt(pos, "import"))
@@ -396,7 +430,7 @@ bool PythonParser::TryAliasImport()
         ++aliasStart;
     AddOutlineItem(QStringLiteral("%1 = %2").arg(alias, text.mid(moduleStart, moduleEnd - moduleStart)),
                    OutlineItem::PythonImportAlias, aliasStart, Depth());
-    pos = (newline < 0 ? text.size() : newline) - 1;
+    pos = ImportLineResume(cut, newline);
     return true;
 }
 
@@ -409,7 +443,7 @@ bool PythonParser::TryPlainImport()
         return false;
     int newline = -1;
     const int cut = ImportLineCut(from, &newline);
-    pos = (newline < 0 ? text.size() : newline) - 1;
+    pos = ImportLineResume(cut, newline);
 
     // The parts between commas, blanks around them dropped; one odd part and the line shows
     // nothing. Read in place: a generated line of a hundred thousand modules makes no list of
@@ -550,7 +584,11 @@ void PythonParser::SkipTripleQuotedString(QChar quote)
             pos = length - 1;
             return;
         }
-        if (data[close - 1] == QLatin1Char('\\')) {
+        // An odd run of backslashes escapes the first quote; an even one is escaped backslashes.
+        int backslashes = 0;
+        while (close - backslashes - 1 >= from && data[close - backslashes - 1] == QLatin1Char('\\'))
+            ++backslashes;
+        if (backslashes % 2 == 1) {
             pos = close + 1;
             from = pos;
             continue;

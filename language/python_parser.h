@@ -31,6 +31,7 @@ protected:
 
 private:
     void NewLine(bool first);
+    bool IsFromImportAt(int at) const;
     void CheckIndentation();
     void CheckColon();
     void ResetBlocksAtTopLevel();
@@ -39,6 +40,7 @@ private:
 
     bool TryClass();
     bool TryFunction();
+    // Keeps the decorator's text (up to the line end) for the definition below it.
     bool ReadDecorator();
     bool TryMainGuard();
     bool TryAliasImport();
@@ -54,6 +56,8 @@ private:
     int SkipName(int at, bool dotted) const;
     // Where the rest of the line from `from` stops for an import: at "#" or the line's end.
     int ImportLineCut(int from, int *newline);
+    // Where the scan goes on after an import line: its last character, or before a line join.
+    int ImportLineResume(int cut, int newline) const;
 
     // Widths of `indentStack`, kept beside it so that a deep level is not measured again for
     // every line.

@@ -89,6 +89,8 @@ bool stackTrace();
 void setSuppressStackWindow(bool on);
 
 // --- Execution helpers ---
+// A MEL variable name alone (a final line end allowed).
+bool isBareMelVariable(const QString &text);
 // A bare MEL variable prints its value (and a newline) instead of being echoed.
 void executeMelText(const QString &text);
 void executePythonText(const QString &text);

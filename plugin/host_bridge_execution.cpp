@@ -10,12 +10,17 @@
 
 namespace ke2::HostBridge {
 
+bool isBareMelVariable(const QString &text)
+{
+    // "$" also matches before a final newline: a variable selected with its line end is still
+    // a variable alone.
+    static const QRegularExpression bareVariable(QStringLiteral("^\\$[a-zA-Z0-9_]+$"));
+    return bareVariable.match(text).hasMatch();
+}
+
 void executeMelText(const QString &text)
 {
-    // Anchored at the very end: "$" alone would also match before a trailing newline.
-    static const QRegularExpression bareVariable(
-        QRegularExpression::anchoredPattern(QStringLiteral("\\$[a-zA-Z0-9_]+")));
-    if (bareVariable.match(text).hasMatch()) {
+    if (isBareMelVariable(text)) {
         // A variable typed alone shows its value, as an interactive prompt would.
         executeMelOnIdle(QStringLiteral("print(") + text + QStringLiteral("); ")
                              + QStringLiteral("print(\"\\n\")"),

@@ -8,7 +8,6 @@
 #include "plugin/host_bridge.h"
 #include "views/status_bar.h"
 
-#include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 #include <QtGui/QTextBlock>
 #include <QAction>
@@ -58,11 +57,11 @@ void KestrelEditor::Execute(ExecuteType type)
         return;
     if (Settings::instance().saveAllOnExecute)
         SaveAll(true, true);
+    // The mark of the tab's last run error belongs to the code as it ran then.
+    editor->ClearRunError();
     if (editor->Language() == LANGUAGE_MEL) {
-        // A bare variable is printed without an echo (the bridge's rule).
-        static const QRegularExpression bareVariable(
-            QRegularExpression::anchoredPattern(QStringLiteral("\\$[a-zA-Z0-9_]+")));
-        m_scriptRuns.Started(editor, firstLine, text, !bareVariable.match(text).hasMatch());
+        // A bare variable is printed without an echo.
+        m_scriptRuns.Started(editor, firstLine, text, !HostBridge::isBareMelVariable(text));
         ShowMelRunHint();
         HostBridge::executeMelText(text);
     } else if (editor->Language() == LANGUAGE_PYTHON) {

@@ -2,6 +2,7 @@
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QProcess>
+#include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QImage>
 #include <QtTest/QTest>
@@ -68,15 +69,15 @@ private slots:
         QTest::addColumn<int>("exitCode");
         QTest::addColumn<QString>("out");
         QTest::addColumn<QString>("err"); // a part of standard error
-        const QString error = "# Error: %1: file <maya console> line %2 #\n";
+        const QString error = "# Error: %1: file %FILE% line %2 #\n";
         QTest::newRow("result") << QStringList{"--run", "sum.py"} << QByteArray("1+2") << 0 << "1+2\n# Result: 3 #\n" << "";
         QTest::newRow("print") << QStringList{"--run", "hi.py"} << QByteArray("print(\"hi\")\n") << 0
                                << "print(\"hi\")\nhi\n" << "";
         QTest::newRow("error exits 1") << QStringList{"--run", "div.py"} << QByteArray("1/0") << 1
                                        << "1/0\n" + error.arg("ZeroDivisionError", "1: division by zero") << "";
-        QTest::newRow("sys.exit cannot choose the exit code")
-            << QStringList{"--run", "exit.py"} << QByteArray("import sys\nprint('before')\nsys.exit(3)\n") << 1
-            << "import sys\nprint('before')\nsys.exit(3)\nbefore\n" + error.arg("SystemExit", "3: 3") << "";
+        QTest::newRow("sys.exit chooses the exit code")
+            << QStringList{"--run", "exit.py"} << QByteArray("import sys\nprint('before')\nsys.exit(3)\n") << 3
+            << "import sys\nprint('before')\nsys.exit(3)\nbefore\n" << "";
         QTest::newRow("MEL needs Maya") << QStringList{"--run", "scene.mel"} << QByteArray("polySphere;") << 1
                                         << "polySphere;\n// Error: MEL needs a Maya session; this standalone editor runs "
                                            "Python only. //\n" << "";
@@ -102,7 +103,7 @@ private slots:
             QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
         }
         const Result result = launch(arguments);
-        QCOMPARE(result.out, out);
+        QCOMPARE(result.out, QString(out).replace("%FILE%", arguments.value(1)));
         QCOMPARE(result.exitCode, exitCode);
         QVERIFY2(result.err.contains(err), qPrintable(result.err));
     }
@@ -113,6 +114,60 @@ private slots:
         if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
             return QString();
         return file.fileName();
+    }
+
+    // A script ends as it ends under python3: the same exit status, the same standard error
+    // for sys.exit, and errors that name the file (and its line) instead of the console.
+    void endsAsPython3_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<bool>("sameStandardError");
+        QTest::addColumn<QString>("error"); // in our output, with %FILE%
+        QTest::newRow("sys.exit(0)") << QByteArray("import sys\nsys.exit(0)\nprint('not reached')") << true << "";
+        QTest::newRow("sys.exit()") << QByteArray("import sys\nsys.exit()") << true << "";
+        QTest::newRow("sys.exit(3)") << QByteArray("import sys\nsys.exit(3)") << true << "";
+        QTest::newRow("a status past 255 wraps") << QByteArray("raise SystemExit(256 + 7)") << true << "";
+        QTest::newRow("sys.exit with a text") << QByteArray("import sys\nsys.exit('no input given')") << true << "";
+        QTest::newRow("at-exit handlers still run")
+            << QByteArray("import atexit, sys\natexit.register(lambda: sys.stderr.write('bye\\n'))\nsys.exit(4)") << false
+            << "# Error: bye #\n";
+        QTest::newRow("KeyboardInterrupt") << QByteArray("def f():\n    raise KeyboardInterrupt\nf()") << false
+                                           << "# Error: KeyboardInterrupt: file %FILE% line 2:  #\n";
+        QTest::newRow("an error names the file")
+            << QByteArray("def f():\n    return 1 / 0\nf()") << false
+            << "# Error: ZeroDivisionError: file %FILE% line 2: division by zero #\n";
+    }
+    void endsAsPython3()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(bool, sameStandardError);
+        QFETCH(QString, error);
+        const QString python = QStandardPaths::findExecutable("python3");
+        if (python.isEmpty())
+            QSKIP("python3 is not installed");
+        const QString tag = QString::fromLatin1(QTest::currentDataTag()).remove(QLatin1Char('\''));
+        const QString path = script(QStringLiteral("ends %1.py").arg(tag), text);
+        // Through a shell, so that a death by SIGINT shows as python3's status 130.
+        auto statusOf = [this](const QStringList &command, QByteArray *err, QByteArray *out) {
+            QProcess process;
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert("KE2_PREFS_DIR", m_dir.path() + "/prefs");
+            environment.insert("XDG_RUNTIME_DIR", m_dir.path()); // no notice from Qt about it
+            process.setProcessEnvironment(environment);
+            process.start("/bin/sh", QStringList{"-c", "\"$0\" \"$@\""} + command);
+            if (!process.waitForFinished(60000))
+                return -1;
+            *err = process.readAllStandardError();
+            *out = process.readAllStandardOutput();
+            return process.exitCode();
+        };
+        QByteArray pythonErr, pythonOut, ourErr, ourOut;
+        const int pythonStatus = statusOf({python, path}, &pythonErr, &pythonOut);
+        const int ourStatus = statusOf({KE2_EDITOR_BINARY, "--run", path}, &ourErr, &ourOut);
+        QCOMPARE(ourStatus, pythonStatus);
+        if (sameStandardError)
+            QCOMPARE(ourErr, pythonErr);
+        QVERIFY2(QString::fromUtf8(ourOut).endsWith(QString(error).replace("%FILE%", path)), ourOut.constData());
     }
 
     // Start-up failures reach standard error, framed, before the script runs.
@@ -146,8 +201,8 @@ private slots:
             QTRY_VERIFY((seen += process.readAllStandardOutput()).contains("started\n"));
             ::kill(static_cast<pid_t>(process.processId()), SIGINT);
         });
-        QCOMPARE(result.exitCode, 1);
-        QVERIFY2(result.out.endsWith("# Error: KeyboardInterrupt: file <maya console> line 5:  #\n"), qPrintable(result.out));
+        QCOMPARE(result.exitCode, 130);
+        QVERIFY2(result.out.endsWith("# Error: KeyboardInterrupt: file " + path + " line 5:  #\n"), qPrintable(result.out));
         QVERIFY(QFile::exists(path + ".finally"));
     }
 

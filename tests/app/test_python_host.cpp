@@ -301,13 +301,57 @@ private slots:
         QVERIFY2(m_lines.isEmpty(), qPrintable(m_lines.join("|")));
     }
 
+    // User MEL says it needs Maya, echoed or not; the editor's own option commands stay silent.
+    void melOnIdleNeedsMaya_data()
+    {
+        QTest::addColumn<QString>("mel");
+        QTest::addColumn<bool>("display");
+        QTest::addColumn<QStringList>("expected");
+        const QString needsMaya = PythonHost::melUnavailableMessage();
+        QTest::newRow("echoed") << "polySphere;" << true << QStringList{"polySphere;\n", "// Error: " + needsMaya + " //\n"};
+        QTest::newRow("a bare variable's print, not echoed")
+            << "print($myVar); print(\"\\n\")" << false << QStringList{"# Error: " + needsMaya + " #\n"};
+        QTest::newRow("an output option") << "stackTrace -state 1" << false << QStringList();
+        QTest::newRow("the echo option") << "commandEcho -state 0" << false << QStringList();
+    }
     void melOnIdleNeedsMaya()
     {
+        QFETCH(QString, mel);
+        QFETCH(bool, display);
+        QFETCH(QStringList, expected);
+        run("None"); // a Python echo before: "#" frames what follows
         const int before = m_host->errorCount();
-        m_host->executeMelOnIdle("polySphere;", true);
+        m_lines.clear();
+        m_host->executeMelOnIdle(mel, display);
         m_host->drainIdleQueue();
-        QCOMPARE(m_lines, (QStringList{"polySphere;\n", "// Error: " + PythonHost::melUnavailableMessage() + " //\n"}));
-        QCOMPARE(m_host->errorCount(), before + 1);
+        QCOMPARE(m_lines, expected);
+        QCOMPARE(m_host->errorCount(), before + (expected.isEmpty() ? 0 : 1));
+    }
+
+    // With the stack trace on, an error shows every frame, caller first, as comment lines.
+    void stackTraceShowsEveryFrame_data()
+    {
+        QTest::addColumn<bool>("stackTrace");
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<QString>("error");
+        const QString nested = "def f():\n    raise ValueError('bad')\ndef g():\n    f()\ng()";
+        QTest::newRow("off: the innermost frame") << false << nested
+                                                  << "# Error: ValueError: file <maya console> line 2: bad #\n";
+        QTest::newRow("on: every frame")
+            << true << nested
+            << "# Error: bad\n# Traceback (most recent call last):\n#   File \"<maya console>\", line 5, in <module>\n"
+               "#   File \"<maya console>\", line 4, in g\n#   File \"<maya console>\", line 2, in f\n# ValueError: bad #\n";
+        QTest::newRow("on: a syntax error") << true << "x = (1,"
+                                            << "# Error: '(' was never closed\n#   File \"<maya console>\", line 1\n#     x = (1,\n#         ^\n"
+                                               "# SyntaxError: '(' was never closed #\n";
+    }
+    void stackTraceShowsEveryFrame()
+    {
+        QFETCH(bool, stackTrace);
+        QFETCH(QString, code);
+        QFETCH(QString, error);
+        m_host->setOptionVarInt("stackTraceIsOn", stackTrace ? 1 : 0);
+        QCOMPARE(run(code), code + "\n" + error);
     }
 
     void optionVarsPersistPerRoot()

@@ -104,6 +104,17 @@ for module in ['textwrap', 'shlex', 'argparse', 'dataclasses', 'tempfile', 'json
             if isinstance(node, (ast.FunctionDef, ast.AsyncFunctionDef, ast.ClassDef)):
                 print('%s %s %d' % (type(node).__name__, node.name, node.lineno))
 )";
+// Every function and class of one file as the interpreter sees them, "F|C name line" sorted by
+// line; exits 1 when compile() refuses the file.
+const char astDefinitionsProgram[] = R"(
+import ast, sys
+source = open(sys.argv[1], 'rb').read()
+compile(source, sys.argv[1], 'exec', dont_inherit=True)
+found = [(node.lineno, 'C' if isinstance(node, ast.ClassDef) else 'F', node.name) for node in ast.walk(ast.parse(source))
+         if isinstance(node, (ast.FunctionDef, ast.ClassDef))]
+for line, kind, name in sorted(found):
+    print(kind, name, line)
+)";
 } // namespace
 
 class ParserTest : public QObject {
@@ -198,6 +209,9 @@ private slots:
         py("TODOS is another word", "# TODOS", {});
         py("unterminated triple-quoted string is not an error", "\"\"\"abc", {});
         py("unterminated triple-quoted TODO runs to the end", "'''TODO", {"T 0 -1 TODO:"});
+        py("a comment's backslash joins nothing", "x = 1  # \\\n    y = 2", {"E 11 15 Unexpected indent"});
+        py("a from-import inside an open bracket still closes it", "f(\nfrom a import b",
+           {"6 0 17 b (a)", "E 2 2 Expected a ')'"});
         py("escaped triple quote does not close", "x = '''a\\''' TODO'''\ndef f(): pass", {"8 0 25 f", "T 10 17 TODO:"});
     }
     void scan()
@@ -302,6 +316,45 @@ private slots:
         QCOMPARE(parser.OutlineItems().size(), names.size());
         for (int i = 0; i < names.size(); ++i) // "1" first occurs inside "m1", the repeated "m3" at the first one
             QCOMPARE(parser.OutlineItems().at(i)->position, parser.Text().indexOf(names.at(i), 7));
+    }
+
+    // Code the interpreter compiles gets no error mark, and its functions and classes are the
+    // interpreter's (the scanner does not see "async def", so those files have none at the top).
+    void validCodeHasNoErrorMark_data()
+    {
+        QTest::addColumn<QString>("input");
+        const QDir dir(QStringLiteral(KE2_TEST_DATA_DIR));
+        const QStringList inputs = dir.entryList({"valid_*.py"}, QDir::Files, QDir::Name);
+        QVERIFY2(inputs.size() >= 8, "valid inputs are missing");
+        for (const QString &name : inputs)
+            QTest::newRow(qPrintable(name)) << dir.filePath(name);
+    }
+    void validCodeHasNoErrorMark()
+    {
+        QFETCH(QString, input);
+        QFile file(input);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        PythonParser parser;
+        parser.Parse(QString::fromUtf8(bytes.constData(), bytes.size()), input);
+        QStringList errors, scanned;
+        for (const Diagnostic *d : parser.Errors())
+            errors << lineColumn(parser.Text(), d->start) + QLatin1Char(' ') + d->message;
+        QCOMPARE(errors, QStringList());
+        for (const OutlineItem *item : parser.OutlineItems()) {
+            if (item->kind >= OutlineItem::PythonFunction && item->kind <= OutlineItem::PythonClass)
+                scanned << QStringLiteral("%1 %2 %3")
+                               .arg(item->kind == OutlineItem::PythonClass ? "C" : "F", item->name)
+                               .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
+        }
+        const QString python = QStandardPaths::findExecutable(QStringLiteral("python3"));
+        if (python.isEmpty())
+            QSKIP("python3 is not installed");
+        QProcess process;
+        process.start(python, {"-c", astDefinitionsProgram, input});
+        QVERIFY(process.waitForFinished(60000));
+        QVERIFY2(process.exitCode() == 0, process.readAllStandardError().constData()); // the file must be valid
+        QCOMPARE(scanned, QString::fromUtf8(process.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts));
     }
 
     void outlineAgreesWithAst()

@@ -116,7 +116,8 @@ private slots:
         QTest::newRow("a bare MEL variable prints its value")
             << QVariantHash() << mel("$myVar_2", false) << QStringList{"print($myVar_2); print(\"\\n\")"};
         QTest::newRow("a variable with a semicolon runs as typed") << QVariantHash() << mel("$v;", true) << QStringList{"$v;"};
-        QTest::newRow("a variable and a newline runs as typed") << QVariantHash() << mel("$a\n", true) << QStringList{"$a\n"};
+        QTest::newRow("a variable and its line end prints it too")
+            << QVariantHash() << mel("$a\n", false) << QStringList{"print($a\n); print(\"\\n\")"};
         QTest::newRow("shelf: quotes") << QVariantHash() << toShelf("print(\"hi\")") << QStringList{shelf("print(\\\"hi\\\")")};
         QTest::newRow("shelf: paragraph separators are newlines")
             << QVariantHash() << toShelf(QString("a") + QChar(0x2029) + "b") << QStringList{shelf("a\\nb")};

@@ -73,8 +73,10 @@ private slots:
             << mel << "$myVar" << -1 << -1 << sel << melIdle << "print($myVar); print(\"\\n\")";
         QTest::newRow("a MEL statement runs as typed")
             << mel << "$myVar;" << -1 << -1 << sel << melIdle << "$myVar;";
-        QTest::newRow("a bare variable with a newline after it is a statement")
-            << mel << "$myVar\n" << -1 << -1 << all << melIdle << "$myVar\n";
+        QTest::newRow("a bare variable with its line end is still printed")
+            << mel << "$myVar\n" << -1 << -1 << all << melIdle << "print($myVar\n); print(\"\\n\")";
+        QTest::newRow("a second line makes it a statement")
+            << mel << "$myVar\n$b" << -1 << -1 << all << melIdle << "$myVar\n$b";
         QTest::newRow("a text tab runs nothing") << text << "print(1)" << -1 << -1 << all << pyIdle << "";
         QTest::newRow("an empty tab runs nothing") << py << "" << -1 << -1 << all << pyIdle << "";
         QTest::newRow("an empty line runs nothing") << py << "a = 1\n   " << -1 << -1 << line << pyIdle << "";
@@ -110,6 +112,26 @@ private slots:
         }
         QCOMPARE(m_host->texts(FakeHost::Kind(kind)), QStringList{sent});
         QCOMPARE(all.size(), 1);
+    }
+
+    // A tab's run error mark goes when that tab runs again, and only then.
+    void runErrorMarkGoesWhenTheTabRunsAgain()
+    {
+        CodeEditor *first = newTab(LANGUAGE_PYTHON);
+        first->setPlainText(QStringLiteral("x = 1\nraise ValueError"));
+        first->SetRunError(1, QStringLiteral("# Error: ValueError: file <maya console> line 2:  #"));
+        CodeEditor *second = newTab(LANGUAGE_PYTHON);
+        QTRY_VERIFY(second->hasFocus());
+        second->setPlainText(QStringLiteral("y = 2"));
+        m_window->Execute(KestrelEditor::EXECUTE_ALL);
+        QCOMPARE(first->RunErrorLine(), 1);
+        for (CodeEditorGroup *group : m_window->findChildren<CodeEditorGroup *>())
+            if (group->IndexOf(first) >= 0)
+                group->SetCurrentIndex(group->IndexOf(first));
+        first->setFocus();
+        QTRY_VERIFY(first->hasFocus());
+        m_window->Execute(KestrelEditor::EXECUTE_LINE);
+        QCOMPARE(first->RunErrorLine(), -1);
     }
 
     // A MEL run says at once that Esc cannot stop it, and the hint goes when the window is

@@ -1,0 +1,4 @@
+class NoFinalNewline:
+    def method(self):
+        return [1,
+                2]  # a comment at the very end
