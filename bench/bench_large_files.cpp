@@ -135,10 +135,21 @@ void outlineUpdate(bool sorted)
     view.OnParserUpdated(&typed);
     QCoreApplication::processEvents();
     const double updateMs = ms(update);
+    // A pause after a new procedure was typed: the tree's shape changes.
+    MelParser added;
+    added.Parse(melScene(count, count / 2) + QStringLiteral("global proc added() {}\n"), QStringLiteral("scene.mel"));
+    QElapsedTimer change;
+    change.start();
+    view.OnParserUpdated(&added);
+    QCoreApplication::processEvents();
+    const double changeMs = ms(change);
     std::printf("outline of %d items (%s): first fill %.1f ms\n", count, sorted ? "sorted" : "unsorted", firstMs);
     BelowRow(sorted ? "outline 100,000 items, sorted: update after a pause"
                     : "outline 100,000 items, unsorted: update after a pause",
              updateMs, "ms", 20);
+    BelowRow(sorted ? "outline 100,000 items, sorted: a procedure added"
+                    : "outline 100,000 items, unsorted: a procedure added",
+             changeMs, "ms", 20);
 }
 
 double marksSet(CodeEditor &editor, int marks, int lines)
@@ -178,10 +189,12 @@ void marks(int lines)
         keyMs = std::max(keyMs, ms(key));
     }
 
-    const QByteArray label = QStringLiteral("50,000 marks on %1 lines: set (linear: < 2.5x the time of 25,000)").arg(lines).toUtf8();
+    const QByteArray label = QStringLiteral("50,000 marks on %1 lines: set (linear: < 2.5x 25,000 + 1 ms)").arg(lines).toUtf8();
+    // A millisecond of slack: the smaller set takes only a few.
+    const double limit = 2.5 * half + 1;
     char target[48];
-    std::snprintf(target, sizeof(target), "< %.1f ms", 2.5 * half);
-    TargetRow(label.constData(), full, "ms", target, full < 2.5 * half + 1);
+    std::snprintf(target, sizeof(target), "< %.1f ms", limit);
+    TargetRow(label.constData(), full, "ms", target, full < limit);
     const QByteArray keyLabel = QStringLiteral("50,000 marks on %1 lines: Return afterwards (worst of 10)").arg(lines).toUtf8();
     BelowRow(keyLabel.constData(), keyMs, "ms", 16);
 }

@@ -29,7 +29,7 @@ class CodeEditorBlockData;
 class Highlighter : public QSyntaxHighlighter {
     Q_OBJECT
 public:
-    static constexpr int SliceBudgetMs = 15;
+    static constexpr int SliceBudgetMs = 10;
 
     explicit Highlighter(QTextDocument *document);
     ~Highlighter() override;

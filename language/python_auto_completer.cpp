@@ -368,8 +368,9 @@ QString rewrittenLine(const QString &text)
 
 } // namespace
 
-// The document's lines, rewritten and escaped, following every change of the document; made on
-// the first request, so buffers that never ask for completion pay nothing.
+// The document's lines, rewritten and escaped, each with its escaped newline, in one string that
+// follows every change of the document; made on the first request, so buffers that never ask for
+// completion pay nothing. A request then copies two spans of it.
 class PythonAutoCompleter::LineCache : public QObject {
 public:
     explicit LineCache(const QTextDocument *document) : m_document(document)
@@ -380,33 +381,33 @@ public:
     }
 
     const QTextDocument *Document() const { return m_document; }
-    const QString &Line(int number) const { return m_lines.at(number); }
-    // The length of lines [from, to), each with its escaped newline.
-    qsizetype Length(int from, int to) const
-    {
-        qsizetype length = 0;
-        for (int i = from; i < to; ++i)
-            length += m_lines.at(i).size() + 2;
-        return length;
-    }
+    // Where line `number` starts; the line count gives the end of the text.
+    int Start(int number) const { return m_starts.at(number); }
+    // Lines [from, to) appended to `out`.
     void Append(QString &out, int from, int to) const
     {
-        for (int i = from; i < to; ++i) {
-            out += m_lines.at(i);
-            out += QLatin1String("\\n");
-        }
+        out.append(m_text.constData() + m_starts.at(from), m_starts.at(to) - m_starts.at(from));
     }
-    bool Valid() const { return m_lines.size() == m_document->blockCount(); }
+    bool Valid() const { return m_starts.size() == m_document->blockCount() + 1; }
 
     void Reload()
     {
-        m_lines.clear();
-        m_lines.reserve(m_document->blockCount());
-        for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next())
-            m_lines.append(Escaped(rewrittenLine(block.text())));
+        m_text.clear();
+        m_starts.clear();
+        m_starts.reserve(m_document->blockCount() + 1);
+        for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next()) {
+            m_starts.append(int(m_text.size()));
+            m_text += Line(block);
+        }
+        m_starts.append(int(m_text.size()));
     }
 
 private:
+    static QString Line(const QTextBlock &block)
+    {
+        return Escaped(rewrittenLine(block.text())) + QLatin1String("\\n");
+    }
+
     void OnContentsChange(int position, int, int charsAdded)
     {
         // Lines first..last now stand where first..last - (blocks gained) stood.
@@ -414,39 +415,48 @@ private:
         QTextBlock lastBlock = m_document->findBlock(position + charsAdded);
         if (!lastBlock.isValid())
             lastBlock = m_document->lastBlock();
+        const int lines = int(m_starts.size()) - 1;
         if (!firstBlock.isValid()) {
             Reload();
             return;
         }
         const int first = firstBlock.blockNumber();
         const int last = lastBlock.blockNumber();
-        const int gained = m_document->blockCount() - int(m_lines.size());
-        const int oldLast = last - gained;
-        if (oldLast < first - 1 || oldLast >= m_lines.size()) {
+        const int oldLast = last - (m_document->blockCount() - lines);
+        if (oldLast < first - 1 || oldLast >= lines) {
             Reload();
             return;
         }
-        QVector<QString> fresh;
-        fresh.reserve(last - first + 1);
+        QString fresh;
+        QVector<int> freshStarts;
+        freshStarts.reserve(last - first + 1);
+        const int from = m_starts.at(first);
         for (QTextBlock block = firstBlock; block.isValid(); block = block.next()) {
-            fresh.append(Escaped(rewrittenLine(block.text())));
+            freshStarts.append(from + int(fresh.size()));
+            fresh += Line(block);
             if (block == lastBlock)
                 break;
         }
+        const int to = m_starts.at(oldLast + 1);
+        const int delta = int(fresh.size()) - (to - from);
+        m_text.replace(from, to - from, fresh);
         const int oldCount = oldLast - first + 1;
-        const int common = std::min(oldCount, int(fresh.size()));
+        const int common = std::min(oldCount, int(freshStarts.size()));
         for (int i = 0; i < common; ++i)
-            m_lines[first + i] = fresh.at(i);
-        if (fresh.size() > oldCount)
-            m_lines.insert(first + oldCount, int(fresh.size()) - oldCount, QString());
-        else if (fresh.size() < oldCount)
-            m_lines.remove(first + common, oldCount - common);
-        for (int i = common; i < fresh.size(); ++i)
-            m_lines[first + i] = fresh.at(i);
+            m_starts[first + i] = freshStarts.at(i);
+        if (freshStarts.size() > oldCount)
+            m_starts.insert(first + oldCount, int(freshStarts.size()) - oldCount, 0);
+        else if (freshStarts.size() < oldCount)
+            m_starts.remove(first + common, oldCount - common);
+        for (int i = common; i < freshStarts.size(); ++i)
+            m_starts[first + i] = freshStarts.at(i);
+        for (int i = first + int(freshStarts.size()); i < m_starts.size(); ++i)
+            m_starts[i] += delta;
     }
 
     const QTextDocument *m_document;
-    QVector<QString> m_lines;
+    QString m_text;
+    QVector<int> m_starts; // one per line and one for the end
 };
 
 PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *document, int position)
@@ -489,7 +499,8 @@ PythonAutoCompleter::Query PythonAutoCompleter::BuildEscapedQuery(const QTextDoc
     const int end = plan.cut ? after : document->blockCount();
     const QString locator = Escaped(plan.locatorLine);
     QString &out = query.source;
-    out.reserve(m_lineCache->Length(0, first) + locator.size() + 2 * plan.spanned + m_lineCache->Length(after, end));
+    out.reserve(m_lineCache->Start(first) + locator.size() + 2 * plan.spanned + m_lineCache->Start(end)
+                - m_lineCache->Start(after));
     m_lineCache->Append(out, 0, first);
     out += locator;
     for (int i = 0; i < plan.spanned; ++i)
