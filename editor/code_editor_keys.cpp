@@ -185,6 +185,12 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
         }
         if (control || meta || alt)
             return;
+        // A "-" after a MEL command opens its flags.
+        if (c == QLatin1Char('-') && m_language == LANGUAGE_MEL && Settings::instance().melCompleteFlags
+            && CompleteOnLettersOn()) {
+            RequestCompletion(false);
+            return;
+        }
         static const QRegularExpression letter(QStringLiteral("[a-zA-Z_]"));
         if (!c.isNull() && letter.match(QString(c)).hasMatch() && CompleteOnLettersOn())
             RequestCompletion(false);

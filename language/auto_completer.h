@@ -46,6 +46,11 @@ public slots:
     virtual Qt::CaseSensitivity FilterCaseSensitivity() const { return Qt::CaseSensitive; }
     void ApplySelection();
 
+public:
+    // The text that accepting `index` puts in place of the prefix: the row's text unless a popup
+    // shows more than it inserts.
+    virtual QString InsertionText(const QModelIndex &index) const;
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showEvent(QShowEvent *event) override;

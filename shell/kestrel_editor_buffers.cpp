@@ -8,6 +8,7 @@
 #include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "language/mel_command_catalog.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
 #include "shell/buffer_io.h"
@@ -350,6 +351,7 @@ void KestrelEditor::SourceScript()
         return;
     memory.directory = QFileInfo(path).absolutePath();
     HostBridge::sourceScript(path);
+    MelCommandCatalog::instance().ForgetUnknownNames();
 }
 
 void KestrelEditor::OnShowInSideBarRequested(const QString &path)
