@@ -36,6 +36,7 @@ void MelCommandCatalog::Reset()
     m_syntax.clear();
     m_helpTexts.clear();
     m_whatIsKnown.clear();
+    m_unsourcedScripts.clear();
     m_diskLoaded = false;
     m_dirty = false;
     m_cacheFile.clear();
@@ -63,6 +64,7 @@ void MelCommandCatalog::Sync()
     m_syntax.clear();
     m_helpTexts.clear();
     m_whatIsKnown.clear();
+    m_unsourcedScripts.clear();
     m_diskLoaded = false;
     m_dirty = false;
     m_cacheFile.clear();
@@ -89,13 +91,25 @@ bool MelCommandCatalog::IsKnownName(const QString &name)
     if (found != m_whatIsKnown.constEnd())
         return *found;
     // Only the host's own "Unknown" makes a name unknown; a query that fails proves nothing.
-    const bool known = HostBridge::melWhatIs(name) != QLatin1String("Unknown");
+    const QString kind = HostBridge::melWhatIs(name);
+    const bool known = kind != QLatin1String("Unknown");
     m_whatIsKnown.insert(name, known);
+    if (kind.startsWith(QLatin1String("Script")))
+        m_unsourcedScripts.insert(name);
     return known;
+}
+
+bool MelCommandCatalog::IsUnsourcedScript(const QString &name)
+{
+    return m_unsourcedScripts.contains(name);
 }
 
 void MelCommandCatalog::ForgetUnknownNames()
 {
+    // A script sourced since may have defined what it was expected to.
+    for (const QString &name : qAsConst(m_unsourcedScripts))
+        m_whatIsKnown.remove(name);
+    m_unsourcedScripts.clear();
     for (auto it = m_whatIsKnown.begin(); it != m_whatIsKnown.end();) {
         if (!it.value())
             it = m_whatIsKnown.erase(it);

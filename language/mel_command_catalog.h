@@ -19,6 +19,7 @@ public:
     bool KnowsCommands() const override;
     bool IsKnownName(const QString &name) override;
     const MelCommandSyntax *CommandSyntax(const QString &name) override;
+    bool IsUnsourcedScript(const QString &name) override;
     bool IsCommand(const QString &name);
 
     // Code the user ran may have defined names that were unknown: ask the host again.
@@ -40,6 +41,7 @@ private:
     QHash<QString, MelCommandSyntax> m_syntax;
     QHash<QString, QString> m_helpTexts; // as the host wrote them: what the disk cache keeps
     QHash<QString, bool> m_whatIsKnown;
+    QSet<QString> m_unsourcedScripts; // names whatIs found as script files not sourced yet
     bool m_diskLoaded = false;
     bool m_dirty = false;
     QString m_cacheFile;

@@ -203,7 +203,10 @@ bool MelLinter::DefinesNamesAtRunTime() const
         if (token.kind == MelToken::Word
             && (TextOf(i) == QLatin1String("source") || TextOf(i) == QLatin1String("loadPlugin")))
             return true;
-        if (token.kind == MelToken::String && TextOf(i).contains(QLatin1String("proc ")))
+        // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
+        if (token.kind == MelToken::String
+            && (TextOf(i).contains(QLatin1String("proc ")) || TextOf(i).contains(QLatin1String("source "))
+                || TextOf(i).contains(QLatin1String("source(")) || TextOf(i).contains(QLatin1String("loadPlugin"))))
             return true;
     }
     return false;
@@ -557,16 +560,25 @@ void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarnin
 {
     if (!names.KnowsCommands() || DefinesNamesAtRunTime())
         return;
-    QSet<QStringView> reported;
+    QSet<QStringView> seen;
+    QVector<int> unknown;
+    bool sourcesScripts = false;
     ForEachCall([&](const Call &call) {
         const QStringView word = TextOf(call.nameToken);
-        if (IsMelReservedWord(word) || isLanguageBuiltin(word) || DefinesProcedure(word) || reported.contains(word))
+        if (IsMelReservedWord(word) || isLanguageBuiltin(word) || DefinesProcedure(word) || seen.contains(word))
             return;
-        if (names.IsKnownName(word.toString()))
-            return;
-        reported.insert(word);
-        Warn(out, call.nameToken, QStringLiteral("Unknown command or procedure %1").arg(word.toString()));
+        seen.insert(word);
+        const QString name = word.toString();
+        if (!names.IsKnownName(name))
+            unknown.append(call.nameToken);
+        else if (names.IsUnsourcedScript(name))
+            sourcesScripts = true;
     });
+    // A script that the file's own calls source may define any of the names: none is certain.
+    if (sourcesScripts)
+        return;
+    for (int token : qAsConst(unknown))
+        Warn(out, token, QStringLiteral("Unknown command or procedure %1").arg(TextOf(token).toString()));
 }
 
 void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const

@@ -36,6 +36,9 @@ public:
     virtual bool IsKnownName(const QString &name) = 0;
     // The flags of the host command `name`; null when it is no command or its syntax is unknown.
     virtual const MelCommandSyntax *CommandSyntax(const QString &name) = 0;
+    // A script on the host's path that is not sourced yet: calling it sources it, and whatever
+    // procedures it defines become known only then.
+    virtual bool IsUnsourcedScript(const QString &name) { Q_UNUSED(name) return false; }
 };
 
 // A procedure as the file defines it.

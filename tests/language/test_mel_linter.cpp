@@ -184,6 +184,8 @@ private slots:
         QTest::newRow("known names") << "polyCube; ScriptEditor; buildViewMenu; $n = size($a);" << QStringList{};
         QTest::newRow("procedure after use") << "later(1);\nproc later(int $a) {}" << QStringList{};
         QTest::newRow("script on the host's path") << "myToolOnPath;" << QStringList{};
+        QTest::newRow("a script it calls may define the rest") << "myToolOnPath;\nhelperOfThatTool;" << QStringList{};
+        QTest::newRow("deferred source") << "evalDeferred \"source tools\";\nfromTools;" << QStringList{};
         QTest::newRow("keywords and declarations")
             << "global string $g; int $i; for ($i = 0; $i < 2; $i++) { if ($i) continue; else break; }\n"
                "while (0) {} do { } while (0); switch ($i) { default: print 1; }\nreturn;"
