@@ -236,6 +236,8 @@ private:
 
     // --- marks and decorations ---
     void ShiftMarks(int position, int charsRemoved, int charsAdded);
+    // Above this many marks only the lines around the view get underlines.
+    static constexpr int manyMarks = 2000;
     void RebuildLineMessages();
     void RefreshDecorations();
     void PaintIndentationGuides(QPaintEvent *event);

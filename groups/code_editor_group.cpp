@@ -697,6 +697,12 @@ void CodeEditorGroup::OnModificationChanged(bool modified, CodeEditor *codeEdito
 void CodeEditorGroup::OnFileChanged(const QString &path) { emit FileChanged(path); }
 void CodeEditorGroup::OnCursorPositionChanged()
 {
+    if (auto *editor = qobject_cast<CodeEditor *>(sender())) {
+        RestoreCursorAfterUndo(editor);
+        // A selection the user makes is the scope Find in Selection takes later.
+        if (!m_movingSelection && editor == CurrentCodeEditor())
+            m_userSelection = editor->textCursor();
+    }
     // After an edit the matches are counted again once the typing pauses (OnTextChanged).
     if (CurrentCodeEditor() && CurrentCodeEditor()->document()->revision() == m_matchRevision)
         UpdateCounter();

@@ -8,6 +8,7 @@
 #include "language/python_parser.h"
 
 #include <QtCore/QPointer>
+#include <QtGui/QTextCursor>
 #include <QtWidgets/QWidget>
 
 class QMimeData;
@@ -93,8 +94,12 @@ public:
     const QVector<TextMatch> &Matches();
     bool MatchesComplete() const { return m_matchesComplete; }
     // Counting stops after this long, so a pattern that backtracks without end cannot hold the
-    // window; the counter then shows what was found.
-    static constexpr int countBudgetMs = 250;
+    // window; the counter then says the count is not complete and Replace All refuses.
+    static constexpr int countBudgetMs = 1000;
+    // Set on an editor by the undo of a Replace All: where its cursor goes back to.
+    static constexpr const char *restoreCursorProperty = "ke2RestoreCursor";
+    // While that undo runs: puts the editor's cursor and view back.
+    static void RestoreCursorAfterUndo(CodeEditor *editor);
 
 signals:
     void NewTabRequested();
@@ -218,6 +223,9 @@ private:
     // Hands the search to the current editor (and takes it from the one before) and recounts.
     void ApplySearchToCurrentEditor();
     void UpdateCounter();
+    // A note in the counter's place that stays until the text or the search changes.
+    void ShowFindMessage(const QString &message);
+
     // Index into Matches() of the match the selection is on, else of the first one after it.
     int MatchIndexAtCursor();
     void SelectMatch(int index);
@@ -252,6 +260,13 @@ private:
     int m_matchFrom = -1;
     int m_matchTo = -1;
     bool m_matchesComplete = true;
+    QString m_message;
+    QPointer<CodeEditor> m_messageEditor;
+    int m_messageRevision = -1;
+    // The last selection the user made in the current editor (the group's own moves to matches
+    // do not count): Find in Selection's scope when it is turned on.
+    QTextCursor m_userSelection;
+    bool m_movingSelection = false;
     bool m_matchesStale = true;
     bool m_tabUpdatesSuspended = false;
     bool m_edgeDropZonesAllowed = true;

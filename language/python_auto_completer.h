@@ -4,6 +4,8 @@
 
 #include <QtCore/QTimer>
 
+#include <memory>
+
 class QStandardItemModel;
 class QTextDocument;
 
@@ -29,6 +31,7 @@ public:
     };
 
     explicit PythonAutoCompleter(QWidget *editor);
+    ~PythonAutoCompleter() override;
 
     QString Expression() const { return expression; }
     bool MemberMode() const { return memberMode; }
@@ -42,6 +45,9 @@ public:
     static Query BuildQuery(const QTextDocument *document, int position);
     // The text as a Python string literal's contents.
     static QString Escaped(const QString &text);
+    // BuildQuery's source, already escaped, from lines kept up to date as the document changes:
+    // a request costs a copy of the text, not a rewrite of every line.
+    Query BuildEscapedQuery(const QTextDocument *document, int position);
 
 public slots:
     void Update(const QTextCursor &cursor, const QRect &cursorRect, bool applyIfSingle) override;
@@ -61,6 +67,9 @@ private:
     QString expression;
     bool memberMode = false;
     int wordStart = 0;
+
+    class LineCache;
+    std::unique_ptr<LineCache> m_lineCache;
 
     QTimer m_pendingTimer;
     QTextCursor m_pendingCursor;

@@ -13,6 +13,7 @@
 #include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QListView>
+#include <QtWidgets/QPlainTextDocumentLayout>
 
 using namespace ke2;
 using namespace ke2::test;
@@ -283,6 +284,56 @@ private slots:
         const PythonAutoCompleter::Query query = PythonAutoCompleter::BuildQuery(&document, position);
         QCOMPARE(query.source, source);
         QCOMPARE(query.extras, extras);
+        QWidget editor;
+        PythonAutoCompleter popup(&editor);
+        const PythonAutoCompleter::Query escaped = popup.BuildEscapedQuery(&document, position);
+        QCOMPARE(escaped.source, PythonAutoCompleter::Escaped(source));
+        QCOMPARE(escaped.extras, extras);
+    }
+
+    // The escaped lines a query is made of follow every edit of the document: each edit (start
+    // line, column, characters removed, text inserted) is applied to a buffer whose lines were
+    // read before, and the query must be what a fresh rewrite of the whole buffer gives.
+    void queryFollowsEdits_data()
+    {
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<int>("removed");
+        QTest::addColumn<QString>("inserted");
+        QTest::newRow("a letter") << 5 << 3 << 0 << "x";
+        QTest::newRow("a new line") << 5 << 0 << 0 << "y = \"q\"\n";
+        QTest::newRow("lines joined") << 3 << 4 << 12 << QString();
+        QTest::newRow("paste of several lines") << 8 << 2 << 3 << "a\ntry:\n    b = 'x\\\\'\nexcept:\n";
+        QTest::newRow("removal from the first line") << 0 << 0 << 30 << QString();
+        QTest::newRow("the last line") << 19 << 0 << 100 << "tail = 1   ";
+        QTest::newRow("everything replaced") << 0 << 0 << 100000 << "only\nthis";
+    }
+    void queryFollowsEdits()
+    {
+        QFETCH(int, line);
+        QFETCH(int, column);
+        QFETCH(int, removed);
+        QFETCH(QString, inserted);
+        QStringList lines;
+        for (int i = 0; i < 20; ++i)
+            lines << QStringLiteral("v%1 = \"a\\\\b\"   ").arg(i) << (i % 2 ? "try:" : "    pass");
+        QTextDocument document;
+        document.setDocumentLayout(new QPlainTextDocumentLayout(&document)); // as in the editor
+        document.setPlainText(lines.join('\n'));
+        QWidget editor;
+        PythonAutoCompleter popup(&editor);
+        const int middle = document.findBlockByNumber(10).position() + 2;
+        popup.BuildEscapedQuery(&document, middle); // reads the lines as they are
+        QTextCursor cursor(document.findBlockByNumber(line));
+        cursor.movePosition(QTextCursor::Right, QTextCursor::MoveAnchor, column);
+        cursor.setPosition(std::min(cursor.position() + removed, document.characterCount() - 1), QTextCursor::KeepAnchor);
+        cursor.insertText(inserted);
+        for (const int position : {0, std::min(middle, document.characterCount() - 1), document.characterCount() - 1})
+            QCOMPARE(popup.BuildEscapedQuery(&document, position).source,
+                     PythonAutoCompleter::Escaped(PythonAutoCompleter::BuildQuery(&document, position).source));
+        document.undo();
+        QCOMPARE(popup.BuildEscapedQuery(&document, middle).source,
+                 PythonAutoCompleter::Escaped(PythonAutoCompleter::BuildQuery(&document, middle).source));
     }
 };
 
