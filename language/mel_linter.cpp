@@ -191,6 +191,14 @@ void MelLinter::FindProcedures()
     }
 }
 
+bool MelLinter::IsProcedureName(int token) const
+{
+    // "proc name", "proc type name", "proc type[] name"
+    return IsWord(token - 1, "proc")
+           || (IsWord(token - 2, "proc") && m_tokens.at(token - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
+           || (Is(token - 1, "]") && Is(token - 2, "[") && IsWord(token - 4, "proc"));
+}
+
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
     return m_procedureIndex.contains(name);
@@ -364,8 +372,9 @@ void MelLinter::ForEachCall(const std::function<void(const Call &)> &visit) cons
             }
             continue;
         }
-        // Inside an expression only "name(" calls; a command's bare words are its arguments.
-        if (callParen && !frame.commandArgs && !IsMelReservedWord(word) && !Is(i - 1, ".")) {
+        // Inside an expression only "name(" calls; a command's bare words are its arguments. The
+        // name of a procedure head the scan could not read is no call either.
+        if (callParen && !frame.commandArgs && !IsMelReservedWord(word) && !Is(i - 1, ".") && !IsProcedureName(i)) {
             Call call;
             call.nameToken = i;
             call.functionSyntax = true;

@@ -112,6 +112,8 @@ public:
     int ArgumentCount(const Call &call) const;
     // Whether the file defines a procedure `name`.
     bool DefinesProcedure(QStringView name) const;
+    // Whether `token` is the name in a procedure head ("proc [type[]] name"), read or not.
+    bool IsProcedureName(int token) const;
 
     QStringView TextOf(int token) const { return TokenText(m_text, m_tokens.at(token)); }
     bool Is(int token, const char *symbol) const;

@@ -1,4 +1,5 @@
 #include "language/mel_command_catalog.h"
+#include "language/mel_command_context.h"
 #include "language/mel_linter.h"
 #include "language/mel_parser.h"
 #include "language/mel_procedure_index.h"
@@ -193,6 +194,7 @@ private slots:
         QTest::newRow("bare words are arguments") << "select -r pCube1;\nsetAttr pCube1.tx 1;" << QStringList{};
         QTest::newRow("attribute at statement start") << "pCube1.tx;" << QStringList{};
         QTest::newRow("procedure head") << "global proc string[] named(int $a) {}" << QStringList{};
+        QTest::newRow("procedure head without a body") << "global proc string[] unread(int $a);" << QStringList{};
         QTest::newRow("sources another script") << "source \"tools.mel\";\ntoolFromThere;" << QStringList{};
         QTest::newRow("loads a plug-in") << "loadPlugin \"x\";\nxCommand;" << QStringList{};
         QTest::newRow("in strings and comments") << "print \"foo;\"; // bar;\n/* baz; */" << QStringList{};
@@ -309,6 +311,37 @@ private slots:
         m_host->answer(QStringLiteral("about -version"), QStringLiteral("2026"));
         MelLinter::Lint(QStringLiteral("polyCube -foo;"), &catalog);
         QCOMPARE(m_host->texts().filter(QStringLiteral("help -so")), QStringList{"help -so polyCube"});
+    }
+
+    // What the status bar shows at the cursor ("|" in the text): a flag's argument types, or the
+    // parameters of a procedure that an open buffer defines.
+    void signatureHelp_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("help");
+        QTest::newRow("short flag") << "polyCube -s|x 2;" << "-subdivisionsX (-sx) Int";
+        QTest::newRow("long flag, at its end") << "polyCube -width| 2;" << "-width (-w) Length";
+        QTest::newRow("flag without arguments") << "ls -s|l;" << "-selection (-sl)";
+        QTest::newRow("statement over lines") << "polyCube\n    -ax 0 1 0\n    -|h 2;" << "-height (-h) Length";
+        QTest::newRow("in backquotes") << "$c = `polyCube -|n \"a\"`;" << "-name (-n) String";
+        QTest::newRow("unknown flag") << "polyCube -fo|o;" << "";
+        QTest::newRow("in a string") << "print \"polyCube -s|x\";" << "";
+        QTest::newRow("procedure, function syntax") << "$r = sum(1, |2);" << "global proc int sum(int $a, int $b[])";
+        QTest::newRow("procedure, command syntax") << "sum 1 |$b;" << "global proc int sum(int $a, int $b[])";
+        QTest::newRow("procedure call inside a flag's value") << "polyCube -w (sum(|1, $b));"
+                                                             << "global proc int sum(int $a, int $b[])";
+        QTest::newRow("after the statement") << "sum 1 $b;\n|" << "";
+    }
+    void signatureHelp()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, help);
+        QTextDocument definitions(QStringLiteral("global proc int sum(int $a, int $b[]) { return $a + $b[0]; }"));
+        MelProcedureIndex::instance().Add(&definitions);
+        const int cursor = text.indexOf(QLatin1Char('|'));
+        QTextDocument document(QString(text).remove(cursor, 1));
+        QCOMPARE(MelSignatureHelp(&document, cursor, MelCommandCatalog::instance()), help);
+        MelProcedureIndex::instance().Remove(&definitions);
     }
 
     void syntaxHelpIsRead()
