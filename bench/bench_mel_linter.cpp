@@ -14,6 +14,7 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QListView>
 
 #include <algorithm>
 #include <cstdio>
@@ -176,13 +177,16 @@ int main(int argc, char **argv)
     CodeEditor editor(LANGUAGE_MEL);
     editor.resize(800, 600);
     editor.show();
-    QTest::qWaitForWindowExposed(&editor);
+    if (!QTest::qWaitForWindowExposed(&editor))
+        return 1;
     editor.setPlainText(generate(120 * 1000));
     editor.moveCursor(QTextCursor::End);
     std::vector<double> times;
     AutoCompleter *popup = nullptr;
     for (int i = 0; i < kRequests; ++i) {
-        QTest::keyClicks(&editor, QStringLiteral("\npolyCube "));
+        QTest::keyClicks(&editor, QStringLiteral("1;"));
+        QTest::keyClick(&editor, Qt::Key_Return);
+        QTest::keyClicks(&editor, QStringLiteral("polyCube "));
         QElapsedTimer timer;
         timer.start();
         QTest::keyClick(&editor, Qt::Key_Minus);

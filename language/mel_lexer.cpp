@@ -208,16 +208,26 @@ bool IsMelTypeWord(QStringView word)
 
 bool IsMelReservedWord(QStringView word)
 {
-    static const char *const words[] = {"break", "case", "continue", "default", "do", "else", "false", "for",
-                                        "global", "if", "in", "no", "off", "on", "proc", "return", "switch",
-                                        "true", "while", "yes"};
-    if (IsMelTypeWord(word))
-        return true;
-    for (const char *reserved : words) {
-        if (word == QLatin1String(reserved))
-            return true;
+    // Asked for most words of a script: by length first, then the few words of that length.
+    const auto is = [word](const char *reserved) { return word == QLatin1String(reserved); };
+    switch (word.size()) {
+    case 2:
+        return is("do") || is("if") || is("in") || is("no") || is("on");
+    case 3:
+        return is("for") || is("int") || is("off") || is("yes");
+    case 4:
+        return is("case") || is("else") || is("proc") || is("true");
+    case 5:
+        return is("break") || is("false") || is("float") || is("while");
+    case 6:
+        return is("global") || is("return") || is("switch") || is("string") || is("vector") || is("matrix");
+    case 7:
+        return is("default");
+    case 8:
+        return is("continue");
+    default:
+        return false;
     }
-    return false;
 }
 
 } // namespace ke2

@@ -260,8 +260,19 @@ int MelLinter::CommandArgumentsEnd(int from, bool insideBackquote) const
     return i;
 }
 
-void MelLinter::ForEachCall(const std::function<void(const Call &)> &visit) const
+const QVector<MelLinter::Call> &MelLinter::Calls() const
 {
+    if (!m_callsFound) {
+        m_callsFound = true;
+        FindCalls();
+    }
+    return m_calls;
+}
+
+void MelLinter::FindCalls() const
+{
+    const auto visit = [this](const Call &call) { m_calls.append(call); };
+    m_calls.reserve(m_tokens.size() / 8);
     enum FrameType { Top, Block, Literal, Paren, Bracket, Vector, Backquote };
     struct Frame {
         FrameType type;
@@ -271,9 +282,12 @@ void MelLinter::ForEachCall(const std::function<void(const Call &)> &visit) cons
         bool commandArgs;  // the rest of the statement are a command's arguments
     };
     QVector<Frame> stack{{Top, true, false, false, false}};
-    QHash<int, int> procedureHeads; // first token of a definition -> its body's "{"
-    for (const MelProcedure &procedure : m_procedures)
-        procedureHeads.insert(procedure.headToken, procedure.bodyOpen);
+    int nextProcedure = 0; // procedures come in text order: the next head to meet
+    const auto atProcedureHead = [&](int token) {
+        while (nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken < token)
+            ++nextProcedure;
+        return nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken == token;
+    };
     bool pendingHead = false;
     const int count = m_tokens.size();
     for (int i = 0; i < count; ++i) {
@@ -348,9 +362,9 @@ void MelLinter::ForEachCall(const std::function<void(const Call &)> &visit) cons
                 frame.atStart = true;
             } else if (word == QLatin1String("case") || word == QLatin1String("default")) {
                 frame.caseLabel = true;
-            } else if (procedureHeads.contains(i)) {
+            } else if (atProcedureHead(i)) {
                 // Skip the head: its name and parameters are no call. The body opens a block.
-                i = procedureHeads.value(i) - 1;
+                i = m_procedures.at(nextProcedure).bodyOpen - 1;
                 frame.atStart = true;
             } else if (IsMelReservedWord(word)) {
                 // global, return, a declaration...: the statement goes on as an expression
@@ -594,12 +608,11 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
 {
     if (!names.KnowsCommands())
         return;
+    QHash<QStringView, const MelCommandSyntax *> syntaxes;
     ForEachCall([&](const Call &call) {
         if (call.functionSyntax)
             return;
         const QStringView word = TextOf(call.nameToken);
-        if (IsMelReservedWord(word) || DefinesProcedure(word))
-            return;
         int depth = 0;
         bool backquote = false;
         const MelCommandSyntax *syntax = nullptr;
@@ -616,7 +629,12 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
                 continue;
             if (!asked) {
                 asked = true;
-                syntax = names.CommandSyntax(word.toString());
+                auto known = syntaxes.constFind(word);
+                if (known == syntaxes.constEnd()) {
+                    const bool ours = IsMelReservedWord(word) || DefinesProcedure(word);
+                    known = syntaxes.insert(word, ours ? nullptr : names.CommandSyntax(word.toString()));
+                }
+                syntax = *known;
             }
             if (!syntax || syntax->flags.isEmpty())
                 return;

@@ -106,8 +106,14 @@ public:
         int argumentsEnd = -1;
         bool functionSyntax = false;
     };
-    // Every call in command position and every function call inside expressions, in text order.
-    void ForEachCall(const std::function<void(const Call &)> &visit) const;
+    // Every call in command position and every function call inside expressions, in text order;
+    // found by the first request, kept for the others.
+    const QVector<Call> &Calls() const;
+    void ForEachCall(const std::function<void(const Call &)> &visit) const
+    {
+        for (const Call &call : Calls())
+            visit(call);
+    }
     // The number of arguments of `call`, or -1 when it cannot be told for certain.
     int ArgumentCount(const Call &call) const;
     // Whether the file defines a procedure `name`.
@@ -121,6 +127,7 @@ public:
 
 private:
     void MatchBrackets();
+    void FindCalls() const;
     void FindProcedures();
     // End (exclusive) of the command arguments that start at `from`.
     int CommandArgumentsEnd(int from, bool insideBackquote) const;
@@ -134,6 +141,8 @@ private:
     QVector<int> m_match; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
     QHash<QStringView, int> m_procedureIndex; // name -> first procedure; -2 when defined twice differently
+    mutable QVector<Call> m_calls;
+    mutable bool m_callsFound = false;
 };
 
 } // namespace ke2
