@@ -36,6 +36,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
         const bool run = argument == QLatin1String("--run");
         const bool shot = argument == QLatin1String("--screenshot");
         if (run || shot) {
+            if (line.mode == Mode::Check)
+                return refuse(QStringLiteral("--check cannot be combined with --run or --screenshot"));
             if (line.mode != Mode::Window)
                 return refuse(QStringLiteral("--run and --screenshot cannot be combined"));
             if (i + 1 >= arguments.size() || arguments.at(i + 1).isEmpty())
@@ -43,6 +45,12 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             line.mode = run ? Mode::Run : Mode::Screenshot;
             line.pathArgument = ++i;
             line.path = arguments.at(i);
+            continue;
+        }
+        if (argument == QLatin1String("--check")) {
+            if (line.mode != Mode::Window)
+                return refuse(QStringLiteral("--check cannot be combined with --run or --screenshot"));
+            line.mode = Mode::Check;
             continue;
         }
         if (argument == QLatin1String("--")) {
@@ -53,6 +61,8 @@ CommandLine CommandLine::parse(const QStringList &arguments)
             return refuse(QStringLiteral("unknown argument '%1'").arg(argument));
         line.files.append(argument);
     }
+    if (line.mode == Mode::Check && line.files.isEmpty())
+        return refuse(QStringLiteral("--check needs at least one file"));
     if (line.mode == Mode::Run && !line.files.isEmpty())
         return refuse(QStringLiteral("--run takes one file; '%1' is one too many").arg(line.files.first()));
     return line;
@@ -71,6 +81,9 @@ QString CommandLine::usage()
         "                      exit status as python3's: 0, 1 when an error was reported, the\n"
         "                      status sys.exit() gives, 130 after Ctrl+C; 2 for bad input\n"
         "  --screenshot PNG    save the window as it first appears to PNG\n"
+        "  --check FILE...     print the editor's errors and warnings for each MEL and Python FILE as\n"
+        "                      path:line:column: error|warning: message; no display needed;\n"
+        "                      exit status 0, 1 when a file has an error, 2 when one cannot be read\n"
         "  -h, --help          show this help\n"
         "  -v, --version       show the version\n"
         "\n"

@@ -11,12 +11,12 @@ class PythonHost;
 
 // What `kestrel-editor` was asked to do.
 struct CommandLine {
-    enum class Mode { Window, Run, Screenshot, Help, Version, Invalid };
+    enum class Mode { Window, Run, Screenshot, Check, Help, Version, Invalid };
 
     Mode mode = Mode::Window;
     QString path;  // the script of --run, the image of --screenshot
     int pathArgument = -1; // index of `path` in the arguments: the file name's own bytes are there
-    QStringList files; // opened as tabs in the window (and in the screenshot)
+    QStringList files; // opened as tabs in the window (and in the screenshot); checked by --check
     QString error; // why the arguments were refused (Mode::Invalid)
 
     // `arguments` without the program name.

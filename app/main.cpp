@@ -1,3 +1,4 @@
+#include "app/check_files.h"
 #include "app/close_wait.h"
 #include "app/command_line.h"
 #include "app/python_host.h"
@@ -74,6 +75,18 @@ int main(int argc, char **argv)
         return ke2::RunBadInput;
     default:
         break;
+    }
+
+    // Checking files needs neither a screen nor a host.
+    if (line.mode == ke2::CommandLine::Mode::Check) {
+        const int checked = ke2::checkFiles(
+            line.files, [&out](const QString &text) { out.write(text); },
+            [&toErr](const QString &text) { toErr(text + QLatin1Char('\n')); });
+        if (!out.flush()) {
+            toErr(QStringLiteral("kestrel-editor: the output could not be written: %1\n").arg(out.errorText()));
+            return ke2::CheckBadInput;
+        }
+        return checked;
     }
 
     // Running a script or taking a screenshot needs no screen.

@@ -166,6 +166,9 @@ public:
     bool melAutoCompleteToQuickHelp = true;
     bool melCompleteOnUser = true;
     bool melCompleteOnLetters = true;
+    bool melCompleteFlags = true;   // a command's flags after "-"
+    bool melSignatureHelp = true;   // a flag's argument types, a procedure's parameters
+    bool melLintEnabled = true;     // warnings from the MEL checks
     bool pythonDisplayErrors = true;
     bool pythonSmartIndent = true;
     bool pythonIndentToParentheses = false;

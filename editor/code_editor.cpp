@@ -7,6 +7,7 @@
 #include "editor/code_editor_line_numbers.h"
 #include "editor/word_selection.h"
 #include "language/mel_auto_completer.h"
+#include "language/mel_procedure_index.h"
 #include "language/mel_highlighter.h"
 #include "language/python_auto_completer.h"
 #include "language/python_highlighter.h"
@@ -116,10 +117,14 @@ CodeEditor::CodeEditor(CodeEditorLanguage language, const QString &path, QWidget
     UpdateSettings();
     ApplyColors();
     ApplySharedOverwriteMode();
+    // Other buffers' checks and signature help see the procedures this one defines.
+    if (language == LANGUAGE_MEL)
+        MelProcedureIndex::instance().Add(document());
 }
 
 CodeEditor::~CodeEditor()
 {
+    MelProcedureIndex::instance().Remove(document());
     // A pending notification dies with the editor.
     m_textChangedTimer.stop();
 }

@@ -191,13 +191,16 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
         // Typed letters and dots open completion in code only (Ctrl+Space opens it anywhere); in a
         // comment or string they also drop a request that the first letters of the line made.
         const bool dot = c == QLatin1Char('.') && m_language == LANGUAGE_PYTHON && Settings::instance().pythonCompleteOnDot;
+        // A "-" after a MEL command opens its flags.
+        const bool flag = c == QLatin1Char('-') && m_language == LANGUAGE_MEL && Settings::instance().melCompleteFlags
+                          && !control && !meta && !alt && CompleteOnLettersOn();
         static const QRegularExpression letter(QStringLiteral("[a-zA-Z_]"));
         const bool typedLetter = !dot && !control && !meta && !alt && !c.isNull()
                                  && letter.match(QString(c)).hasMatch() && CompleteOnLettersOn();
-        if ((dot || typedLetter) && TypingInCommentOrString()) {
+        if ((dot || flag || typedLetter) && TypingInCommentOrString()) {
             if (m_completer)
                 m_completer->HidePopup();
-        } else if (dot || typedLetter) {
+        } else if (dot || flag || typedLetter) {
             RequestCompletion(false);
         }
         return;

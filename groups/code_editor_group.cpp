@@ -5,6 +5,8 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group_tab_bar.h"
+#include "language/mel_command_catalog.h"
+#include "language/mel_procedure_index.h"
 #include "plugin/host_bridge.h"
 
 #include <QtCore/QDir>
@@ -520,7 +522,14 @@ void CodeEditorGroup::Analyse()
         return;
     }
     const QString text = editor->toPlainText();
+    if (parser == &m_melParser)
+        m_melParser.SetLinting(Settings::instance().melLintEnabled, &MelCommandCatalog::instance());
     parser->Parse(text, editor->Path());
+    if (parser == &m_melParser) {
+        if (Settings::instance().melLintEnabled)
+            MelProcedureIndex::instance().Store(editor->document(), m_melParser.Procedures());
+        MelCommandCatalog::instance().Flush();
+    }
     const CodeEditorMarks todos = toMarks(parser->Todos(), text.size());
     const CodeEditorMarks warnings = toMarks(parser->Warnings(), text.size());
     const CodeEditorMarks errors = toMarks(parser->Errors(), text.size());

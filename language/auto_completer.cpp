@@ -157,7 +157,7 @@ void AutoCompleter::ShowOrApply(const QRect &cursorRect, bool applyIfSingle)
     Place(&cursorRect);
     SelectBestRow();
     if (applyIfSingle && model->rowCount() == 1) {
-        emit Accepted(model->index(0, 0).data().toString(), prefix.size());
+        emit Accepted(InsertionText(model->index(0, 0)), prefix.size());
         return;
     }
     show();
@@ -171,7 +171,12 @@ void AutoCompleter::ApplySelection()
     hide();
     if (QWidget *editor = parentWidget())
         editor->setFocus(Qt::PopupFocusReason);
-    emit Accepted(index.data().toString(), prefix.size());
+    emit Accepted(InsertionText(index), prefix.size());
+}
+
+QString AutoCompleter::InsertionText(const QModelIndex &index) const
+{
+    return index.data().toString();
 }
 
 void AutoCompleter::showEvent(QShowEvent *event)

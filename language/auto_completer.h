@@ -48,6 +48,11 @@ public slots:
     virtual void Cancel() { hide(); }
     void ApplySelection();
 
+public:
+    // The text that accepting `index` puts in place of the prefix: the row's text unless a popup
+    // shows more than it inserts.
+    virtual QString InsertionText(const QModelIndex &index) const;
+
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
     void showEvent(QShowEvent *event) override;

@@ -25,9 +25,25 @@ const char *const typeWords[] = {"string", "int", "float", "matrix", "vector"};
 
 } // namespace
 
+void MelParser::SetLinting(bool on, MelNameSource *names)
+{
+    m_lint = on;
+    m_names = names;
+}
+
+void MelParser::Lint()
+{
+    const MelLinter linter(text);
+    const QVector<MelLintWarning> found = linter.Run(m_names);
+    for (const MelLintWarning &warning : found)
+        AddWarning(warning.message, warning.start, warning.end);
+    m_procedures = linter.Procedures();
+}
+
 void MelParser::Reset()
 {
     BaseParser::Reset();
+    m_procedures.clear();
     inProcedure = false;
     procedureStartDepth = 0;
 }
@@ -113,6 +129,8 @@ void MelParser::Parse(const QString &source, const QString &path)
     }
     if (braceDepth > 0)
         ReportExpected(QLatin1Char('}'), length - 1, length - 1);
+    if (m_lint)
+        Lint();
 }
 
 void MelParser::CheckLeadingBlankLines()

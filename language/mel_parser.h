@@ -1,6 +1,7 @@
 #pragma once
 
 #include "language/base_parser.h"
+#include "language/mel_linter.h"
 
 namespace ke2 {
 
@@ -15,11 +16,18 @@ public:
     bool IsMel() const override { return true; }
     void AddError(const QString &message, int start, int end) override;
 
+    // With linting on, each parse adds the linter's warnings after the scanner's own; `names`
+    // answers for names the file does not define (null: commands and flags are not checked).
+    void SetLinting(bool on, MelNameSource *names = nullptr);
+    // The procedures the last linted parse found (empty without linting).
+    const QVector<MelProcedure> &Procedures() const { return m_procedures; }
+
 protected:
     bool inProcedure = false;
     int procedureStartDepth = 0;
 
 private:
+    void Lint();
     void CheckLeadingBlankLines();
     bool TryGlobalProcedure();
     void TryGlobalVariable();
@@ -30,6 +38,10 @@ private:
     void CheckProcedureHead(int nameStart);
     void SkipLineComment();
     void SkipBlockComment();
+
+    bool m_lint = false;
+    MelNameSource *m_names = nullptr;
+    QVector<MelProcedure> m_procedures;
 };
 
 } // namespace ke2

@@ -120,8 +120,13 @@ QString userScriptDir()
 
 void resetCaches()
 {
-    internal::resetMenuState();
+    refreshCaches();
     internal::resetMelLists();
+}
+
+void refreshCaches()
+{
+    internal::resetMenuState();
     internal::resetPythonCaches();
     internal::resetDpiScale();
 }

@@ -114,6 +114,15 @@ QStringList melCommands();
 QStringList melRunTimeCommands();
 QStringList melProcedures();
 QStringList melKeywords();
+// Grows whenever the three lists above are loaded or forgotten: users of copies rebuild them.
+int melListsGeneration();
+// The text of "help -so NAME" (the command's flags and their argument types); empty on failure.
+QString melSyntaxHelp(const QString &name);
+// What the host's "whatIs" says of a name ("Command", "Unknown", "Script found in: ..."); empty
+// when the host cannot tell.
+QString melWhatIs(const QString &name);
+// The host's version ("about -version"), for caches kept per version; empty when unknown.
+QString hostVersion();
 
 // --- Python analysis calls (arguments are inserted as given: callers escape them) ---
 QStringList pythonKeywords();
@@ -133,6 +142,9 @@ QString updatePythonPathString(const QString &additionalPaths);
 QString pythonPathString();
 // Forgets every cached answer (a new host, or a test).
 void resetCaches();
+// Forgets the answers that are asked again when needed, and keeps the MEL name lists: they are
+// loaded once at start-up (slow to ask for), and completion and the MEL checks need them.
+void refreshCaches();
 
 // --- Host queries ---
 // "internalVar -userPrefDir" and "internalVar -userScriptDir"; empty on failure.

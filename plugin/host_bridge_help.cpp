@@ -9,6 +9,7 @@ namespace {
 QStringList g_melCommands;
 QStringList g_melRunTimeCommands;
 QStringList g_melProcedures;
+int g_melListsGeneration = 0;
 
 void fillList(const QString &command, QStringList &list)
 {
@@ -63,6 +64,36 @@ void loadMelLists()
     fillList(QStringLiteral("hxGetMelInfo(1, 0, 0)"), g_melCommands);
     fillList(QStringLiteral("hxGetMelInfo(0, 1, 0)"), g_melRunTimeCommands);
     fillList(QStringLiteral("hxGetMelInfo(0, 0, 1)"), g_melProcedures);
+    ++g_melListsGeneration;
+}
+
+int melListsGeneration()
+{
+    return g_melListsGeneration;
+}
+
+QString melSyntaxHelp(const QString &name)
+{
+    QString help;
+    if (name.isEmpty() || !executeMel(QStringLiteral("help -so %1").arg(name), help))
+        return {};
+    return help;
+}
+
+QString melWhatIs(const QString &name)
+{
+    QString kind;
+    if (name.isEmpty() || !executeMel(QStringLiteral("whatIs \"%1\"").arg(name), kind))
+        return {};
+    return kind;
+}
+
+QString hostVersion()
+{
+    QString version;
+    if (!executeMel(QStringLiteral("about -version"), version))
+        return {};
+    return version;
 }
 
 QStringList melCommands()
@@ -98,6 +129,7 @@ void internal::resetMelLists()
     g_melCommands.clear();
     g_melRunTimeCommands.clear();
     g_melProcedures.clear();
+    ++g_melListsGeneration;
 }
 
 } // namespace ke2::HostBridge

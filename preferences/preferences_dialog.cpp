@@ -295,6 +295,10 @@ QWidget *PreferencesDialog::CreateMelPage()
     QBoxLayout *complete = static_cast<QBoxLayout *>(AddGroup(layout, QStringLiteral("Auto-Complete"))->layout());
     KE2_CHECK(complete, MEL_PAGE, "CTRL + Space", melCompleteOnUser);
     KE2_CHECK(complete, MEL_PAGE, "On  letters  and  '_' ", melCompleteOnLetters);
+    KE2_CHECK(complete, MEL_PAGE, "Command flags after '-' (needs a Maya session)", melCompleteFlags);
+    QBoxLayout *checks = static_cast<QBoxLayout *>(AddGroup(layout, QStringLiteral("Code Checks"))->layout());
+    KE2_CHECK(checks, MEL_PAGE, "Warn about mistakes in MEL scripts", melLintEnabled);
+    KE2_CHECK(checks, MEL_PAGE, "Show flag and procedure signatures in the status bar", melSignatureHelp);
     layout->addStretch(1);
     return page;
 }

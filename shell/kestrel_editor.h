@@ -298,6 +298,8 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
+    // The status bar's message for the editor's cursor: a MEL signature, else the line's diagnostic.
+    QString LineMessageAt(CodeEditor *editor) const;
     void ShowMelRunHint();
     // Construction, in order.
     void CreateActions();

@@ -8,6 +8,7 @@
 #include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "language/mel_command_catalog.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
@@ -420,6 +421,7 @@ void KestrelEditor::SourceScript()
         return;
     memory.directory = QFileInfo(path).absolutePath();
     HostBridge::sourceScript(path);
+    MelCommandCatalog::instance().ForgetUnknownNames();
 }
 
 void KestrelEditor::OnShowInSideBarRequested(const QString &path)

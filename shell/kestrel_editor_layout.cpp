@@ -11,6 +11,8 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "language/mel_command_catalog.h"
+#include "language/mel_command_context.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
@@ -521,7 +523,7 @@ void KestrelEditor::showEvent(QShowEvent *event)
             editor->setFocus();
     }
     UpdateTitleBar();
-    HostBridge::resetCaches();
+    HostBridge::refreshCaches();
 }
 
 void KestrelEditor::hideEvent(QHideEvent *event)
@@ -688,7 +690,19 @@ void KestrelEditor::UpdateCursorPosition()
     const QTextCursor cursor = editor->textCursor();
     m_statusBar->UpdateCursor(cursor.blockNumber() + 1, cursor.positionInBlock() + 1,
                               cursor.selectionEnd() - cursor.selectionStart());
-    m_statusBar->UpdateLineMessage(editor->LineMessage(cursor.blockNumber()));
+    m_statusBar->UpdateLineMessage(LineMessageAt(editor));
+}
+
+QString KestrelEditor::LineMessageAt(CodeEditor *editor) const
+{
+    const QTextCursor cursor = editor->textCursor();
+    // On a MEL flag or in a procedure call, its signature says more than the line's diagnostic.
+    if (editor->Language() == LANGUAGE_MEL && Settings::instance().melSignatureHelp && !cursor.hasSelection()) {
+        const QString signature = MelSignatureHelp(editor->document(), cursor.position(), MelCommandCatalog::instance());
+        if (!signature.isEmpty())
+            return signature;
+    }
+    return editor->LineMessage(cursor.blockNumber());
 }
 
 void KestrelEditor::UpdateOverwriteMode()
@@ -709,7 +723,7 @@ void KestrelEditor::UpdateStatusBarInfo()
     const TextFileFormat format = m_bufferIo->Format(editor);
     m_statusBar->UpdateFileFormat(format.EncodingName(), format.LineEndingName());
     m_statusBar->UpdateCounts(editor->Marks(MARK_ERROR).size(), editor->Marks(MARK_WARNING).size());
-    m_statusBar->UpdateLineMessage(editor->LineMessage(editor->textCursor().blockNumber()));
+    m_statusBar->UpdateLineMessage(LineMessageAt(editor));
 }
 
 void KestrelEditor::UpdateInterpreter()

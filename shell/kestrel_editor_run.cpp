@@ -4,6 +4,7 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "language/mel_command_catalog.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "views/status_bar.h"
@@ -64,6 +65,8 @@ void KestrelEditor::Execute(ExecuteType type)
         m_scriptRuns.Started(editor, firstLine, text, !HostBridge::isBareMelVariable(text));
         ShowMelRunHint();
         HostBridge::executeMelText(text);
+        // The run may define procedures the checks did not know.
+        MelCommandCatalog::instance().ForgetUnknownNames();
     } else if (editor->Language() == LANGUAGE_PYTHON) {
         m_scriptRuns.Started(editor, firstLine, text, true);
         HostBridge::executePythonText(text);

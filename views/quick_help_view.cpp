@@ -1,5 +1,6 @@
 #include "views/quick_help_view.h"
 
+#include "plugin/host.h"
 #include "plugin/host_bridge.h"
 
 #include <QtWidgets/QHBoxLayout>
@@ -67,6 +68,13 @@ void QuickHelpView::Refresh()
 {
     m_flags->clear();
     const QString name = SearchText();
+    Host *host = HostBridge::host();
+    if (!host || !host->hasFeature(Host::Feature::Mel)) {
+        // Said once, here: without a MEL host nothing below can be asked.
+        m_message->setText(QStringLiteral("No MEL host: command help, flag completion and the checks of MEL "
+                                          "commands and flags need a Maya session. The other MEL checks work here."));
+        return;
+    }
     if (name.isEmpty()) {
         m_message->setText(QStringLiteral("Type a MEL command and press Enter, or ask for quick help in the editor."));
         return;

@@ -108,6 +108,59 @@ private slots:
         QVERIFY2(result.err.contains(err), qPrintable(result.err));
     }
 
+    // --check: every diagnostic of every file, in order, and an exit status for a pipeline. "%D"
+    // in the expected output stands for the files' folder.
+    void check_data()
+    {
+        QTest::addColumn<QStringList>("files"); // name, then text, for each file
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("out");
+        QTest::addColumn<QString>("err");
+        QTest::newRow("clean files") << QStringList{"ok.mel", "proc int f(int $a) { return $a; }\nf(1);\n", "ok.py", "x = 1\n"}
+                                     << QStringList{"ok.mel", "ok.py"} << 0 << "" << "";
+        QTest::newRow("MEL warnings only")
+            << QStringList{"w.mel", "\nproc f() {\n    print $x;\n    return 1;\n}\nf(2);\n"} << QStringList{"w.mel"} << 0
+            << "%D/w.mel:1:1: warning: Empty line(s) at start of file. Line numbers in trace may be incorrect.\n"
+               "%D/w.mel:3:11: warning: Variable $x is used before it is declared or assigned in procedure f\n"
+               "%D/w.mel:4:5: warning: Procedure f is declared without a return type but returns a value\n"
+               "%D/w.mel:6:1: warning: Procedure f takes 0 arguments, called with 1\n"
+            << "";
+        QTest::newRow("no host: commands and flags unchecked")
+            << QStringList{"c.mel", "polyCub -foo 1;\n"} << QStringList{"c.mel"} << 0 << "" << "";
+        QTest::newRow("a Python error fails, in file order")
+            << QStringList{"a.py", "def f():\n\treturn 'x\n", "b.mel", "proc f() { return 1; }\n"}
+            << QStringList{"a.py", "b.mel"} << 1
+            << "%D/a.py:2:9: error: Unterminated String\n"
+               "%D/b.mel:1:12: warning: Procedure f is declared without a return type but returns a value\n"
+            << "";
+        QTest::newRow("unreadable file, the others still checked")
+            << QStringList{"b.mel", "proc f() { return 1; }\n"} << QStringList{"missing.mel", "b.mel"} << 2
+            << "%D/b.mel:1:12: warning: Procedure f is declared without a return type but returns a value\n"
+            << "missing.mel: cannot be read";
+        QTest::newRow("no file") << QStringList{} << QStringList{} << 2 << "" << "--check needs at least one file";
+    }
+    void check()
+    {
+        QFETCH(QStringList, files);
+        QFETCH(QStringList, arguments);
+        QFETCH(int, exitCode);
+        QFETCH(QString, out);
+        QFETCH(QString, err);
+        QTemporaryDir dir;
+        for (int i = 0; i + 1 < files.size(); i += 2) {
+            QFile file(dir.filePath(files.at(i)));
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(files.at(i + 1).toUtf8()) >= 0);
+        }
+        QStringList paths{"--check"};
+        for (const QString &name : arguments)
+            paths << dir.filePath(name);
+        const Result result = launch(paths);
+        QCOMPARE(result.out, QString(out).replace("%D", dir.path()));
+        QCOMPARE(result.exitCode, exitCode);
+        QVERIFY2(result.err.contains(err), qPrintable(result.err));
+    }
+
     QString script(const QString &name, const QByteArray &text)
     {
         QFile file(m_dir.filePath(name));

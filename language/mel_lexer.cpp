@@ -1,0 +1,233 @@
+#include "language/mel_lexer.h"
+
+namespace ke2 {
+
+namespace {
+
+inline bool isIdentStart(ushort u)
+{
+    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || u == '_';
+}
+
+inline bool isIdentChar(ushort u)
+{
+    return isIdentStart(u) || (u >= '0' && u <= '9');
+}
+
+inline bool isDigit(ushort u)
+{
+    return u >= '0' && u <= '9';
+}
+
+inline bool isBlank(ushort u)
+{
+    return u == ' ' || u == '\t' || u == '\n' || u == '\r' || u == '\f' || u == '\v' || u == 0x2029 || u == 0xa0;
+}
+
+// Two-character operators; the first character decides which second ones pair with it.
+inline bool pairs(ushort first, ushort second)
+{
+    switch (first) {
+    case '=':
+    case '!':
+        return second == '=';
+    case '<':
+        return second == '=' || second == '<';
+    case '>':
+        return second == '=' || second == '>';
+    case '&':
+        return second == '&';
+    case '|':
+        return second == '|';
+    case '+':
+        return second == '+' || second == '=';
+    case '-':
+        return second == '-' || second == '=';
+    case '*':
+    case '/':
+    case '%':
+    case '^':
+        return second == '=';
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+QVector<MelToken> TokenizeMel(const QString &text)
+{
+    QVector<MelToken> tokens;
+    // About one token for every six characters of typical scripts.
+    tokens.reserve(text.size() / 5 + 16);
+    const ushort *data = reinterpret_cast<const ushort *>(text.constData());
+    const int length = int(text.size());
+    bool space = true;
+    int at = 0;
+    while (at < length) {
+        const ushort u = data[at];
+        if (isBlank(u)) {
+            space = true;
+            ++at;
+            continue;
+        }
+        if (u == '/' && at + 1 < length && data[at + 1] == '/') {
+            at += 2;
+            while (at < length && data[at] != '\n' && data[at] != 0x2029)
+                ++at;
+            space = true;
+            continue;
+        }
+        if (u == '/' && at + 1 < length && data[at + 1] == '*') {
+            at += 2;
+            while (at + 1 < length && !(data[at] == '*' && data[at + 1] == '/'))
+                ++at;
+            at = at + 1 < length ? at + 2 : length;
+            space = true;
+            continue;
+        }
+        MelToken token;
+        token.start = at;
+        token.spaceBefore = space;
+        space = false;
+        if (isIdentStart(u)) {
+            int end = at + 1;
+            while (end < length && isIdentChar(data[end]))
+                ++end;
+            token.kind = MelToken::Word;
+            at = end;
+        } else if (u == '$' && at + 1 < length && isIdentStart(data[at + 1])) {
+            int end = at + 2;
+            while (end < length && isIdentChar(data[end]))
+                ++end;
+            token.kind = MelToken::Variable;
+            at = end;
+        } else if (isDigit(u) || (u == '.' && at + 1 < length && isDigit(data[at + 1]))) {
+            int end = at;
+            if (u == '0' && at + 1 < length && (data[at + 1] == 'x' || data[at + 1] == 'X')) {
+                end += 2;
+                while (end < length && isIdentChar(data[end]))
+                    ++end;
+            } else {
+                while (end < length && (isDigit(data[end]) || data[end] == '.'))
+                    ++end;
+                if (end < length && (data[end] == 'e' || data[end] == 'E')) {
+                    int exponent = end + 1;
+                    if (exponent < length && (data[exponent] == '+' || data[exponent] == '-'))
+                        ++exponent;
+                    if (exponent < length && isDigit(data[exponent])) {
+                        end = exponent;
+                        while (end < length && isDigit(data[end]))
+                            ++end;
+                    }
+                }
+            }
+            token.kind = MelToken::Number;
+            at = end;
+        } else if (u == '"') {
+            int end = at + 1;
+            while (end < length) {
+                const ushort c = data[end];
+                if (c == '\\' && end + 1 < length) {
+                    end += 2; // an escaped quote, backslash or line break
+                    continue;
+                }
+                if (c == '"') {
+                    ++end;
+                    break;
+                }
+                if (c == '\n' || c == 0x2029)
+                    break; // left open: the scanner reports it; the line break ends it here
+                ++end;
+            }
+            token.kind = MelToken::String;
+            at = end;
+        } else if (u == '-' && token.spaceBefore && at + 1 < length && isIdentStart(data[at + 1])) {
+            int end = at + 2;
+            while (end < length && isIdentChar(data[end]))
+                ++end;
+            token.kind = MelToken::Flag;
+            at = end;
+        } else if (u == '`') {
+            token.kind = MelToken::Backquote;
+            at += 1;
+        } else if (u == '<' && at + 1 < length && data[at + 1] == '<') {
+            token.kind = MelToken::VectorOpen;
+            at += 2;
+        } else if (u == '>' && at + 1 < length && data[at + 1] == '>') {
+            token.kind = MelToken::VectorClose;
+            at += 2;
+        } else if (at + 1 < length && pairs(u, data[at + 1])) {
+            token.kind = MelToken::Operator;
+            at += 2;
+        } else {
+            switch (u) {
+            case '=': case '!': case '<': case '>': case '&': case '|': case '+': case '-':
+            case '*': case '/': case '%': case '^':
+                token.kind = MelToken::Operator;
+                break;
+            default:
+                token.kind = MelToken::Punct;
+                break;
+            }
+            at += 1;
+        }
+        token.length = at - token.start;
+        tokens.append(token);
+    }
+    return tokens;
+}
+
+bool IsMelSymbol(const QString &text, const MelToken &token, const char *symbol)
+{
+    if (token.kind != MelToken::Punct && token.kind != MelToken::Operator && token.kind != MelToken::Backquote
+        && token.kind != MelToken::VectorOpen && token.kind != MelToken::VectorClose)
+        return false;
+    const QChar *data = text.constData() + token.start;
+    int i = 0;
+    for (; symbol[i]; ++i) {
+        if (i >= token.length || data[i] != QLatin1Char(symbol[i]))
+            return false;
+    }
+    return i == token.length;
+}
+
+bool IsMelTypeWord(QStringView word)
+{
+    switch (word.size()) {
+    case 3:
+        return word == QLatin1String("int");
+    case 5:
+        return word == QLatin1String("float");
+    case 6:
+        return word == QLatin1String("string") || word == QLatin1String("vector") || word == QLatin1String("matrix");
+    default:
+        return false;
+    }
+}
+
+bool IsMelReservedWord(QStringView word)
+{
+    // Asked for most words of a script: by length first, then the few words of that length.
+    const auto is = [word](const char *reserved) { return word == QLatin1String(reserved); };
+    switch (word.size()) {
+    case 2:
+        return is("do") || is("if") || is("in") || is("no") || is("on");
+    case 3:
+        return is("for") || is("int") || is("off") || is("yes");
+    case 4:
+        return is("case") || is("else") || is("proc") || is("true");
+    case 5:
+        return is("break") || is("false") || is("float") || is("while");
+    case 6:
+        return is("global") || is("return") || is("switch") || is("string") || is("vector") || is("matrix");
+    case 7:
+        return is("default");
+    case 8:
+        return is("continue");
+    default:
+        return false;
+    }
+}
+
+} // namespace ke2

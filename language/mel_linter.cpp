@@ -1,0 +1,663 @@
+#include "language/mel_linter.h"
+
+#include <QtCore/QSet>
+
+#include <algorithm>
+
+namespace ke2 {
+
+namespace {
+
+// Names MEL treats as statements or built-in functions of the language itself: never reported as
+// unknown, whatever the host's lists say.
+bool isLanguageBuiltin(QStringView word)
+{
+    static const char *const words[] = {"catch", "catchQuiet", "eval", "evalEcho", "evalDeferred", "source",
+                                        "print", "size", "clear", "exists", "whatIs", "python"};
+    for (const char *builtin : words) {
+        if (word == QLatin1String(builtin))
+            return true;
+    }
+    return false;
+}
+
+bool isOpener(const QString &text, const MelToken &token)
+{
+    return token.kind == MelToken::VectorOpen
+           || (token.kind == MelToken::Punct && token.length == 1
+               && (text.at(token.start) == QLatin1Char('(') || text.at(token.start) == QLatin1Char('[')
+                   || text.at(token.start) == QLatin1Char('{')));
+}
+
+bool isCloser(const QString &text, const MelToken &token)
+{
+    return token.kind == MelToken::VectorClose
+           || (token.kind == MelToken::Punct && token.length == 1
+               && (text.at(token.start) == QLatin1Char(')') || text.at(token.start) == QLatin1Char(']')
+                   || text.at(token.start) == QLatin1Char('}')));
+}
+
+QString argumentsText(int count)
+{
+    return count == 1 ? QStringLiteral("1 argument") : QStringLiteral("%1 arguments").arg(count);
+}
+
+} // namespace
+
+// --- syntax help --------------------------------------------------------------------------------
+
+MelCommandSyntax MelCommandSyntax::FromHelpText(const QString &help)
+{
+    MelCommandSyntax syntax;
+    const int flagsAt = help.indexOf(QLatin1String("Flags:"));
+    if (flagsAt < 0)
+        return syntax;
+    const QStringList lines = help.mid(flagsAt + 6).split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        const QStringList fields = line.simplified().split(QLatin1Char(' '), Qt::SkipEmptyParts);
+        if (fields.isEmpty() || fields.at(0).size() < 2 || !fields.at(0).startsWith(QLatin1Char('-')))
+            continue;
+        Flag flag;
+        flag.shortName = fields.at(0).mid(1);
+        int next = 1;
+        if (fields.size() > 1 && fields.at(1).size() > 1 && fields.at(1).startsWith(QLatin1Char('-'))) {
+            flag.longName = fields.at(1).mid(1);
+            next = 2;
+        }
+        flag.arguments = fields.mid(next).join(QLatin1Char(' '));
+        syntax.flags.append(flag);
+    }
+    return syntax;
+}
+
+const MelCommandSyntax::Flag *MelCommandSyntax::Find(QStringView name) const
+{
+    for (const Flag &flag : flags) {
+        if (flag.shortName == name || flag.longName == name)
+            return &flag;
+    }
+    return nullptr;
+}
+
+QString MelProcedure::Signature() const
+{
+    QString head = global ? QStringLiteral("global proc ") : QStringLiteral("proc ");
+    if (!returnType.isEmpty())
+        head += returnType + QLatin1Char(' ');
+    return head + name + QLatin1Char('(') + parameters.join(QStringLiteral(", ")) + QLatin1Char(')');
+}
+
+// --- structure ------------------------------------------------------------------------------------
+
+MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(text))
+{
+    MatchBrackets();
+    FindProcedures();
+}
+
+bool MelLinter::Is(int token, const char *symbol) const
+{
+    return token >= 0 && token < m_tokens.size() && IsMelSymbol(m_text, m_tokens.at(token), symbol);
+}
+
+bool MelLinter::IsWord(int token, const char *word) const
+{
+    return token >= 0 && token < m_tokens.size() && m_tokens.at(token).kind == MelToken::Word
+           && TextOf(token) == QLatin1String(word);
+}
+
+void MelLinter::MatchBrackets()
+{
+    m_match.fill(-1, m_tokens.size());
+    QVector<int> open;
+    for (int i = 0; i < m_tokens.size(); ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (isOpener(m_text, token)) {
+            open.append(i);
+        } else if (isCloser(m_text, token)) {
+            // A closer pairs with the nearest opener of its own kind; openers left open between
+            // them stay unmatched.
+            const QChar close = m_text.at(token.start);
+            const QChar want = token.kind == MelToken::VectorClose ? QLatin1Char('<')
+                               : close == QLatin1Char(')')        ? QLatin1Char('(')
+                               : close == QLatin1Char(']')        ? QLatin1Char('[')
+                                                                  : QLatin1Char('{');
+            for (int k = open.size() - 1; k >= 0; --k) {
+                if (m_text.at(m_tokens.at(open.at(k)).start) == want) {
+                    m_match[i] = open.at(k);
+                    m_match[open.at(k)] = i;
+                    open.resize(k);
+                    break;
+                }
+            }
+        }
+    }
+}
+
+void MelLinter::FindProcedures()
+{
+    const int count = m_tokens.size();
+    for (int i = 0; i < count; ++i) {
+        if (!IsWord(i, "proc"))
+            continue;
+        MelProcedure procedure;
+        procedure.global = IsWord(i - 1, "global");
+        int at = i + 1;
+        // Return type: a type word, and "[]" for an array.
+        if (at + 1 < count && m_tokens.at(at).kind == MelToken::Word && IsMelTypeWord(TextOf(at))
+            && !Is(at + 1, "(")) {
+            procedure.returnType = TextOf(at).toString();
+            ++at;
+            if (Is(at, "[") && Is(at + 1, "]")) {
+                procedure.returnType += QStringLiteral("[]");
+                at += 2;
+            }
+        }
+        if (at >= count || m_tokens.at(at).kind != MelToken::Word || !Is(at + 1, "("))
+            continue;
+        const int open = at + 1;
+        const int close = m_match.at(open);
+        if (close < 0 || !Is(close + 1, "{"))
+            continue;
+        procedure.name = TextOf(at).toString();
+        procedure.headToken = procedure.global ? i - 1 : i;
+        procedure.nameToken = at;
+        // Parameters: "type $name" or "type $name[]", separated by commas.
+        QString parameter;
+        for (int k = open + 1; k < close; ++k) {
+            if (Is(k, ",")) {
+                procedure.parameters.append(parameter);
+                parameter.clear();
+                continue;
+            }
+            if (m_tokens.at(k).kind == MelToken::Variable)
+                procedure.parameterNames.append(TextOf(k).toString());
+            if (!parameter.isEmpty() && m_tokens.at(k).spaceBefore)
+                parameter += QLatin1Char(' ');
+            parameter += TextOf(k);
+        }
+        if (!parameter.isEmpty())
+            procedure.parameters.append(parameter);
+        procedure.bodyOpen = close + 1;
+        procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
+        const QStringView name = TextOf(at);
+        auto found = m_procedureIndex.find(name);
+        if (found == m_procedureIndex.end())
+            m_procedureIndex.insert(name, m_procedures.size());
+        else if (*found >= 0 && m_procedures.at(*found).parameterNames.size() != procedure.parameterNames.size())
+            *found = -2; // two definitions that disagree: no count is certain
+        m_procedures.append(procedure);
+        i = procedure.bodyOpen;
+    }
+}
+
+bool MelLinter::IsProcedureName(int token) const
+{
+    // "proc name", "proc type name", "proc type[] name"
+    return IsWord(token - 1, "proc")
+           || (IsWord(token - 2, "proc") && m_tokens.at(token - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
+           || (Is(token - 1, "]") && Is(token - 2, "[") && IsWord(token - 4, "proc"));
+}
+
+bool MelLinter::DefinesProcedure(QStringView name) const
+{
+    return m_procedureIndex.contains(name);
+}
+
+bool MelLinter::DefinesNamesAtRunTime() const
+{
+    for (int i = 0; i < m_tokens.size(); ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (token.kind == MelToken::Word
+            && (TextOf(i) == QLatin1String("source") || TextOf(i) == QLatin1String("loadPlugin")))
+            return true;
+        // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
+        if (token.kind == MelToken::String
+            && (TextOf(i).contains(QLatin1String("proc ")) || TextOf(i).contains(QLatin1String("source "))
+                || TextOf(i).contains(QLatin1String("source(")) || TextOf(i).contains(QLatin1String("loadPlugin"))))
+            return true;
+    }
+    return false;
+}
+
+void MelLinter::Warn(QVector<MelLintWarning> &out, int token, const QString &message) const
+{
+    const MelToken &t = m_tokens.at(token);
+    out.append({message, t.start, t.start + t.length});
+}
+
+// --- the statement walk ---------------------------------------------------------------------------
+
+int MelLinter::CommandArgumentsEnd(int from, bool insideBackquote) const
+{
+    int depth = 0;
+    bool innerBackquote = false;
+    int i = from;
+    for (; i < m_tokens.size(); ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (token.kind == MelToken::Backquote) {
+            if (innerBackquote) {
+                innerBackquote = false;
+                --depth;
+            } else if (insideBackquote && depth == 0) {
+                break;
+            } else {
+                innerBackquote = true;
+                ++depth;
+            }
+            continue;
+        }
+        if (isOpener(m_text, token)) {
+            ++depth;
+        } else if (isCloser(m_text, token)) {
+            if (depth == 0)
+                break;
+            --depth;
+        } else if (depth == 0 && Is(i, ";")) {
+            break;
+        }
+    }
+    return i;
+}
+
+const QVector<MelLinter::Call> &MelLinter::Calls() const
+{
+    if (!m_callsFound) {
+        m_callsFound = true;
+        FindCalls();
+    }
+    return m_calls;
+}
+
+void MelLinter::FindCalls() const
+{
+    const auto visit = [this](const Call &call) { m_calls.append(call); };
+    m_calls.reserve(m_tokens.size() / 8);
+    enum FrameType { Top, Block, Literal, Paren, Bracket, Vector, Backquote };
+    struct Frame {
+        FrameType type;
+        bool atStart;
+        bool head;         // the parentheses after if, while, for or switch
+        bool caseLabel;    // the statement began with case or default: its ":" starts the next
+        bool commandArgs;  // the rest of the statement are a command's arguments
+    };
+    QVector<Frame> stack{{Top, true, false, false, false}};
+    int nextProcedure = 0; // procedures come in text order: the next head to meet
+    const auto atProcedureHead = [&](int token) {
+        while (nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken < token)
+            ++nextProcedure;
+        return nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken == token;
+    };
+    bool pendingHead = false;
+    const int count = m_tokens.size();
+    for (int i = 0; i < count; ++i) {
+        const MelToken &token = m_tokens.at(i);
+        Frame &frame = stack.last();
+        const bool start = frame.atStart;
+        frame.atStart = false;
+        const bool head = pendingHead;
+        pendingHead = false;
+        switch (token.kind) {
+        case MelToken::Backquote:
+            if (frame.type == Backquote && stack.size() > 1)
+                stack.removeLast();
+            else
+                stack.append({Backquote, true, false, false, false});
+            continue;
+        case MelToken::VectorOpen:
+            stack.append({Vector, false, false, false, false});
+            continue;
+        case MelToken::VectorClose:
+            if (frame.type == Vector && stack.size() > 1)
+                stack.removeLast();
+            continue;
+        case MelToken::Punct: {
+            const QChar ch = m_text.at(token.start);
+            if (ch == QLatin1Char(';')) {
+                if (frame.type == Top || frame.type == Block || frame.type == Backquote) {
+                    frame.atStart = true;
+                    frame.commandArgs = false;
+                    frame.caseLabel = false;
+                }
+            } else if (ch == QLatin1Char('{')) {
+                stack.append({start ? Block : Literal, start, false, false, false});
+            } else if (ch == QLatin1Char('(')) {
+                stack.append({Paren, false, head, false, false});
+            } else if (ch == QLatin1Char('[')) {
+                stack.append({Bracket, false, false, false, false});
+            } else if (ch == QLatin1Char('}') || ch == QLatin1Char(')') || ch == QLatin1Char(']')) {
+                const FrameType want = ch == QLatin1Char('}') ? (frame.type == Literal ? Literal : Block)
+                                       : ch == QLatin1Char(')') ? Paren
+                                                                : Bracket;
+                // Close up to the frame this bracket belongs to; a stray closer closes nothing.
+                int k = stack.size() - 1;
+                while (k > 0 && stack.at(k).type != want)
+                    --k;
+                if (k > 0) {
+                    const Frame closed = stack.at(k);
+                    stack.resize(k);
+                    if (closed.type == Block || (closed.type == Paren && closed.head)) {
+                        stack.last().atStart = true;
+                        stack.last().commandArgs = false;
+                    }
+                }
+            } else if (ch == QLatin1Char(':') && frame.caseLabel) {
+                frame.caseLabel = false;
+                frame.atStart = true;
+            }
+            continue;
+        }
+        case MelToken::Word:
+            break;
+        default:
+            continue;
+        }
+        const QStringView word = TextOf(i);
+        const bool callParen = Is(i + 1, "(") && !m_tokens.at(i + 1).spaceBefore;
+        if (start) {
+            if (word == QLatin1String("if") || word == QLatin1String("while") || word == QLatin1String("for")
+                || word == QLatin1String("switch")) {
+                pendingHead = true;
+            } else if (word == QLatin1String("else") || word == QLatin1String("do")) {
+                frame.atStart = true;
+            } else if (word == QLatin1String("case") || word == QLatin1String("default")) {
+                frame.caseLabel = true;
+            } else if (atProcedureHead(i)) {
+                // Skip the head: its name and parameters are no call. The body opens a block.
+                i = m_procedures.at(nextProcedure).bodyOpen - 1;
+                frame.atStart = true;
+            } else if (IsMelReservedWord(word)) {
+                // global, return, a declaration...: the statement goes on as an expression
+            } else if (Is(i + 1, ".") || Is(i + 1, "=")) {
+                // not a call: an attribute name or a misspelt assignment
+            } else {
+                Call call;
+                call.nameToken = i;
+                call.functionSyntax = callParen;
+                if (callParen) {
+                    call.argumentsBegin = i + 2;
+                    call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+                } else {
+                    call.argumentsBegin = i + 1;
+                    call.argumentsEnd = CommandArgumentsEnd(i + 1, frame.type == Backquote);
+                    frame.commandArgs = true;
+                }
+                visit(call);
+            }
+            continue;
+        }
+        // Inside an expression only "name(" calls; a command's bare words are its arguments. The
+        // name of a procedure head the scan could not read is no call either.
+        if (callParen && !frame.commandArgs && !IsMelReservedWord(word) && !Is(i - 1, ".") && !IsProcedureName(i)) {
+            Call call;
+            call.nameToken = i;
+            call.functionSyntax = true;
+            call.argumentsBegin = i + 2;
+            call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+            visit(call);
+        }
+    }
+}
+
+int MelLinter::ArgumentCount(const Call &call) const
+{
+    const int begin = call.argumentsBegin;
+    const int end = std::min(call.argumentsEnd, int(m_tokens.size()));
+    if (call.functionSyntax) {
+        if (begin >= end)
+            return 0;
+        int commas = 0;
+        int depth = 0;
+        bool backquote = false;
+        for (int i = begin; i < end; ++i) {
+            const MelToken &token = m_tokens.at(i);
+            if (token.kind == MelToken::Backquote)
+                backquote = !backquote;
+            else if (isOpener(m_text, token))
+                ++depth;
+            else if (isCloser(m_text, token))
+                --depth;
+            else if (depth == 0 && !backquote && Is(i, ","))
+                ++commas;
+        }
+        return commas + 1;
+    }
+    // Command syntax: arguments are runs of tokens that touch, separated by blanks. Anything that
+    // could be read two ways (an operator between words, a flag) leaves the count unknown.
+    // "name (a, b)" reads as a function call to the host: a comma in a group in parentheses
+    // leaves the count unknown too.
+    int arguments = 0;
+    int depth = 0;
+    bool backquote = false;
+    bool chunkStart = true;
+    bool inParentheses = false;
+    for (int i = begin; i < end; ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (depth == 0 && !backquote && (token.spaceBefore || i == begin)) {
+            ++arguments;
+            chunkStart = true;
+        }
+        if (token.kind == MelToken::Backquote) {
+            backquote = !backquote;
+        } else if (isOpener(m_text, token)) {
+            if (depth == 0)
+                inParentheses = Is(i, "(");
+            ++depth;
+        } else if (isCloser(m_text, token)) {
+            --depth;
+        } else if (depth == 1 && inParentheses && !backquote && Is(i, ",")) {
+            return -1;
+        } else if (depth == 0 && !backquote) {
+            if (token.kind == MelToken::Flag)
+                return -1;
+            if (token.kind == MelToken::Operator) {
+                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore;
+                if (!sign)
+                    return -1;
+            }
+            if (token.kind == MelToken::Punct && !Is(i, "."))
+                return -1;
+        }
+        chunkStart = false;
+    }
+    return (depth == 0 && !backquote) ? arguments : -1;
+}
+
+// --- the checks ------------------------------------------------------------------------------------
+
+void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
+{
+    // Names declared "global" anywhere in the file: their message says what is missing.
+    QSet<QStringView> globals;
+    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
+        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
+            for (int k = i + 2; k < m_tokens.size() && !Is(k, ";"); ++k) {
+                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+                    globals.insert(TextOf(k));
+            }
+        }
+    }
+    for (const MelProcedure &procedure : m_procedures) {
+        QSet<QStringView> known;
+        for (const QString &name : procedure.parameterNames)
+            known.insert(QStringView(name));
+        int depth = 0;
+        int declarationDepth = -1; // nesting depth of the declaration statement under way
+        for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
+            const MelToken &token = m_tokens.at(i);
+            if (isOpener(m_text, token)) {
+                ++depth;
+                continue;
+            }
+            if (isCloser(m_text, token)) {
+                --depth;
+                continue;
+            }
+            if (Is(i, ";") && depth <= declarationDepth) {
+                declarationDepth = -1;
+                continue;
+            }
+            if (token.kind != MelToken::Variable)
+                continue;
+            const QStringView name = TextOf(i);
+            if (known.contains(name))
+                continue;
+            bool declares = false;
+            if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
+                declares = true; // "int $x", "global string $g[]"
+                declarationDepth = depth;
+            } else if (declarationDepth == depth && Is(i - 1, ",")) {
+                declares = true; // "int $a, $b"
+            } else if (IsWord(i + 1, "in")) {
+                declares = true; // "for ($item in $list)" declares the loop variable
+            } else if (Is(i - 1, "++") || Is(i - 1, "--")) {
+                declares = true; // left alone: an increment is not certain to read first
+            } else {
+                // An assignment declares: "$x = ...", "$a[2] = ...", "$v.x = ...", and the
+                // compound ones, which are left alone.
+                int k = i + 1;
+                while (k < m_tokens.size()) {
+                    if (Is(k, "[") && m_match.at(k) > k)
+                        k = m_match.at(k) + 1;
+                    else if (Is(k, ".") && k + 1 < m_tokens.size() && m_tokens.at(k + 1).kind == MelToken::Word)
+                        k += 2;
+                    else
+                        break;
+                }
+                static const char *const assignments[] = {"=", "+=", "-=", "*=", "/=", "%=", "^=", "++", "--"};
+                for (const char *op : assignments) {
+                    if (Is(k, op)) {
+                        declares = true;
+                        break;
+                    }
+                }
+            }
+            known.insert(name);
+            if (declares)
+                continue;
+            if (globals.contains(name))
+                Warn(out, i, QStringLiteral("Global variable %1 is used without a \"global\" declaration in procedure %2")
+                                 .arg(name.toString(), procedure.name));
+            else
+                Warn(out, i, QStringLiteral("Variable %1 is used before it is declared or assigned in procedure %2")
+                                 .arg(name.toString(), procedure.name));
+        }
+    }
+}
+
+void MelLinter::CheckArgumentCounts(QVector<MelLintWarning> &out) const
+{
+    if (m_procedures.isEmpty())
+        return;
+    ForEachCall([&](const Call &call) {
+        const int index = m_procedureIndex.value(TextOf(call.nameToken), -1);
+        if (index < 0)
+            return;
+        const int expected = m_procedures.at(index).parameterNames.size();
+        const int given = ArgumentCount(call);
+        if (given < 0 || given == expected)
+            return;
+        Warn(out, call.nameToken, QStringLiteral("Procedure %1 takes %2, called with %3")
+                                      .arg(TextOf(call.nameToken).toString(), argumentsText(expected),
+                                           QString::number(given)));
+    });
+}
+
+void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
+{
+    for (const MelProcedure &procedure : m_procedures) {
+        if (!procedure.returnType.isEmpty())
+            continue;
+        for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
+            if (!IsWord(i, "return") || i + 1 >= procedure.bodyClose)
+                continue;
+            if (Is(i + 1, ";") || Is(i + 1, "}"))
+                continue;
+            Warn(out, i, QStringLiteral("Procedure %1 is declared without a return type but returns a value")
+                             .arg(procedure.name));
+        }
+    }
+}
+
+void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
+{
+    if (!names.KnowsCommands() || DefinesNamesAtRunTime())
+        return;
+    QSet<QStringView> seen;
+    QVector<int> unknown;
+    bool sourcesScripts = false;
+    ForEachCall([&](const Call &call) {
+        const QStringView word = TextOf(call.nameToken);
+        if (IsMelReservedWord(word) || isLanguageBuiltin(word) || DefinesProcedure(word) || seen.contains(word))
+            return;
+        seen.insert(word);
+        const QString name = word.toString();
+        if (!names.IsKnownName(name))
+            unknown.append(call.nameToken);
+        else if (names.IsUnsourcedScript(name))
+            sourcesScripts = true;
+    });
+    // A script that the file's own calls source may define any of the names: none is certain.
+    if (sourcesScripts)
+        return;
+    for (int token : qAsConst(unknown))
+        Warn(out, token, QStringLiteral("Unknown command or procedure %1").arg(TextOf(token).toString()));
+}
+
+void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const
+{
+    if (!names.KnowsCommands())
+        return;
+    QHash<QStringView, const MelCommandSyntax *> syntaxes;
+    ForEachCall([&](const Call &call) {
+        if (call.functionSyntax)
+            return;
+        const QStringView word = TextOf(call.nameToken);
+        int depth = 0;
+        bool backquote = false;
+        const MelCommandSyntax *syntax = nullptr;
+        bool asked = false;
+        for (int i = call.argumentsBegin; i < call.argumentsEnd; ++i) {
+            const MelToken &token = m_tokens.at(i);
+            if (token.kind == MelToken::Backquote)
+                backquote = !backquote;
+            else if (isOpener(m_text, token))
+                ++depth;
+            else if (isCloser(m_text, token))
+                --depth;
+            if (token.kind != MelToken::Flag || depth != 0 || backquote)
+                continue;
+            if (!asked) {
+                asked = true;
+                auto known = syntaxes.constFind(word);
+                if (known == syntaxes.constEnd()) {
+                    const bool ours = IsMelReservedWord(word) || DefinesProcedure(word);
+                    known = syntaxes.insert(word, ours ? nullptr : names.CommandSyntax(word.toString()));
+                }
+                syntax = *known;
+            }
+            if (!syntax || syntax->flags.isEmpty())
+                return;
+            const QStringView flag = TextOf(i).mid(1);
+            if (!syntax->Find(flag))
+                Warn(out, i, QStringLiteral("Command %1 has no flag -%2").arg(word.toString(), flag.toString()));
+        }
+    });
+}
+
+QVector<MelLintWarning> MelLinter::Run(MelNameSource *names) const
+{
+    QVector<MelLintWarning> warnings;
+    CheckUndeclaredVariables(warnings);
+    CheckArgumentCounts(warnings);
+    CheckReturnValues(warnings);
+    if (names) {
+        CheckUnknownCommands(*names, warnings);
+        CheckUnknownFlags(*names, warnings);
+    }
+    std::stable_sort(warnings.begin(), warnings.end(),
+                     [](const MelLintWarning &a, const MelLintWarning &b) { return a.start < b.start; });
+    return warnings;
+}
+
+} // namespace ke2

@@ -1,0 +1,148 @@
+#pragma once
+
+#include "language/mel_lexer.h"
+
+#include <QtCore/QHash>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+#include <functional>
+
+namespace ke2 {
+
+// A command's flags as the host's syntax help lists them.
+struct MelCommandSyntax {
+    struct Flag {
+        QString shortName; // without the "-"
+        QString longName;  // without the "-"; may be empty
+        QString arguments; // the argument types as the host writes them ("Int", "Length Length Length")
+    };
+    QVector<Flag> flags;
+
+    // Reads the text of the host's "help -syntaxOnly": every line after "Flags:" that starts with
+    // a flag. Empty when the text lists no flags.
+    static MelCommandSyntax FromHelpText(const QString &help);
+    // The flag named `name` (short or long, without "-"), or null.
+    const Flag *Find(QStringView name) const;
+};
+
+// What the linter asks about names that the file does not define.
+class MelNameSource {
+public:
+    virtual ~MelNameSource() = default;
+    // Whether the host's command lists are there; without them no command or flag is checked.
+    virtual bool KnowsCommands() const = 0;
+    // A command, run-time command, procedure of the host or procedure of an open buffer.
+    virtual bool IsKnownName(const QString &name) = 0;
+    // The flags of the host command `name`; null when it is no command or its syntax is unknown.
+    virtual const MelCommandSyntax *CommandSyntax(const QString &name) = 0;
+    // A script on the host's path that is not sourced yet: calling it sources it, and whatever
+    // procedures it defines become known only then.
+    virtual bool IsUnsourcedScript(const QString &name) { Q_UNUSED(name) return false; }
+};
+
+// A procedure as the file defines it.
+struct MelProcedure {
+    QString name;
+    QString returnType;          // empty when declared without one ("string[]" for arrays)
+    QStringList parameters;      // as written: "string $names[]"
+    QStringList parameterNames;  // "$names"
+    bool global = false;
+    int headToken = -1; // "global" or "proc"
+    int nameToken = -1;
+    int bodyOpen = -1;  // token index of "{"
+    int bodyClose = -1; // token index of the matching "}", or the last token when unclosed
+
+    QString Signature() const;
+};
+
+struct MelLintWarning {
+    QString message;
+    int start = 0;
+    int end = 0;
+    bool operator==(const MelLintWarning &other) const
+    {
+        return message == other.message && start == other.start && end == other.end;
+    }
+};
+
+// Checks a MEL text for mistakes that are certain: each check warns only where the host would
+// refuse the script or fail at run time, never on a correct script. Construction tokenizes the
+// text and finds its procedures; each check then reads them.
+class MelLinter {
+public:
+    explicit MelLinter(const QString &text);
+
+    const QString &Text() const { return m_text; }
+    const QVector<MelToken> &Tokens() const { return m_tokens; }
+    const QVector<MelProcedure> &Procedures() const { return m_procedures; }
+
+    // A variable read inside a procedure before that procedure declares or assigns it (a global
+    // one without its "global" declaration there included).
+    void CheckUndeclaredVariables(QVector<MelLintWarning> &out) const;
+    // A call of a procedure of this file with another number of arguments than it declares.
+    void CheckArgumentCounts(QVector<MelLintWarning> &out) const;
+    // "return" with a value in a procedure declared without a return type.
+    void CheckReturnValues(QVector<MelLintWarning> &out) const;
+    // A word in command position that nothing defines (needs the host's lists).
+    void CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const;
+    // A flag that the host command does not have (needs the host's syntax help).
+    void CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const;
+
+    // Every check, the warnings ordered by position. `names` may be null: the command and flag
+    // checks are skipped then.
+    QVector<MelLintWarning> Run(MelNameSource *names) const;
+    static QVector<MelLintWarning> Lint(const QString &text, MelNameSource *names)
+    {
+        return MelLinter(text).Run(names);
+    }
+
+    // A command or procedure call found by the statement walk: the name's token, the tokens of
+    // its arguments [argumentsBegin, argumentsEnd), and whether it is written as a function call
+    // "name(...)" (the parentheses excluded from the range) or as a command "name a b;".
+    struct Call {
+        int nameToken = -1;
+        int argumentsBegin = -1;
+        int argumentsEnd = -1;
+        bool functionSyntax = false;
+    };
+    // Every call in command position and every function call inside expressions, in text order;
+    // found by the first request, kept for the others.
+    const QVector<Call> &Calls() const;
+    void ForEachCall(const std::function<void(const Call &)> &visit) const
+    {
+        for (const Call &call : Calls())
+            visit(call);
+    }
+    // The number of arguments of `call`, or -1 when it cannot be told for certain.
+    int ArgumentCount(const Call &call) const;
+    // Whether the file defines a procedure `name`.
+    bool DefinesProcedure(QStringView name) const;
+    // Whether `token` is the name in a procedure head ("proc [type[]] name"), read or not.
+    bool IsProcedureName(int token) const;
+
+    QStringView TextOf(int token) const { return TokenText(m_text, m_tokens.at(token)); }
+    bool Is(int token, const char *symbol) const;
+    bool IsWord(int token, const char *word) const;
+
+private:
+    void MatchBrackets();
+    void FindCalls() const;
+    void FindProcedures();
+    // End (exclusive) of the command arguments that start at `from`.
+    int CommandArgumentsEnd(int from, bool insideBackquote) const;
+    // Whether the file may define names at run time that no scan can see (it sources scripts,
+    // loads plug-ins or evaluates procedure definitions).
+    bool DefinesNamesAtRunTime() const;
+    void Warn(QVector<MelLintWarning> &out, int token, const QString &message) const;
+
+    QString m_text;
+    QVector<MelToken> m_tokens;
+    QVector<int> m_match; // partner of each bracket token, -1 when none
+    QVector<MelProcedure> m_procedures;
+    QHash<QStringView, int> m_procedureIndex; // name -> first procedure; -2 when defined twice differently
+    mutable QVector<Call> m_calls;
+    mutable bool m_callsFound = false;
+};
+
+} // namespace ke2
