@@ -135,6 +135,14 @@ QVector<Row> rows()
         {"Command Reference", "commandReference", {}},
         // Esc stays reserved although no action answers it: the table gives this entry none.
         {"Reserved", "escape", {QKeySequence(Qt::Key_Escape)}},
+        {"Toggle Breakpoint", "toggleBreakpoint", keys({"F9"})},
+        // Continues a paused run.
+        {"Debug", "debug", keys({"F5"})},
+        {"Step Over", "stepOver", keys({"F10"})},
+        {"Step Into", "stepInto", keys({"F11"})},
+        {"Step Out", "stepOut", keys({"Shift+F11"})},
+        {"Stop Debugging", "stopDebugging", keys({"Shift+F5"})},
+        {"Run to Cursor", "runToCursor", keys({"Ctrl+F10"})},
     };
 }
 
@@ -153,7 +161,7 @@ KeyBindings::KeyBindings()
         entry.shortcuts = row.shortcuts;
         m_entries.append(entry);
     }
-    m_entries.last().fixed = true;
+    find(QStringLiteral("escape"))->fixed = true;
 }
 
 KeyBindings &KeyBindings::instance()

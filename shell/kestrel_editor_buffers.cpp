@@ -2,10 +2,13 @@
 // on disk: internal buffers in their own files, modified file buffers as recovery copies.
 #include "shell/kestrel_editor.h"
 
+#include "debugger/debug_session.h"
+
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
 #include "config/settings.h"
 #include "config/user_directories.h"
+#include "debugger/debug_session.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
@@ -113,6 +116,7 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
 {
     ApplyCodeEditorFont(codeEditor);
     connect(codeEditor, &CodeEditor::ModificationChanged, this, &KestrelEditor::RefreshOpenEditors, Qt::UniqueConnection);
+    connect(codeEditor, &CodeEditor::BreakpointsChanged, this, &KestrelEditor::OnBreakpointsChanged, Qt::UniqueConnection);
     // Every edit brings the next silent save closer.
     connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
             Qt::UniqueConnection);
@@ -868,6 +872,7 @@ void KestrelEditor::SaveState()
     settings.tabDetails = details;
     settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
     settings.activeTabViewIndex = m_activeGroupIndex;
+    settings.breakpoints = SavedBreakpoints();
     m_sideBar->SaveState();
     if (isVisible()) {
         settings.windowGeometry = QRect(mapToGlobal(QPoint(0, 0)), size());
@@ -986,6 +991,9 @@ void KestrelEditor::TearDown()
     if (m_tornDown)
         return;
     m_tornDown = true;
+    // A paused debug run is stopped first: its `finally` blocks run once this returns.
+    if (m_debugSession && m_debugSession->IsPaused())
+        m_debugSession->Stop();
     disconnect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);
     if (m_hostMainWindow)
         m_hostMainWindow->removeEventFilter(this);
