@@ -1,13 +1,16 @@
 #include "debugger/debug_view.h"
 
 #include <QtCore/QFileInfo>
+#include <QtCore/QHash>
+#include <QAction>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QHeaderView>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QSplitter>
-#include <QtWidgets/QToolBar>
+#include <QtWidgets/QGridLayout>
+#include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 #include <QtWidgets/QVBoxLayout>
 
@@ -49,9 +52,10 @@ DebugView::DebugView(DebugSession *session, QWidget *parent) : QWidget(parent), 
     setObjectName(QStringLiteral("DebugView"));
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    m_toolBar = new QToolBar(this);
-    m_toolBar->setToolButtonStyle(Qt::ToolButtonTextOnly);
-    layout->addWidget(m_toolBar);
+    m_buttons = new QGridLayout;
+    m_buttons->setContentsMargins(4, 2, 4, 2);
+    m_buttons->setSpacing(2);
+    layout->addLayout(m_buttons);
 
     auto *splitter = new QSplitter(Qt::Vertical, this);
     m_variables = tree({QStringLiteral("Name"), QStringLiteral("Value"), QStringLiteral("Type")}, splitter);
@@ -118,8 +122,32 @@ DebugView::DebugView(DebugSession *session, QWidget *parent) : QWidget(parent), 
 
 void DebugView::SetActions(const QList<QAction *> &actions)
 {
-    m_toolBar->clear();
-    m_toolBar->addActions(actions);
+    // Short labels (the Debug action's own text, Debug or Continue, is short already); the tool
+    // tip names the action and its key.
+    const QHash<QString, QString> labels = {{QStringLiteral("Stop Debugging"), QStringLiteral("Stop")},
+                                            {QStringLiteral("Step Over"), QStringLiteral("Over")},
+                                            {QStringLiteral("Step Into"), QStringLiteral("Into")},
+                                            {QStringLiteral("Step Out"), QStringLiteral("Out")},
+                                            {QStringLiteral("Run to Cursor"), QStringLiteral("To Cursor")}};
+    const int columns = 3;
+    for (int i = 0; i < actions.size(); ++i) {
+        QAction *action = actions.at(i);
+        auto *button = new QToolButton(this);
+        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+        button->setAutoRaise(true);
+        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        const QString label = labels.value(action->text());
+        const auto sync = [button, action, label] {
+            button->setText(label.isEmpty() ? action->text() : label);
+            button->setEnabled(action->isEnabled());
+            const QString keys = action->shortcut().toString(QKeySequence::NativeText);
+            button->setToolTip(keys.isEmpty() ? action->text() : QStringLiteral("%1 (%2)").arg(action->text(), keys));
+        };
+        sync();
+        connect(action, &QAction::changed, button, sync);
+        connect(button, &QToolButton::clicked, action, &QAction::trigger);
+        m_buttons->addWidget(button, i / columns, i % columns);
+    }
 }
 
 void DebugView::Refresh()

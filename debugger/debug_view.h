@@ -6,9 +6,9 @@
 #include <QtWidgets/QWidget>
 
 class QAction;
+class QGridLayout;
 class QLineEdit;
 class QListWidget;
-class QToolBar;
 class QTreeWidget;
 class QTreeWidgetItem;
 
@@ -30,7 +30,8 @@ public:
 
     DebugView(DebugSession *session, QWidget *parent = nullptr);
 
-    // The toolbar shows the window's own actions (Debug, steps, Stop).
+    // Buttons for the window's own actions (Debug, Stop, the steps), two to a row so that they
+    // fit the side bar's width.
     void SetActions(const QList<QAction *> &actions);
     void SetBreakpoints(const QVector<BreakpointRow> &rows);
     QStringList WatchExpressions() const;
@@ -64,7 +65,7 @@ private:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
     QPointer<DebugSession> m_session;
-    QToolBar *m_toolBar = nullptr;
+    QGridLayout *m_buttons = nullptr;
     QTreeWidget *m_variables = nullptr;
     QTreeWidget *m_watch = nullptr;
     QListWidget *m_stack = nullptr;

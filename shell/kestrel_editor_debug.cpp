@@ -46,8 +46,9 @@ void KestrelEditor::CreateDebugger()
     connect(m_debugSession, &DebugSession::Resumed, this, &KestrelEditor::OnDebugResumed);
     connect(m_debugSession, &DebugSession::Ended, this, &KestrelEditor::OnDebugEnded);
     connect(m_debugSession, &DebugSession::Started, this, &KestrelEditor::UpdateDebugActions);
+    // A caller's line is shown; the arrow stays where the run is paused.
     connect(m_debugView, &DebugView::FrameActivated, this, [this](const QString &file, int line) {
-        ShowDebugLine(file, line);
+        ShowDebugLine(file, line, false);
     });
     connect(m_debugView, &DebugView::BreakpointActivated, this, [this](const QString &path, int line) {
         ShowDebugLine(path, line + 1, false);
@@ -65,7 +66,8 @@ void KestrelEditor::CreateDebugger()
         AppendOutput(expression + QLatin1Char('\n'));
         AppendOutput(QStringLiteral("# %1: %2 #\n").arg(ok ? QStringLiteral("Result") : QStringLiteral("Error"), text));
     });
-    m_debugView->SetActions({m_debugAction, m_stepOverAction, m_stepIntoAction, m_stepOutAction, m_stopDebuggingAction});
+    m_debugView->SetActions({m_debugAction, m_stopDebuggingAction, m_runToCursorAction, m_stepOverAction,
+                             m_stepIntoAction, m_stepOutAction});
     UpdateDebugActions();
 }
 

@@ -14,7 +14,9 @@
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTimer>
 #include <QtTest/QTest>
+#include <QtGui/QHelpEvent>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QToolTip>
 #include <QtWidgets/QTreeWidget>
 
 #include <functional>
@@ -182,6 +184,14 @@ private slots:
         const QStringList notes = debug({
             [&](QStringList &n) {
                 n << describeStop({"a", "b"});
+                // A hover over a name shows its value.
+                CodeEditor *editor = m_window->ActiveCodeEditor();
+                QTextCursor at(editor->document()->findBlockByNumber(4));
+                at.movePosition(QTextCursor::NextWord, QTextCursor::MoveAnchor, 3); // "    result = a"
+                const QPoint point = editor->cursorRect(at).center() + QPoint(2, 0);
+                QHelpEvent hover(QEvent::ToolTip, point, editor->viewport()->mapToGlobal(point));
+                QApplication::sendEvent(editor->viewport(), &hover);
+                n << QToolTip::text();
                 // The window answers while paused: timers fire, Execute is refused.
                 const int before = ticks;
                 QTest::qWait(100);
@@ -226,6 +236,7 @@ private slots:
         });
         const QStringList expected = {
             "tool_main.py:5 a=2 b=3",
+            "a = 2",
             "timer fired: yes",
             KestrelEditor::debugPausedExecuteMessage(),
             "tool_main.py:6 result=5",
