@@ -3,8 +3,11 @@
 The editor starts a run with `KestrelEditorDebugger.run(...)`. Frames whose code holds a
 breakpoint, and the frames a step needs, are traced; everything else runs untraced. Where the
 interpreter has `sys.monitoring` (3.12 and later) it is used, with events switched on only for
-the code objects that can stop; elsewhere `sys.settrace` hands a local trace function only to
-those frames. At a stop the debugger calls `pause_hook` with a JSON description and waits for
+the code objects that can stop. Elsewhere a trace function set with `sys.settrace` slows every
+frame down, so it is set only while it is needed: the run's code and the files it imports that
+hold breakpoints are compiled with a call at the start of each function (or class or module
+body) holding one, which switches tracing on for that frame; it goes off again when no such
+frame is left and no step is under way. At a stop the debugger calls `pause_hook` with a JSON description and waits for
 the action it returns; the editor answers questions about the paused frames meanwhile.
 """
 
@@ -40,6 +43,8 @@ class KestrelEditorDebugger(object):
     _next_ref = 1
     _use_monitoring = False
     _monitored = set()
+    _global_mode = False  # without sys.monitoring: every call is looked at (slow, always right)
+    _entered = set()      # ids of the frames that switched tracing on for themselves
 
     # ---- breakpoints ------------------------------------------------------------------------
 
@@ -68,6 +73,12 @@ class KestrelEditorDebugger(object):
                         'condition': condition or '', 'count': int(count or 0), 'hits': 0}
         except Exception:
             return 0
+        if cls._running and not cls._use_monitoring:
+            # Code compiled before cannot call in for a line it had no breakpoint on: from now
+            # on every call is looked at.
+            old = cls._breakpoints
+            if any(line not in old.get(path, {}) for path, lines in table.items() for line in lines):
+                cls._global_mode = True
         cls._breakpoints = table
         if cls._running and cls._use_monitoring:
             cls._monitor_refresh()
@@ -121,8 +132,8 @@ class KestrelEditorDebugger(object):
         cls._cursor = None
         cls._running = True
         try:
-            code = compile('\n' * (max(1, first_line) - 1) + source, filename, 'exec')
             cls._start_tracing()
+            code = cls._compile('\n' * (max(1, first_line) - 1) + source, filename)
             try:
                 exec(code, namespace)
             except KestrelEditorDebuggerStop:
@@ -160,18 +171,108 @@ class KestrelEditorDebugger(object):
                 return
             except Exception:
                 pass
-        sys.settrace(cls._global_trace)
+        cls._entered = set()
+        # A file with breakpoints that is imported already runs code compiled without the calls.
+        cls._global_mode = any(cls.canonical(getattr(module, '__file__', None) or '<none>') in cls._breakpoints
+                               for module in list(sys.modules.values()))
+        import builtins
+        builtins.__ke2_trace_here__ = cls._trace_here
+        sys.meta_path.insert(0, _KestrelEditorFinder)
+        if cls._global_mode:
+            sys.settrace(cls._global_trace)
 
     @classmethod
     def _stop_tracing(cls):
         if cls._use_monitoring:
             cls._monitor_stop()
-        else:
+            return
+        sys.settrace(None)
+        frame = sys._getframe()
+        while frame is not None:
+            frame.f_trace = None
+            frame = frame.f_back
+        cls._entered = set()
+        # The call stays in builtins: functions compiled with it outlive the run and call it
+        # whenever they run again, when it does nothing.
+        while _KestrelEditorFinder in sys.meta_path:
+            sys.meta_path.remove(_KestrelEditorFinder)
+
+    # ---- without sys.monitoring: code that can stop calls in to be traced ----------------------
+
+    @classmethod
+    def _compile(cls, source, filename):
+        """Compiles like compile(); with breakpoints in the file (and no sys.monitoring), each
+        innermost function, class or module body holding one starts with a call that has its
+        frame traced."""
+        table = cls._breakpoints.get(cls.canonical(filename))
+        if not table or cls._use_monitoring:
+            return compile(source, filename, 'exec')
+        import ast
+        tree = ast.parse(source, filename)
+        scopes = set()
+        for line in table:
+            scope = tree
+            found = True
+            while found:
+                found = False
+                for node in ast.walk(scope):
+                    if node is not scope and isinstance(node, (ast.FunctionDef, ast.AsyncFunctionDef,
+                                                               ast.ClassDef)) and node.body:
+                        first = min(n.lineno for stmt in node.body for n in ast.walk(stmt)
+                                    if hasattr(n, 'lineno'))
+                        last = max(n.lineno for n in ast.walk(node) if hasattr(n, 'lineno'))
+                        if first <= line <= last:
+                            scope = node
+                            found = True
+                            break
+            scopes.add(scope)
+        for scope in scopes:
+            body = scope.body
+            at = 0
+            # After a docstring (it must stay the first statement) and `from __future__` imports.
+            while at < len(body) and (
+                    at == 0 and isinstance(body[0], ast.Expr)
+                    and isinstance(getattr(body[0], 'value', None), ast.Str if sys.version_info < (3, 8)
+                                   else ast.Constant)
+                    and isinstance(getattr(body[0].value, 'value', getattr(body[0].value, 's', None)), str)
+                    or isinstance(body[at], ast.ImportFrom) and body[at].module == '__future__'):
+                at += 1
+            if at >= len(body):
+                continue
+            call = ast.Expr(value=ast.Call(func=ast.Name(id='__ke2_trace_here__', ctx=ast.Load()),
+                                           args=[], keywords=[]))
+            body.insert(at, ast.fix_missing_locations(ast.copy_location(call, body[at])))
+        return compile(tree, filename, 'exec')
+
+    @classmethod
+    def _trace_here(cls):
+        """The first call of a body that holds a breakpoint: its frame is traced from here on."""
+        if not cls._running or cls._use_monitoring:
+            return
+        frame = sys._getframe(1)
+        cls._entered.add(id(frame))
+        # A frame traced already (tracing was on when it started) has had this line's event.
+        traced = frame.f_trace is not None
+        if sys.gettrace() is None:
+            sys.settrace(cls._global_trace)
+        cls._trace_frame(frame)
+        if traced:
+            return
+        # The rest of this line gives no line event: its breakpoint is looked at now.
+        reason = cls._should_stop(frame)
+        if reason is not None:
             sys.settrace(None)
-            frame = sys._getframe()
-            while frame is not None:
-                frame.f_trace = None
-                frame = frame.f_back
+            try:
+                cls._pause(frame, reason)
+            finally:
+                if cls._running:
+                    sys.settrace(cls._global_trace)
+
+    @classmethod
+    def _untrace_if_idle(cls):
+        if not cls._use_monitoring and not cls._entered and cls._mode is None and cls._cursor is None \
+                and not cls._global_mode:
+            sys.settrace(None)
 
     _own = None
 
@@ -181,7 +282,7 @@ class KestrelEditorDebugger(object):
         own = cls._own
         if own is None:
             own = set()
-            for owner in (cls, _PropertyPlaceholder):
+            for owner in (cls, _PropertyPlaceholder, _KestrelEditorFinder, _KestrelEditorLoader):
                 for member in vars(owner).values():
                     code = getattr(getattr(member, '__func__', member), '__code__', None)
                     if code is not None:
@@ -276,8 +377,13 @@ class KestrelEditorDebugger(object):
                 cls._cursor = None
         if cls._use_monitoring:
             cls._monitor_refresh()
-        elif cls._mode is not None:
-            cls._trace_frame(frame)
+        elif cls._mode is not None or cls._cursor is not None or cls._global_mode:
+            if sys.gettrace() is None:
+                sys.settrace(cls._global_trace)
+            if cls._mode is not None:
+                cls._trace_frame(frame)
+        else:
+            cls._untrace_if_idle()
 
     @classmethod
     def _exception_pause(cls, error):
@@ -336,6 +442,9 @@ class KestrelEditorDebugger(object):
                 cls._pause(frame, reason)
         elif event == 'return':
             cls._returning(frame)
+            if id(frame) in cls._entered:
+                cls._entered.discard(id(frame))
+                cls._untrace_if_idle()
         return cls._local_trace
 
     @classmethod
@@ -602,6 +711,42 @@ class KestrelEditorDebugger(object):
     @classmethod
     def frame_count(cls):
         return len(cls._frames)
+
+
+class _KestrelEditorFinder(object):
+    """During a run, files that hold breakpoints are imported through the debugger's compile."""
+
+    @classmethod
+    def find_spec(cls, name, path=None, target=None):
+        import importlib.machinery
+        try:
+            spec = importlib.machinery.PathFinder.find_spec(name, path, target)
+        except Exception:
+            return None
+        loader = getattr(spec, 'loader', None)
+        if not isinstance(loader, importlib.machinery.SourceFileLoader) or not spec.origin \
+                or KestrelEditorDebugger.canonical(spec.origin) not in KestrelEditorDebugger._breakpoints:
+            return None
+        spec.loader = _KestrelEditorLoader(loader.name, loader.path)
+        return spec
+
+    @staticmethod
+    def invalidate_caches():
+        pass
+
+
+def _instrumenting_loader():
+    import importlib.machinery
+
+    class Loader(importlib.machinery.SourceFileLoader):
+        def get_code(self, fullname):
+            # Never the cached bytecode: it lacks the debugger's calls (and none is written).
+            return KestrelEditorDebugger._compile(self.get_data(self.path), self.path)
+
+    return Loader
+
+
+_KestrelEditorLoader = _instrumenting_loader()
 
 
 class _PropertyPlaceholder(object):

@@ -16,6 +16,7 @@
 #include <QtTest/QTest>
 #include <QtGui/QHelpEvent>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QToolTip>
 #include <QtWidgets/QTreeWidget>
 
@@ -202,6 +203,10 @@ private slots:
             },
             [&](QStringList &n) {
                 n << describeStop({"result"});
+                // The line under the Debug view evaluates in the paused frame, into the output.
+                view->EvaluateLine()->setText("result * 2");
+                QTest::keyClick(view->EvaluateLine(), Qt::Key_Return);
+                n << m_window->OutputText().section('\n', -3);
                 m_window->StepOut();
             },
             [&](QStringList &n) {
@@ -240,6 +245,7 @@ private slots:
             "timer fired: yes",
             KestrelEditor::debugPausedExecuteMessage(),
             "tool_main.py:6 result=5",
+            "result * 2\n# Result: 10 #\n",
             "tool_main.py:8",
             "tool_main.py:9",
             "helper.py:2 x=5",

@@ -108,6 +108,8 @@ class DebuggerTest(unittest.TestCase):
             ('step into another file', [('main', 9, '', 0)], ['into', 'into', 'out', 'stop'],
              [('breakpoint', 'main.py', 9), ('step', 'helper.py', 2), ('step', 'helper.py', 3),
               ('step', 'main.py', 10)]),
+            ('a function entered from traced code stops once', [('main', 4, '', 0), ('main', 9, '', 0)],
+             ['over', 'stop'], [('breakpoint', 'main.py', 4), ('step', 'main.py', 5)]),
             ('step out returns to the caller', [('main', 4, '', 0)], ['out', 'stop'],
              [('breakpoint', 'main.py', 4), ('step', 'main.py', 7)]),
             ('breakpoint in an imported file', [('helper', 2, '', 0)], [],
@@ -152,6 +154,12 @@ class DebuggerTest(unittest.TestCase):
         self.assertEqual(stop[3], {'x': '3', 'doubled': '6'})
         self.assertEqual(stop[4], [True, '7'])
         self.assertEqual(stop[5], ['twice', '<module>'])  # caller last
+
+    def test_code_compiled_for_the_debugger_runs_on_after_the_run(self):
+        self.debug([('main', 4, '', 0), ('helper', 2, '', 0)], [])
+        namespace = sys.modules['__main__'].__dict__
+        self.assertEqual((namespace['add'](1, 2), sys.modules['helper'].twice(4)), (3, 8))
+        self.assertIsNone(sys.gettrace())
 
     def test_condition_sees_the_frame(self):
         recorder, _ = self.debug([('main', 4, 'a == 1', 0)], [])
