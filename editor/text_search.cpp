@@ -1,5 +1,7 @@
 #include "editor/text_search.h"
 
+#include "plugin/qt_compat.h"
+
 #include <algorithm>
 
 namespace ke2 {
@@ -45,13 +47,98 @@ QString UnescapedLiteral(const QString &pattern)
     return text;
 }
 
-// Where a search over the whole range may jump to the next line worth matching: patterns that
-// see the subject's ends or look around could match a single line where they fail in the
-// whole text, so they are matched line by line throughout.
-bool CanJumpAhead(const QString &pattern)
+// Whether matching the whole text at once with line anchors finds exactly what matching each
+// line alone finds: nothing in the pattern can match or look at a line break, and "^" (which
+// the engine does not match after a final newline) is absent. Decided on a short list of
+// constructs known to stay on one line; anything else is searched line by line.
+bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions options, bool *dollar)
 {
-    static const QRegularExpression unsafe(QStringLiteral(R"(\\[AzZG]|\(\?)"));
-    return !unsafe.match(pattern).hasMatch();
+    const auto allowed = QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption
+                         | QRegularExpression::DontCaptureOption | QRegularExpression::InvertedGreedinessOption;
+    if (options & ~allowed)
+        return false;
+    static const QString safeEscapes = QStringLiteral("dwSbBhV");
+    bool inClass = false;
+    int classStart = 0;
+    for (int i = 0; i < pattern.size(); ++i) {
+        const QChar c = pattern.at(i);
+        if (c.unicode() < 0x20)
+            return false;
+        if (c == QLatin1Char('\\')) {
+            if (++i >= pattern.size())
+                return false;
+            const QChar next = pattern.at(i);
+            if (next.unicode() >= 0x80 || !next.isLetterOrNumber())
+                continue; // an escaped sign stands for itself
+            if (next.isDigit() && next != QLatin1Char('0') && !inClass)
+                continue; // a back reference repeats text of this line
+            if (!safeEscapes.contains(next) || (inClass && next == QLatin1Char('B')))
+                return false;
+            continue;
+        }
+        if (inClass) {
+            if (c == QLatin1Char(']') && i > classStart)
+                inClass = false;
+            else if (c == QLatin1Char('[') && i + 1 < pattern.size() && pattern.at(i + 1) == QLatin1Char(':'))
+                return false; // [:space:] and its kin
+            continue;
+        }
+        if (c == QLatin1Char('[')) {
+            if (i + 1 < pattern.size() && pattern.at(i + 1) == QLatin1Char('^'))
+                return false; // a negated class matches a line break
+            inClass = true;
+            classStart = i + 1; // a ']' right after '[' is a member
+        } else if (c == QLatin1Char('(') && i + 1 < pattern.size()) {
+            const QString rest = pattern.mid(i + 1, 4);
+            if (rest.startsWith(QLatin1Char('*')))
+                return false;
+            if (!rest.startsWith(QLatin1Char('?')))
+                continue;
+            const int bracket = rest.indexOf(QLatin1Char('<'));
+            const bool named = (rest.startsWith(QLatin1String("?<")) || rest.startsWith(QLatin1String("?P<")))
+                               && bracket + 1 < rest.size() && rest.at(bracket + 1).isLetter();
+            if (!rest.startsWith(QLatin1String("?:")) && !named)
+                return false; // lookaround, options, comments, conditions
+        } else if (c == QLatin1Char('^')) {
+            return false;
+        } else if (c == QLatin1Char('$')) {
+            *dollar = true;
+        }
+    }
+    return !inClass;
+}
+
+// Characters the engine may take as a line end, besides the '\n' that lines are split at; "$"
+// must not see them when the whole text is matched at once.
+bool HasOtherLineEnds(const QString &text)
+{
+    for (const QChar c : text) {
+        const ushort u = c.unicode();
+        if ((u >= 0x0B && u <= 0x0D) || u == 0x85 || u == 0x2028 || u == 0x2029)
+            return true;
+    }
+    return false;
+}
+
+bool Stopped(const QDeadlineTimer &deadline, const std::atomic_bool *cancelled)
+{
+    return deadline.hasExpired() || (cancelled && cancelled->load(std::memory_order_relaxed));
+}
+
+int LineStartOf(const QString &text, int position)
+{
+    return position > 0 ? text.lastIndexOf(QLatin1Char('\n'), position - 1) + 1 : 0;
+}
+
+// The end of the line's content: before its '\n' and a '\r' in front of it.
+int LineEndOf(const QString &text, int position)
+{
+    int end = text.indexOf(QLatin1Char('\n'), position);
+    if (end < 0)
+        end = text.size();
+    if (end > position && text.at(end - 1) == QLatin1Char('\r'))
+        --end;
+    return end;
 }
 
 } // namespace
@@ -68,7 +155,8 @@ QRegularExpression TextSearch::BuildRegularExpression(const QString &text, bool 
                                                  : QRegularExpression::CaseInsensitiveOption);
 }
 
-TextSearch::TextSearch(const QRegularExpression &regex) : m_regex(regex)
+TextSearch::TextSearch(const QRegularExpression &regex, bool templateReplace)
+    : m_regex(regex), m_templateReplace(templateReplace)
 {
     QString pattern = regex.pattern();
     m_nothing = pattern.isEmpty() || !regex.isValid();
@@ -92,81 +180,131 @@ TextSearch::TextSearch(const QRegularExpression &regex) : m_regex(regex)
                 m_folded[i] = m_matchCase ? m_text.at(i).unicode() : FoldAscii(m_text.at(i).unicode());
         }
         m_matcher = QStringMatcher(m_text, m_matchCase ? Qt::CaseSensitive : Qt::CaseInsensitive);
-    } else {
-        m_wholeWord = false;
-        if (CanJumpAhead(pattern))
-            m_jump = QRegularExpression(pattern, options | QRegularExpression::MultilineOption);
+        return;
+    }
+    m_wholeWord = false;
+    // The engine's own way to refuse an empty match at the start offset, set from the pattern.
+    const QString moveOn = QStringLiteral("(*NOTEMPTY_ATSTART)") + pattern;
+    m_moveOn = QRegularExpression(moveOn, options);
+    m_atOnce = StaysOnOneLine(pattern, options, &m_dollar);
+    if (m_atOnce) {
+        m_lines = QRegularExpression(pattern, options | QRegularExpression::MultilineOption);
+        m_linesMoveOn = QRegularExpression(moveOn, options | QRegularExpression::MultilineOption);
     }
 }
 
-namespace {
-
-bool Stopped(const QDeadlineTimer &deadline, const std::atomic_bool *cancelled)
-{
-    return deadline.hasExpired() || (cancelled && cancelled->load(std::memory_order_relaxed));
-}
-
-} // namespace
+// The part of a text a search covers, and how the engine may be called on it.
+struct TextSearch::Range {
+    const QString &text;
+    int from;
+    int to;
+    bool emptyAtTo; // an empty match at `to` counts
+    QRegularExpression::MatchOptions options;
+};
 
 bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatch> &matches,
                          QDeadlineTimer deadline, const std::atomic_bool *cancelled) const
 {
     from = qBound(0, from, text.size());
     to = qBound(from, to, text.size());
-    if (m_nothing || from == to)
+    if (m_nothing || (from == to && !text.isEmpty()))
         return true;
-    const QChar *data = text.constData();
     if (m_literal)
-        return FindLiteral(data, from, to, matches, deadline, cancelled);
+        return FindLiteral(text.constData(), text.size(), from, to, matches, deadline, cancelled);
 
-    const QString range = QString::fromRawData(data + from, to - from);
-    int line = 0; // in `range`
-    while (line < range.size()) {
-        if (m_jump.isValid() && !m_jump.pattern().isEmpty()) {
-            // One call finds the next line with a candidate; the lines before it cannot match.
-            const QRegularExpressionMatch candidate = m_jump.match(range, line);
-            if (!candidate.hasMatch())
-                return true;
-            const int at = candidate.capturedStart();
-            const int lineStart = at > 0 ? range.lastIndexOf(QLatin1Char('\n'), at - 1) + 1 : 0;
-            line = qMax(line, lineStart);
-        }
-        int end = range.indexOf(QLatin1Char('\n'), line);
-        if (end < 0)
-            end = range.size();
-        int content = end;
-        if (content > line && range.at(content - 1) == QLatin1Char('\r'))
-            --content;
-        if (!FindInLine(range.constData() + line, content - line, from + line, matches, deadline, cancelled))
-            return false;
-        if (Stopped(deadline, cancelled))
-            return end >= range.size();
-        line = end + 1;
-    }
-    return true;
-}
-
-bool TextSearch::FindInLine(const QChar *data, int size, int base, QVector<TextMatch> &matches,
-                            const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const
-{
-    const QString subject = QString::fromRawData(data, size);
-    int offset = 0;
-    while (offset <= size) {
-        const QRegularExpressionMatch match = m_regex.match(subject, offset);
-        if (!match.hasMatch())
+    // A selection that ends where a line starts takes in the line break, not the line after it.
+    const bool emptyAtTo = to == text.size() || text.at(to - 1) != QLatin1Char('\n');
+    // The engine checks a subject's UTF-16 at every call, the whole of it: once is enough.
+    const bool valid = text.isValidUtf16();
+    const Range range{text, from, to, emptyAtTo,
+                      valid ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption};
+    if (m_atOnce && valid && !(m_dollar && HasOtherLineEnds(text))) {
+        int stoppedAt = from;
+        bool stopped = false;
+        if (FindAtOnce(range, matches, deadline, cancelled, stoppedAt, stopped))
             return true;
+        if (stopped)
+            return false;
+        // The engine gave up somewhere after `stoppedAt`: the rest line by line, where it can
+        // give up on single lines and go on with the others.
+        const Range rest{text, stoppedAt, to, emptyAtTo, range.options};
+        const bool moveOn = !matches.isEmpty() && matches.last().start + matches.last().length == stoppedAt;
+        FindLineByLine(rest, moveOn, matches, deadline, cancelled);
+        return false;
+    }
+    return FindLineByLine(range, false, matches, deadline, cancelled);
+}
+
+bool TextSearch::FindAtOnce(const Range &range, QVector<TextMatch> &matches, const QDeadlineTimer &deadline,
+                            const std::atomic_bool *cancelled, int &stoppedAt, bool &stopped) const
+{
+    int offset = range.from;
+    bool moveOn = false;
+    for (int n = 1; offset <= range.to; ++n) {
+        const QRegularExpressionMatch match =
+            (moveOn ? m_linesMoveOn : m_lines).match(range.text, offset, QRegularExpression::NormalMatch, range.options);
+        if (!match.hasMatch()) {
+            stoppedAt = offset;
+            return match.isValid();
+        }
         const int start = match.capturedStart();
-        const int length = match.capturedLength();
-        if (length > 0)
-            matches.append({base + start, length});
-        offset = start + qMax(length, 1);
-        if (Stopped(deadline, cancelled))
-            return offset > size;
+        const int end = match.capturedEnd();
+        if (end > range.to || (start == end && start == range.to && !range.emptyAtTo))
+            return true;
+        matches.append({start, end - start});
+        offset = end;
+        moveOn = true;
+        if (n % 256 == 0 && Stopped(deadline, cancelled)) {
+            stopped = offset <= range.to;
+            stoppedAt = offset;
+            return !stopped;
+        }
     }
     return true;
 }
 
-bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMatch> &matches,
+bool TextSearch::FindLineByLine(const Range &range, bool moveOn, QVector<TextMatch> &matches,
+                                const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const
+{
+    const QString &text = range.text;
+    bool gaveUp = false;
+    int lineStart = LineStartOf(text, range.from);
+    while (true) {
+        FindInLine(range, lineStart, LineEndOf(text, lineStart), moveOn, matches, gaveUp);
+        moveOn = false;
+        const int newline = text.indexOf(QLatin1Char('\n'), lineStart);
+        if (newline < 0 || newline + 1 > range.to)
+            return !gaveUp;
+        lineStart = newline + 1;
+        if (Stopped(deadline, cancelled))
+            return false;
+    }
+}
+
+void TextSearch::FindInLine(const Range &range, int lineStart, int lineEnd, bool moveOn, QVector<TextMatch> &matches,
+                            bool &gaveUp) const
+{
+    const QString line = QString::fromRawData(range.text.constData() + lineStart, lineEnd - lineStart);
+    const int limit = range.to - lineStart; // matches end by here
+    int offset = qMax(range.from, lineStart) - lineStart;
+    while (offset <= line.size()) {
+        const QRegularExpressionMatch match =
+            (moveOn ? m_moveOn : m_regex).match(line, offset, QRegularExpression::NormalMatch, range.options);
+        if (!match.hasMatch()) {
+            gaveUp = gaveUp || !match.isValid();
+            return;
+        }
+        const int start = match.capturedStart();
+        const int end = match.capturedEnd();
+        if (end > limit || (start == end && start == limit && !range.emptyAtTo))
+            return;
+        matches.append({lineStart + start, end - start});
+        offset = end;
+        moveOn = true;
+    }
+}
+
+bool TextSearch::FindLiteral(const QChar *data, int size, int from, int to, QVector<TextMatch> &matches,
                              const QDeadlineTimer &deadline, const std::atomic_bool *cancelled) const
 {
     const int length = m_text.size();
@@ -176,7 +314,8 @@ bool TextSearch::FindLiteral(const QChar *data, int from, int to, QVector<TextMa
         at = m_ascii ? IndexOfAscii(data, to, at) : m_matcher.indexIn(data, to, at);
         if (at < 0)
             return true;
-        if (!m_wholeWord || AtWordBoundaries(data + from, to - from, at - from, length)) {
+        // Word boundaries see the text around the range, as the expression engine would.
+        if (!m_wholeWord || AtWordBoundaries(data, size, at, length)) {
             matches.append({at, length});
             at += length;
         } else {
@@ -219,35 +358,79 @@ bool TextSearch::AtWordBoundaries(const QChar *data, int size, int start, int le
     return boundary(start) && boundary(start + length);
 }
 
-QString TextSearch::Replacement(const QString &text, const TextMatch &match, const QString &replaceText) const
+QString TextSearch::ExpandTemplate(const QString &replaceText, int groupCount, const std::function<QString(int)> &group)
 {
-    if (m_literal || m_regex.captureCount() <= 0 || !replaceText.contains(QLatin1Char('\\')))
-        return replaceText;
-    // The groups as the line-by-line search saw them.
-    const int lineStart = match.start > 0 ? text.lastIndexOf(QLatin1Char('\n'), match.start - 1) + 1 : 0;
-    int lineEnd = text.indexOf(QLatin1Char('\n'), match.start);
-    if (lineEnd < 0)
-        lineEnd = text.size();
-    if (lineEnd > lineStart && text.at(lineEnd - 1) == QLatin1Char('\r'))
-        --lineEnd;
-    const QString line = QString::fromRawData(text.constData() + lineStart, lineEnd - lineStart);
-    const QRegularExpressionMatch found = m_regex.match(line, match.start - lineStart);
-    if (!found.hasMatch() || found.capturedStart() != match.start - lineStart)
-        return replaceText;
     QString result;
+    result.reserve(replaceText.size());
     for (int i = 0; i < replaceText.size(); ++i) {
         const QChar c = replaceText.at(i);
-        if (c == QLatin1Char('\\') && i + 1 < replaceText.size()) {
-            const int group = replaceText.at(i + 1).digitValue();
-            if (group >= 1 && group <= m_regex.captureCount()) {
-                result += found.captured(group);
-                ++i;
-                continue;
-            }
+        const QChar next = i + 1 < replaceText.size() ? replaceText.at(i + 1) : QChar();
+        const int digit = next.unicode() >= '0' && next.unicode() <= '9' ? next.unicode() - '0' : -1;
+        if (c == QLatin1Char('\\') && next == QLatin1Char('\\')) {
+            result += QLatin1Char('\\');
+        } else if (c == QLatin1Char('\\') && next == QLatin1Char('n')) {
+            result += QLatin1Char('\n');
+        } else if (c == QLatin1Char('\\') && next == QLatin1Char('t')) {
+            result += QLatin1Char('\t');
+        } else if (c == QLatin1Char('\\') && digit >= 0 && digit <= groupCount) {
+            result += group(digit);
+        } else if (c == QLatin1Char('$') && digit == 0) {
+            result += group(0);
+        } else {
+            result += c;
+            continue;
         }
-        result += c;
+        ++i; // the two characters were one reference
     }
     return result;
+}
+
+QString TextSearch::Replacement(const QString &text, const TextMatch &match, const QString &replaceText) const
+{
+    if (!m_templateReplace)
+        return replaceText;
+    const QString whole = text.mid(match.start, match.length);
+    if (m_literal)
+        return ExpandTemplate(replaceText, 0, [&whole](int) { return whole; });
+    // The groups as the search saw them: the match again, on its line, at its place.
+    const int lineStart = LineStartOf(text, match.start);
+    const QString line = QString::fromRawData(text.constData() + lineStart, LineEndOf(text, lineStart) - lineStart);
+    const int offset = match.start - lineStart;
+    auto same = [&](const QRegularExpressionMatch &found) {
+        return found.hasMatch() && found.capturedStart() == offset && found.capturedLength() == match.length;
+    };
+    QRegularExpressionMatch found =
+        m_regex.match(line, offset, QRegularExpression::NormalMatch, qtcompat::kAnchorAtOffset);
+    if (!same(found))
+        found = m_moveOn.match(line, offset, QRegularExpression::NormalMatch, qtcompat::kAnchorAtOffset);
+    if (!same(found))
+        return ExpandTemplate(replaceText, 0, [&whole](int) { return whole; });
+    return ExpandTemplate(replaceText, m_regex.captureCount(), [&found](int n) { return found.captured(n); });
+}
+
+QString TextSearch::ReplacedText(const QString &text, const QVector<TextMatch> &matches,
+                                 const QString &replaceText) const
+{
+    QString result;
+    result.reserve(text.size());
+    int at = 0;
+    for (const TextMatch &match : matches) {
+        result.append(text.constData() + at, match.start - at);
+        result += Replacement(text, match, replaceText);
+        at = match.start + match.length;
+    }
+    result.append(text.constData() + at, text.size() - at);
+    return result;
+}
+
+ReplaceAllOutcome ReplaceAllIn(const QString &text, const QRegularExpression &regex, const QString &replaceText,
+                               bool templateReplace)
+{
+    const TextSearch search(regex, templateReplace);
+    ReplaceAllOutcome outcome;
+    outcome.complete = search.FindAll(text, outcome.matches);
+    outcome.text = search.ReplacedText(text, outcome.matches, replaceText);
+    return outcome;
 }
 
 } // namespace ke2

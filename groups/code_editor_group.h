@@ -8,7 +8,11 @@
 #include "language/python_parser.h"
 
 #include <QtCore/QPointer>
+#include <QtCore/QStringList>
+#include <QtGui/QTextCursor>
 #include <QtWidgets/QWidget>
+
+#include <functional>
 
 class QMimeData;
 class QStackedWidget;
@@ -85,6 +89,8 @@ public:
 
     // The group's pylint worker; made, with its thread, the first time a Python buffer is checked.
     PylintWorker *Worker() const { return m_pylintWorker; }
+    // Folders (the workspace's) whose modules the buffers import, asked at each pylint request.
+    void SetImportFolders(std::function<QStringList()> folders) { m_importFolders = std::move(folders); }
 
     // --- find and replace (code_editor_group_find.cpp) ---
     FindReplaceWidget *FindReplace() const { return m_findReplace; }
@@ -93,8 +99,12 @@ public:
     const QVector<TextMatch> &Matches();
     bool MatchesComplete() const { return m_matchesComplete; }
     // Counting stops after this long, so a pattern that backtracks without end cannot hold the
-    // window; the counter then shows what was found.
-    static constexpr int countBudgetMs = 250;
+    // window; the counter then says the count is not complete and Replace All refuses.
+    static constexpr int countBudgetMs = 1000;
+    // Set on an editor by the undo of a Replace All: where its cursor goes back to.
+    static constexpr const char *restoreCursorProperty = "ke2RestoreCursor";
+    // While that undo runs: puts the editor's cursor and view back.
+    static void RestoreCursorAfterUndo(CodeEditor *editor);
 
 signals:
     void NewTabRequested();
@@ -218,6 +228,9 @@ private:
     // Hands the search to the current editor (and takes it from the one before) and recounts.
     void ApplySearchToCurrentEditor();
     void UpdateCounter();
+    // A note in the counter's place that stays until the text or the search changes.
+    void ShowFindMessage(const QString &message);
+
     // Index into Matches() of the match the selection is on, else of the first one after it.
     int MatchIndexAtCursor();
     void SelectMatch(int index);
@@ -240,6 +253,7 @@ private:
     void StopPylintWorker();
     QThread *m_pylintThread = nullptr;
     PylintWorker *m_pylintWorker = nullptr; // no parent: it lives in m_pylintThread
+    std::function<QStringList()> m_importFolders;
     FindReplaceWidget *m_findReplace = nullptr;
     TextSearch m_search;
     bool m_findInSelection = false;
@@ -252,6 +266,13 @@ private:
     int m_matchFrom = -1;
     int m_matchTo = -1;
     bool m_matchesComplete = true;
+    QString m_message;
+    QPointer<CodeEditor> m_messageEditor;
+    int m_messageRevision = -1;
+    // The last selection the user made in the current editor (the group's own moves to matches
+    // do not count): Find in Selection's scope when it is turned on.
+    QTextCursor m_userSelection;
+    bool m_movingSelection = false;
     bool m_matchesStale = true;
     bool m_tabUpdatesSuspended = false;
     bool m_edgeDropZonesAllowed = true;

@@ -4,6 +4,11 @@
 #include "groups/code_editor_group.h"
 #include "overlays/find_replace_widget.h"
 
+#include "plugin/host_bridge.h"
+
+#include <QtCore/QScopedValueRollback>
+#include <QtCore/QTimer>
+#include <QtGui/QAbstractUndoItem>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QStackedWidget>
 
@@ -62,6 +67,7 @@ const QVector<TextMatch> &CodeEditorGroup::Matches()
     m_matchTo = to;
     m_matchesStale = false;
     m_matches.clear();
+    m_message.clear();
     m_matchesComplete = m_search.FindAll(m_matchText, from, to < 0 ? m_matchText.size() : to, m_matches,
                                          QDeadlineTimer(countBudgetMs));
     return m_matches;
@@ -81,8 +87,24 @@ void CodeEditorGroup::UpdateCounter()
 {
     if (!m_findReplace->isVisible())
         return;
+    CodeEditor *editor = CurrentCodeEditor();
+    // A note (as "12 replaced") stays until the text or the search changes.
+    if (!m_message.isEmpty() && editor && editor == m_messageEditor
+        && editor->document()->revision() == m_messageRevision) {
+        m_findReplace->ShowMessage(m_message);
+        return;
+    }
+    m_message.clear();
     const int index = MatchIndexAtCursor();
-    m_findReplace->UpdateCounter(index + 1, m_matches.size());
+    m_findReplace->UpdateCounter(index + 1, m_matches.size(), m_matchesComplete);
+}
+
+void CodeEditorGroup::ShowFindMessage(const QString &message)
+{
+    m_message = message;
+    m_messageEditor = CurrentCodeEditor();
+    m_messageRevision = m_messageEditor ? m_messageEditor->document()->revision() : -1;
+    m_findReplace->ShowMessage(message);
 }
 
 void CodeEditorGroup::SelectMatch(int index)
@@ -93,9 +115,13 @@ void CodeEditorGroup::SelectMatch(int index)
     QTextCursor cursor = editor->textCursor();
     cursor.setPosition(m_matches.at(index).start);
     cursor.setPosition(m_matches.at(index).start + m_matches.at(index).length, QTextCursor::KeepAnchor);
-    editor->setTextCursor(cursor);
+    {
+        const QScopedValueRollback<bool> moving(m_movingSelection, true);
+        editor->setTextCursor(cursor);
+    }
     editor->ensureCursorVisible();
-    m_findReplace->UpdateCounter(index + 1, m_matches.size());
+    m_message.clear();
+    m_findReplace->UpdateCounter(index + 1, m_matches.size(), m_matchesComplete);
 }
 
 void CodeEditorGroup::ApplySearchToCurrentEditor()
@@ -116,9 +142,10 @@ void CodeEditorGroup::ApplySearchToCurrentEditor()
 void CodeEditorGroup::OnSearchChanged(const QRegularExpression &regex, bool findInSelection, bool findNext,
                                       bool updateSelection)
 {
-    m_search = TextSearch(regex);
+    m_search = TextSearch(regex, m_findReplace->UseRegularExpression());
     m_findInSelection = findInSelection;
     m_matchesStale = true;
+    m_message.clear();
     CodeEditor *editor = CurrentCodeEditor();
     if (!editor) {
         m_findReplace->UpdateCounter(0, 0);
@@ -126,14 +153,18 @@ void CodeEditorGroup::OnSearchChanged(const QRegularExpression &regex, bool find
     }
     if (!findInSelection) {
         editor->ClearFindScope();
-    } else if (!editor->HasFindScope() && editor->textCursor().hasSelection()) {
-        const QTextCursor cursor = editor->textCursor();
-        editor->SetFindScope(cursor.selectionStart(), cursor.selectionEnd());
+    } else if (!editor->HasFindScope()) {
+        // The scope is the selection the user made, not a match the bar has selected since.
+        const QTextCursor cursor = m_userSelection.document() == editor->document() && m_userSelection.hasSelection()
+                                       ? m_userSelection
+                                       : editor->textCursor();
+        if (cursor.hasSelection())
+            editor->SetFindScope(cursor.selectionStart(), cursor.selectionEnd());
     }
     ApplySearchToCurrentEditor();
     const QVector<TextMatch> &matches = Matches();
     if (matches.isEmpty()) {
-        m_findReplace->UpdateCounter(0, 0);
+        m_findReplace->UpdateCounter(0, 0, m_matchesComplete);
         return;
     }
     if (findNext)
@@ -149,7 +180,7 @@ void CodeEditorGroup::FindNext()
     CodeEditor *editor = CurrentCodeEditor();
     const QVector<TextMatch> &matches = Matches();
     if (!editor || matches.isEmpty()) {
-        m_findReplace->UpdateCounter(0, 0);
+        m_findReplace->UpdateCounter(0, 0, m_matchesComplete);
         return;
     }
     const int end = editor->textCursor().selectionEnd();
@@ -165,7 +196,7 @@ void CodeEditorGroup::FindPrevious()
     CodeEditor *editor = CurrentCodeEditor();
     const QVector<TextMatch> &matches = Matches();
     if (!editor || matches.isEmpty()) {
-        m_findReplace->UpdateCounter(0, 0);
+        m_findReplace->UpdateCounter(0, 0, m_matchesComplete);
         return;
     }
     const int start = editor->textCursor().selectionStart();
@@ -187,27 +218,95 @@ void CodeEditorGroup::Replace(const QString &replaceText)
         return;
     }
     const QString replacement = m_search.Replacement(m_matchText, selected, replaceText);
-    cursor.insertText(replacement);
-    editor->setTextCursor(cursor);
+    {
+        const QScopedValueRollback<bool> moving(m_movingSelection, true);
+        cursor.insertText(replacement);
+        editor->setTextCursor(cursor);
+    }
     FindNext();
+}
+
+namespace {
+
+// Undoing a Replace All puts the cursor and the view back where they were before it, not at
+// the first or last change: the first item of the edit block, undone last, marks the editor.
+class RestoreCursorOnUndo : public QAbstractUndoItem {
+public:
+    RestoreCursorOnUndo(CodeEditor *editor, int anchor, int position, int scroll)
+        : m_editor(editor), m_anchor(anchor), m_position(position), m_scroll(scroll)
+    {
+    }
+    void undo() override
+    {
+        if (!m_editor)
+            return;
+        // The cursor is put back at each move until the undo is over (the document and then the
+        // editor move it), and once more after, in case the last move left it in place.
+        m_editor->setProperty(CodeEditorGroup::restoreCursorProperty, QVariantList{m_anchor, m_position, m_scroll});
+        QTimer::singleShot(0, m_editor.data(), [editor = m_editor] {
+            if (editor) {
+                CodeEditorGroup::RestoreCursorAfterUndo(editor);
+                editor->setProperty(CodeEditorGroup::restoreCursorProperty, QVariant());
+            }
+        });
+    }
+    void redo() override {}
+
+private:
+    QPointer<CodeEditor> m_editor;
+    int m_anchor;
+    int m_position;
+    int m_scroll;
+};
+
+} // namespace
+
+void CodeEditorGroup::RestoreCursorAfterUndo(CodeEditor *editor)
+{
+    const QVariant restore = editor->property(restoreCursorProperty);
+    if (!restore.isValid())
+        return;
+    const QVariantList values = restore.toList();
+    const int last = editor->document()->characterCount() - 1;
+    QTextCursor cursor(editor->document());
+    cursor.setPosition(qBound(0, values.value(0).toInt(), last));
+    cursor.setPosition(qBound(0, values.value(1).toInt(), last), QTextCursor::KeepAnchor);
+    if (editor->textCursor() != cursor)
+        editor->setTextCursor(cursor);
+    editor->verticalScrollBar()->setValue(values.value(2).toInt());
 }
 
 void CodeEditorGroup::ReplaceAll(const QString &replaceText)
 {
     CodeEditor *editor = CurrentCodeEditor();
     const QVector<TextMatch> matches = Matches();
-    if (!editor || matches.isEmpty())
+    if (!editor)
+        return;
+    if (!m_matchesComplete) {
+        // Replacing what was found would leave the rest unchanged without a word.
+        ShowFindMessage(QStringLiteral("Not replaced"));
+        HostBridge::showWarning(QStringLiteral("Replace All did not replace anything: the search stopped early "
+                                               "because the pattern takes too long on this text."));
+        return;
+    }
+    if (matches.isEmpty())
         return;
     const QString text = m_matchText;
+    const QTextCursor before = editor->textCursor();
     QTextCursor cursor(editor->document());
-    cursor.beginEditBlock(); // one undo step
-    for (int i = matches.size() - 1; i >= 0; --i) {
-        cursor.setPosition(matches.at(i).start);
-        cursor.setPosition(matches.at(i).start + matches.at(i).length, QTextCursor::KeepAnchor);
-        cursor.insertText(m_search.Replacement(text, matches.at(i), replaceText));
+    {
+        const QScopedValueRollback<bool> moving(m_movingSelection, true);
+        cursor.beginEditBlock(); // one undo step
+        editor->document()->appendUndoItem(new RestoreCursorOnUndo(editor, before.anchor(), before.position(),
+                                                                   editor->verticalScrollBar()->value()));
+        for (int i = matches.size() - 1; i >= 0; --i) {
+            cursor.setPosition(matches.at(i).start);
+            cursor.setPosition(matches.at(i).start + matches.at(i).length, QTextCursor::KeepAnchor);
+            cursor.insertText(m_search.Replacement(text, matches.at(i), replaceText));
+        }
+        cursor.endEditBlock();
     }
-    cursor.endEditBlock();
-    m_findReplace->UpdateCounter(0, Matches().size());
+    ShowFindMessage(matches.size() == 1 ? QStringLiteral("1 replaced") : QStringLiteral("%1 replaced").arg(matches.size()));
 }
 
 void CodeEditorGroup::ShowFindReplace(bool replace)
@@ -222,6 +321,7 @@ void CodeEditorGroup::ShowFindReplace(bool replace)
             seed = selected;
         else if (selected.contains(QChar::ParagraphSeparator) && m_findReplace->FindInSelection())
             editor->SetFindScope(cursor.selectionStart(), cursor.selectionEnd());
+        m_userSelection = cursor;
     }
     m_findReplace->Show(replace, seed);
     PlaceFindReplace();

@@ -140,16 +140,31 @@ bool FindReplaceWidget::UseRegularExpression() const { return m_regularExpressio
 bool FindReplaceWidget::FindInSelection() const { return m_findInSelection->isChecked(); }
 QString FindReplaceWidget::CounterText() const { return m_counter->text(); }
 
-void FindReplaceWidget::UpdateCounter(int current, int total)
+void FindReplaceWidget::UpdateCounter(int current, int total, bool complete)
 {
     if (current > 0)
         m_currentMatch = current;
+    // A search cut short never claims a total: the "+" says there may be more.
+    const QString more = complete ? QString() : QStringLiteral("+");
     if (total > 0) {
         m_currentMatch = qBound(1, m_currentMatch, total);
-        m_counter->setText(QStringLiteral("%1 of %2").arg(m_currentMatch).arg(total));
+        m_counter->setText(QStringLiteral("%1 of %2%3").arg(m_currentMatch).arg(total).arg(more));
     } else {
-        m_counter->setText(QStringLiteral("No Results"));
+        m_counter->setText(complete ? QStringLiteral("No Results") : QStringLiteral("Stopped"));
     }
+    m_counter->setToolTip(complete ? QString() : stoppedToolTip());
+}
+
+QString FindReplaceWidget::stoppedToolTip()
+{
+    return QStringLiteral("The search stopped early: the pattern takes too long on this text. "
+                          "Replace All is refused until every match is found.");
+}
+
+void FindReplaceWidget::ShowMessage(const QString &text)
+{
+    m_counter->setText(text);
+    m_counter->setToolTip(text);
 }
 
 void FindReplaceWidget::FitWidth(int available)

@@ -41,8 +41,12 @@ public:
     QLineEdit *ReplaceEdit() const { return m_replaceEdit; }
 
     // Called by the group after counting: a current index above 0 replaces the stored one; the
-    // stored one is kept within 1..total; no matches read "No Results".
-    void UpdateCounter(int current, int total);
+    // stored one is kept within 1..total; no matches read "No Results". An incomplete count
+    // (the search was cut short) reads "2 of 69+", or "Stopped" with nothing found.
+    void UpdateCounter(int current, int total, bool complete = true);
+    // Puts a short note where the counter is, as "12 replaced", until the next count.
+    void ShowMessage(const QString &text);
+    static QString stoppedToolTip();
     // Fits the bar to `available` pixels of its editor, hiding controls that do not fit.
     void FitWidth(int available);
 

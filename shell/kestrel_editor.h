@@ -382,7 +382,8 @@ private:
     FindInFilesView *m_findInFiles = nullptr;
     void CreateFindInFiles();
     // Open buffers change in their tabs (one undo step each); other files are written.
-    void ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths);
+    void ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths,
+                             bool templateReplace);
     void OpenGoTo(const QString &prefix);
     // Open files first, then recent ones, then the workspace folders' files.
     QStringList GoToFiles() const;

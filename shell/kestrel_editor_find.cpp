@@ -10,6 +10,7 @@
 #include "language/python_parser.h"
 #include "overlays/find_replace_widget.h"
 #include "overlays/go_to_widget.h"
+#include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
 #include "views/find_in_files_view.h"
 #include "views/side_bar.h"
@@ -237,21 +238,20 @@ void KestrelEditor::ReplaceInFiles()
 void KestrelEditor::FindInFilesNext() { m_findInFiles->OpenAdjacentResult(1); }
 void KestrelEditor::FindInFilesPrevious() { m_findInFiles->OpenAdjacentResult(-1); }
 
-void KestrelEditor::ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths)
+void KestrelEditor::ApplyReplaceInFiles(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths,
+                                       bool templateReplace)
 {
-    const TextSearch search(regex);
+    const TextSearch search(regex, templateReplace);
     if (search.FindsNothing())
         return;
-    auto replaced = [&](const QString &text, const QVector<TextMatch> &matches) {
-        QString result;
-        int at = 0;
-        for (const TextMatch &match : matches) {
-            result.append(text.constData() + at, match.start - at);
-            result += search.Replacement(text, match, replaceText);
-            at = match.start + match.length;
-        }
-        result.append(text.constData() + at, text.size() - at);
-        return result;
+    // A file whose search is cut short is left whole rather than changed in part.
+    auto complete = [&search](const QString &path, const QString &text, QVector<TextMatch> &matches) {
+        if (search.FindAll(text, matches, QDeadlineTimer(5000)))
+            return true;
+        HostBridge::showWarning(QStringLiteral("Replace in Files left %1 unchanged: the search stopped early because "
+                                               "the pattern takes too long on its text.")
+                                    .arg(QDir::toNativeSeparators(path)));
+        return false;
     };
     for (const QString &path : paths) {
         CodeEditor *editor = nullptr;
@@ -261,7 +261,8 @@ void KestrelEditor::ApplyReplaceInFiles(const QRegularExpression &regex, const Q
         QVector<TextMatch> matches;
         if (editor) {
             const QString text = editor->toPlainText();
-            search.FindAll(text, matches, QDeadlineTimer(2000));
+            if (!complete(path, text, matches))
+                continue;
             QTextCursor cursor(editor->document());
             cursor.beginEditBlock(); // undone in one step in its tab
             for (int i = matches.size() - 1; i >= 0; --i) {
@@ -276,9 +277,8 @@ void KestrelEditor::ApplyReplaceInFiles(const QRegularExpression &regex, const Q
         TextFileFormat format;
         if (!ReadFile(path, text, format, true))
             continue;
-        search.FindAll(text, matches, QDeadlineTimer(2000));
-        if (!matches.isEmpty())
-            m_bufferIo->Write(path, replaced(text, matches), format); // atomic; failures are reported
+        if (complete(path, text, matches) && !matches.isEmpty())
+            m_bufferIo->Write(path, search.ReplacedText(text, matches, replaceText), format); // atomic; failures are reported
     }
 }
 

@@ -373,7 +373,7 @@ void FindInFilesView::ReplaceAll()
     if (answer != QMessageBox::Yes)
         return;
     m_search->Cancel();
-    emit ReplaceRequested(m_regex, replaceText, paths);
+    emit ReplaceRequested(m_regex, replaceText, paths, m_regularExpression->isChecked());
     StartSearch();
 }
 

@@ -51,7 +51,9 @@ public:
 
 signals:
     void OpenMatchRequested(const QString &path, int line, int column, int length);
-    void ReplaceRequested(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths);
+    // `templateReplace`: the replace text holds group references and escapes (regular expressions on).
+    void ReplaceRequested(const QRegularExpression &regex, const QString &replaceText, const QStringList &paths,
+                          bool templateReplace);
 
 public slots:
     void StartSearch();
