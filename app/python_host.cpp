@@ -10,6 +10,7 @@
 #include "app/python_output.h"
 
 #include "config/ini_file.h"
+#include "plugin/debug_pause.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -430,7 +431,29 @@ PyObject *hostForked(PyObject *, PyObject *)
     Py_RETURN_NONE;
 }
 
+PyObject *toPython(const QString &text);
+bool fromPython(PyObject *object, QString &text);
+
+// _ke2host.debug_pause(info): a debugger stop. The editor's window runs its own loop until the
+// user chooses what to do; the interpreter lock is released meanwhile, so the script's threads
+// run on and the editor's queries take it back as they need.
+PyObject *hostDebugPause(PyObject *, PyObject *args)
+{
+    PyObject *info = nullptr;
+    if (!PyArg_ParseTuple(args, "U", &info))
+        return nullptr;
+    QString text;
+    if (!fromPython(info, text))
+        return nullptr;
+    QString action;
+    Py_BEGIN_ALLOW_THREADS
+    action = DebugPause::call(text);
+    Py_END_ALLOW_THREADS
+    return toPython(action);
+}
+
 PyMethodDef g_hostMethods[] = {
+    {"debug_pause", hostDebugPause, METH_VARARGS, nullptr},
     {"emit", hostEmit, METH_VARARGS, nullptr},
     {"write", hostWrite, METH_VARARGS, nullptr},
     {"end_line", hostEndLine, METH_NOARGS, nullptr},
@@ -933,7 +956,7 @@ void PythonHost::executePythonFileOnIdle(const QByteArray &source, const QByteAr
 
 void PythonHost::runNextIdle()
 {
-    if (m_idle.isEmpty())
+    if (m_idle.isEmpty() || m_running)
         return;
     const IdleCommand command = m_idle.dequeue();
     runIdleCommand(command);
@@ -943,6 +966,8 @@ void PythonHost::runNextIdle()
 
 void PythonHost::drainIdleQueue()
 {
+    if (m_running)
+        return;
     m_idleTimer.stop();
     while (!m_idle.isEmpty())
         runIdleCommand(m_idle.dequeue());
@@ -1013,10 +1038,12 @@ void PythonHost::runIdleCommand(const IdleCommand &command)
     PyObject *stackTrace = optionVarInt(QStringLiteral("stackTraceIsOn")) != 0 ? Py_True : Py_False;
     // The user's runs can be stopped with Esc; the watch thread lives only while one runs.
     m_watch.start(InterruptWatch::ourWindows());
+    m_running = true;
     PyObject *result = source && path ? PyObject_CallFunctionObjArgs(g_runSource, source,
                                                                      command.display ? Py_True : Py_False,
                                                                      path, stackTrace, nullptr)
                                       : nullptr;
+    m_running = false;
     m_watch.stop();
     Py_XDECREF(source);
     Py_XDECREF(path);
@@ -1063,6 +1090,9 @@ void PythonHost::finishRun(bool failed)
     // Everything the run's threads printed so far is shown before the run counts as finished.
     deliverThreadOutput();
     emit runFinished(failed);
+    // Commands queued while the run was paused in the debugger run now, in order.
+    if (!m_idle.isEmpty())
+        m_idleTimer.start();
 }
 
 void PythonHost::endForkedChild(bool failed)

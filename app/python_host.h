@@ -96,6 +96,8 @@ public:
 
     // No MEL interpreter and nothing to dock into: the window stands on its own.
     bool hasFeature(Feature) const override { return false; }
+    // The embedded module's own function: the stop is handed to the editor directly.
+    QString debugPauseCallable() const override { return QStringLiteral("__import__('_ke2host').debug_pause"); }
     QWidget *mainWindow() override { return nullptr; }
     QWidget *currentParent() override { return nullptr; }
     QWidget *findControl(const QString &) override { return nullptr; }
@@ -158,6 +160,9 @@ private:
     Callbacks m_callbacks = Callbacks::NotYetInstalled;
     bool m_finalizing = false;
     bool m_deliveringThreadOutput = false;
+    // A run is executing (it may be paused in the debugger, with the window's loop running):
+    // queued commands wait for it to end instead of running inside it.
+    bool m_running = false;
     int m_errorCount = 0;
     int m_failedRuns = 0;
     int m_exitStatus = 0;

@@ -139,6 +139,14 @@ QVector<Row> rows()
         {"Next Problem", "nextProblem", keys({"F8"})},
         {"Previous Problem", "previousProblem", keys({"Shift+F8"})},
         {"Problems", "showProblems", keys({"Ctrl+Shift+M"})},
+        {"Toggle Breakpoint", "toggleBreakpoint", keys({"F9"})},
+        // Continues a paused run.
+        {"Debug", "debug", keys({"F5"})},
+        {"Step Over", "stepOver", keys({"F10"})},
+        {"Step Into", "stepInto", keys({"F11"})},
+        {"Step Out", "stepOut", keys({"Shift+F11"})},
+        {"Stop Debugging", "stopDebugging", keys({"Shift+F5"})},
+        {"Run to Cursor", "runToCursor", keys({"Ctrl+F10"})},
     };
 }
 

@@ -79,6 +79,7 @@ const QVector<Key> &keys()
         KE2_KEY("tabs", tabDetails),
         KE2_KEY("tabs", tabBarScrolling),
         KE2_KEY("tabs", activeTabViewIndex),
+        KE2_KEY("tabs", breakpoints),
 
         {"workspace", "workspacePath", Special::WorkspacePath},
         {"workspace", "workspaceState", Special::WorkspaceState},
@@ -91,6 +92,7 @@ const QVector<Key> &keys()
         KE2_KEY("outline", outlineState),
 
         KE2_KEY("preferences", saveAllOnExecute),
+        KE2_KEY("preferences", debugPauseOnExceptions),
         KE2_KEY("preferences", saveAllOnExit),
         KE2_KEY("preferences", overrideScriptEditorButton),
         KE2_KEY("preferences", checkForModifiedFiles),

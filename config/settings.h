@@ -104,6 +104,9 @@ public:
     QStringList tabDetails;
     QStringList tabBarScrolling;
     int activeTabViewIndex = 0;
+    // Debugger breakpoints of the open buffers: "line;enabled;hit count;condition;path" (line
+    // 1-based, the condition percent-encoded, the path last, so that it may hold ';').
+    QStringList breakpoints;
 
     // --- workspace ---
     QString workspacePath; // absolute in memory; relative to the workspaces folder in the file when inside it
@@ -119,6 +122,8 @@ public:
 
     // --- preferences ---
     bool saveAllOnExecute = true;
+    // A debugged run pauses where an uncaught exception was raised, before it is reported.
+    bool debugPauseOnExceptions = true;
     bool saveAllOnExit = true;
     bool overrideScriptEditorButton = true;
     bool checkForModifiedFiles = true;

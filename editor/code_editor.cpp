@@ -108,6 +108,7 @@ CodeEditor::CodeEditor(CodeEditorLanguage language, const QString &path, QWidget
     connect(document(), &QTextDocument::modificationChanged, this, &CodeEditor::OnModificationChanged);
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::OnDocumentContentsChanged);
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::OnRunErrorEdited);
+    connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::OnBreakpointLinesEdited);
     connect(m_fileWatcher, &QFileSystemWatcher::fileChanged, this, &CodeEditor::OnFileChanged);
     // The overlay follows line layout changes (wrapping, added or removed lines).
     connect(document()->documentLayout(), &QAbstractTextDocumentLayout::documentSizeChanged, m_errorBar,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "editor/code_editor_breakpoint.h"
 #include "editor/code_editor_language.h"
 #include "editor/code_editor_mark.h"
 #include "editor/code_editor_record.h"
@@ -14,6 +15,7 @@
 #include <memory>
 
 class QFileSystemWatcher;
+class QPainter;
 class QMenu;
 class QSyntaxHighlighter;
 
@@ -107,6 +109,25 @@ public:
     int RunErrorLine() const;
     QString RunErrorMessage() const { return m_runErrorMessage; }
 
+    // Debugger breakpoints (code_editor_breakpoints.cpp), in line order. A breakpoint asked for on
+    // a blank or comment line lands on the next line holding code.
+    CodeEditorBreakpoints Breakpoints() const;
+    void ToggleBreakpoint(int line);
+    void SetBreakpoints(const CodeEditorBreakpoints &points);
+    // Enabled state, condition and hit count of the breakpoint on `point.line`.
+    void UpdateBreakpoint(const CodeEditorBreakpoint &point);
+    void RemoveBreakpoint(int line);
+    // The first line from `line` on that holds code, or -1.
+    static int StoppableLine(const QTextDocument *document, int line);
+    // The line a debugged run is paused on (0-based), highlighted with an arrow in the gutter;
+    // -1 clears it.
+    void SetPausedLine(int line);
+    int PausedLine() const;
+    static QColor breakpointColor();
+    static QColor pausedLineColor();
+    // A press on the line-number area at `y` (viewport coordinates).
+    void OnLineNumberAreaClicked(int y);
+
     // Find in selection and the find bar's pattern, kept here so that edits move the scope and
     // the matches are highlighted. The find-in-files pattern is the side bar's active search.
     void SetFindScope(int start, int end);
@@ -155,6 +176,7 @@ signals:
     void SaveScriptToShelfRequested();
     // The host's documentation for the word under the cursor was asked for.
     void CommandDocumentationRequested(const QString &word);
+    void BreakpointsChanged();
 
 public slots:
     void CustomCut();
@@ -282,6 +304,18 @@ private:
     QRegularExpression m_findRegex;
     QRegularExpression m_findInFilesRegex;
     void OnRunErrorEdited(int position, int charsRemoved, int charsAdded);
+    struct BreakpointMark {
+        QTextCursor cursor; // at the start of its line
+        CodeEditorBreakpoint point;
+    };
+    int BreakpointIndex(int line) const;
+    void AddBreakpointMark(const CodeEditorBreakpoint &point);
+    void BreakpointsEdited();
+    void OnBreakpointLinesEdited(int position, int charsRemoved, int charsAdded);
+    void AddPausedLineSelection(QList<QTextEdit::ExtraSelection> &selections) const;
+    void PaintBreakpoint(QPainter &painter, int line, const QRectF &box) const;
+    QVector<BreakpointMark> m_breakpoints;
+    QTextCursor m_pausedLine;
     void AddRunErrorSelection(QList<QTextEdit::ExtraSelection> &selections) const;
     // Start of the marked line; null when there is no mark.
     QTextCursor m_runError;

@@ -93,6 +93,7 @@ void CodeEditor::UpdateExtraSelections()
     AddMatchingBraces(selections);
     AddDiagnosticUnderlines(selections);
     AddRunErrorSelection(selections);
+    AddPausedLineSelection(selections);
     setExtraSelections(selections);
 }
 
@@ -411,6 +412,8 @@ void CodeEditor::PaintLineNumbers(QPaintEvent *event)
             painter.setBrush(marker);
             painter.drawEllipse(QPointF(gutterWidth / 2.0, box.top() + box.height() / 2.0), radius, radius);
         }
+        if (!m_breakpoints.isEmpty() || !m_pausedLine.isNull())
+            PaintBreakpoint(painter, line, box);
     }
 }
 

@@ -3,6 +3,7 @@
 #include "editor/code_editor.h"
 
 #include <QtGui/QHelpEvent>
+#include <QtGui/QMouseEvent>
 #include <QtWidgets/QToolTip>
 
 namespace ke2 {
@@ -21,6 +22,14 @@ QSize CodeEditorLineNumbers::sizeHint() const
 void CodeEditorLineNumbers::paintEvent(QPaintEvent *event)
 {
     m_editor->PaintLineNumbers(event);
+}
+
+void CodeEditorLineNumbers::mousePressEvent(QMouseEvent *event)
+{
+    // A click beside a line of a Python buffer sets or clears its breakpoint.
+    if (event->button() == Qt::LeftButton)
+        m_editor->OnLineNumberAreaClicked(event->pos().y());
+    QWidget::mousePressEvent(event);
 }
 
 void CodeEditorLineNumbers::mouseMoveEvent(QMouseEvent *event)

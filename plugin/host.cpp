@@ -9,6 +9,11 @@ bool Host::hasFeature(Feature) const
     return true;
 }
 
+QString Host::debugPauseCallable() const
+{
+    return QStringLiteral("lambda info: __import__('maya.cmds', fromlist=['cmds']).kestrelEditor2(debugPause=info)");
+}
+
 bool Host::executePythonQuietly(const QString &command)
 {
     CommandOutput::QuietScope quiet(m_output);

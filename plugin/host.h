@@ -73,6 +73,11 @@ public:
     };
     virtual bool hasFeature(Feature feature) const;
 
+    // A Python callable expression, evaluated in the host's `__main__`, that hands a debugger
+    // stop to the editor and returns the user's action (see DebugPause). Inside Maya it is the
+    // plug-in's own command.
+    virtual QString debugPauseCallable() const;
+
     // --- Host user interface; null / false where the host has none ---
     virtual QWidget *mainWindow() = 0;
     virtual QWidget *currentParent() = 0;

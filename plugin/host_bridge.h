@@ -162,5 +162,20 @@ inline QString pythonParserResource() { return QStringLiteral(":/ke2_python/kest
 // Each script loads whatever happened to the others; the standalone host has no MEL to load.
 void loadEmbeddedScripts();
 
+// --- The debugger's Python side: loaded on the first debug run, so that nobody who never
+// debugs pays for it ---
+inline QString pythonDebuggerResource() { return QStringLiteral(":/ke2_python/kestrel_editor_debugger.py"); }
+// Loads the script unless the host's Python has it, and points its pause hook at the editor.
+// False, with "Failed to load Python debugger." shown, when it cannot.
+bool prepareDebugger();
+// `pointsJson`: [[path, line, enabled, condition, hit count], ...].
+bool setDebuggerBreakpoints(const QString &pointsJson);
+// Queues the debugged run of `source`, compiled as lines `firstLine`... of `fileName`.
+void debugPythonText(const QString &source, const QString &fileName, int firstLine, bool pauseOnExceptions);
+// A quiet call of the paused debugger returning its JSON text; empty on failure.
+QString debuggerQuery(const QString &call);
+// `text` as a Python string literal of plain ASCII (it crosses the host's command strings).
+QString pythonStringLiteral(const QString &text);
+
 } // namespace HostBridge
 } // namespace ke2

@@ -176,6 +176,8 @@ QWidget *PreferencesDialog::CreatePythonPage()
              "pythonHideCompiledFiles");
     AddCheck(python, PYTHON_PAGE, QStringLiteral("Import PyMEL on load"), &Settings::pythonImportPyMelOnLoad,
              "pythonImportPyMelOnLoad");
+    AddCheck(python, PYTHON_PAGE, QStringLiteral("Debugger: pause on uncaught exceptions"),
+             &Settings::debugPauseOnExceptions, "debugPauseOnExceptions");
 
     auto *complete = static_cast<QBoxLayout *>(AddGroup(layout, QStringLiteral("Auto-Complete"))->layout());
     AddCheck(complete, PYTHON_PAGE, QStringLiteral("CTRL + Space"), &Settings::pythonCompleteOnUser,

@@ -57,6 +57,7 @@ KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyB
     ApplyPreferences();
 
     RestoreSession();
+    RestoreBreakpoints();
     if (CodeEditorCount() == 0) {
         NewMelBuffer();
         NewPythonBuffer();
@@ -217,6 +218,7 @@ void KestrelEditor::CreateActions()
     AddAction(QStringLiteral("Execute Alt"), QStringLiteral("Execute Alt"), 58, &KestrelEditor::Execute);
     AddAction(QStringLiteral("Execute Line"), QStringLiteral("Execute Line"), 59, &KestrelEditor::ExecuteLine);
     AddAction(QStringLiteral("Execute All"), QStringLiteral("Execute All"), 60, &KestrelEditor::ExecuteAll);
+    CreateDebugActions();
     AddAction(QStringLiteral("PYTHONPATH"), QStringLiteral("PYTHONPATH"), 0, &KestrelEditor::PrintPythonPath);
     for (const char *variable : {"MAYA_SCRIPT_PATH", "MAYA_PLUG_IN_PATH", "MAYA_MODULE_PATH", "MAYA_SHELF_PATH", "XBMLANGPATH"})
         AddAction(QString::fromLatin1(variable), QString::fromLatin1(variable), 0, &KestrelEditor::PrintMayaEnvVarPaths);
@@ -373,6 +375,10 @@ void KestrelEditor::CreateMenus()
 
     QMenu *command = addMenu(m_menuBar, s("Command"));
     fill(command, {s("Execute"), s("Execute Line"), s("Execute All"), s("-")});
+    QMenu *debug = addMenu(command, s("Debug"));
+    fill(debug, {s("Debug"), s("Step Over"), s("Step Into"), s("Step Out"), s("Run to Cursor"), s("Stop Debugging"),
+                 s("-"), s("Toggle Breakpoint"), s("Show Debug View")});
+    command->addMenu(debug);
     QMenu *environment = addMenu(command, s("Environment Variables"));
     fill(environment, {s("PYTHONPATH"), s("MAYA_SCRIPT_PATH"), s("MAYA_PLUG_IN_PATH"), s("MAYA_MODULE_PATH"),
                        s("MAYA_SHELF_PATH"), s("XBMLANGPATH")});
@@ -410,6 +416,7 @@ void KestrelEditor::CreateLayout()
     m_outputPanelGroup->SetPanel(CreateOutputPane());
     m_sideBar = new SideBar(this);
     CreateFindInFiles();
+    CreateDebugger();
     m_activityBar = new ActivityBar(this);
     m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_SEARCH, m_sideBar->HasView(SIDE_BAR_VIEW_SEARCH));
     m_statusBar = new StatusBar(this);

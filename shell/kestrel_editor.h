@@ -28,6 +28,8 @@ class BaseParser;
 class BufferIo;
 class CodeEditor;
 class CodeEditorGroup;
+class DebugSession;
+class DebugView;
 class FindInFilesView;
 class GoToWidget;
 class KeyBindings;
@@ -103,6 +105,10 @@ public:
     GoToWidget *GoTo() const { return m_goTo; }
     ProblemsView *Problems() const { return m_problems; }
     FindInFilesView *SearchView() const { return m_findInFiles; }
+    DebugSession *GetDebugSession() const { return m_debugSession; }
+    DebugView *GetDebugView() const { return m_debugView; }
+    // The status message when Execute is asked for while a debugged run is paused.
+    static QString debugPausedExecuteMessage();
     bool IsCodeEditorVisible() const { return m_codeEditorVisible; }
     bool IsOutputVisible() const { return m_outputVisible; }
     bool IsSideBarVisible() const { return m_sideBarVisible; }
@@ -285,6 +291,16 @@ public slots:
     void PythonCommandReference();
     void NodeAndAttributeReference();
 
+    // The debugger (kestrel_editor_debug.cpp).
+    void ToggleBreakpoint();
+    void Debug();
+    void StepOver();
+    void StepInto();
+    void StepOut();
+    void StopDebugging();
+    void RunToCursor();
+    void ShowDebug();
+
     // Execution.
     void Execute();
     void Execute(ke2::KestrelEditor::ExecuteType type);
@@ -432,6 +448,31 @@ private:
     void OpenGoTo(const QString &prefix);
     // Open files first, then recent ones, then the workspace folders' files.
     QStringList GoToFiles() const;
+    // The debugger (kestrel_editor_debug.cpp).
+    void CreateDebugActions();
+    void CreateDebugger();
+    void UpdateDebugActions();
+    void OnBreakpointsChanged();
+    void OnDebugPaused();
+    void OnDebugResumed();
+    void OnDebugEnded();
+    // Makes the tab of `file` current (opening the file when needed) with `line` (1-based) in
+    // view; `paused` marks it as the line the run is paused on.
+    void ShowDebugLine(const QString &file, int line, bool paused = true);
+    CodeEditor *EditorForPath(const QString &path, bool open);
+    QString BreakpointsJson() const;
+    bool ShowDebugValueToolTip(QWidget *viewport, QEvent *event);
+    void RestoreBreakpoints();
+    QStringList SavedBreakpoints() const;
+    DebugSession *m_debugSession = nullptr;
+    DebugView *m_debugView = nullptr;
+    QPointer<CodeEditor> m_pausedEditor;
+    QAction *m_debugAction = nullptr;
+    QAction *m_stepOverAction = nullptr;
+    QAction *m_stepIntoAction = nullptr;
+    QAction *m_stepOutAction = nullptr;
+    QAction *m_stopDebuggingAction = nullptr;
+    QAction *m_runToCursorAction = nullptr;
     QAction *m_toggleSideBarPositionAction = nullptr;
     QAction *m_toggleActivityBarAction = nullptr;
     QAction *m_toggleStatusBarAction = nullptr;

@@ -2,10 +2,13 @@
 // on disk: internal buffers in their own files, modified file buffers as recovery copies.
 #include "shell/kestrel_editor.h"
 
+#include "debugger/debug_session.h"
+
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
 #include "config/settings.h"
 #include "config/user_directories.h"
+#include "debugger/debug_session.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "language/mel_command_catalog.h"
@@ -156,6 +159,7 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
     connect(codeEditor, &CodeEditor::DiagnosticsChanged, this, &KestrelEditor::QueueProblemsRefresh,
             Qt::UniqueConnection);
     connect(codeEditor, &QObject::destroyed, this, &KestrelEditor::QueueProblemsRefresh, Qt::UniqueConnection);
+    connect(codeEditor, &CodeEditor::BreakpointsChanged, this, &KestrelEditor::OnBreakpointsChanged, Qt::UniqueConnection);
     // Every edit brings the next silent save closer.
     connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
             Qt::UniqueConnection);
@@ -1048,6 +1052,7 @@ void KestrelEditor::SaveState()
         settings.tabDetails = details;
         settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
         settings.activeTabViewIndex = m_activeGroupIndex;
+        settings.breakpoints = SavedBreakpoints();
     }
     m_sideBar->SaveState();
     if (isVisible()) {
@@ -1310,6 +1315,9 @@ void KestrelEditor::TearDown()
     if (m_tornDown)
         return;
     m_tornDown = true;
+    // A paused debug run is stopped first: its `finally` blocks run once this returns.
+    if (m_debugSession && m_debugSession->IsPaused())
+        m_debugSession->Stop();
     disconnect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);
     if (m_hostMainWindow)
         m_hostMainWindow->removeEventFilter(this);

@@ -456,6 +456,9 @@ void KestrelEditor::OnShowOutputVerbosityMenu()
 
 bool KestrelEditor::eventFilter(QObject *watched, QEvent *event)
 {
+    if (event->type() == QEvent::ToolTip && watched->isWidgetType()
+        && ShowDebugValueToolTip(static_cast<QWidget *>(watched), event))
+        return true;
     if (event->type() == QEvent::MouseButtonPress) {
         if (watched == m_outputSplitter->handle(1)) {
             const QList<int> sizes = m_outputSplitter->sizes();

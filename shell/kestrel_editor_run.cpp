@@ -2,6 +2,7 @@
 #include "shell/kestrel_editor.h"
 
 #include "config/settings.h"
+#include "debugger/debug_session.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "language/mel_command_catalog.h"
@@ -34,6 +35,11 @@ void KestrelEditor::ExecuteAll()
 void KestrelEditor::Execute(ExecuteType type)
 {
     // Only the editor the user is typing in runs: a shortcut pressed elsewhere runs nothing.
+    // The paused run holds the host's interpreter: nothing else may run inside it.
+    if (m_debugSession && m_debugSession->IsPaused()) {
+        m_statusBar->UpdateLineMessage(debugPausedExecuteMessage());
+        return;
+    }
     CodeEditor *editor = FocusedCodeEditor();
     if (!editor)
         return;

@@ -9,6 +9,7 @@ enum SideBarView {
     SIDE_BAR_VIEW_EXPLORER = 0,
     SIDE_BAR_VIEW_SEARCH = 1,
     SIDE_BAR_VIEW_QUICK_HELP = 2,
+    SIDE_BAR_VIEW_DEBUG = 3,
 };
 
 // A page of the preferences dialog, by its number there.

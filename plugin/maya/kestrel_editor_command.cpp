@@ -1,6 +1,7 @@
 #include "plugin/maya/kestrel_editor_command.h"
 
 #include "shell/editor_session.h"
+#include "plugin/debug_pause.h"
 #include "plugin/host_bridge.h"
 
 #include <maya/MArgDatabase.h>
@@ -15,6 +16,10 @@ const char kClearOutputFlag[] = "-co";
 const char kClearOutputFlagLong[] = "-clearOutput";
 const char kOpenFileFlag[] = "-of";
 const char kOpenFileFlagLong[] = "-openFile";
+// The debugger's trace function calls the command with a stop's description; the command
+// returns once the user has chosen what the paused script does next.
+const char kDebugPauseFlag[] = "-dp";
+const char kDebugPauseFlagLong[] = "-debugPause";
 } // namespace
 
 KestrelEditorCommand::~KestrelEditorCommand() = default;
@@ -30,6 +35,7 @@ MSyntax KestrelEditorCommand::newSyntax()
     syntax.addFlag(kVersionFlag, kVersionFlagLong);
     syntax.addFlag(kClearOutputFlag, kClearOutputFlagLong);
     syntax.addFlag(kOpenFileFlag, kOpenFileFlagLong, MSyntax::kString);
+    syntax.addFlag(kDebugPauseFlag, kDebugPauseFlagLong, MSyntax::kString);
     return syntax;
 }
 
@@ -53,6 +59,12 @@ MStatus KestrelEditorCommand::doIt(const MArgList &args)
         MString path;
         arguments.getFlagArgument(kOpenFileFlag, 0, path);
         return session.openFile(MQtUtil::toQString(path)) ? MS::kSuccess : MS::kFailure;
+    }
+    if (arguments.isFlagSet(kDebugPauseFlag)) {
+        MString info;
+        arguments.getFlagArgument(kDebugPauseFlag, 0, info);
+        setResult(MQtUtil::toMString(DebugPause::call(MQtUtil::toQString(info))));
+        return MS::kSuccess;
     }
     return session.show() ? MS::kSuccess : MS::kFailure;
 }

@@ -2,6 +2,7 @@
 // here and nowhere else in the plug-in, defines the MApiVersion data of the devkit we build
 // against; these are the only symbols the library exports.
 #include "shell/editor_session.h"
+#include "plugin/debug_pause.h"
 #include "plugin/host_bridge.h"
 #include "plugin/maya/kestrel_editor_command.h"
 #include "plugin/maya/maya_host.h"
@@ -63,6 +64,12 @@ MStatus uninitializePlugin(MObject obj)
     if (!status) {
         MGlobal::displayError(MString("Failed to uninitialize plugin: ") + status.errorString());
         return status;
+    }
+    // A debugged run paused inside this library's command cannot outlive it: it is stopped, and
+    // the plug-in stays until the run has ended and the unload is asked for again.
+    if (ke2::DebugPause::cancelWaiting()) {
+        MGlobal::displayWarning(MString("[KestrelEditor2] ") + MQtUtil::toMString(ke2::DebugPause::unloadWhilePausedMessage()));
+        return MS::kFailure;
     }
     MStatus result = MS::kSuccess;
     const auto stopped = ke2::EditorSession::instance().shutDown([&plugin, &result] {

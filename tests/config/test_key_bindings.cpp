@@ -107,10 +107,10 @@ private slots:
         QTest::newRow("a later default loses to an earlier user key")
             << QByteArray("newBuffer=Ctrl+K") << true << QStringList{"newBuffer=Ctrl+K", "toggleCodeEditor="}
             << QStringList{"Duplicate hotkey detected: Toggle Code Editor (Ctrl+K)"};
-        QTest::newRow("the reserved key beats any action") << QByteArray("newBuffer=Esc, F9") << true << QStringList{"newBuffer=F9"}
+        QTest::newRow("the reserved key beats any action") << QByteArray("newBuffer=Esc, F6") << true << QStringList{"newBuffer=F6"}
                                                           << QStringList{"Duplicate hotkey detected: New Buffer (Esc)"};
         QTest::newRow("only the contested key is removed")
-            << QByteArray("saveAs=F3, F11") << true << QStringList{"saveAs=F3; F11", "findNext="}
+            << QByteArray("saveAs=F3, F12") << true << QStringList{"saveAs=F3; F12", "findNext="}
             << QStringList{"Duplicate hotkey detected: Find Next (F3)"};
         QTest::newRow("keypad Enter and Return are different keys")
             << QByteArray("saveAs=Ctrl+Alt+Return") << true << QStringList{"saveAs=Ctrl+Alt+Return", "executeLine=Ctrl+Alt+Enter"}
@@ -143,15 +143,15 @@ private slots:
         attachActions(bindings, &owner);
         bindings.setShortcuts(13, {});                       // closeFile
         bindings.setShortcuts(43, {QKeySequence("Ctrl+W")}); // deleteLine takes its key
-        bindings.setShortcuts(2, {QKeySequence("F9")});      // newMelBuffer
+        bindings.setShortcuts(2, {QKeySequence("F6")});      // newMelBuffer
         bindings.restoreDefaults({13});
-        QCOMPARE(changes(bindings), (QStringList{"newMelBuffer=F9", "deleteLine="})); // lost Ctrl+W to the earlier entry
+        QCOMPARE(changes(bindings), (QStringList{"newMelBuffer=F6", "deleteLine="})); // lost Ctrl+W to the earlier entry
         bindings.applyShortcuts(true);
-        QCOMPARE(bindings.entry(2)->action->shortcuts(), QList<QKeySequence>{QKeySequence("F9")});
+        QCOMPARE(bindings.entry(2)->action->shortcuts(), QList<QKeySequence>{QKeySequence("F6")});
         QCOMPARE(bindings.entry(57)->action->shortcuts().size(), 3);
         bindings.applyShortcuts(false);
         QVERIFY(bindings.entry(2)->action->shortcuts().isEmpty());
-        QCOMPARE(bindings.shortcuts(2), QList<QKeySequence>{QKeySequence("F9")}); // the table keeps them
+        QCOMPARE(bindings.shortcuts(2), QList<QKeySequence>{QKeySequence("F6")}); // the table keeps them
         delete bindings.entry(2)->action.data();
         bindings.applyShortcuts(true); // a deleted action is skipped
         bindings.restoreDefaults();

@@ -4,6 +4,8 @@
 
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QAction>
 #include <QtTest/QTest>
 #include <QtWidgets/QPlainTextEdit>
 
@@ -327,6 +329,76 @@ private slots:
         QVERIFY(!shim::texts(Kind::Mel).contains("hxClearExistingHistory()"));
         QVERIFY(uninitialize());
         QVERIFY(!editor); // deleted with the plug-in's teardown
+    }
+
+    // The debugger's plug-in path: the run is queued into Maya's Python with the plug-in's own
+    // command as its pause hook; a stop reaches the window through that command, which returns
+    // the user's action once it is chosen, the window's loop turning meanwhile.
+    void debugRunPausesAndResumesThroughTheCommand()
+    {
+        QVERIFY(initialize() && run().ok);
+        QWidget *editorWindow = window();
+        QVERIFY(editorWindow);
+        shim::setPythonHandler([](const QString &text) -> QVariant {
+            if (text.startsWith("int('KestrelEditorDebugger' in globals())") || text.startsWith("KestrelEditorDebugger.set_"))
+                return 1;
+            return QString();
+        });
+        const auto action = [editorWindow](const QString &text) -> QAction * {
+            for (QAction *candidate : editorWindow->actions())
+                if (candidate->text() == text)
+                    return candidate;
+            return nullptr;
+        };
+        QAction *debug = action("Debug");
+        QAction *stepOver = action("Step Over");
+        QVERIFY(action("New Python Buffer") && debug && stepOver);
+        action("New Python Buffer")->trigger();
+        m_control->show(); // the new buffer is the shown tab of its group
+        QPlainTextEdit *buffer = nullptr;
+        for (QPlainTextEdit *candidate : editorWindow->findChildren<QPlainTextEdit *>())
+            if (QByteArray(candidate->metaObject()->className()) == "ke2::CodeEditor" && candidate->isVisible())
+                buffer = candidate;
+        QVERIFY(buffer);
+        buffer->setPlainText("x = 1\nprint(x)\n");
+        shim::clearRecords();
+        debug->trigger();
+        QVERIFY(shim::texts(Kind::Python).contains(
+            "KestrelEditorDebugger.pause_hook = lambda info: __import__('maya.cmds', fromlist=['cmds'])"
+            ".kestrelEditor2(debugPause=info)"));
+        shim::runIdle();
+        const QStringList queued = shim::texts(Kind::PythonOnIdle).filter("KestrelEditorDebugger.run(");
+        QCOMPARE(queued.size(), 1);
+        QVERIFY2(queued.first().startsWith("KestrelEditorDebugger.run('x = 1\\nprint(x)\\n', '"), qPrintable(queued.first()));
+        QVERIFY(!action("Step Over")->isEnabled());
+
+        // Maya runs the script, which stops on line 2: the command waits for the user.
+        bool enabledWhilePaused = false;
+        QTimer::singleShot(50, editorWindow, [&] {
+            enabledWhilePaused = stepOver->isEnabled() && debug->text() == "Continue";
+            stepOver->trigger();
+        });
+        const shim::CommandRun paused = run({"-debugPause", "{\"event\": \"paused\", \"reason\": \"breakpoint\", "
+                                                           "\"frames\": [{\"name\": \"<module>\", \"file\": \"<maya console>\", \"line\": 2}]}"});
+        QVERIFY(paused.ok);
+        QCOMPARE(paused.result, QString("over"));
+        QVERIFY(enabledWhilePaused);
+        QVERIFY(!stepOver->isEnabled());
+        QVERIFY(run({"-debugPause", "{\"event\": \"ended\"}"}).ok);
+        QVERIFY(debug->isEnabled() && debug->text() == "Debug");
+
+        // Unloading while a stop waits stops the run and keeps the plug-in until it has ended.
+        debug->trigger();
+        bool unloaded = true;
+        QTimer::singleShot(50, editorWindow, [&] { unloaded = uninitialize(); });
+        const shim::CommandRun stopped = run({"-debugPause", "{\"event\": \"paused\", \"reason\": \"step\", "
+                                                            "\"frames\": []}"});
+        QCOMPARE(stopped.result, QString("stop"));
+        QVERIFY(!unloaded);
+        QVERIFY(shim::texts(Kind::Warning).contains("[KestrelEditor2] " + QString(
+            "A debug run was paused: it has been stopped. Unload the plug-in again once it has ended.")));
+        QVERIFY(run({"-debugPause", "{\"event\": \"ended\"}"}).ok);
+        QVERIFY(uninitialize());
     }
 
     void settingsFromThePreferences_data()

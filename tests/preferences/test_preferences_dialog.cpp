@@ -499,7 +499,7 @@ private slots:
                 selectCommand(*dialog, QStringLiteral("Execute All"));
                 while (child<QPushButton>(dialog, "removeShortcut")->isEnabled())
                     child<QPushButton>(dialog, "removeShortcut")->click();
-                pressKeys(*dialog, Qt::Key_F9, Qt::NoModifier);
+                pressKeys(*dialog, Qt::Key_F6, Qt::NoModifier);
                 child<QPushButton>(dialog, "assignShortcut")->click();
             } else if (setting == "find bar keys") {
                 selectCommand(*dialog, QStringLiteral("Find Next"));
@@ -559,7 +559,7 @@ private slots:
         } else if (setting == "key binding") {
             // The action carries the key, so its menu entry shows it; tool tips follow the table.
             QVERIFY(m_window->BindingAction(43)->shortcuts().contains(keys));
-            const QString executeAll = QStringLiteral("Execute All (%1)").arg(QKeySequence(Qt::Key_F9).toString(QKeySequence::NativeText));
+            const QString executeAll = QStringLiteral("Execute All (%1)").arg(QKeySequence(Qt::Key_F6).toString(QKeySequence::NativeText));
             for (CodeEditorGroup *group : m_window->Groups())
                 QCOMPARE(child<QToolButton>(group, "executeAllButton")->toolTip(), executeAll);
         } else if (setting == "find bar keys") {

@@ -1,0 +1,63 @@
+#include "plugin/debug_pause.h"
+
+namespace ke2::DebugPause {
+namespace {
+
+Handler &handler()
+{
+    static Handler instance;
+    return instance;
+}
+
+std::function<void()> &canceller()
+{
+    static std::function<void()> instance;
+    return instance;
+}
+
+int g_waiting = 0;
+
+} // namespace
+
+void setHandler(Handler function)
+{
+    handler() = std::move(function);
+}
+
+bool hasHandler()
+{
+    return static_cast<bool>(handler());
+}
+
+QString call(const QString &info)
+{
+    // A copy: the handler may be replaced while the pause it runs waits.
+    const Handler current = handler();
+    if (!current)
+        return QStringLiteral("continue");
+    ++g_waiting;
+    const QString action = current(info);
+    --g_waiting;
+    return action;
+}
+
+void setCanceller(std::function<void()> cancel)
+{
+    canceller() = std::move(cancel);
+}
+
+bool isWaiting()
+{
+    return g_waiting > 0;
+}
+
+bool cancelWaiting()
+{
+    if (g_waiting == 0)
+        return false;
+    if (canceller())
+        canceller()();
+    return true;
+}
+
+} // namespace ke2::DebugPause

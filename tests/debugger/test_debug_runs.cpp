@@ -1,0 +1,332 @@
+#include "app/python_host.h"
+#include "config/settings.h"
+#include "debugger/debug_session.h"
+#include "debugger/debug_view.h"
+#include "editor/code_editor.h"
+#include "groups/code_editor_group.h"
+#include "shell/editor_session.h"
+#include "shell/kestrel_editor.h"
+#include "tests/support/temp_prefs.h"
+#include "tests/support/test_registry.h"
+#include "views/status_bar.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QtTest/QTest>
+#include <QtGui/QHelpEvent>
+#include <QtWidgets/QApplication>
+#include <QtWidgets/QLineEdit>
+#include <QtWidgets/QToolTip>
+#include <QtWidgets/QTreeWidget>
+
+#include <functional>
+
+using namespace ke2;
+
+namespace {
+
+// The tool being debugged: a function in its own buffer and one in another open file it imports.
+const char kMain[] = "import sys\n"
+                     "sys.path.insert(0, FOLDER)\n"
+                     "import helper\n"
+                     "def add(a, b):\n"
+                     "    result = a + b\n"
+                     "    return result\n"
+                     "total = add(2, 3)\n"
+                     "try:\n"
+                     "    doubled = helper.twice(total)\n"
+                     "    print('doubled', doubled)\n"
+                     "    total = add(total, doubled)\n"
+                     "finally:\n"
+                     "    open(MARKER, 'w').write('finally ran')\n";
+const char kHelper[] = "def twice(x):\n"
+                       "    doubled = x * 2\n"
+                       "    return doubled\n";
+
+} // namespace
+
+// Debugged runs end to end in the real window with the embedded interpreter. The run pauses
+// inside the window's own event loop, so each stop is answered by a step of a script run from
+// that loop; what the window showed at each stop is noted and compared afterwards.
+class DebugRunsTest : public QObject {
+    Q_OBJECT
+
+    using Step = std::function<void(QStringList &notes)>;
+
+    std::unique_ptr<test::TempPrefs> m_prefs;
+    std::unique_ptr<PythonHost> m_host;
+    std::unique_ptr<EditorSession> m_session;
+    KestrelEditor *m_window = nullptr;
+    QTemporaryDir m_dir;
+    QString m_main;
+    QString m_helper;
+
+    void startWindow()
+    {
+        m_session = std::make_unique<EditorSession>();
+        QCOMPARE(m_session->startUp(*m_host), EditorSession::StartResult::Started);
+        QVERIFY(m_session->show());
+        m_window = qobject_cast<KestrelEditor *>(m_session->window());
+        QVERIFY(m_window);
+    }
+
+    CodeEditor *editorOf(const QString &path)
+    {
+        for (CodeEditorGroup *group : m_window->Groups()) {
+            const int index = group->IndexOfPath(path);
+            if (index >= 0)
+                return group->CodeEditorAt(index);
+        }
+        return nullptr;
+    }
+
+    CodeEditor *openTool()
+    {
+        m_window->OpenFile(m_helper);
+        m_window->OpenFile(m_main);
+        CodeEditor *main = editorOf(m_main);
+        if (main)
+            main->setFocus();
+        return main;
+    }
+
+    // What the window shows at a stop: the current tab's file, its paused line (1-based), and the
+    // locals named in `names` as the Variables view lists them.
+    QString describeStop(const QStringList &names)
+    {
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        QString note = QFileInfo(editor->Path()).fileName() + ":" + QString::number(editor->PausedLine() + 1);
+        QTreeWidget *tree = m_window->GetDebugView()->VariablesTree();
+        QTreeWidgetItem *locals = tree->topLevelItem(0);
+        for (const QString &name : names) {
+            QString value = "?";
+            for (int i = 0; locals && i < locals->childCount(); ++i)
+                if (locals->child(i)->text(0) == name)
+                    value = locals->child(i)->text(1);
+            note += " " + name + "=" + value;
+        }
+        return note;
+    }
+
+    // Runs the main tab under the debugger, answering the stops with `steps` in turn; returns
+    // the notes the steps made. Continue answers any stop beyond the script.
+    QStringList debug(const QVector<Step> &steps)
+    {
+        QStringList notes;
+        int stop = 0;
+        DebugSession *session = m_window->GetDebugSession();
+        const auto connection = connect(session, &DebugSession::Paused, this, [&] {
+            const int index = stop++;
+            // Answered from the loop the pause turns, as a user's click would be.
+            QTimer::singleShot(0, this, [&, index] {
+                if (index < steps.size())
+                    steps.at(index)(notes);
+                else
+                    session->Continue();
+            });
+        });
+        m_window->Debug();
+        if (!QTest::qWaitFor([&] { return !session->IsActive(); }, 20000))
+            notes << "timed out";
+        disconnect(connection);
+        if (session->IsActive())
+            notes << "run did not end";
+        return notes;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        m_main = m_dir.filePath("tool_main.py");
+        m_helper = m_dir.filePath("helper.py");
+        QFile main(m_main), helper(m_helper);
+        QVERIFY(main.open(QIODevice::WriteOnly) && helper.open(QIODevice::WriteOnly));
+        main.write(kMain);
+        helper.write(kHelper);
+    }
+
+    void init()
+    {
+        m_prefs = std::make_unique<test::TempPrefs>();
+        m_host = std::make_unique<PythonHost>(m_prefs->root());
+        startWindow();
+        Settings::instance().saveAllOnExecute = false;
+        Settings::instance().saveAllOnExit = false; // a test's edits never reach the shared files
+        QVERIFY(m_host->executePython(QString("FOLDER = %1\nMARKER = %2").arg(
+            "'" + m_dir.path() + "'", "'" + m_dir.filePath("marker.txt") + "'")));
+        QFile::remove(m_dir.filePath("marker.txt"));
+    }
+
+    void cleanup()
+    {
+        m_session->shutDown();
+        Settings::instance().breakpoints.clear(); // the next window starts without a session
+        m_window = nullptr;
+        m_session.reset();
+        m_host.reset();
+        m_prefs.reset();
+    }
+
+    void stepsWatchesAndStop()
+    {
+        CodeEditor *main = openTool();
+        QVERIFY(main);
+        main->ToggleBreakpoint(4);  // in add()
+        main->ToggleBreakpoint(10); // total = add(total, doubled)
+        QCOMPARE(main->Breakpoints().size(), 2);
+        QCOMPARE(main->Breakpoints().at(0).line, 4);
+        DebugView *view = m_window->GetDebugView();
+        int ticks = 0;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, [&ticks] { ++ticks; });
+        timer.start(10);
+        const QStringList notes = debug({
+            [&](QStringList &n) {
+                n << describeStop({"a", "b"});
+                // A hover over a name shows its value.
+                CodeEditor *editor = m_window->ActiveCodeEditor();
+                QTextCursor at(editor->document()->findBlockByNumber(4));
+                at.movePosition(QTextCursor::NextWord, QTextCursor::MoveAnchor, 3); // "    result = a"
+                const QPoint point = editor->cursorRect(at).center() + QPoint(2, 0);
+                QHelpEvent hover(QEvent::ToolTip, point, editor->viewport()->mapToGlobal(point));
+                QApplication::sendEvent(editor->viewport(), &hover);
+                n << QToolTip::text();
+                // The window answers while paused: timers fire, Execute is refused.
+                const int before = ticks;
+                QTest::qWait(100);
+                n << QString("timer fired: %1").arg(ticks > before ? "yes" : "no");
+                m_window->Execute();
+                n << m_window->GetStatusBar()->LineMessage();
+                m_window->StepOver();
+            },
+            [&](QStringList &n) {
+                n << describeStop({"result"});
+                // The line under the Debug view evaluates in the paused frame, into the output.
+                view->EvaluateLine()->setText("result * 2");
+                QTest::keyClick(view->EvaluateLine(), Qt::Key_Return);
+                n << m_window->OutputText().section('\n', -3);
+                m_window->StepOut();
+            },
+            [&](QStringList &n) {
+                n << describeStop({});
+                m_window->StepOver();
+            },
+            [&](QStringList &n) {
+                n << describeStop({});
+                m_window->StepInto();
+            },
+            [&](QStringList &n) {
+                n << describeStop({"x"});
+                view->AddWatch("x * 10");
+                view->AddWatch("doubled");
+                n << "watch " + view->WatchTree()->topLevelItem(0)->text(1) + " "
+                         + view->WatchTree()->topLevelItem(1)->text(1);
+                m_window->StepOver();
+            },
+            [&](QStringList &n) {
+                n << "watch " + view->WatchTree()->topLevelItem(1)->text(1);
+                m_window->StepOut();
+            },
+            [&](QStringList &n) {
+                n << describeStop({});
+                m_window->Debug(); // continues
+            },
+            [&](QStringList &n) {
+                n << describeStop({});
+                n << QString("stack %1").arg(m_window->GetDebugSession()->Frames().size());
+                m_window->StopDebugging();
+            },
+        });
+        const QStringList expected = {
+            "tool_main.py:5 a=2 b=3",
+            "a = 2",
+            "timer fired: yes",
+            KestrelEditor::debugPausedExecuteMessage(),
+            "tool_main.py:6 result=5",
+            "result * 2\n# Result: 10 #\n",
+            "tool_main.py:8",
+            "tool_main.py:9",
+            "helper.py:2 x=5",
+            "watch 50 NameError: name 'doubled' is not defined",
+            "watch 10",
+            "tool_main.py:10",
+            "tool_main.py:11",
+            "stack 1",
+        };
+        QCOMPARE(notes, expected);
+        QFile marker(m_dir.filePath("marker.txt"));
+        QVERIFY(marker.open(QIODevice::ReadOnly));
+        QCOMPARE(marker.readAll(), QByteArray("finally ran"));
+        QTRY_VERIFY(m_window->OutputText().contains("doubled 10\n"));
+        QCOMPARE(main->PausedLine(), -1);
+    }
+
+    void conditionsHitCountsAndExceptions_data()
+    {
+        QTest::addColumn<QString>("condition");
+        QTest::addColumn<int>("hitCount");
+        QTest::addColumn<QString>("firstStop");
+        QTest::newRow("condition picks the second call") << "a == 5" << 0 << "tool_main.py:5 a=5 b=10";
+        QTest::newRow("hit count skips the first call") << "" << 2 << "tool_main.py:5 a=5 b=10";
+        QTest::newRow("plain breakpoint stops at once") << "" << 0 << "tool_main.py:5 a=2 b=3";
+    }
+
+    void conditionsHitCountsAndExceptions()
+    {
+        QFETCH(QString, condition);
+        QFETCH(int, hitCount);
+        QFETCH(QString, firstStop);
+        CodeEditor *main = openTool();
+        main->ToggleBreakpoint(4);
+        main->UpdateBreakpoint({4, true, condition, hitCount});
+        const QStringList notes = debug({[&](QStringList &n) {
+            n << describeStop({"a", "b"});
+            m_window->StopDebugging();
+        }});
+        QCOMPARE(notes, QStringList{firstStop});
+    }
+
+    void uncaughtExceptionPausesBeforeTheReport()
+    {
+        CodeEditor *main = openTool();
+        main->selectAll();
+        main->insertPlainText("def fail(n):\n    limit = n\n    raise ValueError('bad %d' % n)\nfail(4)\n");
+        QStringList seenOutput;
+        const QStringList notes = debug({[&](QStringList &n) {
+            n << describeStop({"limit"});
+            n << m_window->GetStatusBar()->LineMessage();
+            seenOutput << m_window->OutputText();
+            m_window->Debug();
+        }});
+        QCOMPARE(notes, (QStringList{"tool_main.py:3 limit=4", "Paused at line 3 of tool_main.py on ValueError: bad 4"}));
+        QVERIFY(seenOutput.value(0).contains("fail(4)\n") && !seenOutput.value(0).contains("Error:"));
+        QTRY_VERIFY2(m_window->OutputText().contains("# Error: ValueError: file " + m_main + " line 3: bad 4 #"),
+                     qPrintable(m_window->OutputText()));
+    }
+
+    void breakpointsComeBackWithTheSession()
+    {
+        CodeEditor *main = openTool();
+        main->ToggleBreakpoint(4);
+        main->ToggleBreakpoint(8);
+        main->UpdateBreakpoint({8, false, "total > 1; True", 3});
+        CodeEditor *helper = editorOf(m_helper);
+        helper->ToggleBreakpoint(2);
+        const CodeEditorBreakpoints mainPoints = main->Breakpoints();
+        m_window->SaveState();
+        m_session->shutDown();
+        m_session.reset();
+        startWindow();
+        QVERIFY(editorOf(m_main) && editorOf(m_helper));
+        QCOMPARE(editorOf(m_main)->Breakpoints(), mainPoints);
+        QCOMPARE(editorOf(m_helper)->Breakpoints().size(), 1);
+        QCOMPARE(editorOf(m_helper)->Breakpoints().at(0).line, 2);
+        // The Breakpoints list shows all three.
+        QCOMPARE(m_window->GetDebugView()->BreakpointsTree()->topLevelItemCount(), 3);
+    }
+};
+
+KE2_TEST_CLASS(DebugRunsTest)
+#include "test_debug_runs.moc"
