@@ -111,6 +111,7 @@ void Highlighter::openPass()
     if (m_passOpen)
         return;
     m_passOpen = true;
+    m_passLines = 0;
     m_passTimer.start();
     // A pass the document did not start (rehighlight()) ends with this turn of the event loop.
     QMetaObject::invokeMethod(this, [this] { closePass(); }, Qt::QueuedConnection);
@@ -222,10 +223,13 @@ void Highlighter::reloadFormats()
 void Highlighter::highlightBlock(const QString &rawText)
 {
     openPass();
-    if (!m_unbounded && m_passTimer.elapsed() >= SliceBudgetMs) {
+    // Every pass highlights at least its first line: a thread held up by a busy machine still
+    // makes progress, and a one-line change is never left for later.
+    if (!m_unbounded && m_passLines > 0 && m_passTimer.elapsed() >= SliceBudgetMs) {
         deferCurrentBlock();
         return;
     }
+    ++m_passLines;
     m_lastBlockNumber = currentBlock().blockNumber();
     setCurrentBlockState(-1);
     auto *data = static_cast<CodeEditorBlockData *>(currentBlockUserData());

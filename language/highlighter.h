@@ -104,6 +104,7 @@ private:
     void closePass() { m_passOpen = false; }
 
     bool m_passOpen = false;
+    int m_passLines = 0; // lines highlighted in the open pass
     bool m_unbounded = false;
     QElapsedTimer m_passTimer;
     // The waiting lines: from the start of the first to the start of the last, as cursors so

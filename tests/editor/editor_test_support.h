@@ -3,6 +3,7 @@
 #include "config/color_scheme.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
+#include "language/highlighter.h"
 
 #include <QtGui/QSyntaxHighlighter>
 #include <QtTest/QTest>
@@ -19,8 +20,10 @@ inline void setEditorState(CodeEditor &editor, QString text)
     text.remove(QLatin1Char('^'));
     const int position = std::max(0, int(text.indexOf(QLatin1Char('|'))));
     editor.setPlainText(text.remove(QLatin1Char('|')));
-    if (editor.Highlighter())
-        editor.Highlighter()->rehighlight();
+    if (auto *highlighter = qobject_cast<ke2::Highlighter *>(editor.Highlighter())) {
+        highlighter->rehighlight();
+        highlighter->FinishPending(); // a busy machine may leave lines for a later slice
+    }
     QTextCursor cursor = editor.textCursor();
     cursor.setPosition(anchor >= 0 ? anchor : position);
     cursor.setPosition(position, QTextCursor::KeepAnchor);

@@ -233,6 +233,7 @@ private slots:
         Document<> doc(QStringLiteral("\"\"\"doc\n  len(x)  "));
         Highlighter::setHighlightingEnabled(false);
         doc.highlighter->rehighlight();
+        doc.highlighter->FinishPending();
         for (int line = 0; line < 2; ++line) {
             QCOMPARE(doc.line(line).userState(), -1);
             QVERIFY(doc.line(line).layout()->formats().isEmpty());
@@ -242,6 +243,7 @@ private slots:
         ColorScheme::instance().codeEditorRoles[R::pythonDocStrings].format.setForeground(QColor(200, 0, 0));
         Highlighter::reloadFormats();
         doc.highlighter->rehighlight();
+        doc.highlighter->FinishPending();
         QColor colour;
         for (const QTextLayout::FormatRange &range : doc.line(1).layout()->formats())
             colour = range.start <= 2 && 2 < range.start + range.length ? range.format.foreground().color() : colour;
@@ -416,6 +418,7 @@ private slots:
                 document.setPlainText(line);
                 SingleRuleHighlighter highlighter(&document, rule);
                 highlighter.rehighlight();
+                highlighter.FinishPending();
                 QVERIFY2(fixture.roles(document.firstBlock()) == expected, qPrintable(rule.expression.pattern() + " on: " + line));
             }
         }
