@@ -104,6 +104,7 @@ void Highlighter::openPass()
     if (m_passOpen)
         return;
     m_passOpen = true;
+    m_passLines = 0;
     m_passTimer.start();
     // A pass the document did not start (rehighlight()) ends with this turn of the event loop.
     QMetaObject::invokeMethod(this, [this] { closePass(); }, Qt::QueuedConnection);
@@ -215,10 +216,11 @@ void Highlighter::reloadFormats()
 void Highlighter::highlightBlock(const QString &rawText)
 {
     openPass();
-    if (!m_unbounded && m_passTimer.elapsed() >= SliceBudgetMs) {
+    if (!m_unbounded && m_passLines >= MinLinesPerSlice && m_passTimer.elapsed() >= SliceBudgetMs) {
         deferCurrentBlock();
         return;
     }
+    ++m_passLines;
     m_lastBlockNumber = currentBlock().blockNumber();
     setCurrentBlockState(-1);
     auto *data = static_cast<CodeEditorBlockData *>(currentBlockUserData());
