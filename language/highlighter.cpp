@@ -135,8 +135,16 @@ void Highlighter::deferCurrentBlock()
 void Highlighter::FinishPending()
 {
     m_sliceTimer.stop();
-    while (HighlightPending())
-        continuePending(true);
+    if (!HighlightPending())
+        return;
+    // One pass of the base over the whole document: far cheaper than the waiting lines one by one.
+    m_pendingStart = QTextCursor();
+    m_pendingEnd = QTextCursor();
+    m_unbounded = true;
+    rehighlight();
+    m_unbounded = false;
+    closePass();
+    emit PendingFinished();
 }
 
 void Highlighter::continuePending(bool unbounded)
