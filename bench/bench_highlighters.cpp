@@ -2,6 +2,7 @@
 // an edit in the middle, linearity with doubling inputs and hostile input. When KDE's
 // syntax-highlighting library is available, its Python definition highlights the same Python
 // document for comparison.
+#include "bench_target.h"
 #include "language/code_editor_block_data.h"
 #include "language/mel_highlighter.h"
 #include "language/python_highlighter.h"
@@ -147,6 +148,17 @@ struct Document {
     QTextDocument document;
 };
 
+// Our highlighter slices long passes; the whole pass is what is compared here.
+void finish(Highlighter *highlighter)
+{
+    highlighter->FinishPending();
+}
+#ifdef KE2_HAVE_KSYNTAXHIGHLIGHTING
+void finish(KSyntaxHighlighting::SyntaxHighlighter *)
+{
+}
+#endif
+
 // Milliseconds of a full highlighting pass over `text` with a fresh highlighter; best of `runs`.
 template <typename Make>
 double fullPass(const QString &text, Make make, int runs = 3)
@@ -159,6 +171,7 @@ double fullPass(const QString &text, Make make, int runs = 3)
         QElapsedTimer timer;
         timer.start();
         highlighter->rehighlight();
+        finish(highlighter.get());
         best = qMin(best, timer.nsecsElapsed() / 1e6);
     }
     return best;
@@ -196,6 +209,7 @@ QString middleEdit(const QString &text, int line, const QString &insertion, bool
     doc.document.setPlainText(text);
     H highlighter(&doc.document);
     highlighter.rehighlight();
+    highlighter.FinishPending();
     highlighter.count = 0;
     QTextCursor cursor(doc.document.findBlockByNumber(line));
     if (atLineEnd)
@@ -203,6 +217,7 @@ QString middleEdit(const QString &text, int line, const QString &insertion, bool
     QElapsedTimer timer;
     timer.start();
     cursor.insertText(insertion);
+    highlighter.FinishPending(); // the lines left for later slices too
     const double ms = timer.nsecsElapsed() / 1e6;
     return QStringLiteral("%1 lines re-highlighted, %2 ms").arg(highlighter.count).arg(ms, 0, 'f', 2);
 }
@@ -261,6 +276,8 @@ int main(int argc, char **argv)
         row("Python 100,000 lines, ours", rate(kLines, ours));
         row("Python 100,000 lines, KDE syntax-highlighting (Python)", rate(kLines, theirs));
         row("Python: our speed / KDE speed", QStringLiteral("%1x").arg(theirs / ours, 0, 'f', 2));
+        ke2bench::TargetRow("Python highlighting, 100,000 lines: our speed / KDE's", theirs / ours, "x", ">= 2x",
+                            theirs / ours >= 2);
     }
 #else
     row("Python 100,000 lines, ours", rate(kLines, fullPass(python, makePython, 5)));

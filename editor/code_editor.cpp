@@ -13,6 +13,7 @@
 
 #include <QtCore/QFileInfo>
 #include <QtCore/QFileSystemWatcher>
+#include <QtCore/QHash>
 #include <QtGui/QTextDocument>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QScrollBar>
@@ -41,7 +42,7 @@ public:
     void HidePopup() override
     {
         if (m_popup)
-            m_popup->hide();
+            m_popup->Cancel();
     }
     void Update(const QTextCursor &cursor, const QRect &cursorRect, bool applyIfSingle) override
     {
@@ -331,12 +332,21 @@ void CodeEditor::ShiftMarks(int position, int charsRemoved, int charsAdded)
         RefreshDecorations();
 }
 
+namespace {
+bool byStart(const CodeEditorMark &a, const CodeEditorMark &b)
+{
+    return a.start < b.start;
+}
+} // namespace
+
 void CodeEditor::SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorMarks &warnings,
                                 const CodeEditorMarks &information)
 {
     m_marks[MARK_ERROR] = errors;
     m_marks[MARK_WARNING] = warnings;
     m_marks[MARK_INFORMATION] = information;
+    for (CodeEditorMarks &marks : m_marks)
+        std::stable_sort(marks.begin(), marks.end(), byStart);
     RefreshDecorations();
     UpdateExtraSelections();
     emit ErrorAndWarningTextChanged();
@@ -344,19 +354,36 @@ void CodeEditor::SetDiagnostics(const CodeEditorMarks &errors, const CodeEditorM
 
 void CodeEditor::RebuildLineMessages()
 {
-    const int length = document()->characterCount();
     for (int markClass = 0; markClass < MARK_CLASS_COUNT; ++markClass) {
+        // Marks are kept in text order (an edit over marks can disturb it): each line is then
+        // looked up once, however many marks it holds.
+        CodeEditorMarks &marks = m_marks[markClass];
+        if (!std::is_sorted(marks.cbegin(), marks.cend(), byStart))
+            std::stable_sort(marks.begin(), marks.end(), byStart);
         QMap<int, QString> &lines = m_lineMessages[markClass];
         lines.clear();
-        for (const CodeEditorMark &mark : m_marks[markClass]) {
-            const int position = std::clamp(mark.start, 0, std::max(0, length - 1));
-            const int line = document()->findBlock(position).blockNumber();
-            if (line < 0)
-                continue;
-            // Several messages on one line are shown together.
-            QString &text = lines[line];
-            text = text.isEmpty() ? mark.message : text + QLatin1Char('\n') + mark.message;
+        QTextBlock block = document()->begin();
+        int number = 0;
+        QString text;
+        int count = 0; // messages on line `number`
+        for (const CodeEditorMark &mark : qAsConst(marks)) {
+            if (mark.start >= block.position() + block.length() && block.next().isValid()) {
+                if (count > 0)
+                    lines.insert(number, text);
+                text.clear();
+                count = 0;
+                const QTextBlock found = document()->findBlock(mark.start);
+                block = found.isValid() ? found : document()->lastBlock();
+                number = block.blockNumber();
+            }
+            // Several messages on one line are shown together; appended in place, so that
+            // thousands of messages on one line cost their length once.
+            if (count++ > 0)
+                text += QLatin1Char('\n');
+            text += mark.message;
         }
+        if (count > 0)
+            lines.insert(number, text);
     }
 }
 

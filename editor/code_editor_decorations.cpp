@@ -210,15 +210,42 @@ void CodeEditor::AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selec
     if (!display)
         return;
     const int last = document()->characterCount() - 1;
+    // Thousands of marks (a checker that reports every line) are underlined only in and around
+    // the lines in view: the view looks at every selection for each line it paints.
+    int from = 0;
+    int to = last + 1;
+    if (m_marks[MARK_ERROR].size() + m_marks[MARK_WARNING].size() > manyMarks) {
+        QTextBlock block;
+        int blocks = 0;
+        VisibleBlockRange(&block, &blocks);
+        from = block.position();
+        for (int n = 1; n < blocks && block.next().isValid(); ++n)
+            block = block.next();
+        to = block.position() + block.length();
+    }
     auto add = [&](const CodeEditorMarks &marks, const QTextCharFormat &format) {
+        // Overlapping marks of a class share one underline: many messages on one place (a
+        // checker's repeated report) cost one selection.
+        QVector<QPair<int, int>> ranges;
         for (const CodeEditorMark &mark : marks) {
             const int start = std::clamp(mark.start, 0, last);
             // A mark that runs to the end of the text is stored with end -1.
             const int end = mark.end < 0 ? last : std::clamp(mark.end, start, last);
+            if (end < from || start >= to)
+                continue;
+            ranges.append({start, end == start ? std::min(start + 1, last) : end});
+        }
+        if (!std::is_sorted(ranges.cbegin(), ranges.cend())) // marks are kept in text order
+            std::sort(ranges.begin(), ranges.end());
+        for (int i = 0; i < ranges.size();) {
+            int start = ranges.at(i).first;
+            int end = ranges.at(i).second;
+            for (++i; i < ranges.size() && ranges.at(i).first < end; ++i)
+                end = std::max(end, ranges.at(i).second);
             QTextEdit::ExtraSelection underline;
             underline.cursor = QTextCursor(document());
             underline.cursor.setPosition(start);
-            underline.cursor.setPosition(end == start ? std::min(start + 1, last) : end, QTextCursor::KeepAnchor);
+            underline.cursor.setPosition(end, QTextCursor::KeepAnchor);
             underline.format = format;
             selections.append(underline);
         }

@@ -6,6 +6,9 @@
 
 #include <QtCore/QHash>
 #include <QtCore/QVarLengthArray>
+#include <QtGui/QTextBlock>
+#include <QtGui/QTextDocument>
+#include <QtGui/QTextLayout>
 
 #include <algorithm>
 #include <utility>
@@ -88,6 +91,82 @@ bool oddBackslashesBefore(const QString &text, int position)
 Highlighter::Highlighter(QTextDocument *document)
     : QSyntaxHighlighter(document)
 {
+    m_sliceTimer.setSingleShot(true);
+    m_sliceTimer.setInterval(0);
+    connect(&m_sliceTimer, &QTimer::timeout, this, [this] { continuePending(false); });
+    // Connected after the base's own reformatting slot: the pass of an edit ends here.
+    if (document)
+        connect(document, &QTextDocument::contentsChange, this, [this] { closePass(); });
+}
+
+void Highlighter::openPass()
+{
+    if (m_passOpen)
+        return;
+    m_passOpen = true;
+    m_passTimer.start();
+    // A pass the document did not start (rehighlight()) ends with this turn of the event loop.
+    QMetaObject::invokeMethod(this, [this] { closePass(); }, Qt::QueuedConnection);
+}
+
+void Highlighter::deferCurrentBlock()
+{
+    const QTextBlock block = currentBlock();
+    // Unchanged colours: the base then sees no format change and nothing is laid out again.
+    if (const QTextLayout *layout = block.layout()) {
+        for (const QTextLayout::FormatRange &range : layout->formats())
+            setFormat(range.start, range.length, range.format);
+    }
+    // The old state stops the base from walking on; the slices take it from here.
+    setCurrentBlockState(block.userState());
+    if (!currentBlockUserData())
+        setCurrentBlockUserData(new CodeEditorBlockData);
+    if (m_pendingStart.isNull() || block.position() < m_pendingStart.position()) {
+        m_pendingStart = QTextCursor(block);
+        m_pendingStart.setKeepPositionOnInsert(true);
+    }
+    if (m_pendingEnd.isNull() || block.position() > m_pendingEnd.position())
+        m_pendingEnd = QTextCursor(block);
+    if (!m_sliceTimer.isActive())
+        m_sliceTimer.start();
+}
+
+void Highlighter::FinishPending()
+{
+    m_sliceTimer.stop();
+    while (HighlightPending())
+        continuePending(true);
+}
+
+void Highlighter::continuePending(bool unbounded)
+{
+    if (!HighlightPending() || !document())
+        return;
+    QTextBlock block = document()->findBlock(m_pendingStart.position());
+    const int end = std::max(m_pendingEnd.position(), m_pendingStart.position());
+    m_pendingStart = QTextCursor();
+    m_pendingEnd = QTextCursor();
+    m_passOpen = false;
+    openPass();
+    m_unbounded = unbounded;
+    // Each waiting line is highlighted as the base does after an edit (walking on while states
+    // change); a line it reached that way is not done twice.
+    while (block.isValid() && block.position() <= end) {
+        m_lastBlockNumber = -1;
+        rehighlightBlock(block);
+        if (HighlightPending()) {
+            // The budget ran out in there: the rest of this range waits as well.
+            if (end > m_pendingEnd.position())
+                m_pendingEnd = QTextCursor(document()->findBlock(end));
+            break;
+        }
+        const QTextBlock last = m_lastBlockNumber >= 0 ? document()->findBlockByNumber(m_lastBlockNumber) : block;
+        block = (last.isValid() && last.blockNumber() >= block.blockNumber() ? last : block).next();
+    }
+    m_unbounded = false;
+    closePass();
+    if (!HighlightPending())
+        emit PendingFinished();
 }
 
 void Highlighter::setHighlightingEnabled(bool enabled)
@@ -135,6 +214,12 @@ void Highlighter::reloadFormats()
 
 void Highlighter::highlightBlock(const QString &rawText)
 {
+    openPass();
+    if (!m_unbounded && m_passTimer.elapsed() >= SliceBudgetMs) {
+        deferCurrentBlock();
+        return;
+    }
+    m_lastBlockNumber = currentBlock().blockNumber();
     setCurrentBlockState(-1);
     auto *data = static_cast<CodeEditorBlockData *>(currentBlockUserData());
     if (data) {

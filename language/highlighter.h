@@ -3,8 +3,11 @@
 #include "language/highlight_rule.h"
 #include "language/region_rule.h"
 
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
 #include <QtCore/QVector>
 #include <QtGui/QSyntaxHighlighter>
+#include <QtGui/QTextCursor>
 
 #include <functional>
 
@@ -18,10 +21,22 @@ class CodeEditorBlockData;
 //
 // The block state carries only the index of the region rule still open at the line end (or -1),
 // so an edit re-highlights following lines only until their states agree again.
+//
+// Highlighting is sliced: one pass (an edit, a rehighlight) spends at most SliceBudgetMs on
+// lines; the lines it did not reach keep their old colours and state and are highlighted in
+// later slices from the event loop, in document order, so the window answers keys and repaints
+// in between. An edit made while lines wait moves the waiting range with the text.
 class Highlighter : public QSyntaxHighlighter {
     Q_OBJECT
 public:
+    static constexpr int SliceBudgetMs = 15;
+
     explicit Highlighter(QTextDocument *document);
+
+    // Whether some lines wait for a later slice.
+    bool HighlightPending() const { return m_pendingStart.isNull() == false; }
+    // Highlights every waiting line now (for callers that need every line right at once).
+    void FinishPending();
 
     // The global switch: while highlighting is off, lines only get their state and block data
     // reset. Existing documents need a rehighlight() to follow a change.
@@ -75,7 +90,28 @@ protected:
     QVector<HighlightRule> callRules;
     QVector<RegionRule> regionRules;
 
+signals:
+    // Every line that waited for a slice has been highlighted.
+    void PendingFinished();
+
 private:
+    // Keeps the current line as it was (colours, state, data) and queues it for a later slice.
+    void deferCurrentBlock();
+    // Highlights waiting lines for one slice; queues the next one while any remain.
+    void continuePending(bool unbounded);
+    void openPass();
+    void closePass() { m_passOpen = false; }
+
+    bool m_passOpen = false;
+    bool m_unbounded = false;
+    QElapsedTimer m_passTimer;
+    // The waiting lines: from the start of the first to the start of the last, as cursors so
+    // that edits move them.
+    QTextCursor m_pendingStart;
+    QTextCursor m_pendingEnd;
+    QTimer m_sliceTimer;
+    int m_lastBlockNumber = -1;
+
     void highlightRegions(const QString &text, CodeEditorBlockData *data);
     void recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code);
     void highlightWhitespace(const QString &text);

@@ -90,6 +90,8 @@ PythonAutoCompleter::PythonAutoCompleter(QWidget *editor) : AutoCompleter(editor
     connect(&m_pendingTimer, &QTimer::timeout, this, &PythonAutoCompleter::RunPending);
 }
 
+PythonAutoCompleter::~PythonAutoCompleter() = default;
+
 void PythonAutoCompleter::InitModel()
 {
     if (sourceModel)
@@ -263,13 +265,12 @@ void PythonAutoCompleter::UpdateNow(const QRect &cursorRect, bool applyIfSingle)
 void PythonAutoCompleter::QueryHost(const QTextCursor &cursor)
 {
     sourceModel->clear();
-    const Query query = BuildQuery(cursor.document(), cursor.position());
-    QString source = query.source;
+    Query query = BuildEscapedQuery(cursor.document(), cursor.position());
     const QStringList &forced = ForcedImports::Accepted();
     if (!forced.isEmpty())
-        source.prepend(forced.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+        query.source.prepend(Escaped(forced.join(QLatin1Char('\n')) + QLatin1Char('\n')));
     const Settings &settings = Settings::instance();
-    const QStringList names = HostBridge::parsePython(Escaped(source), expression,
+    const QStringList names = HostBridge::parsePython(query.source, expression,
                                                       query.extras && settings.pythonIncludeKeywords,
                                                       query.extras && settings.pythonIncludeBuiltins);
     // One insertion for all rows: row by row, the filter would run once per name.
@@ -284,19 +285,32 @@ void PythonAutoCompleter::QueryHost(const QTextCursor &cursor)
         sourceModel->appendColumn(items);
 }
 
-PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *document, int position)
+namespace {
+
+// Where the locator goes and what of the document the script sees around it.
+struct QueryPlan {
+    QTextBlock first;       // the statement's first line
+    QTextBlock cursorBlock; // its last line, the cursor's
+    QString locatorLine;    // rewritten, unescaped
+    int spanned = 1;
+    bool cut = false;       // the text after the statement is left out
+    bool extras = true;
+};
+
+bool planQuery(const QTextDocument *document, int position, QueryPlan &plan)
 {
-    Query query;
     if (!document)
-        return query;
+        return false;
     const QTextBlock cursorBlock = document->findBlock(position);
     if (!cursorBlock.isValid())
-        return query;
+        return false;
     // The statement: the cursor's line and the lines it continues after a trailing comma.
     QTextBlock first = cursorBlock;
     while (first.previous().isValid() && withoutTrailingBlanks(first.previous().text()).endsWith(QLatin1Char(',')))
         first = first.previous();
-    const int spanned = cursorBlock.blockNumber() - first.blockNumber() + 1;
+    plan.first = first;
+    plan.cursorBlock = cursorBlock;
+    plan.spanned = cursorBlock.blockNumber() - first.blockNumber() + 1;
     QStringList statementLines;
     for (QTextBlock block = first; block.isValid(); block = block.next()) {
         statementLines.append(withoutTrailingBlanks(block.text()));
@@ -308,21 +322,21 @@ PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *
     const QString statement = joined.mid(std::min(indentation.size(), joined.size()));
     const bool nothingFollows = cursorBlock.text().mid(position - cursorBlock.position()).trimmed().isEmpty();
 
-    static const QRegularExpression defHeader(QStringLiteral("^def"));
-    static const QRegularExpression classHeader(QStringLiteral("^class[ \\t]"));
+    static const QRegularExpression defHeader(QStringLiteral("^def\\b"));
+    static const QRegularExpression classHeader(QStringLiteral("^class\\b"));
     static const QRegularExpression loopHeader(QStringLiteral("^(for|while)[ \\t]"));
     static const QRegularExpression ifHeader(QStringLiteral("^(if)[ \\t]"));
     static const QRegularExpression elifHeader(QStringLiteral("^(elif)[ \\t]"));
     QString locator;
-    bool cut = nothingFollows;
+    plan.cut = nothingFollows;
     if (defHeader.match(statement).hasMatch()) {
         locator = QStringLiteral("def __kedefloc__(%1): pass").arg(locatorName);
-        cut = true;
-        query.extras = false;
+        plan.cut = true;
+        plan.extras = false;
     } else if (classHeader.match(statement).hasMatch()) {
         locator = QStringLiteral("class __keclsloc__(%1): pass").arg(locatorName);
-        cut = true;
-        query.extras = false;
+        plan.cut = true;
+        plan.extras = false;
     } else if (statement.endsWith(QLatin1Char(':'))) {
         if (loopHeader.match(statement).hasMatch())
             locator = QStringLiteral("while %1:").arg(locatorName);
@@ -337,29 +351,150 @@ PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *
     } else {
         locator = locatorName + QStringLiteral(" = None");
     }
+    plan.locatorLine = indentation + locator;
+    rewriteExceptionBlocks(plan.locatorLine);
+    if (plan.locatorLine.endsWith(QLatin1Char(':')) && (plan.cut || !BodyFollows(cursorBlock, indentation)))
+        plan.locatorLine += QStringLiteral(" pass"); // its body went with the text after it, or never was
+    return true;
+}
 
+// A line as the script sees it: no trailing blanks, exception blocks made plain branches.
+QString rewrittenLine(const QString &text)
+{
+    QString line = withoutTrailingBlanks(text);
+    rewriteExceptionBlocks(line);
+    return line;
+}
+
+} // namespace
+
+// The document's lines, rewritten and escaped, following every change of the document; made on
+// the first request, so buffers that never ask for completion pay nothing.
+class PythonAutoCompleter::LineCache : public QObject {
+public:
+    explicit LineCache(const QTextDocument *document) : m_document(document)
+    {
+        document->documentLayout(); // a document reports its changes only once it has a layout
+        Reload();
+        connect(document, &QTextDocument::contentsChange, this, &LineCache::OnContentsChange);
+    }
+
+    const QTextDocument *Document() const { return m_document; }
+    const QString &Line(int number) const { return m_lines.at(number); }
+    // The length of lines [from, to), each with its escaped newline.
+    qsizetype Length(int from, int to) const
+    {
+        qsizetype length = 0;
+        for (int i = from; i < to; ++i)
+            length += m_lines.at(i).size() + 2;
+        return length;
+    }
+    void Append(QString &out, int from, int to) const
+    {
+        for (int i = from; i < to; ++i) {
+            out += m_lines.at(i);
+            out += QLatin1String("\\n");
+        }
+    }
+    bool Valid() const { return m_lines.size() == m_document->blockCount(); }
+
+    void Reload()
+    {
+        m_lines.clear();
+        m_lines.reserve(m_document->blockCount());
+        for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next())
+            m_lines.append(Escaped(rewrittenLine(block.text())));
+    }
+
+private:
+    void OnContentsChange(int position, int, int charsAdded)
+    {
+        // Lines first..last now stand where first..last - (blocks gained) stood.
+        const QTextBlock firstBlock = m_document->findBlock(position);
+        QTextBlock lastBlock = m_document->findBlock(position + charsAdded);
+        if (!lastBlock.isValid())
+            lastBlock = m_document->lastBlock();
+        if (!firstBlock.isValid()) {
+            Reload();
+            return;
+        }
+        const int first = firstBlock.blockNumber();
+        const int last = lastBlock.blockNumber();
+        const int gained = m_document->blockCount() - int(m_lines.size());
+        const int oldLast = last - gained;
+        if (oldLast < first - 1 || oldLast >= m_lines.size()) {
+            Reload();
+            return;
+        }
+        QVector<QString> fresh;
+        fresh.reserve(last - first + 1);
+        for (QTextBlock block = firstBlock; block.isValid(); block = block.next()) {
+            fresh.append(Escaped(rewrittenLine(block.text())));
+            if (block == lastBlock)
+                break;
+        }
+        const int oldCount = oldLast - first + 1;
+        const int common = std::min(oldCount, int(fresh.size()));
+        for (int i = 0; i < common; ++i)
+            m_lines[first + i] = fresh.at(i);
+        if (fresh.size() > oldCount)
+            m_lines.insert(first + oldCount, int(fresh.size()) - oldCount, QString());
+        else if (fresh.size() < oldCount)
+            m_lines.remove(first + common, oldCount - common);
+        for (int i = common; i < fresh.size(); ++i)
+            m_lines[first + i] = fresh.at(i);
+    }
+
+    const QTextDocument *m_document;
+    QVector<QString> m_lines;
+};
+
+PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *document, int position)
+{
+    Query query;
+    QueryPlan plan;
+    if (!planQuery(document, position, plan))
+        return query;
+    query.extras = plan.extras;
     QString &out = query.source;
     out.reserve(document->characterCount() + 64);
-    for (QTextBlock block = document->begin(); block.isValid() && block != first; block = block.next()) {
-        QString line = withoutTrailingBlanks(block.text());
-        rewriteExceptionBlocks(line);
-        out += line;
+    for (QTextBlock block = document->begin(); block.isValid() && block != plan.first; block = block.next()) {
+        out += rewrittenLine(block.text());
         out += QLatin1Char('\n');
     }
-    QString locatorLine = indentation + locator;
-    rewriteExceptionBlocks(locatorLine);
-    if (locatorLine.endsWith(QLatin1Char(':')) && (cut || !BodyFollows(cursorBlock, indentation)))
-        locatorLine += QStringLiteral(" pass"); // its body went with the text after it, or never was
-    out += locatorLine;
-    out += QString(spanned, QLatin1Char('\n'));
-    if (!cut) {
-        for (QTextBlock block = cursorBlock.next(); block.isValid(); block = block.next()) {
-            QString line = withoutTrailingBlanks(block.text());
-            rewriteExceptionBlocks(line);
-            out += line;
+    out += plan.locatorLine;
+    out += QString(plan.spanned, QLatin1Char('\n'));
+    if (!plan.cut) {
+        for (QTextBlock block = plan.cursorBlock.next(); block.isValid(); block = block.next()) {
+            out += rewrittenLine(block.text());
             out += QLatin1Char('\n');
         }
     }
+    return query;
+}
+
+PythonAutoCompleter::Query PythonAutoCompleter::BuildEscapedQuery(const QTextDocument *document, int position)
+{
+    Query query;
+    QueryPlan plan;
+    if (!planQuery(document, position, plan))
+        return query;
+    query.extras = plan.extras;
+    if (!m_lineCache || m_lineCache->Document() != document)
+        m_lineCache = std::make_unique<LineCache>(document);
+    if (!m_lineCache->Valid())
+        m_lineCache->Reload();
+    const int first = plan.first.blockNumber();
+    const int after = plan.cursorBlock.blockNumber() + 1;
+    const int end = plan.cut ? after : document->blockCount();
+    const QString locator = Escaped(plan.locatorLine);
+    QString &out = query.source;
+    out.reserve(m_lineCache->Length(0, first) + locator.size() + 2 * plan.spanned + m_lineCache->Length(after, end));
+    m_lineCache->Append(out, 0, first);
+    out += locator;
+    for (int i = 0; i < plan.spanned; ++i)
+        out += QLatin1String("\\n");
+    m_lineCache->Append(out, after, end);
     return query;
 }
 

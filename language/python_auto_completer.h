@@ -4,6 +4,8 @@
 
 #include <QtCore/QTimer>
 
+#include <memory>
+
 class QStandardItemModel;
 class QTextDocument;
 
@@ -29,12 +31,18 @@ public:
     };
 
     explicit PythonAutoCompleter(QWidget *editor);
+    ~PythonAutoCompleter() override;
 
     QString Expression() const { return expression; }
     bool MemberMode() const { return memberMode; }
     int WordStart() const { return wordStart; }
     // Whether a host query waits to run.
     bool QueryPending() const { return m_pendingTimer.isActive(); }
+    void Cancel() override
+    {
+        m_pendingTimer.stop();
+        hide();
+    }
 
     // The buffer of `document` as the script sees it with the cursor at `position`: the statement
     // under the cursor replaced by a locator at the same indentation, line numbers kept, and what
@@ -42,6 +50,9 @@ public:
     static Query BuildQuery(const QTextDocument *document, int position);
     // The text as a Python string literal's contents.
     static QString Escaped(const QString &text);
+    // BuildQuery's source, already escaped, from lines kept up to date as the document changes:
+    // a request costs a copy of the text, not a rewrite of every line.
+    Query BuildEscapedQuery(const QTextDocument *document, int position);
 
 public slots:
     void Update(const QTextCursor &cursor, const QRect &cursorRect, bool applyIfSingle) override;
@@ -61,6 +72,9 @@ private:
     QString expression;
     bool memberMode = false;
     int wordStart = 0;
+
+    class LineCache;
+    std::unique_ptr<LineCache> m_lineCache;
 
     QTimer m_pendingTimer;
     QTextCursor m_pendingCursor;

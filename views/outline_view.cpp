@@ -6,6 +6,7 @@
 #include "views/outline_tree_widget.h"
 
 #include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QHeaderView>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QVBoxLayout>
@@ -107,19 +108,63 @@ QString OutlineView::IconPath(int kind)
     return QStringLiteral(":/ke2_icons/") + QLatin1String(names[kind]);
 }
 
+// An outline row reads its offsets from the view's entries, so that a parse which only moved
+// the entries (typing inside a body) updates them without touching the tree.
+class OutlineView::EntryItem : public QTreeWidgetItem {
+public:
+    EntryItem(const QVector<Entry> *entries, int index)
+        : QTreeWidgetItem(QStringList{entries->at(index).name}), m_entries(entries), m_index(index)
+    {
+    }
+
+    QVariant data(int column, int role) const override
+    {
+        if (column == 0 && (role == StartRole || role == EndRole) && m_index < m_entries->size()) {
+            const Entry &entry = m_entries->at(m_index);
+            return role == StartRole ? entry.position : entry.position + int(entry.name.size());
+        }
+        return QTreeWidgetItem::data(column, role);
+    }
+
+private:
+    const QVector<Entry> *m_entries;
+    int m_index;
+};
+
 void OutlineView::OnParserUpdated(BaseParser *parser)
 {
-    m_entries.clear();
-    m_hasParser = parser != nullptr;
-    m_isMel = parser && parser->IsMel();
-    m_filePath = parser ? parser->FilePath() : QString();
+    QVector<Entry> entries;
+    const bool isMel = parser && parser->IsMel();
+    const QString filePath = parser ? parser->FilePath() : QString();
     if (parser) {
         const QList<OutlineItem *> items = parser->OutlineItems();
-        m_entries.reserve(items.size());
+        entries.reserve(items.size());
         for (const OutlineItem *item : items)
-            m_entries.append({item->name, item->kind, item->position, item->depth});
+            entries.append({item->name, item->kind, item->position, item->depth});
+    }
+    const bool same = parser && m_hasParser && isMel == m_isMel && filePath == m_filePath && SameStructure(entries);
+    m_entries.swap(entries);
+    m_hasParser = parser != nullptr;
+    m_isMel = isMel;
+    m_filePath = filePath;
+    if (same) {
+        m_tree->viewport()->update(); // the rows read their new offsets
+        return;
     }
     Rebuild();
+}
+
+bool OutlineView::SameStructure(const QVector<Entry> &entries) const
+{
+    if (entries.size() != m_entries.size())
+        return false;
+    for (int i = 0; i < entries.size(); ++i) {
+        const Entry &a = entries.at(i);
+        const Entry &b = m_entries.at(i);
+        if (a.kind != b.kind || a.depth != b.depth || a.name != b.name)
+            return false;
+    }
+    return true;
 }
 
 bool OutlineView::IsHidden(int kind) const
@@ -143,13 +188,12 @@ bool OutlineView::IsHidden(int kind) const
     }
 }
 
-QTreeWidgetItem *OutlineView::MakeItem(const Entry &entry) const
+QTreeWidgetItem *OutlineView::MakeItem(int index) const
 {
-    auto *item = new QTreeWidgetItem(QStringList{entry.name});
+    const Entry &entry = m_entries.at(index);
+    auto *item = new EntryItem(&m_entries, index);
     if (entry.kind > 0 && entry.kind < m_icons.size())
         item->setIcon(0, m_icons[entry.kind]);
-    item->setData(0, StartRole, entry.position);
-    item->setData(0, EndRole, entry.position + int(entry.name.size()));
     item->setData(0, KindRole, entry.kind);
     return item;
 }
@@ -165,7 +209,8 @@ void OutlineView::Rebuild()
         QList<QTreeWidgetItem *> topLevel;
         // The most recent item at each depth: a deeper item hangs below the nearest one above it.
         QVector<QTreeWidgetItem *> lastAtDepth;
-        for (const Entry &entry : qAsConst(m_entries)) {
+        for (int index = 0; index < m_entries.size(); ++index) {
+            const Entry &entry = m_entries.at(index);
             if (m_isMel ? (entry.kind < OutlineItem::MelGlobalProc || entry.kind > OutlineItem::MelGlobalVariable)
                         : entry.kind < OutlineItem::PythonImport)
                 continue;
@@ -178,7 +223,7 @@ void OutlineView::Rebuild()
                     lastAtDepth[depth] = nullptr;
                 continue;
             }
-            QTreeWidgetItem *item = MakeItem(entry);
+            QTreeWidgetItem *item = MakeItem(index);
             QTreeWidgetItem *parent = nullptr;
             for (int d = std::min(depth, int(lastAtDepth.size())) - 1; d >= 0 && !parent; --d)
                 parent = lastAtDepth[d];
@@ -197,8 +242,9 @@ void OutlineView::Rebuild()
     }
 
     if (sorted) {
+        // Enabling sorting sorts by the header's indicator: one sort, not two.
+        m_tree->header()->setSortIndicator(0, Qt::AscendingOrder);
         m_tree->setSortingEnabled(true);
-        m_tree->sortItems(0, Qt::AscendingOrder);
     }
     m_rebuilding = false;
 }

@@ -68,9 +68,13 @@ private:
         int depth = 0;
     };
 
+    class EntryItem;
+
     void Rebuild();
+    // Whether `entries` make the same tree as the ones shown (names, kinds, depths).
+    bool SameStructure(const QVector<Entry> &entries) const;
     bool IsHidden(int kind) const;
-    QTreeWidgetItem *MakeItem(const Entry &entry) const;
+    QTreeWidgetItem *MakeItem(int index) const;
     void RestoreExpanded();
     void ToggleSetting(bool &setting);
 

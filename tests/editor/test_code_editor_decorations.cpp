@@ -86,6 +86,47 @@ private slots:
         QCOMPARE(waves, 2);
     }
 
+    // Many marks: a line's messages are joined in text order whatever order they came in,
+    // overlapping marks share one underline, and past a few thousand marks only the lines
+    // around the view are underlined while every line keeps its message.
+    void manyMarks_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<int>("lines");
+        QTest::newRow("three on one line, given backwards") << 3 << 1;
+        QTest::newRow("repeated reports on a few lines") << 600 << 4;
+        QTest::newRow("more than the view, on every line") << 6000 << 3000;
+    }
+    void manyMarks()
+    {
+        QFETCH(int, count);
+        QFETCH(int, lines);
+        auto editor = makeEditor(LANGUAGE_PYTHON, "|" + QStringLiteral("abcdef\n").repeated(lines));
+        CodeEditorMarks warnings;
+        // Later columns come first: the editor puts them in text order (a place's own marks keep
+        // the order they came in).
+        auto columnOf = [&](int i) { return 2 - (i / lines) % 3; };
+        for (int i = 0; i < count; ++i)
+            warnings.append({i % lines * 7 + columnOf(i), i % lines * 7 + columnOf(i) + 2, QStringLiteral("m%1").arg(i)});
+        editor->SetDiagnostics({}, warnings, {});
+        QCOMPARE(editor->LineMessages(MARK_WARNING).size(), lines);
+        QStringList first;
+        for (int column = 0; column < 3; ++column)
+            for (int i = 0; i < count; i += lines)
+                if (columnOf(i) == column)
+                    first << QStringLiteral("m%1").arg(i);
+        QCOMPARE(editor->LineMessage(0), first.join('\n'));
+        int waves = 0;
+        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections()) {
+            if (selection.format.underlineStyle() != QTextCharFormat::WaveUnderline)
+                continue;
+            ++waves;
+            QCOMPARE(selection.cursor.selectedText().size(), 1 + std::min(count / lines, 3)); // the columns as one
+        }
+        QVERIFY(waves > 0);
+        QVERIFY(waves <= std::min(lines, 200));
+    }
+
     void ctrlWheelRequestsFontSize()
     {
         SettingsGuard guard;

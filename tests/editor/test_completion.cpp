@@ -13,6 +13,7 @@
 #include <QtGui/QScreen>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QListView>
+#include <QtWidgets/QPlainTextDocumentLayout>
 
 using namespace ke2;
 using namespace ke2::test;
@@ -160,7 +161,7 @@ class PythonCompletionTest : public QObject {
         typeKeys(editor, keys);
         auto *popup = qobject_cast<PythonAutoCompleter *>(popupOf(editor));
         if (!popup)
-            return {"<no popup>"};
+            return {}; // never asked for
         for (int wait = 0; wait < 500 && popup->QueryPending(); ++wait)
             QTest::qWait(10);
         return popup->isVisible() ? popup->VisibleCandidates() : QStringList();
@@ -236,6 +237,36 @@ private slots:
         QCOMPARE(shown, QStringList(shown).filter(QRegularExpression("^[^_]")) + QStringList(shown).filter(QRegularExpression("^_")));
     }
 
+    // Letters and dots typed in comments and strings are prose: no popup, and Return breaks the
+    // line. Code around them completes as before, and Ctrl+Space opens anywhere.
+    void proseOpensNothing_data()
+    {
+        QTest::addColumn<QString>("keys");
+        QTest::addColumn<QStringList>("shown"); // empty: the popup stays hidden
+        QTest::addColumn<QString>("after");     // the text once Return was pressed
+        const QString start = "index = 1\nindent = 2\n";
+        QTest::newRow("comment") << "# fix this in" << QStringList() << start + "# fix this in\n|";
+        QTest::newRow("comment after code") << "x = 1  # in" << QStringList() << start + "x = 1  # in\n|";
+        QTest::newRow("unclosed string") << "s = \"os.pa" << QStringList() << QString();
+        QTest::newRow("single quotes") << "s = 'ind" << QStringList() << QString();
+        QTest::newRow("code") << "x = ind" << QStringList{"indent", "index"} << start + "x = indent|";
+        QTest::newRow("code after a closed string") << "s = 'a' + ind" << QStringList{"indent", "index"} << QString();
+        QTest::newRow("Ctrl+Space in a comment") << "# ind\x05" << QStringList{"indent", "index"} << start + "# indent|";
+    }
+    void proseOpensNothing()
+    {
+        QFETCH(QString, keys);
+        QFETCH(QStringList, shown);
+        QFETCH(QString, after);
+        auto editor = makeEditor(LANGUAGE_PYTHON, "|");
+        editor->show();
+        QCOMPARE(complete(*editor, "index = 1\nindent = 2\n|", keys), shown);
+        if (after.isEmpty())
+            return;
+        press(*editor, Qt::Key_Return);
+        QCOMPARE(editorState(*editor), after);
+    }
+
     // Keys typed faster than the host answers: one query, about the text as it ends up.
     void keysTypedBeforeTheAnswerReplaceTheRequest()
     {
@@ -271,6 +302,8 @@ private slots:
         QTest::newRow("except and finally") << "try:\n    a\nexcept (A, B) as e:\n    b\nfinally:\n    |"
                                             << "if True:\n    a\nif False:\n    b\nif True:\n    __kestrel_lctr_hlvd__ = None\n" << true;
         QTest::newRow("trailing blanks go") << "a = 1   \n|" << "a = 1\n__kestrel_lctr_hlvd__ = None\n" << true;
+        QTest::newRow("a name starting with def") << "default_value = pri|" << "__kestrel_lctr_hlvd__ = None\n" << true;
+        QTest::newRow("a name starting with class") << "classes = cl|" << "__kestrel_lctr_hlvd__ = None\n" << true;
     }
     void query()
     {
@@ -283,6 +316,56 @@ private slots:
         const PythonAutoCompleter::Query query = PythonAutoCompleter::BuildQuery(&document, position);
         QCOMPARE(query.source, source);
         QCOMPARE(query.extras, extras);
+        QWidget editor;
+        PythonAutoCompleter popup(&editor);
+        const PythonAutoCompleter::Query escaped = popup.BuildEscapedQuery(&document, position);
+        QCOMPARE(escaped.source, PythonAutoCompleter::Escaped(source));
+        QCOMPARE(escaped.extras, extras);
+    }
+
+    // The escaped lines a query is made of follow every edit of the document: each edit (start
+    // line, column, characters removed, text inserted) is applied to a buffer whose lines were
+    // read before, and the query must be what a fresh rewrite of the whole buffer gives.
+    void queryFollowsEdits_data()
+    {
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("column");
+        QTest::addColumn<int>("removed");
+        QTest::addColumn<QString>("inserted");
+        QTest::newRow("a letter") << 5 << 3 << 0 << "x";
+        QTest::newRow("a new line") << 5 << 0 << 0 << "y = \"q\"\n";
+        QTest::newRow("lines joined") << 3 << 4 << 12 << QString();
+        QTest::newRow("paste of several lines") << 8 << 2 << 3 << "a\ntry:\n    b = 'x\\\\'\nexcept:\n";
+        QTest::newRow("removal from the first line") << 0 << 0 << 30 << QString();
+        QTest::newRow("the last line") << 19 << 0 << 100 << "tail = 1   ";
+        QTest::newRow("everything replaced") << 0 << 0 << 100000 << "only\nthis";
+    }
+    void queryFollowsEdits()
+    {
+        QFETCH(int, line);
+        QFETCH(int, column);
+        QFETCH(int, removed);
+        QFETCH(QString, inserted);
+        QStringList lines;
+        for (int i = 0; i < 20; ++i)
+            lines << QStringLiteral("v%1 = \"a\\\\b\"   ").arg(i) << (i % 2 ? "try:" : "    pass");
+        QTextDocument document;
+        document.setDocumentLayout(new QPlainTextDocumentLayout(&document)); // as in the editor
+        document.setPlainText(lines.join('\n'));
+        QWidget editor;
+        PythonAutoCompleter popup(&editor);
+        const int middle = document.findBlockByNumber(10).position() + 2;
+        popup.BuildEscapedQuery(&document, middle); // reads the lines as they are
+        QTextCursor cursor(document.findBlockByNumber(line));
+        cursor.movePosition(QTextCursor::Right, QTextCursor::MoveAnchor, column);
+        cursor.setPosition(std::min(cursor.position() + removed, document.characterCount() - 1), QTextCursor::KeepAnchor);
+        cursor.insertText(inserted);
+        for (const int position : {0, std::min(middle, document.characterCount() - 1), document.characterCount() - 1})
+            QCOMPARE(popup.BuildEscapedQuery(&document, position).source,
+                     PythonAutoCompleter::Escaped(PythonAutoCompleter::BuildQuery(&document, position).source));
+        document.undo();
+        QCOMPARE(popup.BuildEscapedQuery(&document, middle).source,
+                 PythonAutoCompleter::Escaped(PythonAutoCompleter::BuildQuery(&document, middle).source));
     }
 };
 

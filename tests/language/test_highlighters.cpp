@@ -7,6 +7,7 @@
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QElapsedTimer>
 #include <QtGui/QTextBlock>
 #include <QtGui/QTextCursor>
 #include <QtGui/QTextDocument>
@@ -126,6 +127,7 @@ struct Document {
         else
             highlighter = std::make_unique<Language>(&document);
         QCoreApplication::processEvents(); // the highlighter's first full pass is queued
+        highlighter->FinishPending();        // and sliced when it is long
     }
     QTextBlock line(int number) const { return document.findBlockByNumber(number); }
     Data *data(int number) const { return Data::of(line(number)); }
@@ -141,6 +143,22 @@ public:
 
 protected:
     void highlightBlock(const QString &text) override { ++count, PythonHighlighter::highlightBlock(text); }
+};
+
+// Takes about a fifth of a millisecond a line, so that a few hundred lines outlast one slice.
+class SlowPythonHighlighter : public PythonHighlighter {
+public:
+    using PythonHighlighter::PythonHighlighter;
+
+protected:
+    void highlightBlock(const QString &text) override
+    {
+        QElapsedTimer timer;
+        timer.start();
+        while (timer.nsecsElapsed() < 200000) {
+        }
+        PythonHighlighter::highlightBlock(text);
+    }
 };
 
 // Applies one rule through the engine (with the rule's speed hints) and nothing else.
@@ -449,6 +467,46 @@ private slots:
         const Document<> balance(QStringLiteral("} } x { \"{\""), true);
         QCOMPARE(balance.data(0)->bracketBalance('{', 4), -2);
         QCOMPARE(balance.data(0)->bracketBalance('}', 100), -1);
+    }
+
+    // An edit that changes every later line's state is highlighted in slices; edits made while
+    // lines still wait (before, inside and across the waiting range, an undo) must leave every
+    // line as a highlighter that never sliced would.
+    void sliceInterruptedByEdit_data()
+    {
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("removed");
+        QTest::addColumn<QString>("inserted");
+        QTest::newRow("nothing else") << 0 << 0 << QString();
+        QTest::newRow("a line before the waiting ones") << 2 << 0 << "y = '''\n";
+        QTest::newRow("a line among them") << 300 << 0 << "z = 1\n";
+        QTest::newRow("lines removed across their start") << 150 << 2000 << QString();
+        QTest::newRow("the quotes closed further down") << 380 << 0 << "\"\"\"";
+        QTest::newRow("undo") << -1 << 0 << QString();
+    }
+    void sliceInterruptedByEdit()
+    {
+        QFETCH(int, line);
+        QFETCH(int, removed);
+        QFETCH(QString, inserted);
+        Fixture fixture;
+        QStringList lines;
+        for (int i = 0; i < 400; ++i)
+            lines << QStringLiteral("x%1 = len(y)  # (%1)").arg(i);
+        Document<SlowPythonHighlighter> doc(lines.join('\n'));
+        QTextCursor(doc.line(100)).insertText(QStringLiteral("\"\"\""));
+        QVERIFY(doc.highlighter->HighlightPending()); // the later lines wait for slices
+        QCOMPARE(doc.line(399).userState(), -1);
+        if (line < 0) {
+            doc.document.undo();
+        } else if (!inserted.isEmpty() || removed > 0) {
+            QTextCursor cursor(doc.line(line));
+            cursor.setPosition(std::min(cursor.position() + removed, doc.document.characterCount() - 1), QTextCursor::KeepAnchor);
+            cursor.insertText(inserted);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(!doc.highlighter->HighlightPending(), 20000);
+        Document<PythonHighlighter> fresh(doc.document.toPlainText());
+        QCOMPARE(fixture.dump(doc.document), fixture.dump(fresh.document));
     }
 
     void dataFollowsEdits()

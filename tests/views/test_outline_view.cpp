@@ -235,6 +235,46 @@ private slots:
         OutlineExpandedState::instance().Clear();
     }
 
+    // A parse that only moved the entries keeps the tree's items and gives them the new offsets;
+    // any other change rebuilds; sorted or not, the tree is the one a fresh view shows.
+    void updateAfterAPause_data()
+    {
+        QTest::addColumn<QString>("edited");
+        QTest::addColumn<bool>("sorted");
+        QTest::addColumn<bool>("sameItems");
+        const QString base = "global proc b() {}\nproc a() { print 1; }\nglobal string $g;\n";
+        for (const bool sorted : {false, true}) {
+            const QByteArray order = sorted ? ", sorted" : "";
+            QTest::newRow("typing in a body" + order) << base.left(28) + "x" + base.mid(28) << sorted << true;
+            QTest::newRow("a line above" + order) << "// new\n" + base << sorted << true;
+            QTest::newRow("a renamed proc" + order) << QString(base).replace("proc a()", "proc c()") << sorted << false;
+            QTest::newRow("a new proc" + order) << base + "proc d() {}\n" << sorted << false;
+            QTest::newRow("a proc gone" + order) << base.mid(19) << sorted << false;
+        }
+    }
+    void updateAfterAPause()
+    {
+        QFETCH(QString, edited);
+        QFETCH(bool, sorted);
+        QFETCH(bool, sameItems);
+        ViewsFixture fixture;
+        MelParser first, second;
+        first.Parse("global proc b() {}\nproc a() { print 1; }\nglobal string $g;\n", "/scripts/a.mel");
+        second.Parse(edited, "/scripts/a.mel");
+        OutlineView view, fresh;
+        if (sorted) {
+            view.ToggleSort();
+            fresh.ToggleSort();
+        }
+        view.OnParserUpdated(&first);
+        const int marker = Qt::UserRole + 50; // an item made anew does not have it
+        view.Tree()->topLevelItem(0)->setData(0, marker, true);
+        view.OnParserUpdated(&second);
+        fresh.OnParserUpdated(&second);
+        QCOMPARE(dumpTree(view.Tree()), dumpTree(fresh.Tree()));
+        QCOMPARE(view.Tree()->topLevelItem(0)->data(0, marker).toBool(), sameItems);
+    }
+
     // A click selects the entry's name; after the tree lost focus, a click on the same entry
     // asks again.
     void clickAsksForTheNameRange()
