@@ -217,7 +217,8 @@ QString middleEdit(const QString &text, int line, const QString &insertion, bool
     QElapsedTimer timer;
     timer.start();
     cursor.insertText(insertion);
-    highlighter.FinishPending(); // the lines left for later slices too
+    while (highlighter.HighlightPending()) // the lines left for later slices too
+        QCoreApplication::processEvents();
     const double ms = timer.nsecsElapsed() / 1e6;
     return QStringLiteral("%1 lines re-highlighted, %2 ms").arg(highlighter.count).arg(ms, 0, 'f', 2);
 }

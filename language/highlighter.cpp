@@ -142,8 +142,16 @@ void Highlighter::deferCurrentBlock()
 void Highlighter::FinishPending()
 {
     m_sliceTimer.stop();
-    while (HighlightPending())
-        continuePending(true);
+    if (!HighlightPending())
+        return;
+    // One pass of the base over the whole document: far cheaper than the waiting lines one by one.
+    m_pendingStart = QTextCursor();
+    m_pendingEnd = QTextCursor();
+    m_unbounded = true;
+    rehighlight();
+    m_unbounded = false;
+    closePass();
+    emit PendingFinished();
 }
 
 void Highlighter::continuePending(bool unbounded)
@@ -223,9 +231,7 @@ void Highlighter::reloadFormats()
 void Highlighter::highlightBlock(const QString &rawText)
 {
     openPass();
-    // Every pass highlights at least its first line: a thread held up by a busy machine still
-    // makes progress, and a one-line change is never left for later.
-    if (!m_unbounded && m_passLines > 0 && m_passTimer.elapsed() >= SliceBudgetMs) {
+    if (!m_unbounded && m_passLines >= MinLinesPerSlice && m_passTimer.elapsed() >= SliceBudgetMs) {
         deferCurrentBlock();
         return;
     }

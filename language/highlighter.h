@@ -23,13 +23,17 @@ class CodeEditorBlockData;
 // so an edit re-highlights following lines only until their states agree again.
 //
 // Highlighting is sliced: one pass (an edit, a rehighlight) spends at most SliceBudgetMs on
-// lines; the lines it did not reach keep their old colours and state and are highlighted in
-// later slices from the event loop, in document order, so the window answers keys and repaints
-// in between. An edit made while lines wait moves the waiting range with the text.
+// lines once it has done MinLinesPerSlice; the lines it did not reach keep their old colours
+// and state and are highlighted in later slices from the event loop, in document order, so the
+// window answers keys and repaints in between. An edit made while lines wait moves the waiting
+// range with the text.
 class Highlighter : public QSyntaxHighlighter {
     Q_OBJECT
 public:
     static constexpr int SliceBudgetMs = 10;
+    // A pass always gets this many lines, however long they take: a thread held up by a busy
+    // machine still highlights the edited lines at once, and short documents are never sliced.
+    static constexpr int MinLinesPerSlice = 256;
 
     explicit Highlighter(QTextDocument *document);
     ~Highlighter() override;
@@ -104,7 +108,7 @@ private:
     void closePass() { m_passOpen = false; }
 
     bool m_passOpen = false;
-    int m_passLines = 0; // lines highlighted in the open pass
+    int m_passLines = 0;
     bool m_unbounded = false;
     QElapsedTimer m_passTimer;
     // The waiting lines: from the start of the first to the start of the last, as cursors so
