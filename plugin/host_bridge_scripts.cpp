@@ -13,7 +13,8 @@ bool readResource(const QString &path, QString &text)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return false;
-    text = QString::fromLatin1(file.readAll());
+    const QByteArray bytes = file.readAll();
+    text = QString::fromLatin1(bytes.constData(), bytes.size());
     return true;
 }
 

@@ -271,7 +271,8 @@ void PreferencesDialog::GeneratePylintConfig()
         m_pylintConfigPath->setText(target);
         return;
     }
-    const QString errors = QString::fromLocal8Bit(process.readAllStandardError()).trimmed();
+    const QByteArray stderrBytes = process.readAllStandardError();
+    const QString errors = QString::fromLocal8Bit(stderrBytes.constData(), stderrBytes.size()).trimmed();
     if (!errors.isEmpty())
         HostBridge::showError(errors);
     QMessageBox::warning(this, QStringLiteral("Pylint"), QStringLiteral("Failed to generate pylintrc"));

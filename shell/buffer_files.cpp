@@ -100,8 +100,9 @@ bool RecoveryCopies::ReadCopy(const QString &copyPath, Copy &copy)
     const int pathEnd = headerEnd < 0 ? -1 : bytes.indexOf('\n', headerEnd + 1);
     if (pathEnd < 0 || bytes.left(headerEnd) != recoveryHeader)
         return false;
-    copy.filePath = QString::fromUtf8(bytes.mid(headerEnd + 1, pathEnd - headerEnd - 1));
-    copy.text = QString::fromUtf8(bytes.mid(pathEnd + 1));
+    // Lengths passed: the text may hold NULs.
+    copy.filePath = QString::fromUtf8(bytes.constData() + headerEnd + 1, pathEnd - headerEnd - 1);
+    copy.text = QString::fromUtf8(bytes.constData() + pathEnd + 1, bytes.size() - pathEnd - 1);
     return !copy.filePath.isEmpty();
 }
 

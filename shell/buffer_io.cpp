@@ -75,12 +75,13 @@ bool BufferIo::Write(const QString &path, const QString &text, TextFileFormat &f
 {
     TextFileNotes notes;
     bool written = false;
+    QString why;
     {
         BusyCursor busy;
-        written = TextFile::Write(path, text, format, &notes);
+        written = TextFile::Write(path, text, format, &notes, &why, m_recovery.Directory());
     }
     if (!written) {
-        HostBridge::showError(QStringLiteral("Failed to open file for save: %1").arg(path));
+        HostBridge::showError(QStringLiteral("Failed to open file for save: %1 (%2)").arg(path, why));
         return false;
     }
     m_changes.AddOwnWrite(path);

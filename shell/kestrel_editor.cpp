@@ -9,9 +9,11 @@
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
+#include "shell/session_lock.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
+#include "views/workspace_tree_widget.h"
 #include "views/workspace_view.h"
 #include "views/status_bar.h"
 
@@ -29,15 +31,20 @@ namespace ke2 {
 
 KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyBindings::instance())
 {
-    if (Host *host = HostBridge::host())
+    if (Host *host = HostBridge::host()) {
         m_hostMainWindow = host->mainWindow();
+        // Standalone, this window is the host's main window: closing it ends the program.
+        if (!m_hostMainWindow && !host->hasFeature(Host::Feature::DockingUi))
+            m_hostMainWindow = this;
+    }
     setWindowTitle(HostBridge::displayName());
     // The host finds the widget by this name.
     if (objectName().isEmpty())
         setObjectName(HostBridge::pluginName());
     setWindowIcon(QIcon(QStringLiteral(":/ke2_icons/python_main.png")));
     m_bufferIo = new BufferIo(this);
-    m_bufferIo->Recovery().SetDirectory(UserDirectories::internalBufferDirectory());
+    m_sessionLock = std::make_unique<SessionLock>(UserDirectories::internalBufferDirectory());
+    m_bufferIo->Recovery().SetDirectory(m_sessionLock->Directory());
     connect(&m_bufferIo->Autosave(), &AutosaveTimer::Due, this, &KestrelEditor::AutosaveBuffers);
 
     CreateActions();
@@ -512,6 +519,15 @@ void KestrelEditor::ConnectSignals()
     connect(m_sideBar, &SideBar::WorkspaceItemDeleted, this, &KestrelEditor::OnWorkspaceItemDeleted);
     connect(m_sideBar, &SideBar::WorkspaceModified, this, &KestrelEditor::OnWorkspaceModified);
     m_sideBar->Workspace()->LoadStartupWorkspace();
+    // pylint resolves imports from the workspace folders too, as they stand at each check.
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        group->SetImportFolders([tree = QPointer<WorkspaceTreeWidget>(m_sideBar->Workspace()->Tree())] {
+            QStringList folders;
+            for (int i = 0; tree && i < tree->topLevelItemCount(); ++i)
+                folders.append(tree->topLevelItem(i)->data(0, WorkspaceTreeWidget::PathRole).toString());
+            return folders;
+        });
+    }
 
     connect(m_activityBar, &ActivityBar::ViewSelected, this, &KestrelEditor::OnActivityBarViewSelected);
     connect(m_activityBar, &ActivityBar::EditPreferencesSelected, this, &KestrelEditor::ShowPreferencesDialog);

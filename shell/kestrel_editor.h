@@ -11,12 +11,15 @@
 #include <QtCore/QVector>
 #include <QtWidgets/QWidget>
 
+#include <memory>
+
 class QAction;
 class QHBoxLayout;
 class QMenu;
 class QMenuBar;
 class QPlainTextEdit;
 class QSplitter;
+class QTimer;
 
 namespace ke2 {
 
@@ -31,6 +34,7 @@ class KeyBindings;
 class OutputTextEdit;
 class OutputView;
 class PanelGroup;
+class SessionLock;
 class SideBar;
 class StatusBar;
 
@@ -104,8 +108,13 @@ public:
     void AppendOutput(const QString &text);
     QString OutputText() const;
     // Runs before the window is deleted at unload or quit: stops following focus, saves the
-    // internal buffers (and the files when `saveAllOnExit` is set) and the session.
+    // internal buffers (and the files when `saveAllOnExit` is set) and the session. Unsaved
+    // text the user has not chosen to drop (a failed save, a close nobody was asked about)
+    // keeps its recovery copy, so the next start offers it again.
     void TearDown();
+    // What closing the host's main window (or, standalone, this window) asks first: the save
+    // prompt for modified files, then what to do about saves that failed. False: stay open.
+    bool ConfirmClose();
 
 public slots:
     // Layout and visibility.
@@ -310,9 +319,25 @@ private:
     bool ReadFile(const QString &path, QString &text, TextFileFormat &format, bool quiet = false);
     // Writes the editor's text to `path` in its file's format; its recovery copy goes. A save by
     // the user first trims the text as the language's preferences say; autosave writes it as typed.
-    bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true);
+    // A file another program changed since it was last read or written here is asked about
+    // first; without `ask` (nobody to answer, as at teardown) it is left alone and reported.
+    bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true, bool ask = true);
+    // Overwrite, reload or cancel when `path` changed outside; true to go on writing.
+    bool ConfirmOverwrite(CodeEditor *codeEditor, const QString &path, bool ask);
+    // Reads the file again as one undoable edit; the editor is then unmodified.
+    bool ReloadFile(CodeEditorGroup *group, int index);
+    // Looks at the open files shortly (once for several requests).
+    void ScheduleFileCheck();
     // After a crash: each file buffer with a recovery copy is offered its recovered text once.
     void OfferRecoveredFiles();
+    // Saves the modified internal buffers, and the files with `fileBuffers`; the editors whose
+    // save failed are returned.
+    QVector<CodeEditor *> SaveForClose(bool fileBuffers, bool ask);
+    // A buffer whose file could not be made lives only in memory: before it goes, the user is
+    // offered to save it as a file. False: keep it open.
+    bool OfferToSaveFilelessBuffer(CodeEditorGroup *group, int index);
+    // Keeps a failed save's text in a recovery copy, saying so in the output.
+    void KeepUnsavedText(CodeEditor *codeEditor);
     void ForgetFile(const QString &path);
     void MoveCodeEditor(int fromGroup, int fromIndex, int toGroup, int toIndex);
     // The group a drop before or after `groupId` lands in; editors shift to make room.
@@ -322,6 +347,11 @@ private:
     void SetActiveGroupIndex(int index);
     void RebuildRecentFilesMenu();
     bool IsPathOpen(const QString &path) const;
+    // The index of the editor showing `path` (under any of its names), its group in `group`;
+    // -1 when none does.
+    int FindOpenFile(const QString &path, CodeEditorGroup *&group) const;
+    static QString FileIdentity(const QString &path);
+    static bool SameFile(const QString &a, const QString &b);
     void AttachCodeEditor(CodeEditor *codeEditor);
 
     KeyBindings &m_bindings;
@@ -391,6 +421,17 @@ private:
     quint64 m_useCounter = 0;
     BufferIo *m_bufferIo = nullptr;
     bool m_checkingFileChanges = false;
+    QTimer *m_fileCheckTimer = nullptr;
+    // Which internal buffers and recovery copies are this session's to write.
+    std::unique_ptr<SessionLock> m_sessionLock;
+    // Buffer files no saved session listed (left by a session that ended, or by another session's
+    // save over ours): opened again at start, never deleted unseen.
+    void ReopenUnlistedBuffers();
+    // Set once the user has answered for the unsaved files at close (or said never to be
+    // asked): their recovery copies may then go with the window.
+    bool m_unsavedFilesDecided = false;
+    // Editors whose save failed at close and whose text the user let the window close over.
+    QVector<QPointer<CodeEditor>> m_keptAtClose;
 };
 
 } // namespace ke2

@@ -8,10 +8,12 @@
 #include "config/user_directories.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
 #include "shell/buffer_io.h"
 #include "shell/file_dialog_rules.h"
+#include "shell/session_lock.h"
 #include "shell/session_state.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
@@ -19,6 +21,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QTimer>
 #include <QtGui/QGuiApplication>
 #include <QAction>
 #include <QtWidgets/QApplication>
@@ -79,10 +82,46 @@ int KestrelEditor::CodeEditorCount() const
 
 bool KestrelEditor::IsPathOpen(const QString &path) const
 {
-    for (CodeEditorGroup *group : m_groups)
-        if (group->IndexOfPath(path) >= 0)
-            return true;
-    return false;
+    CodeEditorGroup *group = nullptr;
+    return FindOpenFile(path, group) >= 0;
+}
+
+QString KestrelEditor::FileIdentity(const QString &path)
+{
+    // Through links and "..": two names of one file are one file. A file not on disk yet is
+    // known by its absolute name.
+    const QFileInfo info(path);
+    const QString canonical = info.canonicalFilePath();
+    return canonical.isEmpty() ? info.absoluteFilePath() : canonical;
+}
+
+bool KestrelEditor::SameFile(const QString &a, const QString &b)
+{
+    return a == b || FileIdentity(a) == FileIdentity(b);
+}
+
+int KestrelEditor::FindOpenFile(const QString &path, CodeEditorGroup *&group) const
+{
+    group = nullptr;
+    if (path.isEmpty())
+        return -1;
+    for (CodeEditorGroup *candidate : m_groups) {
+        const int index = candidate->IndexOfPath(path);
+        if (index >= 0) {
+            group = candidate;
+            return index;
+        }
+    }
+    const QString identity = FileIdentity(path);
+    for (CodeEditorGroup *candidate : m_groups) {
+        for (int i = 0; i < candidate->Count(); ++i) {
+            if (FileIdentity(candidate->Record(i).path) == identity) {
+                group = candidate;
+                return i;
+            }
+        }
+    }
+    return -1;
 }
 
 void KestrelEditor::SetActiveGroupIndex(int index)
@@ -120,14 +159,11 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
 
 int KestrelEditor::CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index)
 {
-    if (!record.path.isEmpty()) {
-        for (CodeEditorGroup *other : qAsConst(m_groups)) {
-            const int existing = other->IndexOfPath(record.path);
-            if (existing >= 0) {
-                SetActiveCodeEditor(other->Id(), existing);
-                return -1;
-            }
-        }
+    CodeEditorGroup *other = nullptr;
+    const int existing = FindOpenFile(record.path, other);
+    if (existing >= 0) {
+        SetActiveCodeEditor(other->Id(), existing);
+        return -1;
     }
     if (!group) {
         HostBridge::showError(QStringLiteral("Failed to create code editor. Could not get active widget."));
@@ -159,6 +195,7 @@ void KestrelEditor::OnActiveCodeEditorChanged()
     auto *group = qobject_cast<CodeEditorGroup *>(sender());
     if (group && group->CurrentCodeEditor())
         m_lastUsed.insert(group->CurrentCodeEditor(), ++m_useCounter);
+    ScheduleFileCheck();
     if (!group || group == ActiveGroup()) {
         UpdateTitleBar();
         UpdateInterpreter();
@@ -222,7 +259,7 @@ void KestrelEditor::NewBuffer(CodeEditorLanguage language)
     record.kind = CODE_EDITOR_INTERNAL_BUFFER;
     record.language = language;
     QString error;
-    record.path = BufferFiles::CreateInternalBufferFile(language, UserDirectories::internalBufferDirectory(), &error);
+    record.path = BufferFiles::CreateInternalBufferFile(language, m_sessionLock->Directory(), &error);
     if (record.path.isEmpty())
         // The buffer still works, but only until the window closes.
         HostBridge::showError(QStringLiteral("Failed to create internal buffer file: %1").arg(error));
@@ -262,8 +299,12 @@ bool KestrelEditor::ReadFile(const QString &path, QString &text, TextFileFormat 
     return m_bufferIo->Read(path, text, format, quiet ? BufferIo::ReadMode::Quiet : BufferIo::ReadMode::Ask);
 }
 
-bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp)
+bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp, bool ask)
 {
+    // Never over work the window has not seen: what another program wrote since the last read
+    // or save is asked about first (or, with nobody to ask, left alone and reported).
+    if (codeEditor->Kind() == CODE_EDITOR_FILE && !ConfirmOverwrite(codeEditor, path, ask))
+        return false;
     const CodeEditorLanguage language = codeEditor->Language();
     if (cleanUp && (language == LANGUAGE_MEL || language == LANGUAGE_PYTHON)) {
         const Settings &settings = Settings::instance();
@@ -386,18 +427,27 @@ void KestrelEditor::SaveAs()
     CodeEditor *editor = group->CodeEditorAt(index);
     QString filter = FileDialogRules::SaveFilterFor(record.language);
     const QString start = record.kind == CODE_EDITOR_FILE && QFileInfo::exists(record.path) ? record.path : QString();
+    // The dialog would check the name before the filter adds its suffix: the final name is
+    // checked below instead.
     QString path = QFileDialog::getSaveFileName(this, QStringLiteral("Save File"), start,
-                                                FileDialogRules::Join(FileDialogRules::SaveFilters()), &filter);
+                                                FileDialogRules::Join(FileDialogRules::SaveFilters()), &filter,
+                                                QFileDialog::DontConfirmOverwrite);
     if (path.isEmpty())
         return;
     path = QFileInfo(FileDialogRules::ApplySuffixRule(path, filter)).absoluteFilePath();
-    for (CodeEditorGroup *other : qAsConst(m_groups)) {
-        const int existing = other->IndexOfPath(path);
-        if (existing >= 0 && !(other == group && existing == index)) {
-            HostBridge::showError(QStringLiteral("An open editor already exists with that path: %1").arg(path));
-            return;
-        }
+    CodeEditorGroup *other = nullptr;
+    const int existing = FindOpenFile(path, other);
+    if (existing >= 0 && !(other == group && existing == index)) {
+        HostBridge::showError(QStringLiteral("An open editor already exists with that path: %1").arg(path));
+        return;
     }
+    const bool ownFile = record.kind == CODE_EDITOR_FILE && SameFile(path, record.path);
+    if (!ownFile && QFileInfo::exists(path)
+        && QMessageBox::question(this, QStringLiteral("Save File"),
+                                 QStringLiteral("'%1' already exists.\n\nDo you want to replace it?").arg(path),
+                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::No)
+               != QMessageBox::Yes)
+        return;
     if (!WriteFile(editor, path))
         return;
     if (record.kind == CODE_EDITOR_INTERNAL_BUFFER && !record.path.isEmpty() && !QFile::remove(record.path))
@@ -573,7 +623,12 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
         return false;
     const CodeEditorRecord record = group->Record(index);
     CodeEditor *editor = group->CodeEditorAt(index);
-    if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
+    if (record.kind == CODE_EDITOR_INTERNAL_BUFFER && record.path.isEmpty()) {
+        if (!OfferToSaveFilelessBuffer(group, index))
+            return false;
+        if (group->Record(index).kind == CODE_EDITOR_FILE)
+            return CloseCodeEditor(group, index); // saved as a file: closed as one
+    } else if (record.kind == CODE_EDITOR_INTERNAL_BUFFER) {
         // Nothing else holds a buffer's text: closing it loses it, so ask unless it is empty or
         // the user has said not to.
         if (!editor->document()->isEmpty() && Settings::instance().showConfirmDialogOnInternalBufferClose
@@ -784,19 +839,101 @@ void KestrelEditor::OnFileChanged(const QString &path)
 {
     if (QFileInfo::exists(path)) {
         m_bufferIo->Changes().AddChangedPath(path);
+        ScheduleFileCheck();
         return;
     }
     // The file is gone: the editor is now the only copy, so offer to save it again.
     for (CodeEditorGroup *group : qAsConst(m_groups)) {
         const int index = group->IndexOfPath(path);
-        if (index >= 0)
-            group->CodeEditorAt(index)->document()->setModified(true);
+        if (index < 0)
+            continue;
+        CodeEditor *editor = group->CodeEditorAt(index);
+        editor->document()->setModified(true);
+        // A modified buffer always has a copy on disk; this one may be its text's last.
+        if (group->Record(index).kind == CODE_EDITOR_FILE)
+            m_bufferIo->Recovery().Write(path, TextFile::DocumentText(*editor->document()));
     }
+}
+
+void KestrelEditor::ScheduleFileCheck()
+{
+    if (!m_fileCheckTimer) {
+        // Several reasons to look often arrive together (a save by another program is a few
+        // notifications; focus and a tab change come with a click): one look for all of them.
+        m_fileCheckTimer = new QTimer(this);
+        m_fileCheckTimer->setSingleShot(true);
+        m_fileCheckTimer->setInterval(300);
+        connect(m_fileCheckTimer, &QTimer::timeout, this, &KestrelEditor::CheckForFileChanges);
+    }
+    m_fileCheckTimer->start();
+}
+
+bool KestrelEditor::ReloadFile(CodeEditorGroup *group, int index)
+{
+    const QString path = group->Record(index).path;
+    CodeEditor *editor = group->CodeEditorAt(index);
+    QString text;
+    TextFileFormat format;
+    if (!ReadFile(path, text, format, true))
+        return false;
+    const int position = editor->textCursor().position();
+    const int scroll = editor->verticalScrollBar()->value();
+    // One undoable edit: Ctrl+Z gives back the text the editor had.
+    QTextCursor cursor(editor->document());
+    cursor.beginEditBlock();
+    cursor.select(QTextCursor::Document);
+    cursor.insertText(text);
+    cursor.endEditBlock();
+    editor->document()->setModified(false);
+    group->SetCursorAndScrollPosition(index, std::min(position, editor->document()->characterCount() - 1), scroll);
+    m_bufferIo->SetFormat(editor, format);
+    m_bufferIo->Changes().AddOwnWrite(path);
+    m_bufferIo->Recovery().Remove(path);
+    UpdateStatusBarInfo();
+    return true;
+}
+
+bool KestrelEditor::ConfirmOverwrite(CodeEditor *codeEditor, const QString &path, bool ask)
+{
+    if (!m_bufferIo->Changes().ChangedOutside(path))
+        return true;
+    if (!ask) {
+        HostBridge::showError(QStringLiteral("'%1' was changed by another program; it was not overwritten.").arg(path));
+        return false;
+    }
+    QMessageBox box(QMessageBox::Warning, QStringLiteral("Save"),
+                    QStringLiteral("%1\n\nThis file has been modified by another program since it was last read or "
+                                   "saved here.\nOverwrite it with the text in the editor, reload it, or cancel the save?")
+                        .arg(path),
+                    QMessageBox::NoButton, this);
+    QPushButton *overwrite = box.addButton(QStringLiteral("&Overwrite"), QMessageBox::DestructiveRole);
+    QPushButton *reload = box.addButton(QStringLiteral("&Reload"), QMessageBox::ActionRole);
+    QPushButton *cancel = box.addButton(QMessageBox::Cancel);
+    box.setDefaultButton(cancel);
+    box.setEscapeButton(cancel);
+    // One question about the file at a time: the reload question waits while this one is open.
+    const bool wasChecking = m_checkingFileChanges;
+    m_checkingFileChanges = true;
+    box.exec();
+    m_checkingFileChanges = wasChecking;
+    if (box.clickedButton() == overwrite)
+        return true;
+    if (box.clickedButton() == reload) {
+        for (CodeEditorGroup *group : qAsConst(m_groups)) {
+            const int index = group->IndexOf(codeEditor);
+            if (index >= 0)
+                ReloadFile(group, index);
+        }
+    } else {
+        // Seen: the reload question need not come up for it as well; the next save asks again.
+        m_bufferIo->Changes().Dismiss(path);
+    }
+    return false;
 }
 
 void KestrelEditor::CheckForFileChanges()
 {
-    if (m_checkingFileChanges)
+    if (m_checkingFileChanges || m_tornDown)
         return;
     m_checkingFileChanges = true;
     FileChangeTracker &changes = m_bufferIo->Changes();
@@ -805,33 +942,41 @@ void KestrelEditor::CheckForFileChanges()
         m_checkingFileChanges = false;
         return;
     }
-    // Taken first: notifications arriving while a question is open wait for the next check.
-    const QStringList changed = changes.TakeOutsideChanges();
-    for (const QString &path : changed) {
-        for (CodeEditorGroup *group : qAsConst(m_groups)) {
-            const int index = group->IndexOfPath(path);
-            if (index < 0 || !QFileInfo::exists(path))
-                continue;
-            const auto answer = QMessageBox::question(
-                parentWidget() ? parentWidget() : this, QStringLiteral("Reload"),
-                QStringLiteral("%1\n\nThis file has been modified by another program.\nDo you want to reload it?").arg(path),
-                QMessageBox::Yes | QMessageBox::No);
-            if (answer != QMessageBox::Yes)
-                continue;
-            CodeEditor *editor = group->CodeEditorAt(index);
-            const int cursor = editor->textCursor().position();
-            const int scroll = editor->verticalScrollBar()->value();
-            QString text;
-            TextFileFormat format;
-            if (ReadFile(path, text, format, true)) {
-                group->SetText(index, text);
-                group->SetCursorAndScrollPosition(index, cursor, scroll);
-                m_bufferIo->SetFormat(editor, format);
-                changes.AddOwnWrite(path);
-                m_bufferIo->Recovery().Remove(path);
-                UpdateStatusBarInfo();
-            }
+    // Every open file is looked at, not only those the watcher named: a watch can be lost
+    // (the file replaced, the folder moved) and the window may have been away for long.
+    QStringList candidates = changes.TakeOutsideChanges();
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            const CodeEditorRecord record = group->Record(i);
+            if (record.kind == CODE_EDITOR_FILE && !candidates.contains(record.path) && changes.ChangedOutside(record.path))
+                candidates.append(record.path);
         }
+    }
+    for (const QString &path : qAsConst(candidates)) {
+        CodeEditorGroup *group = nullptr;
+        for (CodeEditorGroup *candidate : qAsConst(m_groups))
+            if (candidate->IndexOfPath(path) >= 0)
+                group = candidate;
+        if (!group || !QFileInfo::exists(path) || changes.Dismissed(path))
+            continue;
+        const int index = group->IndexOfPath(path);
+        const bool modified = group->IsModified(index);
+        const QString question =
+            modified ? QStringLiteral("%1\n\nThis file has been modified by another program.\nIt also has unsaved "
+                                      "changes here, which reloading replaces (Undo brings them back).\nDo you want to "
+                                      "reload it?")
+                     : QStringLiteral("%1\n\nThis file has been modified by another program.\nDo you want to reload it?");
+        const auto answer = QMessageBox::question(parentWidget() ? parentWidget() : this, QStringLiteral("Reload"),
+                                                  question.arg(path), QMessageBox::Yes | QMessageBox::No,
+                                                  modified ? QMessageBox::No : QMessageBox::Yes);
+        // The group may have changed while the question was open.
+        const int now = group->IndexOfPath(path);
+        if (now < 0)
+            continue;
+        if (answer == QMessageBox::Yes)
+            ReloadFile(group, now);
+        else
+            changes.Dismiss(path);
     }
     m_checkingFileChanges = false;
 }
@@ -865,9 +1010,13 @@ void KestrelEditor::SaveState()
         }
         scrolling.append(group->TabBarScrollOffset());
     }
-    settings.tabDetails = details;
-    settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
-    settings.activeTabViewIndex = m_activeGroupIndex;
+    // The saved tabs are the first session's: another session's would name buffers it alone
+    // writes, and drop the first one's from the list.
+    if (m_sessionLock->IsPrimary()) {
+        settings.tabDetails = details;
+        settings.tabBarScrolling = SessionState::FormatTabBarScrolling(scrolling);
+        settings.activeTabViewIndex = m_activeGroupIndex;
+    }
     m_sideBar->SaveState();
     if (isVisible()) {
         settings.windowGeometry = QRect(mapToGlobal(QPoint(0, 0)), size());
@@ -888,9 +1037,19 @@ void KestrelEditor::RestoreSession()
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(true);
     const QString bufferDirectory = UserDirectories::internalBufferDirectory();
+    const bool primary = m_sessionLock->IsPrimary();
+    if (primary)
+        m_sessionLock->AdoptEndedSessions();
+    else
+        HostBridge::showWarning(QStringLiteral("Another Kestrel Editor 2 session is using the internal buffers; this "
+                                               "window keeps its own in %1.")
+                                    .arg(QDir::toNativeSeparators(m_sessionLock->Directory())));
     for (const QString &entry : settings.tabDetails) {
         TabDetails details;
         if (!details.Parse(entry, bufferDirectory))
+            continue;
+        // The other session's buffers are its own to write.
+        if (!primary && details.kind == CODE_EDITOR_INTERNAL_BUFFER)
             continue;
         CodeEditorGroup *group = Group(details.group);
         if (!group || IsPathOpen(details.path))
@@ -915,9 +1074,41 @@ void KestrelEditor::RestoreSession()
     const QVector<int> scrolling = SessionState::ParseTabBarScrolling(settings.tabBarScrolling);
     for (int i = 0; i < m_groups.size() && i < scrolling.size(); ++i)
         m_groups.at(i)->SetTabBarScrollOffset(scrolling.at(i));
+    if (primary)
+        ReopenUnlistedBuffers();
     for (CodeEditorGroup *group : qAsConst(m_groups))
         group->SuspendTabUpdates(false);
     UpdateGroupVisibility();
+}
+
+void KestrelEditor::ReopenUnlistedBuffers()
+{
+    QStringList open;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            open << group->Record(i).path;
+    QStringList reopened;
+    for (const QString &path : m_sessionLock->UnlistedBuffers(open)) {
+        if (QFileInfo(path).size() == 0) {
+            QFile::remove(path); // nothing in it to lose
+            continue;
+        }
+        QString text;
+        TextFileFormat format;
+        if (!ReadFile(path, text, format, true))
+            continue;
+        const CodeEditorRecord record{CODE_EDITOR_INTERNAL_BUFFER, BufferFiles::LanguageForPath(path), path,
+                                      QFileInfo(path).completeBaseName()};
+        CodeEditorGroup *group = Group(0);
+        const int index = CreateCodeEditor(group, record, text);
+        if (index < 0)
+            continue;
+        m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
+        reopened << QFileInfo(path).fileName();
+    }
+    if (!reopened.isEmpty())
+        HostBridge::showWarning(QStringLiteral("Buffers that no saved session listed were opened again: %1")
+                                    .arg(reopened.join(QStringLiteral(", "))));
 }
 
 void KestrelEditor::OfferRecoveredFiles()
@@ -956,7 +1147,7 @@ void KestrelEditor::OfferRecoveredFiles()
         }
         SetActiveCodeEditor(group->Id(), index);
         QMessageBox box(QMessageBox::Question, QStringLiteral("Recover"),
-                        QStringLiteral("'%1' has unsaved changes from a session that did not end normally.\n\n"
+                        QStringLiteral("'%1' has unsaved changes from an earlier session that were never saved.\n\n"
                                        "Keep the recovered text, or discard it and keep the file as it is on disk?")
                             .arg(copy.filePath),
                         QMessageBox::NoButton, this);
@@ -981,6 +1172,107 @@ void KestrelEditor::OfferRecoveredFiles()
     }
 }
 
+QVector<CodeEditor *> KestrelEditor::SaveForClose(bool fileBuffers, bool ask)
+{
+    QVector<CodeEditor *> failed;
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            const CodeEditorRecord record = group->Record(i);
+            const bool file = record.kind == CODE_EDITOR_FILE;
+            if ((file && !fileBuffers) || !group->IsModified(i) || record.path.isEmpty())
+                continue;
+            CodeEditor *editor = group->CodeEditorAt(i);
+            if (WriteFile(editor, record.path, file, ask))
+                editor->document()->setModified(false);
+            else
+                failed.append(editor);
+        }
+    }
+    return failed;
+}
+
+void KestrelEditor::KeepUnsavedText(CodeEditor *codeEditor)
+{
+    if (m_bufferIo->Recovery().Write(codeEditor->Path(), TextFile::DocumentText(*codeEditor->document())))
+        HostBridge::showWarning(
+            QStringLiteral("'%1' was not saved; its text is kept and offered again at the next start.").arg(codeEditor->Path()));
+    else
+        HostBridge::showError(QStringLiteral("'%1' was not saved and its text could not be kept: %2")
+                                  .arg(codeEditor->Path(), m_bufferIo->Recovery().Directory()));
+}
+
+bool KestrelEditor::OfferToSaveFilelessBuffer(CodeEditorGroup *group, int index)
+{
+    CodeEditor *editor = group->CodeEditorAt(index);
+    if (editor->document()->isEmpty())
+        return true;
+    const auto answer = QMessageBox::warning(
+        this, QStringLiteral("Save"),
+        QStringLiteral("'%1' has no file in the buffer folder (it could not be created), so its text is lost when "
+                       "it closes.\n\nSave it to a file first?")
+            .arg(editor->DisplayName()),
+        QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel, QMessageBox::Yes);
+    if (answer == QMessageBox::No)
+        return true;
+    if (answer != QMessageBox::Yes)
+        return false;
+    SetActiveCodeEditor(group->Id(), index);
+    SaveAs();
+    const int now = group->IndexOf(editor);
+    return now >= 0 && group->Record(now).kind == CODE_EDITOR_FILE;
+}
+
+bool KestrelEditor::ConfirmClose()
+{
+    const Settings &settings = Settings::instance();
+    bool saveFiles = settings.saveAllOnExit;
+    bool modifiedFile = false;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count() && !modifiedFile; ++i)
+            modifiedFile = group->Record(i).kind == CODE_EDITOR_FILE && group->IsModified(i);
+    if (!saveFiles && modifiedFile && settings.showUnsavedFileDialogOnMayaExit) {
+        Host *host = HostBridge::host();
+        if (host && host->hasFeature(Host::Feature::DockingUi) && HostBridge::workspaceControlExists()
+            && !HostBridge::workspaceControlVisible())
+            HostBridge::restoreWorkspaceControl(true);
+        const auto answer = QMessageBox::question(
+            this, HostBridge::displayName(), QStringLiteral("Kestrel Editor 2 files have been modified. Save all changes?"),
+            QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
+        if (answer != QMessageBox::Yes && answer != QMessageBox::No)
+            return false;
+        saveFiles = answer == QMessageBox::Yes;
+    }
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            if (group->Record(i).kind == CODE_EDITOR_INTERNAL_BUFFER && group->Record(i).path.isEmpty()
+                && !OfferToSaveFilelessBuffer(group, i))
+                return false;
+    // Saved now, while the close can still be called off: a save that fails at teardown can
+    // only be reported.
+    const QVector<CodeEditor *> failed = SaveForClose(saveFiles, true);
+    if (!failed.isEmpty()) {
+        QStringList paths;
+        for (CodeEditor *editor : failed)
+            paths << editor->Path();
+        QMessageBox box(QMessageBox::Warning, HostBridge::displayName(),
+                        QStringLiteral("These could not be saved:\n\n%1\n\nClose anyway? Their unsaved text is kept and "
+                                       "offered again at the next start.")
+                            .arg(paths.join(QLatin1Char('\n'))),
+                        QMessageBox::NoButton, this);
+        QPushButton *close = box.addButton(QStringLiteral("Close &Anyway"), QMessageBox::DestructiveRole);
+        QPushButton *cancel = box.addButton(QMessageBox::Cancel);
+        box.setDefaultButton(cancel);
+        box.setEscapeButton(cancel);
+        box.exec();
+        if (box.clickedButton() != close)
+            return false;
+        for (CodeEditor *editor : failed)
+            m_keptAtClose.append(editor);
+    }
+    m_unsavedFilesDecided = true;
+    return true;
+}
+
 void KestrelEditor::TearDown()
 {
     if (m_tornDown)
@@ -990,12 +1282,28 @@ void KestrelEditor::TearDown()
     if (m_hostMainWindow)
         m_hostMainWindow->removeEventFilter(this);
     m_bufferIo->Autosave().Cancel();
-    SaveAll(true, Settings::instance().saveAllOnExit);
-    // A clean exit: whatever the user chose about unsaved files stands, nothing is recovered.
-    for (CodeEditorGroup *group : qAsConst(m_groups))
-        for (int i = 0; i < group->Count(); ++i)
-            if (group->Record(i).kind == CODE_EDITOR_FILE)
-                m_bufferIo->Recovery().Remove(group->Record(i).path);
+    const Settings &settings = Settings::instance();
+    const QVector<CodeEditor *> failed = SaveForClose(settings.saveAllOnExit, false);
+    // Unsaved files the user let go of (or never wants to be asked about) lose their recovery
+    // copies; a failed save, or a close nobody was asked about (an unload, a terminated
+    // program), keeps the text for the next start.
+    const bool dropUnsaved =
+        m_unsavedFilesDecided || (!settings.saveAllOnExit && !settings.showUnsavedFileDialogOnMayaExit);
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        for (int i = 0; i < group->Count(); ++i) {
+            const CodeEditorRecord record = group->Record(i);
+            CodeEditor *editor = group->CodeEditorAt(i);
+            if (record.path.isEmpty())
+                continue;
+            const bool keep = group->IsModified(i)
+                              && (failed.contains(editor) || m_keptAtClose.contains(editor)
+                                  || (record.kind == CODE_EDITOR_FILE && !dropUnsaved));
+            if (keep)
+                KeepUnsavedText(editor);
+            else if (record.kind == CODE_EDITOR_FILE)
+                m_bufferIo->Recovery().Remove(record.path);
+        }
+    }
     SaveState();
 }
 

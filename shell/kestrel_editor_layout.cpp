@@ -457,25 +457,10 @@ bool KestrelEditor::eventFilter(QObject *watched, QEvent *event)
         return false;
     }
     if (event->type() == QEvent::Close && watched == m_hostMainWindow) {
-        const Settings &settings = Settings::instance();
-        bool modifiedFile = false;
-        for (CodeEditorGroup *group : qAsConst(m_groups))
-            for (int i = 0; i < group->Count() && !modifiedFile; ++i)
-                modifiedFile = group->Record(i).kind == CODE_EDITOR_FILE && group->IsModified(i);
-        if (settings.saveAllOnExit || !settings.showUnsavedFileDialogOnMayaExit || !modifiedFile)
+        if (ConfirmClose())
             return false;
-        if (hasDockingHost() && HostBridge::workspaceControlExists() && !HostBridge::workspaceControlVisible())
-            HostBridge::restoreWorkspaceControl(true);
-        const auto answer = QMessageBox::question(
-            this, HostBridge::displayName(), QStringLiteral("Kestrel Editor 2 files have been modified. Save all changes?"),
-            QMessageBox::Yes | QMessageBox::No | QMessageBox::Cancel);
-        if (answer == QMessageBox::Cancel) {
-            event->ignore();
-            return true;
-        }
-        if (answer == QMessageBox::Yes)
-            SaveAll(false, true);
-        return false;
+        event->ignore();
+        return true;
     }
     return QWidget::eventFilter(watched, event);
 }
@@ -554,7 +539,9 @@ void KestrelEditor::keyPressEvent(QKeyEvent *event)
 
 void KestrelEditor::OnApplicationFocusChanged(QWidget *old, QWidget *now)
 {
-    Q_UNUSED(old);
+    // Coming back to the window is when files changed elsewhere are looked at.
+    if (isInside(now, this) && !isInside(old, this))
+        ScheduleFileCheck();
     if (hasDockingHost() && HostBridge::workspaceControlFloating()) {
         if (!m_shortcutsActive) {
             m_shortcutsActive = true;
@@ -745,10 +732,10 @@ void KestrelEditor::RefreshCodeEditorGroupMiniToolbar()
 void KestrelEditor::ApplyPreferences()
 {
     Settings &settings = Settings::instance();
-    if (!settings.pylintPath.isEmpty() && !QFileInfo::exists(settings.pylintPath)) {
+    // A missing pylint only pauses it: the saved setting stays as the user left it.
+    settings.pylintOffForSession = !settings.pylintPath.isEmpty() && !QFileInfo::exists(settings.pylintPath);
+    if (settings.pylintOffForSession)
         HostBridge::showWarning(QStringLiteral("Pylint path not found: %1").arg(settings.pylintPath));
-        settings.pylintEnabled = false;
-    }
     if (hasDockingHost()) {
         if (settings.overrideScriptEditorButton)
             HostBridge::overrideScriptEditorButton();

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <QtCore/QByteArray>
+#include <QtCore/QPair>
+#include <QtCore/QVector>
 #include <QtCore/QString>
 
 class QTextDocument;
@@ -14,6 +16,9 @@ enum class TextEncoding {
     Latin1,
     // The system's 8-bit encoding, when it is not UTF-8 and the UTF-8 preference is off.
     Locale,
+    // Read only from files that start with a UTF-16 byte-order mark, and written back with it.
+    Utf16Le,
+    Utf16Be,
 };
 
 enum class LineEnding { Lf, CrLf, Cr };
@@ -24,18 +29,23 @@ struct TextFileFormat {
     TextEncoding encoding = TextEncoding::Utf8;
     bool byteOrderMark = false;
     LineEnding lineEnding = LineEnding::Lf;
+    // The document turns a few characters into line breaks (a CR that is not the file's line
+    // ending, U+2029 and two noncharacters). Each one the file holds is shown as a character
+    // the file does not contain, and written back as itself: (character in the file, stand-in).
+    QVector<QPair<QChar, QChar>> standIns;
 
     // What a new file gets: UTF-8 (or the system encoding with the preference off) and the
     // platform's line ending.
     static TextFileFormat ForNewFile(bool utf8Preferred);
-    // For the status bar: "UTF-8", "UTF-8 with BOM", "Latin-1", "System".
+    // For the status bar: "UTF-8", "UTF-8 with BOM", "UTF-16 LE", "UTF-16 BE", "Latin-1", "System".
     QString EncodingName() const;
     // "LF", "CRLF", "CR".
     QString LineEndingName() const;
 
     bool operator==(const TextFileFormat &other) const
     {
-        return encoding == other.encoding && byteOrderMark == other.byteOrderMark && lineEnding == other.lineEnding;
+        return encoding == other.encoding && byteOrderMark == other.byteOrderMark && lineEnding == other.lineEnding
+               && standIns == other.standIns;
     }
     bool operator!=(const TextFileFormat &other) const { return !(*this == other); }
 };
@@ -44,7 +54,7 @@ struct TextFileFormat {
 struct TextFileProbe {
     bool exists = false;
     qint64 size = 0;
-    bool looksBinary = false; // a NUL byte near the start
+    bool looksBinary = false; // a NUL anywhere (a NUL character in a UTF-16 file)
     bool isLarge() const;
 };
 
@@ -63,13 +73,14 @@ namespace TextFile {
 
 // Files above this size are asked about before they are read.
 constexpr qint64 largeFileSize = 32 * 1024 * 1024;
-// How much of a file the binary check looks at.
+// How much of a large file the binary check looks at; smaller files are looked at whole.
 constexpr qint64 probeSize = 64 * 1024;
 
 TextFileProbe Probe(const QString &path);
 
 // `utf8Preferred`: the UTF-8 preference; with it off the system encoding is tried first. Text
-// that is not valid in the tried encodings is read as Latin-1. Line breaks become "\n".
+// that is not valid in the tried encodings is read as Latin-1; a file with a UTF-16 byte-order
+// mark is UTF-16. Line breaks become "\n". Every byte counts, NULs included.
 QString Decode(const QByteArray &bytes, bool utf8Preferred, TextFileFormat &format, TextFileNotes *notes = nullptr);
 // The inverse of Decode. When the format's encoding cannot hold a character of `text`, the
 // format switches to UTF-8 (and `notes` says so) rather than lose it.
@@ -81,10 +92,15 @@ bool Read(const QString &path, bool utf8Preferred, QString &text, TextFileFormat
           TextFileNotes *notes = nullptr, QString *errorString = nullptr);
 // Writes atomically; a symbolic link is followed (the link stays a link), the permissions of an
 // existing file are kept, and a file that is not writable is refused rather than replaced.
+// Where replacing would change what the file is (a folder we cannot write to, hard links,
+// another owner or group) it is written in place, its old bytes kept in `backupDirectory` (and
+// in memory) until the new ones are on disk, and put back when the write fails.
+// `errorString` says why a write failed ("Permission denied", "No space left on device").
 bool Write(const QString &path, const QString &text, TextFileFormat &format, TextFileNotes *notes = nullptr,
-           QString *errorString = nullptr);
+           QString *errorString = nullptr, const QString &backupDirectory = QString());
 // Writes `bytes` as they are, with the same guarantees.
-bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr);
+bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr,
+                const QString &backupDirectory = QString());
 // The file a write to `path` really replaces: the end of a chain of symbolic links.
 QString WriteTarget(const QString &path);
 

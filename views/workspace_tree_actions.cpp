@@ -2,6 +2,7 @@
 #include "views/workspace_tree_widget.h"
 
 #include "plugin/host_bridge.h"
+#include "views/trash.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -254,7 +255,7 @@ void WorkspaceTreeWidget::Remove()
     if (!askQuestion(title, tr("Delete '%1'").arg(QDir::toNativeSeparators(target.path))))
         return;
     // The trash first, so that a slip can be undone; where there is none, only on a second yes.
-    if (!QFile::moveToTrash(target.path)) {
+    if (!Trash::Move(target.path)) {
         if (QFileInfo::exists(target.path) || QFileInfo(target.path).isSymLink()) {
             if (!askQuestion(title, tr("'%1' cannot be moved to the trash. Delete it permanently?")
                                         .arg(QDir::toNativeSeparators(target.path))))

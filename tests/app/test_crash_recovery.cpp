@@ -16,8 +16,54 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
 
+#include <QtCore/QDirIterator>
+
 #include <csignal>
 #include <memory>
+#include <unistd.h>
+
+namespace {
+
+// Asks a window to close as a window manager's close button does (WM_DELETE_WINDOW). The
+// virtual display has no window manager, and xdotool can only destroy windows.
+const char closeWindowScript[] = R"(
+import ctypes, sys
+x = ctypes.cdll.LoadLibrary("libX11.so.6")
+x.XOpenDisplay.restype = ctypes.c_void_p
+x.XOpenDisplay.argtypes = [ctypes.c_char_p]
+x.XInternAtom.restype = ctypes.c_ulong
+x.XInternAtom.argtypes = [ctypes.c_void_p, ctypes.c_char_p, ctypes.c_int]
+class ClientMessage(ctypes.Structure):
+    _fields_ = [("type", ctypes.c_int), ("serial", ctypes.c_ulong), ("send_event", ctypes.c_int),
+                ("display", ctypes.c_void_p), ("window", ctypes.c_ulong), ("message_type", ctypes.c_ulong),
+                ("format", ctypes.c_int), ("data", ctypes.c_long * 5)]
+class Event(ctypes.Union):
+    _fields_ = [("xclient", ClientMessage), ("pad", ctypes.c_long * 24)]
+x.XSendEvent.argtypes = [ctypes.c_void_p, ctypes.c_ulong, ctypes.c_int, ctypes.c_long, ctypes.POINTER(Event)]
+x.XFlush.argtypes = [ctypes.c_void_p]
+display = x.XOpenDisplay(sys.argv[1].encode())
+window = int(sys.argv[2])
+event = Event()
+event.xclient.type = 33
+event.xclient.window = window
+event.xclient.message_type = x.XInternAtom(display, b"WM_PROTOCOLS", 0)
+event.xclient.format = 32
+event.xclient.data[0] = x.XInternAtom(display, b"WM_DELETE_WINDOW", 0)
+sys.exit(0 if display and x.XSendEvent(display, window, 0, 0, ctypes.byref(event)) and x.XFlush(display) else 1)
+)";
+
+void openToEveryone(const QString &folder)
+{
+    const auto all = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                     QFileDevice::WriteGroup | QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::WriteOther |
+                     QFileDevice::ExeOther;
+    QFile::setPermissions(folder, all);
+    QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        QFile::setPermissions(it.next(), all);
+}
+
+} // namespace
 
 using namespace ke2;
 using namespace ke2::test;
@@ -43,6 +89,46 @@ class CrashRecoveryTest : public QObject {
         if (output)
             *output = QString::fromUtf8(process.readAllStandardOutput()).trimmed();
         return true;
+    }
+
+    // The window of `editor`'s dialog: a visible window with the editor's name that is not `main`.
+    QString dialogBesides(const QString &main)
+    {
+        for (int tries = 0; tries < 100; ++tries) {
+            QString found;
+            if (xdotool({"search", "--onlyvisible", "--name", "Kestrel Editor 2"}, &found)) {
+                for (const QString &id : found.split(QLatin1Char('\n')))
+                    if (!id.isEmpty() && id != main)
+                        return id;
+            }
+            QTest::qWait(100);
+        }
+        return QString();
+    }
+
+    // A new window on the same preferences, as the next start of the program; returns the
+    // text of `path`'s tab, answering "Keep" to what it offers.
+    QString nextStart(TempPrefs &prefs, const QString &path, QStringList &offered)
+    {
+        FakeHost host;
+        host.hasDockingUi = false;
+        prefs.attach(host);
+        HostBridge::setHost(&host);
+        Settings::instance() = Settings();
+        Settings::instance().read();
+        DialogAnswers dialogs({QStringLiteral("Keep")});
+        auto window = std::make_unique<KestrelEditor>();
+        window->show();
+        QTest::qWait(300);
+        offered = dialogs.seen;
+        QString text;
+        for (CodeEditorGroup *group : window->Groups())
+            if (group->IndexOfPath(path) >= 0)
+                text = TextFile::DocumentText(*group->CodeEditorAt(group->IndexOfPath(path))->document());
+        window.reset();
+        HostBridge::setHost(nullptr);
+        Settings::instance() = Settings();
+        return text;
     }
 
 private slots:
@@ -167,6 +253,159 @@ private slots:
         QCOMPARE(file2.readAll(), onDisk); // the recovery copy never wrote the user's file
 
         window2.reset();
+        HostBridge::setHost(nullptr);
+        Settings::instance() = Settings();
+    }
+
+    // Closing the window with an unsaved file: each key answers the next question the close
+    // brings up. Cancel keeps the window and the typing (a later Yes saves it); No leaves the
+    // file as it was with nothing to recover; a save that fails (a file the user cannot
+    // write) says so, and closing anyway brings the typing back at the next start.
+    void closingAsksAboutUnsavedFiles_data()
+    {
+        QTest::addColumn<bool>("saveAllOnExit");
+        QTest::addColumn<bool>("writable");
+        QTest::addColumn<QStringList>("keys");
+        QTest::addColumn<bool>("saved");
+        QTest::addColumn<bool>("offered");
+        QTest::newRow("cancel, then yes") << false << true << QStringList{"Escape", "y"} << true << false;
+        QTest::newRow("no") << false << true << QStringList{"n"} << false << false;
+        QTest::newRow("save fails, cancel, then close anyway")
+            << true << false << QStringList{"Escape", "a"} << false << true;
+        QTest::newRow("yes, save fails, close anyway") << false << false << QStringList{"y", "a"} << false << true;
+    }
+    void closingAsksAboutUnsavedFiles()
+    {
+        QFETCH(bool, saveAllOnExit);
+        QFETCH(bool, writable);
+        QFETCH(QStringList, keys);
+        QFETCH(bool, saved);
+        QFETCH(bool, offered);
+        if (QStandardPaths::findExecutable(QStringLiteral("python3")).isEmpty())
+            QSKIP("needs python3 to send the close request");
+        TempPrefs prefs;
+        QTemporaryDir files;
+        const QString path = files.filePath(QStringLiteral("tool.py"));
+        const QByteArray onDisk("x = 1\n");
+        {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(onDisk) == onDisk.size());
+        }
+        {
+            FakeHost host;
+            prefs.attach(host);
+            HostBridge::setHost(&host);
+            Settings::instance() = Settings();
+            Settings::instance().saveAllOnExit = saveAllOnExit;
+            Settings::instance().write();
+            HostBridge::setHost(nullptr);
+            Settings::instance() = Settings();
+        }
+        // Permissions bind only an ordinary user: as root the editor runs as nobody.
+        QString program = QStringLiteral(KE2_EDITOR_BINARY);
+        QStringList arguments{path};
+        if (::geteuid() == 0) {
+            arguments.prepend(program);
+            arguments = QStringList{"--reuid=65534", "--regid=65534", "--clear-groups"} + arguments;
+            program = QStringLiteral("setpriv");
+        }
+        openToEveryone(prefs.root());
+        openToEveryone(files.path());
+        if (!writable)
+            QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadOther));
+
+        QProcess editor;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        environment.insert(QStringLiteral("HOME"), prefs.root());
+        editor.setProcessEnvironment(environment);
+        editor.start(program, arguments);
+        QVERIFY(editor.waitForStarted());
+        QString window;
+        QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--name", "Kestrel Editor 2"}, &window));
+        window = window.section(QLatin1Char('\n'), 0, 0);
+        QTest::qWait(1500);
+        QVERIFY(xdotool({"windowfocus", "--sync", window}));
+        QVERIFY(xdotool({"type", "--delay", "20", "typed "}));
+        QTest::qWait(300);
+        for (const QString &key : keys) {
+            QCOMPARE(QProcess::execute(QStringLiteral("python3"),
+                                       {QStringLiteral("-c"), QString::fromLatin1(closeWindowScript), m_displayName, window}),
+                     0);
+            const QString dialog = dialogBesides(window);
+            QVERIFY2(!dialog.isEmpty(), qPrintable(key));
+            QVERIFY(xdotool({"windowfocus", "--sync", dialog}));
+            QVERIFY(xdotool({"key", key}));
+            if (key == QLatin1String("Escape")) {
+                QVERIFY(!editor.waitForFinished(700)); // still open
+            }
+        }
+        QVERIFY(editor.waitForFinished(20000));
+        QCOMPARE(editor.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(editor.exitCode(), 0);
+
+        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(file.readAll(), saved ? "typed " + onDisk : onDisk);
+        QStringList seen;
+        const QString text = nextStart(prefs, path, seen);
+        QCOMPARE(seen.size(), offered ? 1 : 0);
+        if (offered) {
+            QVERIFY2(seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)), qPrintable(seen.first()));
+            QCOMPARE(text, QStringLiteral("typed x = 1\n"));
+        }
+    }
+
+    // Two sessions on one preferences folder (two Maya sessions of one user): each types into
+    // its Python buffer; neither overwrites the other's, and the next start has both.
+    void twoSessionsKeepTheirOwnBuffers()
+    {
+        TempPrefs prefs;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        QProcess first, second;
+        const QStringList typed{"print('from first')", "print('from second')"};
+        QProcess *sessions[] = {&first, &second};
+        for (int i = 0; i < 2; ++i) {
+            QProcess &editor = *sessions[i];
+            editor.setProcessEnvironment(environment);
+            editor.start(KE2_EDITOR_BINARY, QStringList());
+            QVERIFY(editor.waitForStarted());
+            QString window;
+            QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--pid", QString::number(editor.processId())}, &window));
+            window = window.section(QLatin1Char('\n'), 0, 0);
+            QTest::qWait(1500);
+            QVERIFY(xdotool({"windowfocus", "--sync", window}));
+            QVERIFY(xdotool({"type", "--delay", "20", typed.at(i)}));
+        }
+        QTest::qWait(3000); // both have put their typing on disk
+        for (QProcess *editor : sessions) {
+            ::kill(pid_t(editor->processId()), SIGTERM);
+            QVERIFY(editor->waitForFinished(20000));
+            QCOMPARE(editor->exitCode(), 0);
+        }
+
+        FakeHost host;
+        host.hasDockingUi = false;
+        prefs.attach(host);
+        HostBridge::setHost(&host);
+        Settings::instance() = Settings();
+        Settings::instance().read();
+        DialogAnswers dialogs;
+        auto window = std::make_unique<KestrelEditor>();
+        window->show();
+        QStringList buffers;
+        for (CodeEditorGroup *group : window->Groups())
+            for (int i = 0; i < group->Count(); ++i)
+                buffers << group->CodeEditorAt(i)->toPlainText();
+        for (const QString &text : typed)
+            QVERIFY2(buffers.contains(text), qPrintable(buffers.join(" | ")));
+        window.reset();
         HostBridge::setHost(nullptr);
         Settings::instance() = Settings();
     }

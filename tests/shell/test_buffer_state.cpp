@@ -196,6 +196,18 @@ private slots:
         QVERIFY(put(ours, "changed elsewhere\n"));
         tracker.AddChangedPath(ours);
         QCOMPARE(tracker.TakeOutsideChanges(), QStringList{ours});
+        // A new time over the same bytes is no change; the same size with other bytes is.
+        tracker.AddOwnWrite(ours);
+        {
+            QFile touched(ours);
+            QVERIFY(touched.open(QIODevice::ReadWrite));
+            QVERIFY(touched.setFileTime(QDateTime::currentDateTime().addSecs(60), QFileDevice::FileModificationTime));
+        }
+        QVERIFY(!tracker.ChangedOutside(ours));
+        QVERIFY(put(ours, "CHANGED ELSEWHERE\n"));
+        QVERIFY(tracker.ChangedOutside(ours));
+        tracker.AddChangedPath(ours);
+        QCOMPARE(tracker.TakeOutsideChanges(), QStringList{ours});
         // Once forgotten, nothing on disk looks like ours any more.
         tracker.Forget(ours);
         tracker.AddChangedPath(ours);

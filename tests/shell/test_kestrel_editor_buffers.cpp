@@ -17,6 +17,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QTimer>
+#include <QtGui/QCloseEvent>
 #include <QtTest/QtTest>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QApplication>
@@ -232,16 +233,20 @@ private slots:
         QVERIFY(contents(path).endsWith(onDisk));
     }
 
-    // A save that cannot complete leaves the file as it was and the editor modified.
+    // A save that cannot complete leaves the file as it was and the editor modified, and says
+    // why. A folder the user cannot write to does not stop the save of a file they can write.
     void failedSavesKeepTheOldFile_data()
     {
-        QTest::addColumn<bool>("readOnlyFolder");
-        QTest::newRow("read-only folder") << true;
-        QTest::newRow("disk full half-way") << false;
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("read-only folder") << "folder" << QString();
+        QTest::newRow("read-only file") << "file" << "Permission denied";
+        QTest::newRow("disk full half-way") << "limit" << "File too large";
     }
     void failedSavesKeepTheOldFile()
     {
-        QFETCH(bool, readOnlyFolder);
+        QFETCH(QString, how);
+        QFETCH(QString, why);
         const QString folder = m_files->filePath(QStringLiteral("locked"));
         QVERIFY(QDir().mkpath(folder));
         const QByteArray old = QByteArray("print('old')\n").repeated(700);
@@ -252,23 +257,34 @@ private slots:
         QVERIFY(editor);
         QTest::keyClicks(editor, "# changed");
         QTest::keyClick(editor, Qt::Key_Return);
-        const auto readExec = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        const auto readExec = QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadGroup |
+                              QFileDevice::ExeGroup | QFileDevice::ReadOther | QFileDevice::ExeOther;
+        const auto write = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
+        const auto read = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
         QVERIFY(QFile::setPermissions(m_files->path(), readExec | QFileDevice::WriteOwner));
         QVERIFY(QFile::setPermissions(folder, readExec));
-        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadOther |
-                                                QFileDevice::WriteOther));
-        if (readOnlyFolder) {
-            Unprivileged user;
+        QVERIFY(QFile::setPermissions(path, how == QLatin1String("file") ? read : read | write));
+        // The old bytes are kept in the user's recovery folder while a file is written in place.
+        for (QDir up(UserDirectories::internalBufferDirectory()); up.path().startsWith(m_prefs->root()); up.cdUp())
+            QVERIFY(QFile::setPermissions(up.path(), readExec | write));
+        if (how == QLatin1String("limit")) {
+            FileSizeLimit limit(4096);
             m_window->Save();
         } else {
-            FileSizeLimit limit(4096);
+            Unprivileged user;
             m_window->Save();
         }
         QFile::setPermissions(folder, readExec | QFileDevice::WriteOwner);
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.py"});
+        if (why.isEmpty()) {
+            QVERIFY(!editor->document()->isModified());
+            QVERIFY(contents(path).startsWith("# changed\nprint('old')"));
+            return;
+        }
         QVERIFY(editor->document()->isModified());
         QCOMPARE(contents(path), old);
-        QVERIFY(messages().contains(QStringLiteral("Failed to open file for save: %1").arg(path)));
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.py"});
+        QVERIFY2(messages().contains(QStringLiteral("Failed to open file for save: %1 (%2)").arg(path, why)),
+                 qPrintable(messages().join('\n')));
     }
 
     // Opened and saved, a CRLF Latin-1 file is the same bytes; the status bar says what it is.
@@ -375,29 +391,219 @@ private slots:
         QCOMPARE(m_host->texts(FakeHost::Kind::MelOnIdle).value(0), QStringLiteral("source \"%1\";").arg(script));
     }
 
-    // Heavy or risky files are asked about before anything is read.
+    // Heavy or risky files are asked about before anything is read; once opened, saving it
+    // unchanged gives back every byte.
     void binaryAndHugeFilesAskFirst_data()
     {
+        QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<qint64>("size");
         QTest::addColumn<QString>("answer");
         QTest::addColumn<bool>("opened");
-        QTest::newRow("binary, declined") << qint64(64) << "No" << false;
-        QTest::newRow("binary, accepted") << qint64(64) << "Yes" << true;
-        QTest::newRow("hundreds of MB, declined") << qint64(300) * 1024 * 1024 << "No" << false;
+        const QByteArray elf("\x7F" "ELF");
+        QTest::newRow("binary, declined") << elf << qint64(64) << "No" << false;
+        QTest::newRow("binary, accepted") << elf << qint64(64) << "Yes" << true;
+        QTest::newRow("NUL inside a line") << QByteArray("abc\0def\n", 8) << qint64(8) << "Yes" << true;
+        QTest::newRow("NUL after 80 KB") << QByteArray("print('x')\n").repeated(7300) + QByteArray("\0tail\n", 6)
+                                         << qint64(80306) << "Yes" << true;
+        QTest::newRow("hundreds of MB, declined") << elf << qint64(300) * 1024 * 1024 << "No" << false;
     }
     void binaryAndHugeFilesAskFirst()
     {
+        QFETCH(QByteArray, bytes);
         QFETCH(qint64, size);
         QFETCH(QString, answer);
         QFETCH(bool, opened);
-        const QString path = file(QStringLiteral("blob.bin"), QByteArray("\x7F" "ELF"));
+        const QString path = file(QStringLiteral("blob.py"), bytes);
         QVERIFY(QFile::resize(path, size));
+        const QByteArray before = contents(path);
         QVERIFY(start());
         DialogAnswers dialogs({answer});
         m_window->OpenFile(path);
         QCOMPARE(dialogs.seen.size(), 1);
         QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Open File: '%1'").arg(path)));
         QCOMPARE(m_window->Group(0)->IndexOfPath(path) >= 0, opened);
+        if (!opened)
+            return;
+        m_window->Save();
+        QCOMPARE(contents(path), before);
+    }
+
+    // Another program's change is never overwritten unseen: a save asks first, and the reload
+    // a question offers is one undoable step.
+    void outsideChangesAreNeverOverwritten_data()
+    {
+        QTest::addColumn<bool>("save");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QByteArray>("onDisk");
+        QTest::addColumn<QString>("inEditor");
+        const QByteArray theirs("a = 1\nb = 2  # theirs\n");
+        QTest::newRow("save, cancel") << true << "Cancel" << theirs << "typed a = 1\n";
+        QTest::newRow("save, overwrite") << true << "Overwrite" << QByteArray("typed a = 1\n") << "typed a = 1\n";
+        QTest::newRow("save, reload") << true << "Reload" << theirs << QString::fromUtf8(theirs);
+        QTest::newRow("noticed, reload") << false << "Yes" << theirs << QString::fromUtf8(theirs);
+        QTest::newRow("noticed, kept") << false << "No" << theirs << "typed a = 1\n";
+    }
+    void outsideChangesAreNeverOverwritten()
+    {
+        QFETCH(bool, save);
+        QFETCH(QString, answer);
+        QFETCH(QByteArray, onDisk);
+        QFETCH(QString, inEditor);
+        const QString path = file(QStringLiteral("shared.py"), "a = 1\n");
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QTest::keyClicks(editor, "typed ");
+        DialogAnswers dialogs({answer});
+        QVERIFY(put(path, "a = 1\nb = 2  # theirs\n"));
+        if (save)
+            m_window->Save();
+        QTRY_COMPARE(dialogs.seen.size(), 1);
+        QVERIFY2(dialogs.seen.first().contains(QStringLiteral("modified by another program")), qPrintable(dialogs.seen.first()));
+        // The reload question says that it replaces unsaved typing.
+        QCOMPARE(dialogs.seen.first().contains(QStringLiteral("unsaved changes here")), !save);
+        QCOMPARE(contents(path), onDisk);
+        QCOMPARE(TextFile::DocumentText(*editor->document()), inEditor);
+        if (answer == QLatin1String("Reload") || answer == QLatin1String("Yes")) {
+            QVERIFY(!editor->document()->isModified());
+            editor->undo();
+            QCOMPARE(TextFile::DocumentText(*editor->document()), QStringLiteral("typed a = 1\n"));
+        }
+        QTest::qWait(400); // a kept change is not asked about again
+        QCOMPARE(dialogs.seen.size(), 1);
+    }
+
+    // Save As asks before replacing a file the suffix rule lands on; a file reached through a
+    // link is the file itself, never a second tab.
+    void saveAsAndLinksNameFilesOnce_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("keep the existing file") << "No";
+        QTest::newRow("replace it") << "Yes";
+    }
+    void saveAsAndLinksNameFilesOnce()
+    {
+        QFETCH(QString, answer);
+        const QString victim = file(QStringLiteral("victim.py"), "precious = 1\n");
+        const QString real = file(QStringLiteral("real.py"), "x = 1\n");
+        const QString link = m_files->filePath(QStringLiteral("link.py"));
+        QVERIFY(QFile::link(real, link));
+        QVERIFY(start());
+        QVERIFY(open(real));
+        m_window->OpenFile(link);
+        QCOMPARE(m_window->CodeEditorCount(), 3);
+        QCOMPARE(m_window->ActiveCodeEditor()->Path(), real);
+
+        m_window->SetActiveCodeEditor(0, 1);
+        QTest::keyClicks(m_window->ActiveCodeEditor(), "print(2)");
+        DialogAnswers dialogs({m_files->filePath("victim") + "|Python (*.py *.pyw *.pyi)", answer});
+        m_window->SaveAs();
+        QCOMPARE(dialogs.seen.value(1), QStringLiteral("Save File: '%1' already exists.\n\nDo you want to replace it?").arg(victim));
+        const bool replaced = answer == QLatin1String("Yes");
+        QCOMPARE(contents(victim), replaced ? QByteArray("print(2)") : QByteArray("precious = 1\n"));
+        QCOMPARE(m_window->Group(0)->Record(1).kind, replaced ? CODE_EDITOR_FILE : CODE_EDITOR_INTERNAL_BUFFER);
+
+        // Saving the buffer onto the open file under its other name is refused.
+        m_window->SetActiveCodeEditor(0, 0);
+        dialogs.answers = QStringList{link + "|All Files(*.*)"};
+        m_window->SaveAs();
+        QVERIFY(messages().contains(QStringLiteral("An open editor already exists with that path: %1").arg(link)));
+        QCOMPARE(contents(real), QByteArray("x = 1\n"));
+    }
+
+    // A modified buffer always has a copy on disk: a file deleted under its editor gets one at
+    // once; a buffer whose file could not be made is offered a save before it goes.
+    void unsavedTextAlwaysHasAPlace_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("closed");
+        QTest::newRow("cancel keeps it") << "Cancel" << false;
+        QTest::newRow("no drops it") << "No" << true;
+    }
+    void unsavedTextAlwaysHasAPlace()
+    {
+        QFETCH(QString, answer);
+        QFETCH(bool, closed);
+        const QString path = file(QStringLiteral("gone.py"), "x = 1\n");
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QVERIFY(QFile::remove(path));
+        QTRY_VERIFY(editor->document()->isModified());
+        QString copy;
+        QVERIFY(RecoveryCopies(UserDirectories::internalBufferDirectory()).Read(path, copy));
+        QCOMPARE(copy, QStringLiteral("x = 1\n"));
+
+        const QString buffers = UserDirectories::internalBufferDirectory();
+        QVERIFY(QFile::setPermissions(buffers, QFileDevice::ReadOwner | QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                                   QFileDevice::ExeOther));
+        {
+            Unprivileged user;
+            m_window->NewPythonBuffer();
+        }
+        QVERIFY(QFile::setPermissions(buffers, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner));
+        CodeEditorGroup *group = m_window->Group(0);
+        const int fileless = group->Count() - 1;
+        QVERIFY(group->Record(fileless).path.isEmpty());
+        QTest::keyClicks(group->CodeEditorAt(fileless), "only here");
+        DialogAnswers dialogs({answer});
+        m_window->OnCloseTabRequested(group, fileless);
+        QCOMPARE(dialogs.seen.size(), 1);
+        QVERIFY2(dialogs.seen.first().contains(QStringLiteral("could not be created")), qPrintable(dialogs.seen.first()));
+        QCOMPARE(group->Count() == fileless, closed);
+    }
+
+    // The host's exit and the plug-in's unload with a file whose save fails: the exit asks
+    // (Cancel keeps the host open), and whatever closes keeps the text for the next start.
+    void hostExitAndUnloadKeepUnsavedText_data()
+    {
+        QTest::addColumn<QString>("answer"); // empty: unloaded, nobody asked
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("exit, cancel") << "Cancel" << false;
+        QTest::newRow("exit, close anyway") << "Close Anyway" << true;
+        QTest::newRow("unload") << QString() << true;
+    }
+    void hostExitAndUnloadKeepUnsavedText()
+    {
+        QFETCH(QString, answer);
+        QFETCH(bool, closes);
+        QWidget hostWindow;
+        m_host->mainWindowWidget = &hostWindow;
+        const QString path = file(QStringLiteral("locked.py"), "x = 1\n");
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QTest::keyClicks(editor, "typed ");
+        const auto everyone = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner |
+                              QFileDevice::ReadGroup | QFileDevice::WriteGroup | QFileDevice::ExeGroup |
+                              QFileDevice::ReadOther | QFileDevice::WriteOther | QFileDevice::ExeOther;
+        for (QDir up(UserDirectories::internalBufferDirectory()); up.path().startsWith(m_prefs->root()); up.cdUp())
+            QVERIFY(QFile::setPermissions(up.path(), everyone));
+        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther));
+        {
+            Unprivileged user;
+            DialogAnswers dialogs({answer});
+            if (!answer.isEmpty()) {
+                QCloseEvent close;
+                QApplication::sendEvent(&hostWindow, &close);
+                QCOMPARE(close.isAccepted(), closes);
+                QCOMPARE(dialogs.seen.size(), 1);
+                QVERIFY2(dialogs.seen.first().contains(QStringLiteral("These could not be saved:\n\n%1").arg(path)),
+                         qPrintable(dialogs.seen.first()));
+            }
+            if (closes)
+                m_window->TearDown();
+        }
+        QCOMPARE(contents(path), QByteArray("x = 1\n"));
+        if (!closes)
+            return;
+        m_host->mainWindowWidget = nullptr;
+        DialogAnswers dialogs({QStringLiteral("Keep")});
+        QVERIFY(start());
+        QTRY_COMPARE(dialogs.seen.size(), 1);
+        QVERIFY(dialogs.seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)));
+        CodeEditorGroup *group = m_window->Group(0);
+        QCOMPARE(group->CodeEditorAt(group->IndexOfPath(path))->toPlainText(), QStringLiteral("typed x = 1\n"));
     }
 };
 

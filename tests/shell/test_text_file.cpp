@@ -10,6 +10,10 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace ke2;
 using namespace ke2::test;
 
@@ -48,6 +52,29 @@ private slots:
                                                      << QStringLiteral("%1%2\n").arg(QChar(0xC0), QChar(0xAF))
                                                      << "Latin-1" << "LF" << true;
         QTest::newRow("empty") << QByteArray() << true << "" << "UTF-8" << QString() << true;
+        const QString nul(QChar(0));
+        QTest::newRow("NUL inside UTF-8") << QByteArray("abc\0def\n", 8) << true << QStringLiteral("abc%1def\n").arg(nul)
+                                          << "UTF-8" << "LF" << true;
+        QTest::newRow("NUL inside Latin-1") << QByteArray("\xE9\0\xE9\r\n", 5) << true
+                                            << QStringLiteral("%1%2%1\n").arg(QChar(0xE9)).arg(nul) << "Latin-1" << "CRLF"
+                                            << true;
+        QTest::newRow("UTF-16 LE with its mark") << QByteArray("\xFF\xFE" "a\0\r\0\n\0\xAC\x20", 10) << true
+                                                 << QStringLiteral("a\n%1").arg(QChar(0x20AC)) << "UTF-16 LE" << "CRLF"
+                                                 << true;
+        QTest::newRow("UTF-16 BE with a lone surrogate") << QByteArray("\xFE\xFF\0x\xD8\0\0\n", 8) << true
+                                                         << QStringLiteral("x%1\n").arg(QChar(0xD800)) << "UTF-16 BE"
+                                                         << "LF" << true;
+        QTest::newRow("U+2029 inside a line") << QByteArray("a\xE2\x80\xA9" "b\n") << true
+                                              << QStringLiteral("a%1b\n").arg(QChar(0x204B)) << "UTF-8" << "LF" << true;
+        QTest::newRow("lone CR inside LF lines") << QByteArray("a\rb\nc\n") << true
+                                                 << QStringLiteral("a%1b\nc\n").arg(QChar(0x240D)) << "UTF-8" << "LF"
+                                                 << true;
+        QTest::newRow("lone CR in CRLF lines, its symbol taken")
+            << QByteArray("\xE2\x90\x8D\r\r\n") << true << QStringLiteral("%1%2\n").arg(QChar(0x240D), QChar(0xE000))
+            << "UTF-8" << "CRLF" << true;
+        QTest::newRow("noncharacters the document breaks at") << QByteArray("a\xEF\xB7\x90" "b\xEF\xB7\x91\n") << true
+                                                              << QStringLiteral("a%1b%2\n").arg(QChar(0xE000), QChar(0xE001))
+                                                              << "UTF-8" << "LF" << true;
         QTest::newRow("mixed endings take the dominant one")
             << QByteArray("a\r\nb\r\nc\n") << true << "a\nb\nc\n" << "UTF-8" << "CRLF" << false;
     }
@@ -113,6 +140,10 @@ private slots:
         QTest::addColumn<bool>("large");
         QTest::newRow("script") << QByteArray("print(1)\n") << qint64(9) << false << false;
         QTest::newRow("NUL near the start") << QByteArray("\x7F" "ELF\x02\x01\x01\0", 8) << qint64(8) << true << false;
+        QTest::newRow("NUL after 80 KB") << QByteArray("x = 1\n").repeated(14000) + QByteArray(1, '\0') << qint64(84001)
+                                         << true << false;
+        QTest::newRow("UTF-16 text") << QByteArray("\xFF\xFEx\0\n\0", 6) << qint64(6) << false << false;
+        QTest::newRow("UTF-16 NUL character") << QByteArray("\xFF\xFEx\0\0\0", 6) << qint64(6) << true << false;
         QTest::newRow("hundreds of MB") << QByteArray("x") << qint64(300) * 1024 * 1024 << true << true;
     }
     void probe()
@@ -160,47 +191,75 @@ private slots:
         QCOMPARE(QDir(m_dir.filePath(QStringLiteral("real"))).entryList(QDir::Files), QStringList{"tool.py"});
     }
 
-    // Refused writes leave the old bytes and no stray copy beside them.
-    void failedWritesKeepTheOldFile_data()
+    // Where replacing the file would change what it is, the write goes into it; a write that
+    // cannot happen leaves the old bytes and no stray copy, and says why.
+    void writesKeepWhatTheFileIs_data()
     {
         QTest::addColumn<QString>("how");
-        QTest::newRow("read-only folder") << "folder";
-        QTest::newRow("read-only file") << "file";
-        QTest::newRow("disk full half-way") << "limit";
+        QTest::addColumn<QString>("why"); // empty: written
+        QTest::newRow("read-only folder") << "folder" << QString();
+        QTest::newRow("hard link") << "link" << QString();
+        QTest::newRow("another owner") << "owner" << QString();
+        QTest::newRow("read-only file") << "file" << "Permission denied";
+        QTest::newRow("disk full half-way") << "limit" << "File too large";
+        QTest::newRow("read-only folder, disk full half-way") << "folder limit" << "File too large";
     }
-    void failedWritesKeepTheOldFile()
+    void writesKeepWhatTheFileIs()
     {
         QFETCH(QString, how);
+        QFETCH(QString, why);
+        const bool asRoot = ::geteuid() == 0;
+        if (how == QLatin1String("owner") && !asRoot)
+            QSKIP("only root can give a file to another owner");
         const QString folder = m_dir.filePath(how);
-        QVERIFY(QDir().mkpath(folder));
+        const QString backups = m_dir.filePath(QStringLiteral("backups"));
+        QVERIFY(QDir().mkpath(folder) && QDir().mkpath(backups));
         const QString path = folder + QStringLiteral("/tool.mel");
         const QByteArray old = QByteArray("print \"old\";\n").repeated(100);
         QVERIFY(put(path, old));
-        const auto everyone = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther |
-                              QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+        const auto readable = QFileDevice::ReadOwner | QFileDevice::ReadGroup | QFileDevice::ReadOther;
+        const auto everyone = readable | QFileDevice::ExeOwner | QFileDevice::ExeGroup | QFileDevice::ExeOther;
+        const auto writable = QFileDevice::WriteOwner | QFileDevice::WriteGroup | QFileDevice::WriteOther;
         QVERIFY(QFile::setPermissions(m_dir.path(), everyone | QFileDevice::WriteOwner));
-        QVERIFY(QFile::setPermissions(folder, everyone | (how == QLatin1String("folder") ? QFileDevice::Permissions()
-                                                                                         : QFileDevice::WriteOther)));
-        QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadOther |
-                                                (how == QLatin1String("file") ? QFileDevice::Permissions()
-                                                                              : QFileDevice::WriteOther)));
+        QVERIFY(QFile::setPermissions(backups, everyone | writable));
+        QVERIFY(QFile::setPermissions(folder, everyone | (how.contains(QLatin1String("folder")) ? QFileDevice::Permissions()
+                                                                                                : writable)));
+        QVERIFY(QFile::setPermissions(path, readable | (how == QLatin1String("file") ? QFileDevice::Permissions() : writable)));
+        const QString link = folder + QStringLiteral("/other name.mel");
+        if (how == QLatin1String("link"))
+            QCOMPARE(::link(QFile::encodeName(path).constData(), QFile::encodeName(link).constData()), 0);
+        if (how == QLatin1String("owner"))
+            QCOMPARE(::chown(QFile::encodeName(path).constData(), 65534, 65534), 0);
 
         const QString text = QStringLiteral("print \"new\";\n").repeated(1000);
         TextFileFormat format;
         QString error;
-        bool written = true;
-        if (how == QLatin1String("limit")) {
-            FileSizeLimit limit(4096);
-            written = TextFile::Write(path, text, format, nullptr, &error);
-        } else {
-            Unprivileged user;
-            written = TextFile::Write(path, text, format, nullptr, &error);
+        bool written = false;
+        {
+            std::unique_ptr<Unprivileged> user;
+            if (how == QLatin1String("folder") || how == QLatin1String("file") || how == QLatin1String("folder limit"))
+                user = std::make_unique<Unprivileged>();
+            std::unique_ptr<FileSizeLimit> limit;
+            if (how.contains(QLatin1String("limit")))
+                limit = std::make_unique<FileSizeLimit>(4096);
+            written = TextFile::Write(path, text, format, nullptr, &error, backups);
         }
-        QVERIFY(!written);
-        QVERIFY(!error.isEmpty());
-        QCOMPARE(contents(path), old);
-        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"tool.mel"});
         QFile::setPermissions(folder, everyone | QFileDevice::WriteOwner);
+        QCOMPARE(error, why);
+        QCOMPARE(written, why.isEmpty());
+        QCOMPARE(contents(path), written ? text.toUtf8() : old);
+        QStringList names{"tool.mel"};
+        if (how == QLatin1String("link")) {
+            names.prepend("other name.mel");
+            QCOMPARE(contents(link), text.toUtf8()); // still one file under two names
+        }
+        QCOMPARE(QDir(folder).entryList(QDir::Files | QDir::Hidden), names);
+        QCOMPARE(QDir(backups).entryList(QDir::Files | QDir::Hidden), QStringList()); // kept only while writing
+        if (how == QLatin1String("owner")) {
+            struct stat info {};
+            QCOMPARE(::stat(QFile::encodeName(path).constData(), &info), 0);
+            QCOMPARE(int(info.st_uid), 65534);
+        }
     }
 
     // Saving replaces the file, which drops it from the system's watch; the editor keeps

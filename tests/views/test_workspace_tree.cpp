@@ -2,6 +2,7 @@
 #include "tests/views/views_test_support.h"
 #include "views/workspace_tree_widget.h"
 
+#include <QtCore/QScopeGuard>
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QSignalSpy>
@@ -28,12 +29,16 @@ std::unique_ptr<QTemporaryDir> makeWorkDir()
 // standard paths would put it under the real home, which tests never touch.
 class ScopedTrash {
 public:
-    ScopedTrash()
+    // `missing`: the data folder does not exist yet, as on a fresh account.
+    explicit ScopedTrash(const QString &missing = QString())
         : m_previous(qgetenv("XDG_DATA_HOME"))
         , m_hadPrevious(qEnvironmentVariableIsSet("XDG_DATA_HOME"))
     {
-        QDir().mkpath(m_dir.path());
-        qputenv("XDG_DATA_HOME", QFile::encodeName(m_dir.path()));
+        if (!m_dir.isValid())
+            qFatal("no temporary data folder for the trash");
+        if (!missing.isEmpty())
+            m_dataHome = m_dir.path() + QLatin1Char('/') + missing;
+        qputenv("XDG_DATA_HOME", QFile::encodeName(m_dataHome));
         QStandardPaths::setTestModeEnabled(false);
     }
     ~ScopedTrash()
@@ -44,10 +49,14 @@ public:
         else
             qunsetenv("XDG_DATA_HOME");
     }
-    QString filesFolder() const { return m_dir.path() + QStringLiteral("/Trash/files"); }
+    QString filesFolder() const { return m_dataHome + QStringLiteral("/Trash/files"); }
 
 private:
-    QTemporaryDir m_dir{QStringLiteral(KE2_BINARY_DIR "/test-home/data-XXXXXX")};
+    // Its parent made first: a trash in no folder would be the real one of the home folder.
+    QTemporaryDir m_dir{QDir().mkpath(QStringLiteral(KE2_BINARY_DIR "/test-home"))
+                            ? QStringLiteral(KE2_BINARY_DIR "/test-home/data-XXXXXX")
+                            : QString()};
+    QString m_dataHome = m_dir.path();
     QByteArray m_previous;
     bool m_hadPrevious;
 };
@@ -304,18 +313,26 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<bool>("isFolder");
         QTest::addColumn<bool>("yes");
-        QTest::newRow("file") << "gone.mel" << false << true;
-        QTest::newRow("folder") << "gone_folder" << true << true;
-        QTest::newRow("answered no") << "kept.mel" << false << false;
+        QTest::addColumn<QString>("missingDataFolder");
+        QTest::newRow("file") << "gone.mel" << false << true << QString();
+        QTest::newRow("folder") << "gone_folder" << true << true << QString();
+        QTest::newRow("answered no") << "kept.mel" << false << false << QString();
+        // Started inside the workspace, with no data folder yet: the trash is made where it
+        // belongs, never beside the program.
+        QTest::newRow("no data folder yet") << "gone.py" << false << true << "fresh/.local/share";
     }
     void deleteMovesToTheTrash()
     {
         QFETCH(QString, name);
         QFETCH(bool, isFolder);
         QFETCH(bool, yes);
+        QFETCH(QString, missingDataFolder);
         ViewsFixture fixture;
-        ScopedTrash trash;
+        ScopedTrash trash(missingDataFolder);
         auto dir = makeWorkDir();
+        const QString cwd = QDir::currentPath();
+        QDir::setCurrent(dir->path());
+        const auto restoreCwd = qScopeGuard([&] { QDir::setCurrent(cwd); });
         const QString path = dir->filePath(name);
         const QByteArray unique = QByteArray::number(QDateTime::currentMSecsSinceEpoch());
         if (isFolder)
@@ -354,6 +371,7 @@ private slots:
         }
         QCOMPARE(found, trashed);
         QCOMPARE(fixture.messages(), QStringList());
+        QCOMPARE(QDir(dir->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList());
     }
 
     void contextMenuByItem()
