@@ -193,6 +193,11 @@ public:
     bool pylintUseMinimalCheckers = true;
     bool pylintShowErrors = false;
 
+    // Not a key: set while the configured pylint path is missing, so pylint stays off for this
+    // session without changing what the user chose.
+    bool pylintOffForSession = false;
+    bool pylintActive() const { return pylintEnabled && !pylintOffForSession; }
+
 private:
     int m_recentFileLimit = 8;
 };

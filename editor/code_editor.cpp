@@ -43,7 +43,7 @@ public:
     void HidePopup() override
     {
         if (m_popup)
-            m_popup->hide();
+            m_popup->Cancel();
     }
     void Update(const QTextCursor &cursor, const QRect &cursorRect, bool applyIfSingle) override
     {

@@ -229,6 +229,9 @@ private:
     bool InsertClosingParenthesesOn() const;
     bool InsertClosingQuotesOn() const;
     bool CompleteOnLettersOn() const;
+    // Whether the character before the cursor lies in a comment or a string literal, as the
+    // highlighter found it: typing there is prose, not code to complete.
+    bool TypingInCommentOrString() const;
 
     // --- lines (code_editor_lines.cpp) ---
     // First and last block of the selection (a selection ending at column 0 leaves that line out).

@@ -74,6 +74,15 @@ bool CodeEditor::CompleteOnLettersOn() const
            || (m_language == LANGUAGE_PYTHON && s.pythonCompleteOnLetters);
 }
 
+bool CodeEditor::TypingInCommentOrString() const
+{
+    const QTextCursor cursor = textCursor();
+    const int column = cursor.positionInBlock() - 1;
+    const CodeEditorBlockData *data = CodeEditorBlockData::of(cursor.block());
+    return column >= 0 && data
+           && (data->isInString(column) || data->isInLineComment(column) || data->isInBlockComment(column));
+}
+
 bool CodeEditor::IsQuoteKey(QChar c) const
 {
     return c == QLatin1Char('"') || (m_language == LANGUAGE_PYTHON && c == QLatin1Char('\''))
@@ -179,21 +188,24 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
             RequestCompletion(false);
             return;
         }
-        if (c == QLatin1Char('.') && m_language == LANGUAGE_PYTHON && Settings::instance().pythonCompleteOnDot) {
-            RequestCompletion(false);
-            return;
-        }
-        if (control || meta || alt)
-            return;
-        // A "-" after a MEL command opens its flags.
+        // A "-" after a MEL command opens its flags (not in a comment or string).
         if (c == QLatin1Char('-') && m_language == LANGUAGE_MEL && Settings::instance().melCompleteFlags
-            && CompleteOnLettersOn()) {
+            && !control && !meta && !alt && CompleteOnLettersOn() && !TypingInCommentOrString()) {
             RequestCompletion(false);
             return;
         }
+        // Typed letters and dots open completion in code only (Ctrl+Space opens it anywhere); in a
+        // comment or string they also drop a request that the first letters of the line made.
+        const bool dot = c == QLatin1Char('.') && m_language == LANGUAGE_PYTHON && Settings::instance().pythonCompleteOnDot;
         static const QRegularExpression letter(QStringLiteral("[a-zA-Z_]"));
-        if (!c.isNull() && letter.match(QString(c)).hasMatch() && CompleteOnLettersOn())
+        const bool typedLetter = !dot && !control && !meta && !alt && !c.isNull()
+                                 && letter.match(QString(c)).hasMatch() && CompleteOnLettersOn();
+        if ((dot || typedLetter) && TypingInCommentOrString()) {
+            if (m_completer)
+                m_completer->HidePopup();
+        } else if (dot || typedLetter) {
             RequestCompletion(false);
+        }
         return;
     }
     if (m_completer && m_completer->IsPopupVisible())

@@ -237,7 +237,7 @@ void CodeEditorGroup::OnPylintOutput(const QString &filePath, const QStringList 
         const int index = IndexOfPath(filePath);
         editor = index >= 0 ? CodeEditorAt(index) : nullptr;
     }
-    if (!editor || editor->Language() != LANGUAGE_PYTHON || !Settings::instance().pylintEnabled)
+    if (!editor || editor->Language() != LANGUAGE_PYTHON || !Settings::instance().pylintActive())
         return;
     CodeEditorMarks marks[MARK_CLASS_COUNT];
     static const QRegularExpression message(QStringLiteral("^([A-Z]):(\\d+):(\\d+):\\[([A-Z]\\d+)\\]:(.*)$"),
@@ -535,9 +535,14 @@ void CodeEditorGroup::Analyse()
     const CodeEditorMarks errors = toMarks(parser->Errors(), text.size());
     // With pylint on, a Python buffer's diagnostics come from the worker instead: the text goes
     // to it here and the parser's lists are not handed on.
-    if (parser == &m_pythonParser && Settings::instance().pylintEnabled) {
+    if (parser == &m_pythonParser && Settings::instance().pylintActive()) {
         EnsurePylintWorker();
-        emit PylintSourceCode(text, editor->Path(), HostBridge::pythonPathString());
+        QStringList path = m_importFolders ? m_importFolders() : QStringList();
+        for (QString &folder : path)
+            folder = QDir::toNativeSeparators(folder);
+        if (!HostBridge::pythonPathString().isEmpty())
+            path.append(HostBridge::pythonPathString());
+        emit PylintSourceCode(text, editor->Path(), path.join(QDir::listSeparator()));
     } else {
         editor->SetDiagnostics(errors, warnings, todos);
     }

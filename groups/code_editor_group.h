@@ -8,8 +8,11 @@
 #include "language/python_parser.h"
 
 #include <QtCore/QPointer>
+#include <QtCore/QStringList>
 #include <QtGui/QTextCursor>
 #include <QtWidgets/QWidget>
+
+#include <functional>
 
 class QMimeData;
 class QStackedWidget;
@@ -86,6 +89,8 @@ public:
 
     // The group's pylint worker; made, with its thread, the first time a Python buffer is checked.
     PylintWorker *Worker() const { return m_pylintWorker; }
+    // Folders (the workspace's) whose modules the buffers import, asked at each pylint request.
+    void SetImportFolders(std::function<QStringList()> folders) { m_importFolders = std::move(folders); }
 
     // --- find and replace (code_editor_group_find.cpp) ---
     FindReplaceWidget *FindReplace() const { return m_findReplace; }
@@ -248,6 +253,7 @@ private:
     void StopPylintWorker();
     QThread *m_pylintThread = nullptr;
     PylintWorker *m_pylintWorker = nullptr; // no parent: it lives in m_pylintThread
+    std::function<QStringList()> m_importFolders;
     FindReplaceWidget *m_findReplace = nullptr;
     TextSearch m_search;
     bool m_findInSelection = false;

@@ -44,6 +44,8 @@ public slots:
     virtual void InitModel() = 0;
     virtual bool PreparePrefix(const QTextCursor &cursor) = 0;
     virtual Qt::CaseSensitivity FilterCaseSensitivity() const { return Qt::CaseSensitive; }
+    // Hides the popup, and drops a request still waiting to be answered.
+    virtual void Cancel() { hide(); }
     void ApplySelection();
 
 public:

@@ -322,8 +322,8 @@ bool planQuery(const QTextDocument *document, int position, QueryPlan &plan)
     const QString statement = joined.mid(std::min(indentation.size(), joined.size()));
     const bool nothingFollows = cursorBlock.text().mid(position - cursorBlock.position()).trimmed().isEmpty();
 
-    static const QRegularExpression defHeader(QStringLiteral("^def"));
-    static const QRegularExpression classHeader(QStringLiteral("^class[ \\t]"));
+    static const QRegularExpression defHeader(QStringLiteral("^def\\b"));
+    static const QRegularExpression classHeader(QStringLiteral("^class\\b"));
     static const QRegularExpression loopHeader(QStringLiteral("^(for|while)[ \\t]"));
     static const QRegularExpression ifHeader(QStringLiteral("^(if)[ \\t]"));
     static const QRegularExpression elifHeader(QStringLiteral("^(elif)[ \\t]"));

@@ -38,6 +38,11 @@ public:
     int WordStart() const { return wordStart; }
     // Whether a host query waits to run.
     bool QueryPending() const { return m_pendingTimer.isActive(); }
+    void Cancel() override
+    {
+        m_pendingTimer.stop();
+        hide();
+    }
 
     // The buffer of `document` as the script sees it with the cursor at `position`: the statement
     // under the cursor replaced by a locator at the same indentation, line numbers kept, and what

@@ -1,5 +1,7 @@
 #include "output/output_highlighting_dialog.h"
 
+#include <QtCore/QRegularExpression>
+
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QColorDialog>
@@ -70,6 +72,8 @@ OutputHighlightingDialog::OutputHighlightingDialog(QWidget *parent) : QDialog(pa
     connect(m_backgroundButton, &QPushButton::clicked, this, &OutputHighlightingDialog::SelectBackgroundColor);
     connect(m_foregroundEnabled, &QCheckBox::toggled, this, &OutputHighlightingDialog::UpdateDisplay);
     connect(m_backgroundEnabled, &QCheckBox::toggled, this, &OutputHighlightingDialog::UpdateDisplay);
+    connect(m_text, &QLineEdit::textChanged, this, &OutputHighlightingDialog::UpdatePatternState);
+    connect(m_regExp, &QCheckBox::toggled, this, &OutputHighlightingDialog::UpdatePatternState);
     connect(m_ok, &QPushButton::clicked, this, &OutputHighlightingDialog::accept);
     connect(m_cancel, &QPushButton::clicked, this, &OutputHighlightingDialog::reject);
 }
@@ -157,11 +161,31 @@ void OutputHighlightingDialog::accept()
         problem = QStringLiteral("Name field is empty");
     else if (m_text->text().isEmpty())
         problem = QStringLiteral("Text matching field is empty");
+    else if (!PatternProblem().isEmpty())
+        problem = QStringLiteral("Invalid regular expression: %1").arg(PatternProblem());
     if (!problem.isEmpty()) {
         QMessageBox::warning(this, QStringLiteral("Invalid"), problem, QMessageBox::Ok);
         return;
     }
     QDialog::accept();
+}
+
+QString OutputHighlightingDialog::PatternProblem() const
+{
+    if (!m_regExp->isChecked() || m_text->text().isEmpty())
+        return QString();
+    const QRegularExpression expression(m_text->text());
+    return expression.isValid()
+               ? QString()
+               : QStringLiteral("%1 (at %2)").arg(expression.errorString()).arg(expression.patternErrorOffset());
+}
+
+void OutputHighlightingDialog::UpdatePatternState()
+{
+    // Marked while typing, as in the find bar; OK refuses it with the same reason.
+    const QString problem = PatternProblem();
+    m_text->setStyleSheet(problem.isEmpty() ? QString() : QStringLiteral("QLineEdit { border: 1px solid #e51400; }"));
+    m_text->setToolTip(problem);
 }
 
 void OutputHighlightingDialog::reject()

@@ -43,6 +43,9 @@ public slots:
     void reject() override;
 
 private:
+    // Why the text cannot be used as a regular expression; empty when it can (or is literal).
+    QString PatternProblem() const;
+    void UpdatePatternState();
     void SetForeground(const QColor &color);
     void SetBackground(const QColor &color);
 

@@ -184,16 +184,26 @@ void OutputTextEdit::ApplySettings()
     ApplyFont();
 }
 
+QRegularExpression OutputTextEdit::RulePattern(const QString &pattern, bool regExp)
+{
+    // The engine's own match limit, set in the pattern: past it a line's match fails as invalid
+    // instead of searching on (Qt offers no other way to bound a match).
+    return QRegularExpression(QStringLiteral("(*LIMIT_MATCH=%1)").arg(ruleStepBudget)
+                              + (regExp ? pattern : QRegularExpression::escape(pattern)));
+}
+
 void OutputTextEdit::ApplyHighlightRules()
 {
     m_rules.clear();
+    m_reportedSlowRules.clear();
     for (const OutputHighlightRule &rule : ColorScheme::instance().outputHighlightRules) {
         if (!rule.enabled || rule.pattern.isEmpty())
             continue;
         Rule compiled;
-        compiled.expression.setPattern(rule.regExp ? rule.pattern : QRegularExpression::escape(rule.pattern));
+        compiled.name = rule.name;
+        compiled.expression = RulePattern(rule.pattern, rule.regExp);
         if (!compiled.expression.isValid())
-            continue;
+            continue; // the rule dialog refuses these; a hand-edited colour file can still hold one
         compiled.format = rule.format;
         compiled.wholeLine = rule.highlightLine;
         if (compiled.wholeLine)
@@ -291,8 +301,14 @@ void OutputTextEdit::UpdateExtraSelections()
 
     QList<QTextEdit::ExtraSelection> selections;
     if (Settings::instance().outputSyntaxHighlightingEnabled) {
-        for (const Rule &rule : qAsConst(m_rules))
-            AddMatches(selections, rule.expression, rule.format, start, end, rule.wholeLine);
+        for (const Rule &rule : qAsConst(m_rules)) {
+            if (!AddMatches(selections, rule.expression, rule.format, start, end, rule.wholeLine)
+                && !m_reportedSlowRules.contains(rule.name)) {
+                m_reportedSlowRules.insert(rule.name);
+                HostBridge::showWarning(
+                    QStringLiteral("Output highlighting rule \"%1\" is too slow and was skipped").arg(rule.name));
+            }
+        }
     }
 
     const QString selected = textCursor().selectedText();
@@ -330,9 +346,10 @@ void OutputTextEdit::UpdateExtraSelections()
     setExtraSelections(selections);
 }
 
-void OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
+bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
                                 const QTextCharFormat &format, int start, int end, bool wholeLine) const
 {
+    bool withinBudget = true;
     for (QTextBlock block = document()->findBlock(start); block.isValid() && block.position() <= end;
          block = block.next()) {
         const QString text = block.text();
@@ -357,7 +374,10 @@ void OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
             selection.cursor.setPosition(base + match.capturedEnd(), QTextCursor::KeepAnchor);
             selections.append(selection);
         }
+        // An iterator whose next match failed as invalid ran out of its budget on this line.
+        withinBudget = withinBudget && matches.isValid();
     }
+    return withinBudget;
 }
 
 // --- user actions ------------------------------------------------------------------------------

@@ -4,6 +4,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QSet>
 #include <QtCore/QTimer>
 #include <QtCore/QVector>
 #include <QtGui/QTextCharFormat>
@@ -34,6 +35,11 @@ public:
     // Every callback line and echo comes in here.
     void AppendText(const QString &text);
     bool HasPendingOutput() const { return !m_queue.isEmpty(); }
+
+    // The expression a rule matches with: a user's pattern (or the escaped text) under a step
+    // budget per line, so that no pattern (`(a+)+$` on a long line) can hold up the panel.
+    static QRegularExpression RulePattern(const QString &pattern, bool regExp);
+    static constexpr int ruleStepBudget = 20000;
 
     // Buffer size, word wrap, colours, rules and font from the preferences.
     void ApplySettings();
@@ -103,6 +109,7 @@ protected:
 
 private:
     struct Rule {
+        QString name;
         QRegularExpression expression; // plain-text rules are escaped into one
         QTextCharFormat format;
         bool wholeLine = false;
@@ -113,7 +120,8 @@ private:
     void AddRuleSelections(QList<QTextEdit::ExtraSelection> &selections, int start, int end) const;
     // Every match of `expression` that starts inside [start, end], searched line by line; with
     // `wholeLine` the first match of a line colours the line.
-    void AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
+    // False when the expression gave up on some line, over its step budget (see RulePattern).
+    bool AddMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &expression,
                     const QTextCharFormat &format, int start, int end, bool wholeLine = false) const;
 
     // The link under the mouse (block number), or -1.
@@ -130,6 +138,8 @@ private:
     std::unique_ptr<QFile> m_logFile;
     std::unique_ptr<QTextStream> m_logStream;
     QVector<Rule> m_rules;
+    // Rules already reported as too slow since the rules were last applied.
+    QSet<QString> m_reportedSlowRules;
     QRegularExpression m_findExpression;
     bool m_findBarVisible = false;
 };

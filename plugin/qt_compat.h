@@ -66,4 +66,11 @@ constexpr QRegularExpression::MatchOption kAnchorAtOffset = QRegularExpression::
 constexpr QRegularExpression::MatchOption kAnchorAtOffset = QRegularExpression::AnchorAtOffsetMatchOption;
 #endif
 
+// Qt 6 keeps the description of each registered type where the library that registered it has
+// it, and looks it up there again when the type is registered by name. A plug-in unloaded and
+// loaded again at another address would find its old entries pointing into nothing; this takes
+// out the entries of the library that holds `anchor` (an address of its code), so it can go.
+// Qt 5 copies what it needs and has nothing to take out.
+void forgetMetaTypesOfLibrary(const void *anchor);
+
 } // namespace ke2::qtcompat

@@ -12,6 +12,7 @@
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
+#include "views/workspace_tree_widget.h"
 #include "views/workspace_view.h"
 #include "views/status_bar.h"
 
@@ -512,6 +513,15 @@ void KestrelEditor::ConnectSignals()
     connect(m_sideBar, &SideBar::WorkspaceItemDeleted, this, &KestrelEditor::OnWorkspaceItemDeleted);
     connect(m_sideBar, &SideBar::WorkspaceModified, this, &KestrelEditor::OnWorkspaceModified);
     m_sideBar->Workspace()->LoadStartupWorkspace();
+    // pylint resolves imports from the workspace folders too, as they stand at each check.
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        group->SetImportFolders([tree = QPointer<WorkspaceTreeWidget>(m_sideBar->Workspace()->Tree())] {
+            QStringList folders;
+            for (int i = 0; tree && i < tree->topLevelItemCount(); ++i)
+                folders.append(tree->topLevelItem(i)->data(0, WorkspaceTreeWidget::PathRole).toString());
+            return folders;
+        });
+    }
 
     connect(m_activityBar, &ActivityBar::ViewSelected, this, &KestrelEditor::OnActivityBarViewSelected);
     connect(m_activityBar, &ActivityBar::EditPreferencesSelected, this, &KestrelEditor::ShowPreferencesDialog);

@@ -759,10 +759,10 @@ void KestrelEditor::RefreshCodeEditorGroupMiniToolbar()
 void KestrelEditor::ApplyPreferences()
 {
     Settings &settings = Settings::instance();
-    if (!settings.pylintPath.isEmpty() && !QFileInfo::exists(settings.pylintPath)) {
+    // A missing pylint only pauses it: the saved setting stays as the user left it.
+    settings.pylintOffForSession = !settings.pylintPath.isEmpty() && !QFileInfo::exists(settings.pylintPath);
+    if (settings.pylintOffForSession)
         HostBridge::showWarning(QStringLiteral("Pylint path not found: %1").arg(settings.pylintPath));
-        settings.pylintEnabled = false;
-    }
     if (hasDockingHost()) {
         if (settings.overrideScriptEditorButton)
             HostBridge::overrideScriptEditorButton();

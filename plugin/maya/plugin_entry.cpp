@@ -5,6 +5,7 @@
 #include "plugin/host_bridge.h"
 #include "plugin/maya/kestrel_editor_command.h"
 #include "plugin/maya/maya_host.h"
+#include "plugin/qt_compat.h"
 
 #include <maya/MFnPlugin.h>
 #include <maya/MGlobal.h>
@@ -24,6 +25,12 @@ MString commandName()
 {
     return MQtUtil::toMString(ke2::HostBridge::commandName());
 }
+
+// Runs when the library is unloaded (after uninitializePlugin, or at the host's exit): the types
+// it registered with Qt leave the registry with it, so that loading it again works.
+struct MetaTypesOfThisLibrary {
+    ~MetaTypesOfThisLibrary() { ke2::qtcompat::forgetMetaTypesOfLibrary(reinterpret_cast<const void *>(&commandName)); }
+} g_metaTypesOfThisLibrary;
 
 } // namespace
 

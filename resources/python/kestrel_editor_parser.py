@@ -15,11 +15,15 @@
 import ast
 import gc
 import importlib.machinery
+import inspect
+import itertools
 import os
 import pkgutil
 import re
 import sys
+import time
 import tokenize
+import types
 import warnings
 import zipimport
 
@@ -458,17 +462,105 @@ class KestrelEditorParser(ast.NodeVisitor):
 
     def _live_members(self, obj):
         # What the buffer does not tell may live in the interpreter: names the user's runs
-        # left in __main__ complete with the members of the objects they hold.
+        # left in __main__ complete with the members of the objects they hold, read without
+        # running any of the user's code.
         if obj.startswith("import") or obj.split(".")[0] in self.modules:
             return []
         namespace = getattr(sys.modules.get("__main__"), "__dict__", {})
         parts = obj.split(".")
-        if parts[0] not in namespace:
+        if type(namespace) is not dict or parts[0] not in namespace:
             return []
         try:
-            return dir(self._walk(namespace[parts[0]], parts[1:]))
+            return self._members_at(namespace[parts[0]], parts[1:])
         except Exception:
             return []
+
+    # Live lookups stop after this many names or this long: a huge __dict__ must not stall typing.
+    _LIVE_NAME_LIMIT = 20000
+    _LIVE_SECONDS = 0.05
+    _UNKNOWN = object()
+    # Values found in a class that stand for themselves; any other descriptor (a property, a
+    # cached attribute, a slot) has a value only its code can give.
+    _PLAIN_TYPES = (types.FunctionType, types.BuiltinFunctionType, types.MethodType, type,
+                    types.ModuleType, staticmethod, classmethod, int, float, complex, str, bytes,
+                    list, tuple, dict, set, frozenset, bool, type(None))
+    _type_dict = type.__dict__["__dict__"].__get__
+    _type_mro = type.__dict__["__mro__"].__get__
+
+    # Descriptors of the interpreter's own types that only read a field (complex.real, a slot).
+    _FIELD_DESCRIPTORS = (types.MemberDescriptorType, types.GetSetDescriptorType)
+    _C_METHODS = (types.MethodDescriptorType, types.WrapperDescriptorType, types.ClassMethodDescriptorType)
+
+    @classmethod
+    def _static_walk(cls, value, names):
+        for name in names:
+            try:
+                found = inspect.getattr_static(value, name)
+            except AttributeError:
+                return cls._UNKNOWN
+            if isinstance(found, (staticmethod, classmethod)):
+                found = found.__func__
+            elif type(found) in cls._FIELD_DESCRIPTORS and cls._reads_a_field(found):
+                try:
+                    found = found.__get__(value, type(value))
+                except Exception:
+                    return cls._UNKNOWN  # an empty slot
+            elif not (type(found) in cls._C_METHODS or cls._plain(found)):
+                return cls._UNKNOWN
+            value = found
+        return value
+
+    @staticmethod
+    def _reads_a_field(descriptor):
+        # A slot always; other getters only of builtin types: an extension's run its own code.
+        owner = getattr(descriptor, "__objclass__", None)
+        return type(descriptor) is types.MemberDescriptorType or (
+            owner is not None and owner.__module__ == "builtins")
+
+    @classmethod
+    def _plain(cls, value):
+        kind = type(value)
+        if issubclass(kind, cls._PLAIN_TYPES):
+            return True
+        # Instances of user classes are plain unless their class makes them descriptors.
+        return not any("__get__" in cls._type_dict(base) for base in cls._type_mro(kind))
+
+    @classmethod
+    def _static_members(cls, value):
+        # dir() without __dir__: the instance's own __dict__, then the __dict__ of each class
+        # of its type's MRO (a class's own MRO when the value is a class). __slots__ are in
+        # the class dictionaries as descriptors.
+        deadline = time.monotonic() + cls._LIVE_SECONDS
+        kind = type(value)
+        dictionaries = []
+        if issubclass(kind, type):
+            dictionaries.extend(cls._type_dict(base) for base in cls._type_mro(value))
+        elif issubclass(kind, types.ModuleType):
+            dictionaries.append(cls._instance_dict(value, kind) or {})  # as dir() lists a module
+        else:
+            own = cls._instance_dict(value, kind)
+            if own is not None:
+                dictionaries.append(own)
+            dictionaries.extend(cls._type_dict(base) for base in cls._type_mro(kind))
+        names = set()
+        for dictionary in dictionaries:
+            room = cls._LIVE_NAME_LIMIT - len(names)
+            if room <= 0 or time.monotonic() > deadline:
+                break
+            names.update(key for key in itertools.islice(iter(dictionary), room) if type(key) is str)
+        return list(names)
+
+    @classmethod
+    def _instance_dict(cls, value, kind):
+        # Only the interpreter's own __dict__ slot: a class defining __dict__ itself would run code.
+        for base in cls._type_mro(kind):
+            slot = cls._type_dict(base).get("__dict__")
+            if slot is not None:
+                if type(slot) not in (types.GetSetDescriptorType, types.MemberDescriptorType):
+                    return None
+                own = slot.__get__(value, kind)
+                return own if type(own) is dict else None
+        return None
 
     def _locator_function(self):
         if len(self.kestrel_lctr) != 2:
@@ -615,12 +707,12 @@ class KestrelEditorParser(ast.NodeVisitor):
             return dir(object)
         loaded = sys.modules.get(module)
         if loaded is not None:
-            return dir(loaded)
+            return self._static_members(loaded)
         parts = module.split(".")
         for count in range(len(parts) - 1, 0, -1):
             base = sys.modules.get(".".join(parts[:count]))
             if base is not None:
-                return dir(self._walk(base, parts[count:]))
+                return self._members_at(base, parts[count:])
         if not all(part.isidentifier() for part in parts):
             return []
         module_info, found = self._locate_path(parts)
@@ -632,9 +724,9 @@ class KestrelEditorParser(ast.NodeVisitor):
         if isinstance(module_info.loader, zipimport.zipimporter):
             if not self._STDLIB_ZIP.search(module_info.loader.archive):
                 return []
-            return dir(self._walk(self._import(base), rest))
+            return self._members_at(self._import(base), rest)
         if origin in ("built-in", "frozen") or origin.endswith(self._EXTENSION_SUFFIXES):
-            return dir(self._walk(self._import(base), rest))
+            return self._members_at(self._import(base), rest)
         if origin.endswith(tuple(importlib.machinery.SOURCE_SUFFIXES)) and os.path.isfile(origin):
             # Source modules are read rather than imported: completion must not run user code.
             with tokenize.open(origin) as handle:
@@ -682,11 +774,11 @@ class KestrelEditorParser(ast.NodeVisitor):
         __import__(name)
         return sys.modules[name]
 
-    @staticmethod
-    def _walk(value, names):
-        for name in names:
-            value = getattr(value, name)
-        return value
+    @classmethod
+    def _members_at(cls, value, names):
+        # Members of a module's attribute, found without running its code.
+        value = cls._static_walk(value, names)
+        return [] if value is cls._UNKNOWN else cls._static_members(value)
 
     # ---- visitors -----------------------------------------------------------------------------
 

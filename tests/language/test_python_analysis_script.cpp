@@ -103,6 +103,33 @@ private slots:
               "        raise RuntimeError('no listing')\n"
               "sys.modules['ke2_bad_dir'] = _Ke2BadDir('ke2_bad_dir')\n"
               "ke2_live = 3 + 4j\n"
+              // Objects whose attribute lookups run code: completion must read them statically.
+              "_ke2_ran = []\n"
+              "class Ke2Descriptor:\n"
+              "    def __get__(self, obj, owner):\n"
+              "        _ke2_ran.append('descriptor')\n"
+              "class Ke2Tricky:\n"
+              "    kind = 1\n"
+              "    through = Ke2Descriptor()\n"
+              "    def __init__(self):\n"
+              "        self.inner = 'text'\n"
+              "    @property\n"
+              "    def slow(self):\n"
+              "        _ke2_ran.append('getter')\n"
+              "    def __getattr__(self, name):\n"
+              "        _ke2_ran.append('__getattr__')\n"
+              "    def __dir__(self):\n"
+              "        _ke2_ran.append('__dir__')\n"
+              "        return ['fake']\n"
+              "class Ke2Slots:\n"
+              "    __slots__ = ('left', 'right')\n"
+              "ke2_tricky, ke2_slots, ke2_big = Ke2Tricky(), Ke2Slots(), type('Ke2Big', (), {})()\n"
+              "ke2_slots.left = 'text'\n"
+              "ke2_big.__dict__.update(('a%d' % i, i) for i in range(100000))\n"
+              "ke2_lazy = types.ModuleType('ke2_lazy')\n"
+              "ke2_lazy.tricky = ke2_tricky\n"
+              "ke2_lazy.__getattr__ = lambda name: _ke2_ran.append('module __getattr__')\n"
+              "sys.modules['ke2_lazy'] = ke2_lazy\n"
               "def _ke2_parse_error(source):\n" // what this interpreter's own parser raises
               "    import ast\n"
               "    try:\n"
@@ -119,8 +146,8 @@ private slots:
     {
         // The interpreter outlives this class: leave no fake module behind for other tests.
         m_host->executePython("import sys\nfor _ke2_name in [n for n in sys.modules if n.split('.')[0] in "
-                              "('ke2fake', 'ke2loaded', 'ke2cycle_a', 'ke2cycle_b', 'ke2_bad_dir', 'maya')]:\n"
-                              "    del sys.modules[_ke2_name]\ndel ke2_live\nsys.path.remove("
+                              "('ke2fake', 'ke2loaded', 'ke2cycle_a', 'ke2cycle_b', 'ke2_bad_dir', 'ke2_lazy', 'maya')]:\n"
+                              "    del sys.modules[_ke2_name]\ndel ke2_live, ke2_tricky, ke2_slots, ke2_big, ke2_lazy\nsys.path.remove("
                               + literal(QDir::toNativeSeparators(m_packages.path())) + ")");
         m_host.reset();
     }
@@ -278,9 +305,45 @@ private slots:
         QCOMPARE(evaluate("[n for n in ('maya.cmds', 'maya.mel', 'maya.OpenMaya') if n in __import__('sys').modules]"),
                  (QStringList{"maya.cmds", "maya.mel"}));
         QCOMPARE(toSet(complete("import maya.cmds as mc\n" + kLocator, "mc")), toSet(evaluate("dir(__import__('maya.cmds').cmds)")));
-        QCOMPARE(complete("import ke2_bad_dir\n" + kLocator, "ke2_bad_dir"), QStringList{});
-        QCOMPARE(evaluate("KestrelEditorParser().parse_module('ke2_bad_dir')"), QStringList{});
+        // A module's own __dir__ is not run: it lists what the module holds.
+        const QStringList badDir = evaluate("sorted(vars(__import__('sys').modules['ke2_bad_dir']))");
+        QCOMPARE(toSet(complete("import ke2_bad_dir\n" + kLocator, "ke2_bad_dir")), toSet(badDir));
+        QCOMPARE(toSet(evaluate("KestrelEditorParser().parse_module('ke2_bad_dir')")), toSet(badDir));
         QCOMPARE(toSet(evaluate("KestrelEditorParser().parse_module('os')")), toSet(evaluate("dir(__import__('os'))")));
+    }
+
+    // Objects the user's runs left behind complete with their members as the interpreter's own
+    // default listing gives them, without any getter, __getattr__, __dir__ or descriptor running;
+    // what only such code could tell completes with nothing. A huge __dict__ is read in part.
+    void liveObjectsCompleteWithoutRunningTheirCode_data()
+    {
+        QTest::addColumn<QString>("obj");
+        QTest::addColumn<QString>("members"); // empty: nothing offered
+        QTest::newRow("instance with __dir__") << "ke2_tricky" << "object.__dir__(ke2_tricky)";
+        QTest::newRow("property") << "ke2_tricky.slow" << "";
+        QTest::newRow("descriptor") << "ke2_tricky.through" << "";
+        QTest::newRow("name only __getattr__ knows") << "ke2_tricky.missing" << "";
+        QTest::newRow("attribute of the instance") << "ke2_tricky.inner" << "dir(str)";
+        QTest::newRow("class attribute") << "ke2_tricky.kind" << "dir(int)";
+        QTest::newRow("class") << "Ke2Tricky" << "type.__dir__(Ke2Tricky)";
+        QTest::newRow("slots") << "ke2_slots" << "object.__dir__(ke2_slots)";
+        QTest::newRow("a slot's value") << "ke2_slots.left" << "dir(str)";
+        QTest::newRow("an empty slot") << "ke2_slots.right" << "";
+        QTest::newRow("through an imported module") << "ke2_lazy.tricky" << "object.__dir__(ke2_tricky)";
+        QTest::newRow("module __getattr__") << "ke2_lazy.hidden" << "";
+    }
+    void liveObjectsCompleteWithoutRunningTheirCode()
+    {
+        QFETCH(QString, obj);
+        QFETCH(QString, members);
+        const QStringList actual = complete("import ke2_lazy\n" + kLocator, obj);
+        QCOMPARE(toSet(actual), toSet(members.isEmpty() ? QStringList() : evaluate(members)));
+        QCOMPARE(evaluate("_ke2_ran"), QStringList());
+    }
+    void hugeDictionaryIsReadInPart()
+    {
+        const QStringList big = complete(kLocator, "ke2_big");
+        QVERIFY2(big.contains("a0") && big.size() <= 20000, qPrintable(QString::number(big.size())));
     }
 
     // The editor re-sends the whole buffer at each request; nothing of an earlier one may stick.

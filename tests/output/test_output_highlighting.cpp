@@ -151,10 +151,15 @@ private slots:
         QTest::addColumn<QString>("name");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("message");
-        QTest::newRow("both empty") << "" << "" << "Name field is empty";
-        QTest::newRow("name empty") << "" << "x" << "Name field is empty";
-        QTest::newRow("text empty") << "n" << "" << "Text matching field is empty";
-        QTest::newRow("both filled") << "n" << "x" << "";
+        QTest::addColumn<bool>("regExp");
+        QTest::newRow("both empty") << "" << "" << "Name field is empty" << false;
+        QTest::newRow("name empty") << "" << "x" << "Name field is empty" << false;
+        QTest::newRow("text empty") << "n" << "" << "Text matching field is empty" << false;
+        QTest::newRow("both filled") << "n" << "x" << "" << false;
+        QTest::newRow("unclosed class") << "n" << "[bad" << "Invalid regular expression: missing terminating ] for character class (at 4)" << true;
+        QTest::newRow("unclosed group") << "n" << "(unclosed" << "Invalid regular expression: missing closing parenthesis (at 9)" << true;
+        QTest::newRow("the same text taken literally") << "n" << "[bad" << "" << false;
+        QTest::newRow("a slow but valid expression") << "n" << "(a+)+$" << "" << true;
     }
 
     void acceptValidatesTheNameFirst()
@@ -162,10 +167,14 @@ private slots:
         QFETCH(QString, name);
         QFETCH(QString, text);
         QFETCH(QString, message);
+        QFETCH(bool, regExp);
         OutputHighlightingDialog dialog;
         dialog.NewRule();
         dialog.NameEdit()->setText(name);
         dialog.TextEdit()->setText(text);
+        dialog.RegExpBox()->setChecked(regExp);
+        // The field says what is wrong while it is typed, as the find bar does.
+        QCOMPARE(dialog.TextEdit()->toolTip(), message.section(QStringLiteral("expression: "), 1));
         dialog.show();
         QString shown;
         if (!message.isEmpty()) {

@@ -205,6 +205,28 @@ private slots:
         QCOMPARE(selectedTexts(edit), expected);
     }
 
+    // A rule that runs away on a line (nested repeats failing at the end) is cut off at its
+    // budget: that line keeps no colour from it, the panel says so once, and the other rules and
+    // the other lines are coloured as always.
+    void slowRuleIsSkippedAndSaidOnce()
+    {
+        test::OutputFixture fixture;
+        ColorScheme::instance().outputHighlightRules = {
+            OutputHighlightRule::create("runaway", QColor(Qt::red), QColor(), "(a+)+$", true, false, true),
+            OutputHighlightRule::create("plain", QColor(Qt::blue), QColor(), "ok", false, false, true),
+            OutputHighlightRule::create("long but linear", QColor(Qt::green), QColor(), "a+b o", true, false, true)};
+        OutputTextEdit edit;
+        showAndWait(edit);
+        const QString runaway = QString(300, QLatin1Char('a')) + "b ok";
+        edit.AppendText(runaway + "\naaa\n" + runaway + "\n");
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        for (int refresh = 0; refresh < 3; ++refresh)
+            edit.UpdateExtraSelections();
+        QCOMPARE(selectedTexts(edit), (QStringList{"aaa", "ok", "ok", runaway.chopped(1), runaway.chopped(1)}));
+        QCOMPARE(fixture.host.texts(test::FakeHost::Kind::Warning),
+                 QStringList{"[KestrelEditor2] Output highlighting rule \"runaway\" is too slow and was skipped"});
+    }
+
     void selectedWordIsMatched_data()
     {
         QTest::addColumn<bool>("wordsOnly");

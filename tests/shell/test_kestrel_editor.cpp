@@ -284,6 +284,28 @@ private slots:
         QVERIFY(list->Entries().at(1).modified);
     }
 
+    // A pylint path that went missing pauses pylint for the session only: the saved setting
+    // stays on, and pylint is back once the path exists again.
+    void missingPylintPathKeepsTheUsersSetting()
+    {
+        QTemporaryDir tools;
+        const QString pylint = tools.filePath("pylint");
+        Settings::instance().pylintEnabled = true;
+        Settings::instance().pylintPath = pylint;
+        QVERIFY(shown());
+        m_window->OnPreferencesModified();
+        QVERIFY(m_host->texts(FakeHost::Kind::Warning).contains("[KestrelEditor2] Pylint path not found: " + pylint));
+        QVERIFY(Settings::instance().pylintEnabled && !Settings::instance().pylintActive());
+        Settings saved;
+        saved.read();
+        QVERIFY(saved.pylintEnabled);
+        QFile file(pylint);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.close();
+        m_window->OnPreferencesModified();
+        QVERIFY(Settings::instance().pylintActive());
+    }
+
     void tabDroppedBeforeTheFirstGroupShiftsTheOthers()
     {
         QVERIFY(shown());
