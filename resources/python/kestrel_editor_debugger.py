@@ -720,15 +720,15 @@ class _KestrelEditorFinder(object):
     def find_spec(cls, name, path=None, target=None):
         import importlib.machinery
         try:
-            spec = importlib.machinery.PathFinder.find_spec(name, path, target)
+            module = importlib.machinery.PathFinder.find_spec(name, path, target)
         except Exception:
             return None
-        loader = getattr(spec, 'loader', None)
-        if not isinstance(loader, importlib.machinery.SourceFileLoader) or not spec.origin \
-                or KestrelEditorDebugger.canonical(spec.origin) not in KestrelEditorDebugger._breakpoints:
+        loader = getattr(module, 'loader', None)
+        if not isinstance(loader, importlib.machinery.SourceFileLoader) or not module.origin \
+                or KestrelEditorDebugger.canonical(module.origin) not in KestrelEditorDebugger._breakpoints:
             return None
-        spec.loader = _KestrelEditorLoader(loader.name, loader.path)
-        return spec
+        module.loader = _KestrelEditorLoader(loader.name, loader.path)
+        return module
 
     @staticmethod
     def invalidate_caches():
