@@ -19,9 +19,9 @@ QList<int> lines(const CodeEditor &editor)
 }
 
 // Applies an edit given as "position:removed:inserted" to the document.
-void edit(CodeEditor &editor, const QString &spec)
+void edit(CodeEditor &editor, const QString &change)
 {
-    const QStringList parts = spec.split(':');
+    const QStringList parts = change.split(':');
     QTextCursor cursor(editor.document());
     cursor.setPosition(parts.at(0).toInt());
     cursor.setPosition(parts.at(0).toInt() + parts.at(1).toInt(), QTextCursor::KeepAnchor);
