@@ -1,12 +1,38 @@
 #include "app/close_wait.h"
 
 #include "app/python_host.h"
+#include "shell/kestrel_editor.h"
 
 #include <QtCore/QEvent>
 #include <QtGui/QGuiApplication>
+#include <QAction>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMenuBar>
 #include <QtWidgets/QWidget>
 
 namespace ke2 {
+
+QAction *addQuitAction(KestrelEditor &window)
+{
+    QMenu *file = nullptr;
+    for (QAction *entry : window.MenuBar()->actions())
+        if (entry->menu() && entry->menu()->title() == QLatin1String("File"))
+            file = entry->menu();
+    auto *quit = new QAction(QStringLiteral("Quit"), &window);
+    quit->setStatusTip(QStringLiteral("Quit"));
+    // Where the platform has no quit key of its own, Ctrl+Q.
+    const QList<QKeySequence> keys = QKeySequence::keyBindings(QKeySequence::Quit);
+    quit->setShortcuts(keys.isEmpty() ? QList<QKeySequence>{QKeySequence(QStringLiteral("Ctrl+Q"))} : keys);
+    quit->setMenuRole(QAction::QuitRole);
+    // Anywhere in the window, as the window's other actions.
+    window.addAction(quit);
+    if (file) {
+        file->addSeparator();
+        file->addAction(quit);
+    }
+    QObject::connect(quit, &QAction::triggered, &window, &QWidget::close);
+    return quit;
+}
 
 CloseWait::CloseWait(PythonHost &host, QObject *parent) : QObject(parent), m_host(host)
 {

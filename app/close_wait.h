@@ -4,11 +4,17 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
+class QAction;
 class QWidget;
 
 namespace ke2 {
 
+class KestrelEditor;
 class PythonHost;
+
+// File > Quit with the platform's key (Ctrl+Q here) for the standalone program, whose window is
+// the whole program; inside Maya the host quits. It closes the window as its close button does.
+QAction *addQuitAction(KestrelEditor &window);
 
 // The standalone window closes the way python3 ends: while threads the user's scripts started
 // (and the interpreter would wait for) are still running, the close waits for them visibly, with

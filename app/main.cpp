@@ -5,6 +5,7 @@
 #include "app/standalone_look.h"
 #include "app/termination_signals.h"
 #include "shell/editor_session.h"
+#include "shell/kestrel_editor.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QTimer>
@@ -138,6 +139,8 @@ int main(int argc, char **argv)
             app.exec();
         } else {
             closeWait.watch(session.window());
+            if (auto *window = qobject_cast<ke2::KestrelEditor *>(session.window()))
+                ke2::addQuitAction(*window);
             ke2::TerminationSignals termination;
             QObject::connect(&termination, &ke2::TerminationSignals::Received, &app, &QCoreApplication::quit);
             code = app.exec();

@@ -5,6 +5,7 @@
 
 #include <QtCore/QDir>
 #include <QtCore/QSettings>
+#include <QtGui/QFontInfo>
 
 #include <algorithm>
 #include <limits>
@@ -222,6 +223,15 @@ QFont Settings::defaultFont()
     font.setPointSize(9);
     font.setStyleHint(QFont::TypeWriter, QFont::PreferDefault);
     return font;
+}
+
+QFont Settings::fontInUse(const QFont &font)
+{
+    QFont used(font);
+    const QString family = QFontInfo(font).family();
+    if (!family.isEmpty())
+        used.setFamily(family);
+    return used;
 }
 
 const IniFile::Layout &Settings::fileLayout()

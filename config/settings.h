@@ -64,6 +64,9 @@ public:
 
     // The two fonts; the file stores their family and point size.
     static QFont defaultFont();
+    // `font` with the family it is painted with: a family that is not installed (the default's,
+    // on most systems) is replaced by the one the system falls back to.
+    static QFont fontInUse(const QFont &font);
     QFont codeEditorFont;
     QFont outputFont;
 

@@ -80,6 +80,19 @@ CodeEditorLanguage languageForPath(const QString &path)
     return LANGUAGE_TEXT;
 }
 
+QString languageName(CodeEditorLanguage language)
+{
+    switch (language) {
+    case LANGUAGE_MEL:
+        return QStringLiteral("MEL");
+    case LANGUAGE_PYTHON:
+        return QStringLiteral("Python");
+    case LANGUAGE_TEXT:
+        break;
+    }
+    return QStringLiteral("Text");
+}
+
 CodeEditor::CodeEditor(CodeEditorLanguage language, const QString &path, QWidget *parent)
     : QPlainTextEdit(parent), m_language(language), m_path(path)
 {

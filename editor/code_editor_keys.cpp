@@ -144,6 +144,7 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
         DecreaseIndent();
     } else if (key == Qt::Key_Insert) {
         SetSharedOverwriteMode(!SharedOverwriteMode());
+        ApplySharedOverwriteMode();
         emit OverwriteModeChanged();
     } else if (key == Qt::Key_Home) {
         SmartHome(shift, control);

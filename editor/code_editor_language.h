@@ -13,5 +13,7 @@ enum CodeEditorLanguage {
 
 // ".mel" is MEL; ".py", ".pyw" and ".pyi" are Python; anything else is text.
 CodeEditorLanguage languageForPath(const QString &path);
+// The language as the user reads it: "MEL", "Python" or "Text".
+QString languageName(CodeEditorLanguage language);
 
 } // namespace ke2

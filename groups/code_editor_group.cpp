@@ -60,8 +60,13 @@ public:
 private:
     void Apply()
     {
+        if (!m_shown)
+            return;
+        // Showing the tab scrolled its cursor into a view not laid out yet: only the saved
+        // (vertical) position counts, the lines start at their first column.
+        m_editor->horizontalScrollBar()->setValue(0);
         QScrollBar *bar = m_editor->verticalScrollBar();
-        if (!m_shown || bar->maximum() < m_position)
+        if (bar->maximum() < m_position)
             return;
         bar->setValue(m_position);
         deleteLater();
@@ -425,7 +430,11 @@ void CodeEditorGroup::UpdateTab(int index)
     if (!editor)
         return;
     m_tabBar->setTabText(index, editor->DisplayName());
-    m_tabBar->setTabToolTip(index, editor->Path());
+    // An internal buffer's file is the editor's own business: the tip names the buffer instead.
+    m_tabBar->setTabToolTip(index, editor->Kind() == CODE_EDITOR_FILE ? editor->Path()
+                                                                     : QStringLiteral("%1 (%2 buffer)").arg(
+                                                                           editor->DisplayName(),
+                                                                           languageName(editor->Language())));
     m_tabBar->setTabIcon(index, QIcon(LanguageIconPath(editor->Language())));
     m_tabBar->SetTabModified(index, editor->document()->isModified());
 }
@@ -469,6 +478,7 @@ void CodeEditorGroup::SetCursorAndScrollPosition(int index, int cursorPosition, 
     for (QObject *pending : editor->findChildren<QObject *>(PendingScroll::name(), Qt::FindDirectChildrenOnly))
         delete pending;
     if (editor->isVisible()) {
+        editor->horizontalScrollBar()->setValue(0);
         editor->verticalScrollBar()->setValue(scrollPosition);
         if (editor->verticalScrollBar()->value() == scrollPosition)
             return;

@@ -203,7 +203,7 @@ void PreferencesDialog::DefaultFontsAndColors()
 {
     const int set = m_colorSet->currentIndex();
     m_roles[set].restoreDefaults();
-    m_fonts[set] = Settings::defaultFont();
+    m_fonts[set] = Settings::fontInUse(Settings::defaultFont());
     const int row = m_roleList->currentRow();
     RefreshFontsAndColorsPage(set);
     m_roleList->setCurrentRow(row);

@@ -41,8 +41,9 @@ void PreferencesDialog::ReadTabsAndFonts(const Settings &settings)
                         settings.tabsAutoIndentMel};
     m_tabs[TABS_PYTHON] = {settings.tabsUseDefaultsPython, settings.tabsSizePython, settings.tabsInsertSpacesPython,
                            settings.tabsAutoIndentPython};
-    m_fonts[CODE_EDITOR_SET] = settings.codeEditorFont;
-    m_fonts[OUTPUT_SET] = settings.outputFont;
+    // The fonts as they are painted: a family that is not installed shows as its fallback.
+    m_fonts[CODE_EDITOR_SET] = Settings::fontInUse(settings.codeEditorFont);
+    m_fonts[OUTPUT_SET] = Settings::fontInUse(settings.outputFont);
 }
 
 void PreferencesDialog::WriteTabsAndFonts(Settings &settings) const
@@ -58,11 +59,15 @@ void PreferencesDialog::WriteTabsAndFonts(Settings &settings) const
     settings.tabsSizePython = m_tabs[TABS_PYTHON].size;
     settings.tabsInsertSpacesPython = m_tabs[TABS_PYTHON].insertSpaces;
     settings.tabsAutoIndentPython = m_tabs[TABS_PYTHON].autoIndent;
-    // Family and size only: the fonts keep their style hint.
-    settings.codeEditorFont.setFamily(m_fonts[CODE_EDITOR_SET].family());
-    settings.codeEditorFont.setPointSize(m_fonts[CODE_EDITOR_SET].pointSize());
-    settings.outputFont.setFamily(m_fonts[OUTPUT_SET].family());
-    settings.outputFont.setPointSize(m_fonts[OUTPUT_SET].pointSize());
+    // Family and size only: the fonts keep their style hint. A family shown as its fallback and
+    // left alone stays as the user's file names it.
+    const auto writeFont = [](QFont &font, const QFont &edited) {
+        if (edited.family() != Settings::fontInUse(font).family())
+            font.setFamily(edited.family());
+        font.setPointSize(edited.pointSize());
+    };
+    writeFont(settings.codeEditorFont, m_fonts[CODE_EDITOR_SET]);
+    writeFont(settings.outputFont, m_fonts[OUTPUT_SET]);
 }
 
 QWidget *PreferencesDialog::CreateTabsPage()

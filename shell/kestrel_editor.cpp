@@ -180,7 +180,7 @@ void KestrelEditor::CreateActions()
             m_findInFilesAction = action;
     }
     // The menu text keeps its stray letter; the status tip is spelled right.
-    AddAction(QStringLiteral("Move Line Upt"), QStringLiteral("Move Line Up"), 41, &KestrelEditor::MoveLineUp);
+    AddAction(QStringLiteral("Move Line Up"), QStringLiteral("Move Line Up"), 41, &KestrelEditor::MoveLineUp);
     const Row lines[] = {
         {"Move Line Down", 42, &KestrelEditor::MoveLineDown},
         {"Delete Line", 43, &KestrelEditor::DeleteLine},
@@ -313,7 +313,7 @@ void KestrelEditor::CreateMenus()
     m_editMenu = addMenu(m_menuBar, s("Edit"));
     fill(m_editMenu, {s("Undo"), s("Redo"), s("-"), s("Cut"), s("Copy"), s("Paste"), s("Select All"), s("-")});
     QMenu *line = addMenu(m_editMenu, s("Line"));
-    fill(line, {s("Increase Indent"), s("Decrease Indent"), s("Copy Line Up"), s("Copy Line Down"), s("Move Line Upt"),
+    fill(line, {s("Increase Indent"), s("Decrease Indent"), s("Copy Line Up"), s("Copy Line Down"), s("Move Line Up"),
                 s("Move Line Down"), s("Delete Line")});
     m_editMenu->addMenu(line);
     QMenu *comment = addMenu(m_editMenu, s("Comment"));
@@ -503,10 +503,14 @@ void KestrelEditor::ConnectSignals()
         connect(group, &CodeEditorGroup::CursorPositionChanged, this, &KestrelEditor::UpdateCursorPosition);
         connect(group, &CodeEditorGroup::OverwriteModeChanged, this, &KestrelEditor::UpdateOverwriteMode);
         connect(group, &CodeEditorGroup::ErrorAndWarningTextChanged, this, &KestrelEditor::UpdateStatusBarInfo);
-        connect(group, &CodeEditorGroup::ExecutePressed, this, qOverload<>(&KestrelEditor::Execute));
-        connect(group, &CodeEditorGroup::ExecuteAllPressed, this, &KestrelEditor::ExecuteAll);
-        connect(group, &CodeEditorGroup::ExecuteLinePressed, this, &KestrelEditor::ExecuteLine);
-        connect(group, &CodeEditorGroup::SaveScriptToShelfPressed, this, &KestrelEditor::SaveScriptToShelf);
+        // A group's toolbar buttons take no focus: they act on their own group's current editor.
+        connect(group, &CodeEditorGroup::ExecutePressed, this, [this, group] { ExecuteInGroup(group, EXECUTE_SELECTION); });
+        connect(group, &CodeEditorGroup::ExecuteAllPressed, this, [this, group] { ExecuteInGroup(group, EXECUTE_ALL); });
+        connect(group, &CodeEditorGroup::ExecuteLinePressed, this, [this, group] { ExecuteInGroup(group, EXECUTE_LINE); });
+        connect(group, &CodeEditorGroup::SaveScriptToShelfPressed, this, [this, group] {
+            SetActiveCodeEditor(group->Id(), group->CurrentIndex());
+            SaveScriptToShelf();
+        });
         connect(group, &CodeEditorGroup::ParserUpdated, this, &KestrelEditor::OnParserUpdated);
         connect(group, &CodeEditorGroup::QuickHelpChanged, this, &KestrelEditor::SetQuickHelpSearchText);
         connect(group, &CodeEditorGroup::MiniToolbarDisplayModified, this, &KestrelEditor::RefreshCodeEditorGroupMiniToolbar);

@@ -6,6 +6,7 @@
 #include "shell/script_runs.h"
 #include "views/side_bar_view.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
 #include <QtCore/QPointer>
 #include <QtCore/QVector>
@@ -72,6 +73,8 @@ public:
     // How long the status bar says that Esc cannot stop a MEL run, once the window answers again.
     static constexpr int melRunHintMilliseconds = 3000;
     static QString melRunHint();
+    // What the status bar says while a Python run holds the window.
+    static QString pythonRunHint();
 
     explicit KestrelEditor(QWidget *parent = nullptr);
     ~KestrelEditor() override;
@@ -317,6 +320,14 @@ private:
     // The status bar's message for the editor's cursor: a MEL signature, else the line's diagnostic.
     QString LineMessageAt(CodeEditor *editor) const;
     void ShowMelRunHint();
+    void ShowPythonRunHint();
+    // Gives the keys back to the widget that had them before a dialog.
+    void RestoreFocusAfterDialog();
+    void OnRunHintTick();
+    // Runs `editor`'s code; the keys and the toolbar buttons say which editor that is.
+    void ExecuteIn(CodeEditor *editor, ExecuteType type);
+    // A group's toolbar button: the group becomes active and its current editor runs.
+    void ExecuteInGroup(CodeEditorGroup *group, ExecuteType type);
     // Construction, in order.
     void CreateActions();
     QAction *AddAction(const QString &text, const QString &statusTip, int binding, void (KestrelEditor::*slot)(),
@@ -415,6 +426,14 @@ private:
     QVector<CodeEditorGroup *> m_groups;
     int m_activeGroupIndex = 0;
     bool m_shortcutsActive = false;
+    // Watches the window answer while the Python run hint is up: a late tick means the run held
+    // the window and has ended.
+    QTimer *m_runHintTimer = nullptr;
+    QElapsedTimer m_runHintClock;
+    qint64 m_runHintAnswering = 0;
+    // The widget that had the keys when a dialog took them.
+    QPointer<QWidget> m_focusBeforeDialog;
+    bool m_dialogHasFocus = false;
     bool m_tornDown = false;
     // Set while the constructor runs: nothing is saved before the window exists.
     bool m_constructing = true;

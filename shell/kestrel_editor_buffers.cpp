@@ -21,6 +21,9 @@
 #include "shell/session_state.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
+#include "views/sub_view.h"
+#include "views/workspace_tree_widget.h"
+#include "views/workspace_view.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -36,24 +39,9 @@
 #include <QtWidgets/QPushButton>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSplitter>
+#include <QtWidgets/QTreeWidget>
 
 namespace ke2 {
-namespace {
-
-QString defaultBufferName(CodeEditorLanguage language)
-{
-    switch (language) {
-    case LANGUAGE_MEL:
-        return QStringLiteral("MEL");
-    case LANGUAGE_PYTHON:
-        return QStringLiteral("Python");
-    default:
-        return QStringLiteral("Text");
-    }
-}
-
-} // namespace
-
 // --- Where the editors are --------------------------------------------------------------------
 
 CodeEditorGroup *KestrelEditor::ActiveGroup() const
@@ -272,7 +260,7 @@ void KestrelEditor::NewBuffer(CodeEditorLanguage language)
         // The buffer still works, but only until the window closes.
         HostBridge::showError(QStringLiteral("Failed to create internal buffer file: %1").arg(error));
     // Buffers without a file tell themselves apart by a number after the language's name.
-    const QString base = defaultBufferName(language);
+    const QString base = languageName(language);
     QString name = base;
     for (int n = 2;; ++n) {
         bool taken = false;
@@ -430,8 +418,30 @@ void KestrelEditor::SourceScript()
 
 void KestrelEditor::OnShowInSideBarRequested(const QString &path)
 {
-    Q_UNUSED(path);
     ShowExplorer();
+    // A file under a workspace folder is shown in the workspace tree; anything else (a file
+    // elsewhere, an internal buffer) as its row in Open Editors.
+    QWidget *shown = nullptr;
+    WorkspaceTreeWidget *tree = m_sideBar->Workspace()->Tree();
+    CodeEditorGroup *group = nullptr;
+    const int index = path.isEmpty() ? -1 : FindOpenFile(path, group);
+    if (!path.isEmpty() && tree->RevealPath(path)) {
+        shown = tree;
+    } else if (index >= 0) {
+        OpenEditorsView *list = m_sideBar->OpenEditors();
+        if (QTreeWidgetItem *row = list->ItemFor(group->Id(), index)) {
+            list->Tree()->setCurrentItem(row);
+            list->Tree()->scrollToItem(row);
+            shown = list->Tree();
+        }
+    }
+    // Its explorer section opens if it was folded.
+    for (QWidget *w = shown; w; w = w->parentWidget()) {
+        if (auto *section = qobject_cast<SubView *>(w)) {
+            section->SetExpanded(true);
+            break;
+        }
+    }
 }
 
 // --- Save ----------------------------------------------------------------------------------------
@@ -565,7 +575,7 @@ void KestrelEditor::Rename(CodeEditorGroup *codeEditorGroup, int codeEditorIndex
         const QString oldPath = record.path;
         const QString newPath = QStringLiteral("%1/%2").arg(QFileInfo(oldPath).absolutePath(), name);
         if (QFileInfo::exists(newPath)) {
-            HostBridge::showError(QStringLiteral("Raname failed. File already exists: %1").arg(newPath));
+            HostBridge::showError(QStringLiteral("Rename failed. File already exists: %1").arg(newPath));
             return;
         }
         if (!QFile::rename(oldPath, newPath)) {
@@ -697,6 +707,10 @@ bool KestrelEditor::CloseCodeEditor(CodeEditorGroup *group, int index)
     RefreshOpenEditors();
     UpdateViews();
     SaveState();
+    // The keys go on working without a click: the group's next tab, or the active group's, takes
+    // the focus the closed editor took with it.
+    if (CodeEditor *next = group->Count() > 0 ? group->CurrentCodeEditor() : ActiveCodeEditor())
+        next->setFocus();
     return true;
 }
 

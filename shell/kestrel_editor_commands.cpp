@@ -25,6 +25,17 @@
 #include <algorithm>
 
 namespace ke2 {
+namespace {
+
+// The binding numbers of the editor and group switching actions.
+constexpr int nextEditorBinding = 72;
+constexpr int previousEditorBinding = 73;
+constexpr int nextUsedEditorBinding = 74;
+constexpr int previousUsedEditorBinding = 75;
+constexpr int nextEditorGroupBinding = 76;
+constexpr int previousEditorGroupBinding = 77;
+
+} // namespace
 
 // --- Editing -------------------------------------------------------------------------------------
 
@@ -105,8 +116,10 @@ void KestrelEditor::GoToEditor()
     CodeEditorGroup *group = ActiveGroup();
     if (!action || !group || group->Count() == 0)
         return;
-    const QString text = action->text();
-    if (text == QLatin1String("Next Editor") || text == QLatin1String("Previous Editor")) {
+    // By the action's binding number, never its text: a label may change.
+    const int binding = m_bindingActions.key(action);
+    const bool next = binding == nextEditorBinding || binding == nextUsedEditorBinding;
+    if (binding == nextEditorBinding || binding == previousEditorBinding) {
         // Across groups, in group order then tab order, wrapping round.
         QVector<QPair<int, int>> all;
         int current = -1;
@@ -119,11 +132,12 @@ void KestrelEditor::GoToEditor()
         }
         if (all.isEmpty() || current < 0)
             return;
-        const int step = text == QLatin1String("Next Editor") ? 1 : -1;
-        const auto next = all.at((current + step + all.size()) % all.size());
-        SetActiveCodeEditor(next.first, next.second);
+        const auto target = all.at((current + (next ? 1 : -1) + all.size()) % all.size());
+        SetActiveCodeEditor(target.first, target.second);
         return;
     }
+    if (binding != nextUsedEditorBinding && binding != previousUsedEditorBinding)
+        return;
     // Within the group, by when each editor was last current.
     QVector<CodeEditor *> used;
     for (int i = 0; i < group->Count(); ++i)
@@ -132,8 +146,7 @@ void KestrelEditor::GoToEditor()
         return m_lastUsed.value(a) > m_lastUsed.value(b);
     });
     const int position = int(used.indexOf(group->CurrentCodeEditor()));
-    const int step = text.startsWith(QLatin1String("Next")) ? 1 : -1;
-    CodeEditor *target = used.at((std::max(0, position) + step + used.size()) % used.size());
+    CodeEditor *target = used.at((std::max(0, position) + (next ? 1 : -1) + used.size()) % used.size());
     SetActiveCodeEditor(group->Id(), group->IndexOf(target));
 }
 
@@ -142,7 +155,10 @@ void KestrelEditor::GoToEditorGroup()
     auto *action = qobject_cast<QAction *>(sender());
     if (!action)
         return;
-    const int step = action->text().startsWith(QLatin1String("Next")) ? 1 : -1;
+    const int binding = m_bindingActions.key(action);
+    if (binding != nextEditorGroupBinding && binding != previousEditorGroupBinding)
+        return;
+    const int step = binding == nextEditorGroupBinding ? 1 : -1;
     for (int n = 1; n < m_groups.size(); ++n) {
         const int id = (m_activeGroupIndex + step * n + m_groups.size()) % m_groups.size();
         if (m_groups.at(id)->Count() > 0) {

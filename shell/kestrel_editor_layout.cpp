@@ -23,10 +23,12 @@
 #include "views/workspace_view.h"
 
 #include <QtCore/QFileInfo>
+#include <QtCore/QTimer>
 #include <QtGui/QCloseEvent>
 #include <QtGui/QKeyEvent>
 #include <QAction>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QDialog>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPlainTextEdit>
@@ -556,6 +558,19 @@ void KestrelEditor::keyPressEvent(QKeyEvent *event)
 
 void KestrelEditor::OnApplicationFocusChanged(QWidget *old, QWidget *now)
 {
+    // A dialog borrows the keys: once it is gone they go back where they were (or to the active
+    // editor when that widget went meanwhile), not to whichever button Qt picks next, nor to
+    // nothing at all when no window is activated after it.
+    const QWidget *ownWindow = window();
+    const auto inDialog = [ownWindow](const QWidget *w) {
+        return w && w->window() != ownWindow && qobject_cast<const QDialog *>(w->window());
+    };
+    if (old && old->window() == ownWindow && inDialog(now)) {
+        m_focusBeforeDialog = old;
+        m_dialogHasFocus = true;
+    } else if (m_dialogHasFocus && !inDialog(now)) {
+        QTimer::singleShot(0, this, &KestrelEditor::RestoreFocusAfterDialog);
+    }
     // Coming back to the window is when files changed elsewhere are looked at.
     if (isInside(now, this) && !isInside(old, this))
         ScheduleFileCheck();
@@ -574,6 +589,25 @@ void KestrelEditor::OnApplicationFocusChanged(QWidget *old, QWidget *now)
         m_shortcutsActive = true;
         m_bindings.applyShortcuts(true);
     }
+}
+
+void KestrelEditor::RestoreFocusAfterDialog()
+{
+    if (!m_dialogHasFocus || QApplication::activeModalWidget())
+        return;
+    // Another window has the keys (the user went there): it keeps them.
+    const QWidget *focus = QApplication::focusWidget();
+    if (focus && focus->window() != window())
+        return;
+    m_dialogHasFocus = false;
+    QPointer<QWidget> back = m_focusBeforeDialog;
+    if (!back || !back->isVisible())
+        back = ActiveCodeEditor();
+    if (!back || back->hasFocus())
+        return;
+    if (!window()->isActiveWindow())
+        window()->activateWindow();
+    back->setFocus(Qt::OtherFocusReason);
 }
 
 // --- Fonts -----------------------------------------------------------------------------------
@@ -710,8 +744,12 @@ QString KestrelEditor::LineMessageAt(CodeEditor *editor) const
 
 void KestrelEditor::UpdateOverwriteMode()
 {
-    if (CodeEditor *editor = ActiveCodeEditor())
-        m_statusBar->UpdateOverwriteMode(editor->overwriteMode());
+    // Insert switches every editor, so no buffer silently types over text the user never chose
+    // to overwrite.
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        for (int i = 0; i < group->Count(); ++i)
+            group->CodeEditorAt(i)->ApplySharedOverwriteMode();
+    m_statusBar->UpdateOverwriteMode(CodeEditor::SharedOverwriteMode());
 }
 
 void KestrelEditor::UpdateStatusBarInfo()

@@ -35,12 +35,25 @@ void KestrelEditor::ExecuteAll()
 void KestrelEditor::Execute(ExecuteType type)
 {
     // Only the editor the user is typing in runs: a shortcut pressed elsewhere runs nothing.
+    ExecuteIn(FocusedCodeEditor(), type);
+}
+
+void KestrelEditor::ExecuteInGroup(CodeEditorGroup *group, ExecuteType type)
+{
+    CodeEditor *editor = group ? group->CurrentCodeEditor() : nullptr;
+    if (!editor)
+        return;
+    SetActiveCodeEditor(group->Id(), group->CurrentIndex());
+    ExecuteIn(editor, type);
+}
+
+void KestrelEditor::ExecuteIn(CodeEditor *editor, ExecuteType type)
+{
     // The paused run holds the host's interpreter: nothing else may run inside it.
     if (m_debugSession && m_debugSession->IsPaused()) {
         m_statusBar->UpdateLineMessage(debugPausedExecuteMessage());
         return;
     }
-    CodeEditor *editor = FocusedCodeEditor();
     if (!editor)
         return;
     QString text;
@@ -75,8 +88,46 @@ void KestrelEditor::Execute(ExecuteType type)
         MelCommandCatalog::instance().ForgetUnknownNames();
     } else if (editor->Language() == LANGUAGE_PYTHON) {
         m_scriptRuns.Started(editor, firstLine, text, true);
+        ShowPythonRunHint();
         HostBridge::executePythonText(text);
     }
+}
+
+// A Python run holds the window as MEL does, but Esc stops it. The hint is painted before the run
+// starts; the first tick that comes late (the window was busy running the script) takes it down,
+// and so does answering on time for a while (a run too short to hold the window).
+void KestrelEditor::ShowPythonRunHint()
+{
+    if (!m_statusBar->isVisible())
+        return;
+    m_statusBar->UpdateLineMessage(pythonRunHint());
+    m_statusBar->repaint();
+    if (!m_runHintTimer) {
+        m_runHintTimer = new QTimer(this);
+        m_runHintTimer->setInterval(20);
+        connect(m_runHintTimer, &QTimer::timeout, this, &KestrelEditor::OnRunHintTick);
+    }
+    m_runHintClock.start();
+    m_runHintAnswering = 0;
+    m_runHintTimer->start();
+}
+
+void KestrelEditor::OnRunHintTick()
+{
+    constexpr qint64 lateMilliseconds = 150;
+    constexpr qint64 answeringMilliseconds = 1000;
+    const qint64 gap = m_runHintClock.restart();
+    m_runHintAnswering += gap;
+    if (gap < lateMilliseconds && m_runHintAnswering < answeringMilliseconds)
+        return;
+    m_runHintTimer->stop();
+    if (m_statusBar->LineMessage() == pythonRunHint())
+        UpdateCursorPosition();
+}
+
+QString KestrelEditor::pythonRunHint()
+{
+    return QStringLiteral("Python is running: Esc to stop");
 }
 
 // Esc interrupts Python only. The host runs the MEL as soon as the window is idle and nothing

@@ -219,7 +219,7 @@ void WorkspaceTreeWidget::OnFileNameChanged(QTreeWidgetItem *item)
     const bool caseOnly = newName.compare(oldName, Qt::CaseInsensitive) == 0;
     if (QFileInfo::exists(newPath) && !caseOnly) {
         restore();
-        HostBridge::showWarning(tr("Raname failed. File already exists: %1").arg(newPath));
+        HostBridge::showWarning(tr("Rename failed. File already exists: %1").arg(newPath));
         return;
     }
     if (!QDir().rename(oldPath, newPath)) {

@@ -240,6 +240,62 @@ QTreeWidgetItem *WorkspaceTreeWidget::FindItem(const QString &path) const
     return nullptr;
 }
 
+bool WorkspaceTreeWidget::RevealPath(const QString &path)
+{
+    const QString clean = cleanPath(path);
+    m_revealPath.clear();
+    for (int i = 0; i < topLevelItemCount(); ++i) {
+        const QString folder = ItemPath(topLevelItem(i));
+        if (clean == folder || clean.startsWith(folder + QLatin1Char('/')))
+            m_revealPath = clean;
+    }
+    if (m_revealPath.isEmpty())
+        return false;
+    ContinueReveal();
+    return true;
+}
+
+void WorkspaceTreeWidget::ContinueReveal()
+{
+    // Expanding a small folder reads it at once, which comes back here: the outer call goes on.
+    if (m_revealPath.isEmpty() || m_revealing)
+        return;
+    m_revealing = true;
+    const auto leadsTo = [this](const QTreeWidgetItem *item) {
+        const QString path = ItemPath(item);
+        return m_revealPath == path || m_revealPath.startsWith(path + QLatin1Char('/'));
+    };
+    // The deepest workspace folder holding the path (folders may nest).
+    QTreeWidgetItem *item = nullptr;
+    for (int i = 0; i < topLevelItemCount(); ++i) {
+        QTreeWidgetItem *folder = topLevelItem(i);
+        if (leadsTo(folder) && (!item || ItemPath(folder).size() > ItemPath(item).size()))
+            item = folder;
+    }
+    while (item) {
+        if (ItemPath(item) == m_revealPath) {
+            setCurrentItem(item);
+            scrollToItem(item);
+            m_revealPath.clear();
+            break;
+        }
+        if (!item->isExpanded())
+            item->setExpanded(true);
+        const bool reading = std::any_of(m_jobs.begin(), m_jobs.end(),
+                                         [item](const std::unique_ptr<SyncJob> &job) { return job->folder == item; });
+        if (reading || (item->childCount() > 0 && ItemKindOf(item->child(0)) == PlaceholderItem))
+            break; // FinishJob brings the reveal back here
+        QTreeWidgetItem *next = nullptr;
+        for (int i = 0; i < item->childCount() && !next; ++i)
+            if (leadsTo(item->child(i)))
+                next = item->child(i);
+        if (!next)
+            m_revealPath.clear(); // not there (gone, or hidden by the filters)
+        item = next;
+    }
+    m_revealing = false;
+}
+
 // --- workspace folders ---
 
 void WorkspaceTreeWidget::SetFolders(const QStringList &entries, const QString &baseDirectory)
@@ -494,6 +550,8 @@ void WorkspaceTreeWidget::FinishJob(SyncJob *job)
     m_jobs.erase(found);
     if (done->folder->parent() == nullptr)
         UpdateAvailability(done->folder);
+    if (!m_revealPath.isEmpty())
+        QTimer::singleShot(0, this, &WorkspaceTreeWidget::ContinueReveal);
 }
 
 void WorkspaceTreeWidget::OnDirectoryChanged(const QString &path)

@@ -54,6 +54,10 @@ public:
     // twice), or null.
     QTreeWidgetItem *FindItem(const QString &path) const;
     bool IsBusy() const { return !m_jobs.empty() || m_checkNext >= 0; }
+    // Expands the folders down to `path`, selects its item and scrolls to it. Folders not read
+    // yet are read first; the reveal goes on as their content arrives. False when no workspace
+    // folder holds `path`.
+    bool RevealPath(const QString &path);
     // Re-reads every folder that was read before, and tells which workspace folders exist.
     void RefreshAll();
     // Collapses everything and forgets those folders' expanded state.
@@ -154,6 +158,7 @@ private:
     void CreateEntry(bool folder);
     void MoveExpandedState(QTreeWidgetItem *item, const QString &oldPath, const QString &newPath);
     void SelectPath(const QString &path);
+    void ContinueReveal();
 
     QFileSystemWatcher *m_watcher = nullptr;
     QTimer *m_jobTimer = nullptr;
@@ -168,6 +173,9 @@ private:
     QList<QByteArray> m_expandedOrder;
     QSet<QByteArray> m_expanded;
     bool m_restoring = false;
+
+    QString m_revealPath; // what RevealPath still has to reach
+    bool m_revealing = false;
 
     bool m_hasTarget = false;
     Target m_target;

@@ -24,6 +24,7 @@
 #include <QtWidgets/QCheckBox>
 #include <QtWidgets/QColorDialog>
 #include <QtWidgets/QComboBox>
+#include <QtWidgets/QFontComboBox>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
@@ -653,6 +654,41 @@ private slots:
         }
         dialog.SearchBox()->clear();
         QVERIFY(!child<QWidget>(&dialog, "saveAllOnExecute")->isHidden());
+    }
+
+    // The dialog shows the font the editors paint with, and the editors paint with the same
+    // font, lines as tall, at the start, after OK and after a restart. A family that is not
+    // installed stays as the file names it unless the user picks another.
+    void fontShownIsFontUsed_data()
+    {
+        QTest::addColumn<QString>("family");
+        QTest::newRow("not installed") << QStringLiteral("No Such Mono Family");
+        QTest::newRow("installed") << QStringLiteral("DejaVu Sans Mono");
+    }
+    void fontShownIsFontUsed()
+    {
+        QFETCH(QString, family);
+        Settings::instance().codeEditorFont.setFamily(family);
+        QVERIFY(window());
+        const QString used = QFontInfo(editors().first()->font()).family();
+        const int lineSpacing = QFontMetrics(editors().first()->font()).lineSpacing();
+        QString shown;
+        throughTheWindow([&shown](PreferencesDialog *dialog) {
+            shown = child<QFontComboBox>(dialog, "fontFamily")->currentFont().family();
+        });
+        QCOMPARE(shown, used);
+        QCOMPARE(Settings::instance().codeEditorFont.family(), family);
+        for (int restart = 0; restart < 2; ++restart) {
+            for (CodeEditor *editor : editors()) {
+                QCOMPARE(QFontInfo(editor->font()).family(), used);
+                QCOMPARE(QFontMetrics(editor->font()).lineSpacing(), lineSpacing);
+            }
+            m_window.reset();
+            Settings::instance() = Settings();
+            Settings::instance().read();
+            QCOMPARE(Settings::instance().codeEditorFont.family(), family);
+            QVERIFY(window());
+        }
     }
 
     // The dialog opens within a 1366x768 screen and no page needs a sideways scroll bar there.

@@ -1,3 +1,4 @@
+#include "app/close_wait.h"
 #include "app/python_host.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -5,13 +6,20 @@
 #include "output/output_text_edit.h"
 #include "shell/editor_session.h"
 #include "shell/kestrel_editor.h"
+#include "views/status_bar.h"
+#include "tests/support/dialog_answers.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include <QtCore/QTemporaryDir>
 #include <QtGui/QTextBlock>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
+#include <QAction>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QMenu>
+#include <QtWidgets/QMenuBar>
+#include <QtWidgets/QToolButton>
 
 using namespace ke2;
 
@@ -266,6 +274,107 @@ private slots:
         const int thread = text.indexOf(QLatin1String("from thread\n"));
         const int last = text.indexOf(QLatin1String("last\n"));
         QVERIFY2(first >= 0 && first < thread && thread < last, qPrintable(text));
+    }
+
+    // A group's toolbar buttons run that group's current tab wherever the focus is: in the
+    // output, or in another group's tab.
+    void toolbarButtonsRunTheirGroupsTab_data()
+    {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<bool>("otherGroupFocused");
+        QTest::addColumn<QString>("ran"); // what the output shows of the run
+        QTest::newRow("execute, the output focused") << "executeButton" << false << "ran 1\nran 2\n";
+        QTest::newRow("execute all, another group focused") << "executeAllButton" << true << "ran 1\nran 2\n";
+        QTest::newRow("execute line, the output focused") << "executeLineButton" << false << "ran 2\n";
+    }
+    void toolbarButtonsRunTheirGroupsTab()
+    {
+        QFETCH(QString, button);
+        QFETCH(bool, otherGroupFocused);
+        QFETCH(QString, ran);
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setPlainText(QStringLiteral("print('ran', 1)\nprint('ran', 2)"));
+        editor->moveCursor(QTextCursor::End);
+        // The Python tab alone in the second group.
+        CodeEditorGroup *first = m_window->Group(0);
+        m_window->OnMoveTabToZoneRequested(0, first->IndexOf(editor), 0, TAB_DROP_ZONE_AFTER);
+        CodeEditorGroup *second = m_window->Group(1);
+        QCOMPARE(second->CurrentCodeEditor(), editor);
+        m_window->ClearHistory();
+        QWidget *focus = otherGroupFocused ? static_cast<QWidget *>(first->CurrentCodeEditor()) : output();
+        focus->setFocus();
+        QTRY_VERIFY(focus->hasFocus());
+        auto *toolButton = second->findChild<QToolButton *>(button);
+        QVERIFY(toolButton);
+        toolButton->click();
+        QVERIFY(waitForOutput(ran));
+        QCOMPARE(m_window->ActiveGroup(), second);
+    }
+
+    // While Python runs the status bar says so, and the message goes when the run ends.
+    void pythonRunIsShownInTheStatusBar_data()
+    {
+        QTest::addColumn<QString>("script");
+        QTest::newRow("a run that holds the window") << QStringLiteral("import time\ntime.sleep(1.5)");
+        QTest::newRow("a short run") << QStringLiteral("x = 1");
+    }
+    void pythonRunIsShownInTheStatusBar()
+    {
+        QFETCH(QString, script);
+        StatusBar *status = m_window->GetStatusBar();
+        CodeEditor *editor = pythonTab();
+        QVERIFY(editor);
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        editor->setPlainText(script);
+        QSignalSpy finished(m_host.get(), &PythonHost::runFinished);
+        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(status->LineMessage(), KestrelEditor::pythonRunHint());
+        QVERIFY(KestrelEditor::pythonRunHint().contains(QLatin1String("Esc to stop")));
+        QVERIFY(finished.wait(10000));
+        // Taken down as soon as the window answers after a long run; soon after a short one.
+        QTRY_VERIFY_WITH_TIMEOUT(status->LineMessage() != KestrelEditor::pythonRunHint(), 1500);
+    }
+
+    // Quit in the program's File menu closes the window the way its close button does: a
+    // modified file is asked about first, and Cancel keeps the window.
+    void quitClosesThroughTheClosePath()
+    {
+        QTemporaryDir files;
+        const QString path = files.filePath("tool.py");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x = 1\n") > 0);
+        file.close();
+        QAction *quit = addQuitAction(*m_window);
+        QVERIFY(!quit->shortcuts().isEmpty());
+        const QList<QKeySequence> platform = QKeySequence::keyBindings(QKeySequence::Quit);
+        QCOMPARE(quit->shortcuts(), platform.isEmpty() ? QList<QKeySequence>{QKeySequence("Ctrl+Q")} : platform);
+        QMenu *fileMenu = m_window->MenuBar()->actions().first()->menu();
+        QCOMPARE(fileMenu->title(), QString("File"));
+        QCOMPARE(fileMenu->actions().last(), quit);
+        CloseWait closeWait(*m_host);
+        closeWait.watch(m_window);
+        Settings::instance().saveAllOnExit = false; // the close asks about modified files
+        const bool quitOnLastWindow = QApplication::quitOnLastWindowClosed();
+        QApplication::setQuitOnLastWindowClosed(false);
+
+        m_window->OpenFile(path);
+        CodeEditor *editor = m_window->ActiveCodeEditor();
+        editor->setFocus();
+        QTRY_VERIFY(editor->hasFocus());
+        QTest::keyClicks(editor, "y");
+        test::DialogAnswers answers({QStringLiteral("Cancel")});
+        QTest::keyClick(editor, Qt::Key_Q, Qt::ControlModifier);
+        QCOMPARE(answers.seen.size(), 1);
+        QVERIFY(answers.seen.first().contains(QLatin1String("Save all changes?")));
+        QVERIFY(m_window->isVisible());
+        answers.answers << QStringLiteral("No");
+        quit->trigger();
+        QCOMPARE(answers.seen.size(), 2);
+        QVERIFY(!m_window->isVisible());
+        QApplication::setQuitOnLastWindowClosed(quitOnLastWindow);
+        Settings::instance().saveAllOnExit = true;
     }
 };
 

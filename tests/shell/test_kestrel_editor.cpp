@@ -1,3 +1,4 @@
+#include "tests/support/dialog_answers.h"
 #include "tests/support/fake_window_host.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
@@ -6,19 +7,23 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "groups/code_editor_group_tab_bar.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
 #include "views/activity_bar.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
+#include "views/status_bar.h"
 
 #include <QtTest/QtTest>
 #include <QAction>
 #include <QtWidgets/QHBoxLayout>
+#include <QtWidgets/QLabel>
 #include <QtWidgets/QMenu>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QSplitter>
 #include <QtWidgets/QSplitterHandle>
+#include <QtWidgets/QTabBar>
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 
@@ -66,6 +71,18 @@ private:
         if (!QTest::qWaitForWindowExposed(m_window.get()))
             return nullptr;
         return m_window.get();
+    }
+    // Shown and active, so that focus and typed keys land where a user's would.
+    KestrelEditor *active()
+    {
+        if (!shown())
+            return nullptr;
+        QApplication::setActiveWindow(m_window.get());
+        return QTest::qWaitForWindowActive(m_window.get()) ? m_window.get() : nullptr;
+    }
+    QString overwriteLabel() const
+    {
+        return m_window->GetStatusBar()->findChild<QLabel *>(QStringLiteral("overwriteLabel"))->text();
     }
     int outputSize() const
     {
@@ -304,6 +321,150 @@ private slots:
         file.close();
         m_window->OnPreferencesModified();
         QVERIFY(Settings::instance().pylintActive());
+    }
+
+    // Insert switches every editor and the status bar at once, whichever tab the user is in.
+    void insertSwitchesEveryEditor_data()
+    {
+        QTest::addColumn<QStringList>("steps"); // "insert", "new" (a new buffer), "back" (the first tab)
+        QTest::addColumn<QString>("typed");     // the tab typed in at the end, after Home: "XY"
+        QTest::addColumn<bool>("overwrite");
+        QTest::newRow("insert once") << QStringList{"insert"} << "XYcdef" << true;
+        QTest::newRow("insert twice") << QStringList{"insert", "insert"} << "XYabcdef" << false;
+        QTest::newRow("a new buffer after insert") << QStringList{"insert", "new"} << "XYcdef" << true;
+        QTest::newRow("a new buffer never pressed") << QStringList{"new"} << "XYabcdef" << false;
+        QTest::newRow("insert in the new buffer, back to the first")
+            << QStringList{"insert", "new", "insert", "back"} << "XYabcdef" << false;
+        QTest::newRow("insert in the new buffer only, back to the first")
+            << QStringList{"new", "insert", "back"} << "XYcdef" << true;
+    }
+    void insertSwitchesEveryEditor()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, typed);
+        QFETCH(bool, overwrite);
+        QVERIFY(active());
+        CodeEditor::SetSharedOverwriteMode(false);
+        m_window->SetActiveCodeEditor(0, 0);
+        CodeEditor *first = m_window->ActiveCodeEditor();
+        CodeEditor *editor = first;
+        QTRY_VERIFY(editor->hasFocus());
+        for (const QString &step : steps) {
+            if (step == "insert") {
+                QTest::keyClick(editor, Qt::Key_Insert);
+            } else if (step == "new") {
+                m_window->NewMelBuffer();
+                editor = m_window->ActiveCodeEditor();
+            } else {
+                m_window->SetActiveCodeEditor(0, 0);
+                editor = first;
+            }
+        }
+        QTRY_VERIFY(editor->hasFocus());
+        editor->setPlainText("abcdef");
+        QTest::keyClick(editor, Qt::Key_Home);
+        QTest::keyClicks(editor, "XY");
+        QCOMPARE(editor->toPlainText(), typed);
+        QCOMPARE(overwriteLabel(), QString(overwrite ? "OVR" : "INS"));
+        for (CodeEditorGroup *group : m_window->Groups())
+            for (int i = 0; i < group->Count(); ++i)
+                QCOMPARE(group->CodeEditorAt(i)->overwriteMode(), overwrite);
+        CodeEditor::SetSharedOverwriteMode(false);
+    }
+
+    // After a tab closes or a dialog goes, the keys work without a click: a dialog gives them
+    // back to the editor that had them, a closed tab to its group's next tab.
+    void focusComesBackToAnEditor_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("close file") << "close";
+        QTest::newRow("close a tab of another group") << "closeOther";
+        QTest::newRow("close the last tab of a group") << "closeLast";
+        QTest::newRow("save as, cancelled") << "saveAsCancelled";
+        QTest::newRow("save as") << "saveAs";
+        QTest::newRow("rename, cancelled") << "renameCancelled";
+    }
+    void focusComesBackToAnEditor()
+    {
+        QFETCH(QString, how);
+        QTemporaryDir files;
+        QVERIFY(active());
+        m_window->NewPythonBuffer(); // three tabs in the first group, the new one current
+        CodeEditor *had = m_window->ActiveCodeEditor();
+        QTRY_VERIFY(had->hasFocus());
+        test::DialogAnswers answers;
+        if (how == "close") {
+            m_window->BindingAction(13)->trigger(); // Close File
+        } else if (how == "closeOther" || how == "closeLast") {
+            m_window->OnMoveTabToZoneRequested(0, 2, 0, TAB_DROP_ZONE_AFTER);
+            if (how == "closeOther") {
+                m_window->NewMelBuffer(); // a second tab in the second group
+                m_window->SetActiveCodeEditor(0, 0);
+            }
+            QTRY_VERIFY(m_window->ActiveCodeEditor()->hasFocus());
+            m_window->OnCloseTabRequested(m_window->Group(1), 0);
+        } else {
+            answers.answers << (how == "saveAs" ? files.filePath("saved.py") : QString());
+            m_window->BindingAction(how.startsWith("saveAs") ? 7 : 9)->trigger();
+            QCOMPARE(answers.seen.size(), 1);
+        }
+        CodeEditor *expected = how == "closeOther" ? m_window->Group(1)->CodeEditorAt(0)
+                               : how.startsWith("close") ? m_window->ActiveCodeEditor()
+                                                         : had;
+        QVERIFY(expected);
+        QTRY_VERIFY2(expected->hasFocus(), qPrintable(QApplication::focusWidget()
+                                                          ? QApplication::focusWidget()->metaObject()->className()
+                                                          : "nothing"));
+        // The keys reach it.
+        QTest::keyClicks(QApplication::focusWidget(), "typed");
+        QVERIFY(expected->toPlainText().contains("typed"));
+    }
+
+    // An internal buffer's tab names the buffer, not the file behind it.
+    void tabToolTipsNameWhatTheTabHolds()
+    {
+        QTemporaryDir files;
+        const QString path = files.filePath("tool.py");
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x = 1\n") > 0);
+        file.close();
+        QVERIFY(shown());
+        m_window->OpenFile(path);
+        const QTabBar *tabs = m_window->Group(0)->TabBar();
+        QCOMPARE(tabs->tabToolTip(0), QString("MEL (MEL buffer)"));
+        QCOMPARE(tabs->tabToolTip(1), QString("Python (Python buffer)"));
+        QCOMPARE(tabs->tabToolTip(2), path);
+    }
+
+    // The switching actions do what their binding says, whatever their text reads.
+    void switchingActionsGoByTheirBinding_data()
+    {
+        QTest::addColumn<int>("binding");
+        QTest::addColumn<int>("group"); // where the active tab is afterwards
+        QTest::addColumn<int>("tab");
+        // Group 0 holds tabs 0 and 1 (1 current, 0 used before it), group 1 one tab.
+        QTest::newRow("next editor") << 72 << 1 << 0;
+        QTest::newRow("previous editor") << 73 << 0 << 0;
+        QTest::newRow("next used editor in group") << 74 << 0 << 0;
+        QTest::newRow("previous used editor in group") << 75 << 0 << 0;
+        QTest::newRow("next editor group") << 76 << 1 << 0;
+        QTest::newRow("previous editor group") << 77 << 1 << 0;
+    }
+    void switchingActionsGoByTheirBinding()
+    {
+        QFETCH(int, binding);
+        QFETCH(int, group);
+        QFETCH(int, tab);
+        QVERIFY(shown());
+        m_window->NewMelBuffer();
+        m_window->OnMoveTabToZoneRequested(0, 2, 0, TAB_DROP_ZONE_AFTER);
+        m_window->SetActiveCodeEditor(0, 0);
+        m_window->SetActiveCodeEditor(0, 1);
+        QAction *action = m_window->BindingAction(binding);
+        action->setText(QStringLiteral("Renamed %1").arg(binding));
+        action->trigger();
+        QCOMPARE(m_window->ActiveGroupIndex(), group);
+        QCOMPARE(m_window->ActiveGroup()->CurrentIndex(), tab);
     }
 
     void tabDroppedBeforeTheFirstGroupShiftsTheOthers()

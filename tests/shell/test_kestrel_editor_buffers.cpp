@@ -183,6 +183,43 @@ private slots:
         }
     }
 
+    // A restored tab starts at the first column: only the saved vertical position comes back,
+    // however long its lines and wherever its cursor sat on them.
+    void restoredTabsAreNotScrolledSideways_data()
+    {
+        QTest::addColumn<int>("column"); // of the cursor on line 1, 1-based
+        QTest::addColumn<bool>("current"); // the tab is its group's current one at the restart
+        QTest::newRow("column 15, current") << 15 << true;
+        QTest::newRow("column 15, shown later") << 15 << false;
+        QTest::newRow("column 60, shown later") << 60 << false;
+    }
+    void restoredTabsAreNotScrolledSideways()
+    {
+        QFETCH(int, column);
+        QFETCH(bool, current);
+        const QByteArray line = QByteArray("x = 1  # ") + QByteArray(400, 'w') + '\n';
+        const QString path = file(QStringLiteral("wide.py"), line.repeated(200));
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        CodeEditorGroup *group = m_window->ActiveGroup();
+        const int index = group->IndexOf(editor);
+        group->SetCursorAndScrollPosition(index, column - 1, 0);
+        group->SetCurrentIndex(current ? index : 0);
+        m_window->TearDown();
+
+        QVERIFY(start());
+        group = m_window->ActiveGroup();
+        CodeEditor *restored = group->CodeEditorAt(group->IndexOfPath(path));
+        QVERIFY(restored);
+        QCOMPARE(restored->textCursor().positionInBlock(), column - 1);
+        group->SetCurrentIndex(group->IndexOf(restored));
+        QTRY_VERIFY(restored->isVisible());
+        QTest::qWait(50); // a pending scroll is applied after the first show
+        QVERIFY(restored->horizontalScrollBar()->maximum() > 0);
+        QCOMPARE(restored->horizontalScrollBar()->value(), 0);
+    }
+
     // Typing is on disk within two seconds; after a crash the buffer comes back by itself and
     // the file buffer's typing is offered once.
     void crashKeepsTheTyping_data()

@@ -9,6 +9,7 @@
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
 #include "views/outline_tree_widget.h"
+#include "views/open_editors_view.h"
 #include "views/outline_view.h"
 #include "views/side_bar.h"
 #include "views/workspace_tree_widget.h"
@@ -134,6 +135,60 @@ private slots:
         QCOMPARE(m_window->ActiveCodeEditor()->Path(), dir.filePath("tools/tool.mel"));
         QCOMPARE(m_window->ActiveCodeEditor()->Record().name, QString("tool.mel"));
         QVERIFY(QFileInfo::exists(dir.filePath("tools/tool.mel")));
+    }
+
+    // Reveal in Side Bar shows the tab's file in the workspace tree, folders read and opened on
+    // the way; what no workspace folder holds is shown as its row in Open Editors.
+    void revealInSideBarFindsTheTab_data()
+    {
+        QTest::addColumn<QString>("file"); // relative to the workspace folder; "" for a buffer
+        QTest::addColumn<bool>("inWorkspace");
+        QTest::newRow("deep in the workspace") << "a/b/c/tool.mel" << true;
+        QTest::newRow("at the workspace's top") << "top.py" << true;
+        QTest::newRow("outside the workspace") << "../elsewhere.py" << false;
+        QTest::newRow("an internal buffer") << "" << false;
+    }
+    void revealInSideBarFindsTheTab()
+    {
+        QFETCH(QString, file);
+        QFETCH(bool, inWorkspace);
+        QTemporaryDir dir;
+        const QString root = dir.filePath("ws");
+        QVERIFY(QDir(root).mkpath("a/b/c"));
+        for (int i = 0; i < 40; ++i) // more than fit: the revealed row must be scrolled to
+            QVERIFY(QDir(root).mkpath(QStringLiteral("a/b/c/dir%1").arg(i, 2, 10, QChar('0'))));
+        QVERIFY(shown());
+        m_window->SetSideBarVisible(false);
+        WorkspaceTreeWidget *tree = m_window->GetSideBar()->Workspace()->Tree();
+        tree->AddWorkspaceFolder(root);
+        QString path;
+        if (file.isEmpty()) {
+            m_window->SetActiveCodeEditor(0, 1);
+            path = m_window->ActiveCodeEditor()->Path();
+        } else {
+            path = QDir::cleanPath(QDir(root).filePath(file));
+            QFile created(path);
+            QVERIFY(created.open(QIODevice::WriteOnly) && created.write("x\n") > 0);
+            created.close();
+            m_window->OpenFile(path);
+        }
+        CodeEditorGroup *group = m_window->ActiveGroup();
+        const int index = group->CurrentIndex();
+        m_window->SetActiveCodeEditor(0, 0); // the revealed tab need not be the current one
+        m_window->OnShowInSideBarRequested(path);
+        QVERIFY(m_window->IsSideBarVisible());
+        QCOMPARE(m_window->GetSideBar()->CurrentView(), SIDE_BAR_VIEW_EXPLORER);
+        if (inWorkspace) {
+            QTRY_VERIFY(tree->currentItem() && WorkspaceTreeWidget::ItemPath(tree->currentItem()) == path);
+            QApplication::processEvents();
+            const QRect row = tree->visualItemRect(tree->currentItem());
+            QVERIFY(tree->viewport()->rect().contains(row.center()));
+        } else {
+            QTreeWidget *list = m_window->GetSideBar()->OpenEditors()->Tree();
+            QCOMPARE(list->currentItem(), m_window->GetSideBar()->OpenEditors()->ItemFor(group->Id(), index));
+            QVERIFY(list->currentItem());
+            QVERIFY(!tree->currentItem() || WorkspaceTreeWidget::ItemPath(tree->currentItem()) != path);
+        }
     }
 };
 

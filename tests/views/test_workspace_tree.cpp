@@ -242,7 +242,7 @@ private slots:
         QTest::addColumn<bool>("renamed");
         QTest::newRow("free name") << "zed.py" << "" << true;
         QTest::newRow("case only") << "Tool.mel" << "" << true;
-        QTest::newRow("taken") << "other.txt" << "Raname failed. File already exists: %1/other.txt" << false;
+        QTest::newRow("taken") << "other.txt" << "Rename failed. File already exists: %1/other.txt" << false;
         QTest::newRow("leaves the folder") << "../out.mel" << "" << false;
         QTest::newRow("empty") << "" << "" << false;
     }
