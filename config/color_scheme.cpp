@@ -2,6 +2,7 @@
 
 #include "config/user_directories.h"
 
+#include <QtCore/QFileInfo>
 #include <QtCore/QSettings>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QPlainTextEdit>
@@ -270,7 +271,16 @@ void ColorScheme::write() const
     const QString path = UserDirectories::colorsFile();
     if (path.isEmpty())
         return;
-    IniFile::write(
+    // Written at every save of the session: nothing to do unless something changed since.
+    QStringList values;
+    for (const ColorRoleTable *table : {&codeEditorRoles, &outputRoles})
+        for (const QString &name : table->names)
+            values << name + QLatin1Char('=') + roleValueString(table->roles.value(name).format);
+    for (const OutputHighlightRule &rule : outputHighlightRules)
+        values << rule.toString();
+    if (values == m_written && QFileInfo::exists(path))
+        return;
+    const bool written = IniFile::write(
         path,
         [this](QSettings &ini) {
             ini.setValue(QStringLiteral("main/version"), 1);
@@ -288,6 +298,8 @@ void ColorScheme::write() const
             ini.endGroup();
         },
         fileLayout());
+    if (written)
+        m_written = values;
 }
 
 } // namespace ke2

@@ -113,6 +113,10 @@ public:
 
     // Groups and keys in file order for the current roles and rules.
     IniFile::Layout fileLayout() const;
+
+private:
+    // What this process last wrote to the file: an unchanged scheme is not written again.
+    mutable QStringList m_written;
 };
 
 } // namespace ke2

@@ -299,11 +299,17 @@ void KeyBindings::write() const
     if (path.isEmpty())
         return;
     QStringList order;
+    // Written at every save of the session: nothing to do unless a binding changed since.
+    QStringList values;
     for (const ActionBinding &binding : m_entries) {
-        if (!binding.fixed)
+        if (!binding.fixed) {
             order.append(binding.identifier);
+            values << binding.identifier + QLatin1Char('=') + toFileValue(binding.shortcuts).join(QLatin1Char('\n'));
+        }
     }
-    IniFile::write(
+    if (values == m_written && QFileInfo::exists(path))
+        return;
+    const bool written = IniFile::write(
         path,
         [this](QSettings &ini) {
             ini.beginGroup(group);
@@ -314,6 +320,8 @@ void KeyBindings::write() const
             ini.endGroup();
         },
         {{group, order}});
+    if (written)
+        m_written = values;
 }
 
 QStringList KeyBindings::detectDuplicates()

@@ -55,6 +55,8 @@ public:
 
 private:
     QVector<ActionBinding> m_entries;
+    // What this process last wrote to the file: unchanged bindings are not written again.
+    mutable QStringList m_written;
 };
 
 } // namespace ke2

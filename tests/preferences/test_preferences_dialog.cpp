@@ -662,6 +662,7 @@ private slots:
     void fontShownIsFontUsed_data()
     {
         QTest::addColumn<QString>("family");
+        QTest::newRow("the default") << Settings::defaultFont().family();
         QTest::newRow("not installed") << QStringLiteral("No Such Mono Family");
         QTest::newRow("installed") << QStringLiteral("DejaVu Sans Mono");
     }
