@@ -250,7 +250,7 @@ private slots:
         QCOMPARE(to->CodeEditorAt(1), editor);
         QCOMPARE(to->CurrentCodeEditor(), editor);
         QCOMPARE(to->TabBar()->tabText(1), QStringLiteral("tool.py"));
-        QCOMPARE(to->TabBar()->tabToolTip(1), QStringLiteral("/scripts/tool.py"));
+        QCOMPARE(to->TabBar()->tabToolTip(1), QStringLiteral("tool.py (Python buffer)"));
         QVERIFY(to->TabBar()->IsTabModified(1));
         QCOMPARE(editor->toPlainText(), QStringLiteral("x = 1\ny = 2"));
         editor->undo();
