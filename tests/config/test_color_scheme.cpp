@@ -76,47 +76,6 @@ private slots:
         QCOMPARE(ini.childKeys(), QStringList{"0"});
     }
 
-    // The scheme is written at every save of the session: an unchanged one leaves the file alone
-    // (a hand edit made meanwhile stays), a change or a missing file writes it.
-    void writesOnlyWhatChanged_data()
-    {
-        QTest::addColumn<QString>("between"); // what happens between the two writes
-        QTest::addColumn<bool>("rewritten");
-        QTest::newRow("nothing") << "nothing" << false;
-        QTest::newRow("a role changed") << "role" << true;
-        QTest::newRow("a rule added") << "rule" << true;
-        QTest::newRow("the file removed") << "removed" << true;
-    }
-    void writesOnlyWhatChanged()
-    {
-        QFETCH(QString, between);
-        QFETCH(bool, rewritten);
-        ConfigFixture fixture;
-        ColorScheme scheme;
-        scheme.read();
-        scheme.write();
-        const QByteArray handEdited = fixture.get(fileName) + "; kept by hand\n";
-        QVERIFY(fixture.put(fileName, handEdited));
-        const QString role = scheme.codeEditorRoles.names.first();
-        if (between == "role")
-            scheme.codeEditorRoles[role].format.setForeground(QColor(1, 2, 3));
-        else if (between == "rule")
-            scheme.outputHighlightRules << OutputHighlightRule::create("New", QColor(1, 2, 3), QColor(), "x", false,
-                                                                        false, false);
-        else if (between == "removed")
-            QVERIFY(QFile::remove(fixture.file(fileName)));
-        scheme.write();
-        const QByteArray after = fixture.get(fileName);
-        QCOMPARE(after == handEdited, !rewritten);
-        if (rewritten) {
-            ColorScheme back;
-            back.read();
-            QCOMPARE(ColorScheme::roleValueString(back.codeEditorRoles.format(role)),
-                     ColorScheme::roleValueString(scheme.codeEditorRoles.format(role)));
-            QCOMPARE(back.outputHighlightRules.size(), scheme.outputHighlightRules.size());
-        }
-    }
-
     // Which roles are syntax roles and which paint the full width, and the fixed underlines.
     void roleFlagsAndUnderlines()
     {

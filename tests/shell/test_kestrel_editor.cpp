@@ -80,10 +80,6 @@ private:
         QApplication::setActiveWindow(m_window.get());
         return QTest::qWaitForWindowActive(m_window.get()) ? m_window.get() : nullptr;
     }
-    QString overwriteLabel() const
-    {
-        return m_window->GetStatusBar()->findChild<QLabel *>(QStringLiteral("overwriteLabel"))->text();
-    }
     int outputSize() const
     {
         return m_window->OutputSplitter()->sizes().at(Settings::instance().outputTopLeft ? 0 : 1);
@@ -326,145 +322,83 @@ private slots:
     // Insert switches every editor and the status bar at once, whichever tab the user is in.
     void insertSwitchesEveryEditor_data()
     {
-        QTest::addColumn<QStringList>("steps"); // "insert", "new" (a new buffer), "back" (the first tab)
-        QTest::addColumn<QString>("typed");     // the tab typed in at the end, after Home: "XY"
-        QTest::addColumn<bool>("overwrite");
-        QTest::newRow("insert once") << QStringList{"insert"} << "XYcdef" << true;
-        QTest::newRow("insert twice") << QStringList{"insert", "insert"} << "XYabcdef" << false;
-        QTest::newRow("a new buffer after insert") << QStringList{"insert", "new"} << "XYcdef" << true;
-        QTest::newRow("a new buffer never pressed") << QStringList{"new"} << "XYabcdef" << false;
-        QTest::newRow("insert in the new buffer, back to the first")
-            << QStringList{"insert", "new", "insert", "back"} << "XYabcdef" << false;
-        QTest::newRow("insert in the new buffer only, back to the first")
-            << QStringList{"new", "insert", "back"} << "XYcdef" << true;
+        QTest::addColumn<QStringList>("steps"); // "insert", or "new": a new buffer, typed in at the end
+        QTest::addColumn<QString>("typed");     // after Home and "XY" in "abcdef"
+        QTest::newRow("insert") << QStringList{"insert"} << "XYcdef";
+        QTest::newRow("insert twice") << QStringList{"insert", "insert"} << "XYabcdef";
+        QTest::newRow("a new buffer after insert") << QStringList{"insert", "new"} << "XYcdef";
+        QTest::newRow("insert again in the new buffer") << QStringList{"insert", "new", "insert"} << "XYabcdef";
     }
     void insertSwitchesEveryEditor()
     {
         QFETCH(QStringList, steps);
         QFETCH(QString, typed);
-        QFETCH(bool, overwrite);
         QVERIFY(active());
-        CodeEditor::SetSharedOverwriteMode(false);
-        m_window->SetActiveCodeEditor(0, 0);
-        CodeEditor *first = m_window->ActiveCodeEditor();
-        CodeEditor *editor = first;
+        CodeEditor *editor = m_window->ActiveCodeEditor();
         QTRY_VERIFY(editor->hasFocus());
         for (const QString &step : steps) {
-            if (step == "insert") {
-                QTest::keyClick(editor, Qt::Key_Insert);
-            } else if (step == "new") {
+            if (step == "new")
                 m_window->NewMelBuffer();
-                editor = m_window->ActiveCodeEditor();
-            } else {
-                m_window->SetActiveCodeEditor(0, 0);
-                editor = first;
-            }
+            QTRY_VERIFY((editor = m_window->ActiveCodeEditor())->hasFocus());
+            if (step == "insert")
+                QTest::keyClick(editor, Qt::Key_Insert);
         }
-        QTRY_VERIFY(editor->hasFocus());
         editor->setPlainText("abcdef");
         QTest::keyClick(editor, Qt::Key_Home);
         QTest::keyClicks(editor, "XY");
         QCOMPARE(editor->toPlainText(), typed);
-        QCOMPARE(overwriteLabel(), QString(overwrite ? "OVR" : "INS"));
-        for (CodeEditorGroup *group : m_window->Groups())
-            for (int i = 0; i < group->Count(); ++i)
-                QCOMPARE(group->CodeEditorAt(i)->overwriteMode(), overwrite);
+        const bool overwrite = typed == "XYcdef";
+        QCOMPARE(m_window->GetStatusBar()->findChild<QLabel *>("overwriteLabel")->text(),
+                 QString(overwrite ? "OVR" : "INS"));
+        QCOMPARE(m_window->Group(0)->CodeEditorAt(0)->overwriteMode(), overwrite);
         CodeEditor::SetSharedOverwriteMode(false);
     }
 
     // After a tab closes or a dialog goes, the keys work without a click: a dialog gives them
-    // back to the editor that had them, a closed tab to its group's next tab.
+    // back to the editor that had them, a closed tab to its group's next tab or the active group.
     void focusComesBackToAnEditor_data()
     {
-        QTest::addColumn<QString>("how");
-        QTest::newRow("close file") << "close";
-        QTest::newRow("close a tab of another group") << "closeOther";
-        QTest::newRow("close the last tab of a group") << "closeLast";
-        QTest::newRow("save as, cancelled") << "saveAsCancelled";
-        QTest::newRow("save as") << "saveAs";
-        QTest::newRow("rename, cancelled") << "renameCancelled";
+        QTest::addColumn<int>("binding"); // 13 Close File, 7 Save As, 9 Rename; 0: close another group's last tab
+        QTest::newRow("close file") << 13;
+        QTest::newRow("close the last tab of a group") << 0;
+        QTest::newRow("save as, cancelled") << 7;
+        QTest::newRow("rename, cancelled") << 9;
     }
     void focusComesBackToAnEditor()
     {
-        QFETCH(QString, how);
-        QTemporaryDir files;
+        QFETCH(int, binding);
         QVERIFY(active());
-        m_window->NewPythonBuffer(); // three tabs in the first group, the new one current
         CodeEditor *had = m_window->ActiveCodeEditor();
         QTRY_VERIFY(had->hasFocus());
-        test::DialogAnswers answers;
-        if (how == "close") {
-            m_window->BindingAction(13)->trigger(); // Close File
-        } else if (how == "closeOther" || how == "closeLast") {
-            m_window->OnMoveTabToZoneRequested(0, 2, 0, TAB_DROP_ZONE_AFTER);
-            if (how == "closeOther") {
-                m_window->NewMelBuffer(); // a second tab in the second group
-                m_window->SetActiveCodeEditor(0, 0);
-            }
-            QTRY_VERIFY(m_window->ActiveCodeEditor()->hasFocus());
-            m_window->OnCloseTabRequested(m_window->Group(1), 0);
+        test::DialogAnswers answers; // cancels every dialog
+        if (binding) {
+            m_window->BindingAction(binding)->trigger();
         } else {
-            answers.answers << (how == "saveAs" ? files.filePath("saved.py") : QString());
-            m_window->BindingAction(how.startsWith("saveAs") ? 7 : 9)->trigger();
-            QCOMPARE(answers.seen.size(), 1);
+            m_window->OnMoveTabToZoneRequested(0, 1, 0, TAB_DROP_ZONE_AFTER);
+            QTRY_VERIFY(m_window->Group(1)->CodeEditorAt(0)->hasFocus());
+            m_window->OnCloseTabRequested(m_window->Group(1), 0);
         }
-        CodeEditor *expected = how == "closeOther" ? m_window->Group(1)->CodeEditorAt(0)
-                               : how.startsWith("close") ? m_window->ActiveCodeEditor()
-                                                         : had;
-        QVERIFY(expected);
-        QTRY_VERIFY2(expected->hasFocus(), qPrintable(QApplication::focusWidget()
-                                                          ? QApplication::focusWidget()->metaObject()->className()
-                                                          : "nothing"));
-        // The keys reach it.
+        CodeEditor *expected = binding == 7 || binding == 9 ? had : m_window->Group(0)->CodeEditorAt(0);
+        QTRY_VERIFY(expected->hasFocus());
         QTest::keyClicks(QApplication::focusWidget(), "typed");
-        QVERIFY(expected->toPlainText().contains("typed"));
+        QCOMPARE(expected->toPlainText(), QString("typed"));
     }
 
-    // An internal buffer's tab names the buffer, not the file behind it.
-    void tabToolTipsNameWhatTheTabHolds()
+    // An internal buffer's tab names the buffer, not the file behind it; the switching actions do
+    // what their binding says, whatever their text reads.
+    void tabTipsAndSwitchingActions()
     {
-        QTemporaryDir files;
-        const QString path = files.filePath("tool.py");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x = 1\n") > 0);
-        file.close();
         QVERIFY(shown());
-        m_window->OpenFile(path);
         const QTabBar *tabs = m_window->Group(0)->TabBar();
         QCOMPARE(tabs->tabToolTip(0), QString("MEL (MEL buffer)"));
         QCOMPARE(tabs->tabToolTip(1), QString("Python (Python buffer)"));
-        QCOMPARE(tabs->tabToolTip(2), path);
-    }
-
-    // The switching actions do what their binding says, whatever their text reads.
-    void switchingActionsGoByTheirBinding_data()
-    {
-        QTest::addColumn<int>("binding");
-        QTest::addColumn<int>("group"); // where the active tab is afterwards
-        QTest::addColumn<int>("tab");
-        // Group 0 holds tabs 0 and 1 (1 current, 0 used before it), group 1 one tab.
-        QTest::newRow("next editor") << 72 << 1 << 0;
-        QTest::newRow("previous editor") << 73 << 0 << 0;
-        QTest::newRow("next used editor in group") << 74 << 0 << 0;
-        QTest::newRow("previous used editor in group") << 75 << 0 << 0;
-        QTest::newRow("next editor group") << 76 << 1 << 0;
-        QTest::newRow("previous editor group") << 77 << 1 << 0;
-    }
-    void switchingActionsGoByTheirBinding()
-    {
-        QFETCH(int, binding);
-        QFETCH(int, group);
-        QFETCH(int, tab);
-        QVERIFY(shown());
-        m_window->NewMelBuffer();
-        m_window->OnMoveTabToZoneRequested(0, 2, 0, TAB_DROP_ZONE_AFTER);
-        m_window->SetActiveCodeEditor(0, 0);
-        m_window->SetActiveCodeEditor(0, 1);
-        QAction *action = m_window->BindingAction(binding);
-        action->setText(QStringLiteral("Renamed %1").arg(binding));
-        action->trigger();
-        QCOMPARE(m_window->ActiveGroupIndex(), group);
-        QCOMPARE(m_window->ActiveGroup()->CurrentIndex(), tab);
+        m_window->OnMoveTabToZoneRequested(0, 1, 0, TAB_DROP_ZONE_AFTER);
+        for (int binding : {73, 72, 76}) { // Previous Editor, Next Editor, Next Editor Group
+            m_window->SetActiveCodeEditor(0, 0);
+            m_window->BindingAction(binding)->setText(QStringLiteral("Renamed"));
+            m_window->BindingAction(binding)->trigger();
+            QCOMPARE(m_window->ActiveGroupIndex(), 1);
+        }
     }
 
     void tabDroppedBeforeTheFirstGroupShiftsTheOthers()

@@ -137,58 +137,44 @@ private slots:
         QVERIFY(QFileInfo::exists(dir.filePath("tools/tool.mel")));
     }
 
-    // Reveal in Side Bar shows the tab's file in the workspace tree, folders read and opened on
-    // the way; what no workspace folder holds is shown as its row in Open Editors.
+    // Reveal in Side Bar shows the tab's file in the workspace tree, its folders read and opened
+    // on the way; what no workspace folder holds is shown as its row in Open Editors.
     void revealInSideBarFindsTheTab_data()
     {
-        QTest::addColumn<QString>("file"); // relative to the workspace folder; "" for a buffer
-        QTest::addColumn<bool>("inWorkspace");
-        QTest::newRow("deep in the workspace") << "a/b/c/tool.mel" << true;
-        QTest::newRow("at the workspace's top") << "top.py" << true;
-        QTest::newRow("outside the workspace") << "../elsewhere.py" << false;
-        QTest::newRow("an internal buffer") << "" << false;
+        QTest::addColumn<QString>("file"); // under the workspace folder; "" for an internal buffer
+        QTest::newRow("deep in the workspace") << "ws/a/b/tool.mel";
+        QTest::newRow("outside the workspace") << "elsewhere.py";
+        QTest::newRow("an internal buffer") << "";
     }
     void revealInSideBarFindsTheTab()
     {
         QFETCH(QString, file);
-        QFETCH(bool, inWorkspace);
         QTemporaryDir dir;
-        const QString root = dir.filePath("ws");
-        QVERIFY(QDir(root).mkpath("a/b/c"));
-        for (int i = 0; i < 40; ++i) // more than fit: the revealed row must be scrolled to
-            QVERIFY(QDir(root).mkpath(QStringLiteral("a/b/c/dir%1").arg(i, 2, 10, QChar('0'))));
+        for (int i = 0; i < 40; ++i) // more rows than fit: the revealed one is scrolled to
+            QVERIFY(QDir(dir.path()).mkpath(QStringLiteral("ws/a/b/dir%1").arg(i)));
         QVERIFY(shown());
         m_window->SetSideBarVisible(false);
         WorkspaceTreeWidget *tree = m_window->GetSideBar()->Workspace()->Tree();
-        tree->AddWorkspaceFolder(root);
-        QString path;
-        if (file.isEmpty()) {
-            m_window->SetActiveCodeEditor(0, 1);
-            path = m_window->ActiveCodeEditor()->Path();
-        } else {
-            path = QDir::cleanPath(QDir(root).filePath(file));
+        tree->AddWorkspaceFolder(dir.filePath("ws"));
+        const QString path = file.isEmpty() ? m_window->Group(0)->CodeEditorAt(1)->Path() : dir.filePath(file);
+        if (!file.isEmpty()) {
             QFile created(path);
             QVERIFY(created.open(QIODevice::WriteOnly) && created.write("x\n") > 0);
             created.close();
             m_window->OpenFile(path);
         }
-        CodeEditorGroup *group = m_window->ActiveGroup();
-        const int index = group->CurrentIndex();
         m_window->SetActiveCodeEditor(0, 0); // the revealed tab need not be the current one
         m_window->OnShowInSideBarRequested(path);
         QVERIFY(m_window->IsSideBarVisible());
-        QCOMPARE(m_window->GetSideBar()->CurrentView(), SIDE_BAR_VIEW_EXPLORER);
-        if (inWorkspace) {
-            QTRY_VERIFY(tree->currentItem() && WorkspaceTreeWidget::ItemPath(tree->currentItem()) == path);
-            QApplication::processEvents();
-            const QRect row = tree->visualItemRect(tree->currentItem());
-            QVERIFY(tree->viewport()->rect().contains(row.center()));
-        } else {
-            QTreeWidget *list = m_window->GetSideBar()->OpenEditors()->Tree();
-            QCOMPARE(list->currentItem(), m_window->GetSideBar()->OpenEditors()->ItemFor(group->Id(), index));
-            QVERIFY(list->currentItem());
-            QVERIFY(!tree->currentItem() || WorkspaceTreeWidget::ItemPath(tree->currentItem()) != path);
-        }
+        QTreeWidget *shownIn = file.startsWith("ws/") ? static_cast<QTreeWidget *>(tree)
+                                                      : m_window->GetSideBar()->OpenEditors()->Tree();
+        QTRY_VERIFY(shownIn->currentItem());
+        if (shownIn == tree)
+            QCOMPARE(WorkspaceTreeWidget::ItemPath(tree->currentItem()), path);
+        else
+            QCOMPARE(shownIn->currentItem(), m_window->GetSideBar()->OpenEditors()->ItemFor(0, file.isEmpty() ? 1 : 2));
+        QApplication::processEvents();
+        QVERIFY(shownIn->viewport()->rect().contains(shownIn->visualItemRect(shownIn->currentItem()).center()));
     }
 };
 
