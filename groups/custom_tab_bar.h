@@ -33,12 +33,9 @@ public:
     void SetTabModified(int index, bool modified);
     // Whether tab `index` shows its modified mark now (rather than its close button).
     bool IsMarkShown(int index) const;
-    // The tab under the mouse, or -1.
-    int HoveredTab() const { return m_hoveredIndex; }
 
     // A line across the top of the current tab in `color`; an invalid colour draws none.
     void SetAccentColor(const QColor &color);
-    QColor AccentColor() const { return m_accentColor; }
     static constexpr int accentWidth = 2;
 
     // How far the bar is scrolled to the left, in pixels; kept within what the tabs need.

