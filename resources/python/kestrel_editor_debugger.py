@@ -141,6 +141,7 @@ class KestrelEditorDebugger(object):
                 cls._notify('stopped')
             except BaseException as error:
                 cls._stop_tracing()
+                cls._drop_own_frames(error)
                 # Esc ends the run; it is not an error to look at.
                 if cls.pause_on_exceptions and cls._running and not isinstance(error, KeyboardInterrupt):
                     cls._exception_pause(error)
@@ -151,6 +152,19 @@ class KestrelEditorDebugger(object):
             cls._frames = []
             cls._refs = {}
             cls._notify('ended')
+
+    @classmethod
+    def _drop_own_frames(cls, error):
+        """An interrupt raised by the debugger at a stop is reported at the user's line, not in
+        the debugger's own frames under it."""
+        tb = error.__traceback__
+        last = None
+        while tb is not None:
+            if not cls._own_frame(tb.tb_frame):
+                last = tb
+            tb = tb.tb_next
+        if last is not None and last.tb_next is not None:
+            last.tb_next = None
 
     @classmethod
     def _notify(cls, event):
@@ -245,7 +259,7 @@ class KestrelEditorDebugger(object):
                                            args=[], keywords=[]))
             body.insert(at, ast.fix_missing_locations(ast.copy_location(call, body[at])))
             if isinstance(scope, (ast.FunctionDef, ast.AsyncFunctionDef)):
-                _ResumeCalls().visit_body(scope)
+                _KestrelEditorResumeCalls().visit_body(scope)
         return compile(tree, filename, 'exec')
 
     @classmethod
@@ -598,8 +612,8 @@ class KestrelEditorDebugger(object):
     @staticmethod
     def _hidden_global(name):
         # Dunder names and the editor's own helpers that live in __main__ beside the user's.
-        return name.startswith('__') and name.endswith('__') or name.startswith('KestrelEditor') \
-            or name == '_PropertyPlaceholder'
+        return name.startswith('__') and name.endswith('__') \
+            or name.startswith(('KestrelEditor', '_KestrelEditor')) or name == '_PropertyPlaceholder'
 
     @classmethod
     def _ref_for(cls, value):
@@ -757,7 +771,7 @@ class _KestrelEditorFinder(object):
         pass
 
 
-class _ResumeCalls(object):
+class _KestrelEditorResumeCalls(object):
     """Rewrites the yields and awaits of one function body (not of the functions, classes,
     lambdas and comprehensions inside it) as `__ke2_trace_resumed__(<the yield>)`."""
 
@@ -801,6 +815,7 @@ def _instrumenting_loader():
 
 
 _KestrelEditorLoader = _instrumenting_loader()
+del _instrumenting_loader  # the script runs in __main__, beside the user's names
 
 
 class _PropertyPlaceholder(object):

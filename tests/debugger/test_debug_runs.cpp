@@ -318,6 +318,9 @@ private slots:
             QCOMPARE(stops, QStringList{QString("still paused: %1").arg(interrupted ? "no" : "yes")});
         QTRY_VERIFY(m_window->OutputText().contains("cleaned up\n"));
         QCOMPARE(m_window->OutputText().count("KeyboardInterrupt"), interrupted ? 1 : 0);
+        // At the tool's own line, never inside the debugger.
+        QVERIFY2(!interrupted || m_window->OutputText().contains("# Error: KeyboardInterrupt: file " + m_main + " line "),
+                 qPrintable(m_window->OutputText().right(300)));
         // Ended at the press, not when the loop would have.
         if (interrupted)
             QVERIFY2(keyboard->elapsed() - keyboard->lastPress() < 1500, qPrintable(QString::number(keyboard->elapsed())));

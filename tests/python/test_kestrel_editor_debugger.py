@@ -223,6 +223,11 @@ class DebuggerTest(unittest.TestCase):
                 self.assertNotIn('value', sys.modules['__main__'].__dict__)
                 self.assertEqual(type(error) if error else None, raised)
                 self.assertEqual(self.where(recorder), [('breakpoint', 'main.py', 4)])
+                if error is not None:  # reported at the user's line, as the host shows it
+                    tb = error.__traceback__
+                    while tb.tb_next is not None:
+                        tb = tb.tb_next
+                    self.assertEqual((tb.tb_frame.f_code.co_filename, tb.tb_lineno), (self.main, 4))
                 sys.modules['__main__'].__dict__.pop('done', None)
 
     def test_uncaught_exception_pauses_at_the_raising_line(self):
@@ -238,6 +243,13 @@ class DebuggerTest(unittest.TestCase):
                     self.assertEqual(stop[6], 'ValueError: bad 4')
                 else:
                     self.assertEqual(recorder.stops, [])
+
+    def test_module_level_variables_leave_out_the_debugger(self):
+        recorder, _ = self.debug([('main', 2, '', 0)], [])
+        names = recorder.stops[0][3]
+        self.assertIn('helper', names)
+        self.assertEqual([n for n in names if 'KestrelEditor' in n or n in ('_PropertyPlaceholder', '_instrumenting_loader')],
+                         [])
 
     def test_first_line_offset_matches_the_tab(self):
         recorder = Recorder([])
