@@ -1,6 +1,7 @@
 #include "language/first_occurrence_index.h"
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -120,8 +121,7 @@ for line, kind, name in sorted(found):
 class ParserTest : public QObject {
     Q_OBJECT
 private slots:
-    // data/scanner_<name>.mel|py dumped must equal data/scanner_<name>.ref. After an intended
-    // change, KE2_REGENERATE_GOLDEN=1 rewrites the references; review the diff before committing.
+    // data/scanner_<name>.mel|py dumped must equal data/scanner_<name>.ref.
     void golden_data()
     {
         QTest::addColumn<QString>("input");
@@ -134,20 +134,8 @@ private slots:
     void golden()
     {
         QFETCH(QString, input);
-        QFile in(input);
-        QVERIFY(in.open(QIODevice::ReadOnly));
-        const QStringList actual = scanned(QString::fromUtf8(in.readAll()), input.endsWith(".mel"), true) << QString();
-        QFile ref(input.left(input.lastIndexOf(QLatin1Char('.'))) + QStringLiteral(".ref"));
-        if (qEnvironmentVariableIntValue("KE2_REGENERATE_GOLDEN") == 1) {
-            QVERIFY(ref.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            ref.write(actual.join(QLatin1Char('\n')).toUtf8());
-            return;
-        }
-        QVERIFY2(ref.open(QIODevice::ReadOnly), qPrintable(ref.fileName()));
-        const QStringList expected = QString::fromUtf8(ref.readAll()).split(QLatin1Char('\n'));
-        for (int i = 0; i < qMin(expected.size(), actual.size()); ++i) // names the first differing record
-            QCOMPARE(actual.at(i), expected.at(i));
-        QCOMPARE(actual.size(), expected.size());
+        const QStringList actual = scanned(QString::fromUtf8(test::readFile(input)), input.endsWith(".mel"), true) << QString();
+        QVERIFY(test::matchesGolden(actual.join(QLatin1Char('\n')).toUtf8(), input.left(input.lastIndexOf('.')) + ".ref"));
     }
 
     // Cases the golden files do not show. Items are "kind depth position name", diagnostics

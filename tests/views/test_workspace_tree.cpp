@@ -1,5 +1,5 @@
 #include "tests/support/test_registry.h"
-#include "tests/views/views_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "views/workspace_tree_widget.h"
 
 #include <QtCore/QScopeGuard>
@@ -10,7 +10,7 @@
 #include <QtWidgets/QMenu>
 
 using namespace ke2;
-using ke2::test::ViewsFixture;
+using ke2::test::PrefsFixture;
 
 namespace {
 
@@ -126,7 +126,7 @@ private slots:
     {
         QFETCH(bool, hideCompiled);
         QFETCH(QStringList, content);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         Settings::instance().pythonHideCompiledFiles = hideCompiled;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("sub/deeper"));
@@ -147,7 +147,7 @@ private slots:
 
     void iconsByKindAndSuffix()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("folder"));
         const QVector<QPair<QString, QString>> expected{
@@ -173,7 +173,7 @@ private slots:
     // not read.
     void treeFollowsTheDisk()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("open/kept"));
         QVERIFY(QDir(dir->path()).mkpath("closed"));
@@ -213,7 +213,7 @@ private slots:
     // complete and sorted, and a change made meanwhile is not lost.
     void largeFolderFillsInSlices()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         const QString big = dir->filePath("big");
         QVERIFY(QDir().mkdir(big));
@@ -251,7 +251,7 @@ private slots:
         QFETCH(QString, newName);
         QFETCH(QString, message);
         QFETCH(bool, renamed);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(touch(dir->filePath("tool.mel")) && touch(dir->filePath("other.txt")));
         WorkspaceTreeWidget tree;
@@ -288,7 +288,7 @@ private slots:
     // announced for the folder (open files below it follow it).
     void renameFolderKeepsItsContent()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("scripts/lib"));
         QVERIFY(touch(dir->filePath("scripts/lib/rig.mel")));
@@ -327,7 +327,7 @@ private slots:
         QFETCH(bool, isFolder);
         QFETCH(bool, yes);
         QFETCH(QString, missingDataFolder);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         ScopedTrash trash(missingDataFolder);
         auto dir = makeWorkDir();
         const QString cwd = QDir::currentPath();
@@ -376,7 +376,7 @@ private slots:
 
     void contextMenuByItem()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("sub"));
         QVERIFY(touch(dir->filePath("a.mel")));
@@ -400,7 +400,7 @@ private slots:
     // exists.
     void copyAndPaste()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("sub"));
         QVERIFY(test::writeFile(dir->filePath("a.mel"), "print 1;"));
@@ -421,7 +421,7 @@ private slots:
 
     void newFileAndFolder()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         WorkspaceTreeWidget tree;
         QString answer;
@@ -466,7 +466,7 @@ private slots:
     // The expanded folders live in the settings and open again in a new tree.
     void expandedFoldersAreKeptInTheSettings()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("a/b"));
         QVERIFY(QDir(dir->path()).mkpath("c"));
@@ -497,7 +497,7 @@ private slots:
     // and deleting the link leaves what it points to.
     void symbolicLinkLoop()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         ScopedTrash trash;
         auto dir = makeWorkDir();
         QVERIFY(touch(dir->filePath("a.mel")));
@@ -519,7 +519,7 @@ private slots:
 
     void findAndWorkspaceFolders()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto first = makeWorkDir(), second = makeWorkDir();
         WorkspaceTreeWidget tree;
         tree.SetFolders({first->path()});
