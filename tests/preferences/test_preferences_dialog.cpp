@@ -1,8 +1,7 @@
-#include "tests/support/fake_window_host.h"
 #include "tests/support/dialog_answers.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
@@ -144,13 +143,9 @@ QByteArray allFiles()
 
 } // namespace
 
-class PreferencesDialogTest : public QObject {
+class PreferencesDialogTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
     static void resetAll()
     {
         Settings::instance() = Settings();
@@ -161,10 +156,7 @@ private:
     // A window with editors in two groups, its output fed by the host, keys active.
     KestrelEditor *window()
     {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 700);
-        m_window->show();
-        if (!QTest::qWaitForWindowActive(m_window.get()))
+        if (!shown(QSize(1000, 700)))
             return nullptr;
         m_window->NewPythonBuffer();
         m_window->OnMoveTabRequested(0, m_window->Group(0)->Count() - 1, 1, 0);
@@ -203,12 +195,11 @@ private slots:
     void init()
     {
         resetAll();
-        test::installFakeHost(m_host, m_prefs);
+        setUpWindow();
     }
     void cleanup()
     {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
+        tearDownWindow();
         resetAll();
     }
 
