@@ -4,14 +4,11 @@
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
-#include "shell/kestrel_editor.h"
 
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 
 namespace ke2::test {
-
-WindowTest::~WindowTest() = default;
 
 void WindowTest::setUpWindow()
 {

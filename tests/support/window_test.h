@@ -1,6 +1,7 @@
 #pragma once
 
 #include "editor/code_editor_language.h"
+#include "shell/kestrel_editor.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 
@@ -8,11 +9,6 @@
 #include <QtCore/QSize>
 
 #include <memory>
-
-namespace ke2 {
-class CodeEditor;
-class KestrelEditor;
-} // namespace ke2
 
 namespace ke2::test {
 
@@ -22,9 +18,6 @@ namespace ke2::test {
 // more defines its own init() and cleanup() around setUpWindow() and tearDownWindow().
 class WindowTest : public QObject {
     Q_OBJECT
-public:
-    ~WindowTest() override;
-
 protected:
     std::unique_ptr<FakeHost> m_host;
     std::unique_ptr<TempPrefs> m_prefs;
