@@ -499,19 +499,6 @@ private slots:
         Document<PythonHighlighter> fresh(doc.document.toPlainText());
         QCOMPARE(fixture.dump(doc.document), fixture.dump(fresh.document));
     }
-
-    void dataFollowsEdits()
-    {
-        Fixture fixture;
-        Document<> doc(QStringLiteral("x = (1,\n     2)"));
-        QCOMPARE(doc.data(1)->brackets(QLatin1Char(')')), (QVector<Data::BracketEntry>{{6, -1}}));
-        QVERIFY(doc.data(1)->brackets(QLatin1Char('x')).isEmpty());
-        QTextCursor(doc.line(0)).insertText(QStringLiteral("'''"));
-        // Both lines are now a docstring: nothing is code any more.
-        QVERIFY(doc.data(0)->brackets(QLatin1Char('(')).isEmpty() && doc.data(1)->brackets(QLatin1Char(')')).isEmpty());
-        QVERIFY(doc.data(1)->isInString(3));
-        QCOMPARE(doc.data(1)->codeText(), QString());
-    }
 };
 KE2_TEST_CLASS(HighlighterTest)
 
