@@ -235,23 +235,6 @@ private slots:
         OutlineExpandedState::instance().Clear();
     }
 
-    // Sorting by name ignores case, as a reader scans names.
-    void sortingIgnoresCase()
-    {
-        PrefsFixture fixture;
-        PythonParser parser;
-        parser.Parse("class Options:\n    pass\ndef alpha():\n    pass\nclass Exporter:\n    pass\n"
-                     "def __init__():\n    pass\ndef beta():\n    pass\n",
-                     "/scripts/sorted.py");
-        OutlineView view;
-        view.OnParserUpdated(&parser);
-        view.ToggleSort();
-        QStringList names;
-        for (int i = 0; i < view.Tree()->topLevelItemCount(); ++i)
-            names << view.Tree()->topLevelItem(i)->text(0);
-        QCOMPARE(names, (QStringList{"__init__", "alpha", "beta", "Exporter", "Options"}));
-    }
-
     // Arrow keys preview (the tree keeps the focus); only Return or a click goes.
     void arrowsPreviewReturnGoes()
     {
