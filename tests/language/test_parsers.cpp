@@ -90,6 +90,21 @@ QString checkRecords(const BaseParser &parser)
     return QString();
 }
 
+// The scanner's functions and classes as "kind name line", with the kinds named as given;
+// `topLevel` keeps those at depth 0 only.
+QStringList definitions(const PythonParser &parser, const QString &function, const QString &cls, bool topLevel)
+{
+    QStringList found;
+    for (const OutlineItem *item : parser.OutlineItems()) {
+        if ((!topLevel || item->depth == 0) && item->kind >= OutlineItem::PythonFunction
+            && item->kind <= OutlineItem::PythonClass)
+            found << QStringLiteral("%1 %2 %3")
+                         .arg(item->kind == OutlineItem::PythonClass ? cls : function, item->name)
+                         .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
+    }
+    return found;
+}
+
 const QString nested = QStringLiteral("Procedures cannot be nested within each other. Expected a '}'.");
 const QString blankLines = QStringLiteral("W 0 0 Empty line(s) at start of file. Line numbers in trace may be incorrect.");
 
@@ -320,21 +335,14 @@ private slots:
     void validCodeHasNoErrorMark()
     {
         QFETCH(QString, input);
-        QFile file(input);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = test::readFile(input);
         PythonParser parser;
         parser.Parse(QString::fromUtf8(bytes.constData(), bytes.size()), input);
-        QStringList errors, scanned;
+        QStringList errors;
         for (const Diagnostic *d : parser.Errors())
             errors << lineColumn(parser.Text(), d->start) + QLatin1Char(' ') + d->message;
         QCOMPARE(errors, QStringList());
-        for (const OutlineItem *item : parser.OutlineItems()) {
-            if (item->kind >= OutlineItem::PythonFunction && item->kind <= OutlineItem::PythonClass)
-                scanned << QStringLiteral("%1 %2 %3")
-                               .arg(item->kind == OutlineItem::PythonClass ? "C" : "F", item->name)
-                               .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
-        }
+        const QStringList scanned = definitions(parser, "F", "C", false);
         const QString python = QStandardPaths::findExecutable(QStringLiteral("python3"));
         if (python.isEmpty())
             QSKIP("python3 is not installed");
@@ -369,15 +377,8 @@ private slots:
             QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
             PythonParser parser;
             parser.Parse(QString::fromUtf8(file.readAll()), it.key());
-            QStringList scanned;
-            for (const OutlineItem *item : parser.OutlineItems()) {
-                if (item->depth == 0 && item->kind >= OutlineItem::PythonFunction && item->kind <= OutlineItem::PythonClass)
-                    scanned << QStringLiteral("%1 %2 %3")
-                                   .arg(item->kind == OutlineItem::PythonClass ? "ClassDef" : "FunctionDef", item->name)
-                                   .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
-            }
             QVERIFY2(!it.value().isEmpty(), qPrintable(it.key()));
-            QCOMPARE(scanned, it.value());
+            QCOMPARE(definitions(parser, "FunctionDef", "ClassDef", true), it.value());
         }
     }
 };
