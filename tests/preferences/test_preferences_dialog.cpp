@@ -1,5 +1,6 @@
 #include "tests/support/dialog_answers.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "tests/support/window_test.h"
 
@@ -122,12 +123,6 @@ QString assignedShortcuts(PreferencesDialog &dialog, const QString &command)
     return texts.join(QLatin1Char(','));
 }
 
-QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void writeAll()
 {
     Settings::instance().write();
@@ -137,8 +132,8 @@ void writeAll()
 
 QByteArray allFiles()
 {
-    return fileBytes(UserDirectories::settingsFile()) + fileBytes(UserDirectories::colorsFile())
-           + fileBytes(UserDirectories::bindingsFile());
+    return test::readFile(UserDirectories::settingsFile()) + test::readFile(UserDirectories::colorsFile())
+           + test::readFile(UserDirectories::bindingsFile());
 }
 
 } // namespace
@@ -584,7 +579,7 @@ private slots:
             QCOMPARE(mel->Language(), LANGUAGE_MEL);
             QTextCursor(mel->document()).insertText(QStringLiteral("print \"x\";  \t\nprint \"y\";  "));
             m_window->SaveAll();
-            QCOMPARE(fileBytes(m_window->Group(0)->Record(0).path), QByteArray("print \"x\";\nprint \"y\";\n"));
+            QCOMPARE(test::readFile(m_window->Group(0)->Record(0).path), QByteArray("print \"x\";\nprint \"y\";\n"));
         } else if (setting == "pylint") {
             // The Python buffer shown in the second group is checked by pylint from now on.
             CodeEditor *python = m_window->Group(1)->CurrentCodeEditor();
@@ -695,7 +690,7 @@ private slots:
         QCOMPARE(QFileInfo::exists(target), written);
         QCOMPARE(child<QLineEdit>(&dialog, "pylintConfigPath")->text(), written ? target : QString());
         if (written)
-            QCOMPARE(fileBytes(target), QByteArray("[MAIN]\n"));
+            QCOMPARE(test::readFile(target), QByteArray("[MAIN]\n"));
         if (script.contains(QLatin1String("bad option")))
             QVERIFY(m_host->texts(FakeHost::Kind::Error).contains(HostBridge::messagePrefix() + QStringLiteral("bad option")));
     }
