@@ -3,17 +3,21 @@
 //   - an edit that changes the state of every later line (""" in the middle of 50,000 lines):
 //     the longest event-loop pass and the time until every line is highlighted;
 //   - the outline of 100,000 items updated after a pause, sorted and unsorted;
-//   - 50,000 diagnostics marks on 40 lines and on 5,000 lines, and a Return afterwards.
+//   - 50,000 diagnostics marks on 40 lines and on 5,000 lines, and a Return afterwards;
+//   - a file of one 5 MB line: open, 100 keys typed in the middle of it, scrolling, and the
+//     bytes a save writes.
 #include "bench_target.h"
 
 #include "editor/code_editor.h"
 #include "language/highlighter.h"
 #include "language/mel_parser.h"
+#include "shell/text_file.h"
 #include "views/outline_view.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QTextBlock>
+#include <QtWidgets/QScrollBar>
 #include <QtWidgets/QApplication>
 
 #include <algorithm>
@@ -199,6 +203,85 @@ void marks(int lines)
     BelowRow(keyLabel.constData(), keyMs, "ms", 16);
 }
 
+void longLine()
+{
+    QByteArray bytes;
+    bytes.reserve(5 * 1024 * 1024 + 64);
+    bytes += "data = [";
+    for (int i = 0; bytes.size() < 5 * 1024 * 1024; ++i)
+        bytes += QByteArray::number(i % 9973) + ", ";
+    bytes += "0]\n";
+
+    QElapsedTimer open;
+    open.start();
+    TextFileFormat format;
+    const QString text = TextFile::Decode(bytes, true, format);
+    CodeEditor editor(LANGUAGE_PYTHON, QStringLiteral("bench.py"));
+    editor.resize(1000, 800);
+    editor.setPlainText(text);
+    editor.SetPieceBreak(format.pieceBreak);
+    editor.show();
+    QCoreApplication::processEvents();
+    const double openMs = ms(open);
+
+    // In the middle of the line, as someone fixing one value would.
+    QTextCursor cursor(editor.document()->findBlockByNumber(editor.document()->blockCount() / 2));
+    cursor.movePosition(QTextCursor::NextCharacter, QTextCursor::MoveAnchor, 7);
+    editor.setTextCursor(cursor);
+    editor.centerCursor();
+    QCoreApplication::processEvents();
+    double worstKey = 0;
+    for (int i = 0; i < 100; ++i) {
+        QElapsedTimer key;
+        key.start();
+        const QString letter(QChar('a' + i % 26));
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_A + i % 26, Qt::NoModifier, letter);
+        QCoreApplication::sendEvent(&editor, &press);
+        QCoreApplication::processEvents();
+        worstKey = std::max(worstKey, ms(key));
+        if (qEnvironmentVariableIsSet("KE2_BENCH_VERBOSE"))
+            std::printf("key %d: %.1f ms\n", i, ms(key));
+    }
+    // The pause after typing: parsing, outline and the rest run then.
+    QElapsedTimer pause;
+    pause.start();
+    double longestAfter = 0;
+    while (pause.elapsed() < 2 * CodeEditor::textChangedDelay) {
+        QElapsedTimer pass;
+        pass.start();
+        QCoreApplication::processEvents();
+        longestAfter = std::max(longestAfter, ms(pass));
+    }
+    double worstScroll = 0;
+    QScrollBar *bar = editor.verticalScrollBar();
+    for (int i = 0; i <= 20; ++i) {
+        QElapsedTimer step;
+        step.start();
+        bar->setValue(bar->maximum() * (i % 2 ? 20 - i : i) / 20);
+        editor.viewport()->repaint();
+        QCoreApplication::processEvents();
+        worstScroll = std::max(worstScroll, ms(step));
+        if (qEnvironmentVariableIsSet("KE2_BENCH_VERBOSE"))
+            std::printf("scroll %d: %.1f ms\n", i, ms(step));
+    }
+    QString typed;
+    for (int i = 0; i < 100; ++i)
+        typed += QChar('a' + i % 26);
+    TextFileFormat saveFormat = format;
+    const QByteArray saved = TextFile::Encode(TextFile::DocumentText(*editor.document()), saveFormat);
+    const int inserted = saved.indexOf(typed.toLatin1());
+    const bool same = inserted > 0 && saved.size() == bytes.size() + typed.size()
+                      && saved.left(inserted) == bytes.left(inserted)
+                      && saved.mid(inserted + typed.size()) == bytes.mid(inserted);
+    std::printf("5 MB single line: %d rows shown, open %.0f ms, longest pass after the pause %.1f ms\n",
+                editor.document()->blockCount(), openMs, longestAfter);
+    BelowRow("5 MB single line: open to first paint", openMs, "ms", 2000);
+    BelowRow("5 MB single line: worst of 100 keys", worstKey, "ms", 50);
+    BelowRow("5 MB single line: longest pass in the pause after typing", longestAfter, "ms", 50);
+    BelowRow("5 MB single line: worst scroll step", worstScroll, "ms", 50);
+    TargetRow("5 MB single line: saved bytes are the file plus the keys", same ? 1 : 0, "", "same", same);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -215,6 +298,8 @@ int main(int argc, char **argv)
     }
     if (wanted("highlighting"))
         tripleQuoteEdit();
+    if (wanted("longline"))
+        longLine();
     if (wanted("outline")) {
         outlineUpdate(false);
         outlineUpdate(true);

@@ -419,6 +419,7 @@ void KestrelEditor::CreateLayout()
     CreateDebugger();
     m_activityBar = new ActivityBar(this);
     m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_SEARCH, m_sideBar->HasView(SIDE_BAR_VIEW_SEARCH));
+    m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_DEBUG, m_sideBar->HasView(SIDE_BAR_VIEW_DEBUG));
     m_statusBar = new StatusBar(this);
 
     m_outputSplitter = new QSplitter(this);
