@@ -27,6 +27,7 @@ protected:
     void tearDownWindow();
     // A new window of `size`, shown and active so that its keys work; null if it never came up.
     KestrelEditor *shown(const QSize &size = QSize(1000, 800));
+    KestrelEditor *shown(int width, int height) { return shown(QSize(width, height)); }
     // The first editor of `language` in the first group, made the active one; null if none.
     CodeEditor *editorOf(CodeEditorLanguage language);
 
