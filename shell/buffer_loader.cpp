@@ -130,8 +130,13 @@ void BufferLoader::InsertSlice()
     // Only an edit between two slices can have set the flag: each slice clears it. (With undo
     // off the document would count every change of colours as an edit, so it stays on.)
     m_editedMeanwhile = m_editedMeanwhile || document->isModified();
+    // The editor's cursor shares the end of an empty document with the insertion, and would be
+    // carried along: it stays at the start, where the reader begins.
+    const bool first = m_inserted == 0 && document->isEmpty();
     m_end.insertText(text.mid(m_inserted, length));
     m_inserted += length;
+    if (first)
+        m_editor->moveCursor(QTextCursor::Start);
     // A slice is no step anyone could undo. The loaded part is the file's text, not an edit: it
     // stays unmodified, so no recovery copy ever takes a part for the whole.
     document->clearUndoRedoStacks();

@@ -16,10 +16,10 @@
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
+#include "shell/buffer_loader.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
-#include "shell/buffer_loader.h"
 #include "views/status_bar.h"
 #include "views/workspace_view.h"
 

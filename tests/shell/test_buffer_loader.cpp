@@ -58,6 +58,7 @@ private slots:
         QVERIFY(!editor.document()->isUndoAvailable());
         QVERIFY(modified.isEmpty() || !modified.last().first().toBool());
         QCOMPARE(progress.last().first().toInt(), 100);
+        QCOMPARE(editor.textCursor().position(), 0); // where the reader begins
         if (bytes.size() > 400000)
             QVERIFY(progress.size() > 3); // more than one slice went in
         editor.SetPieceBreak(format.pieceBreak);

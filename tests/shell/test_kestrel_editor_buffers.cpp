@@ -437,7 +437,7 @@ private slots:
         QByteArray bytes;
         while (bytes.size() <= BufferLoader::InPiecesSize)
             bytes += "setAttr \".nm\" -type \"string\" \"caf\xE9\";\r\n"; // Latin-1, CRLF
-        const QString path = file(QStringLiteral("scene.ma"), bytes);
+        const QString path = file(QStringLiteral("scene.txt"), bytes); // plain text: the load, not the colours
         QVERIFY(start());
         CodeEditor *editor = open(path);
         QVERIFY(editor);
