@@ -695,7 +695,8 @@ void KestrelEditor::RevertFile()
         return;
     const int index = group->CurrentIndex();
     const CodeEditorRecord record = group->Record(index);
-    if (record.kind != CODE_EDITOR_FILE)
+    // A file still loading is being read fresh already; a second text would mix with it.
+    if (record.kind != CODE_EDITOR_FILE || IsLoading(group->CodeEditorAt(index)))
         return;
     if (group->IsModified(index)
         && QMessageBox::question(this, QStringLiteral("Reload"),
@@ -971,6 +972,8 @@ bool KestrelEditor::ReloadFile(CodeEditorGroup *group, int index)
 {
     const QString path = group->Record(index).path;
     CodeEditor *editor = group->CodeEditorAt(index);
+    if (IsLoading(editor))
+        return false; // read fresh already
     QString text;
     TextFileFormat format;
     if (!ReadFile(path, text, format, true))
