@@ -8,6 +8,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
+#include <QtCore/QTimer>
 
 namespace ke2 {
 
@@ -91,6 +92,15 @@ QString DebugSession::OnPause(const QString &info)
     auto pending = std::make_shared<Pending>();
     m_pending = pending;
     const QPointer<DebugSession> self(this);
+    // An Esc pressed before this stop belonged to the running code, not to this pause.
+    DebugPause::takeInterrupt();
+    QTimer escape;
+    escape.setInterval(20);
+    connect(&escape, &QTimer::timeout, this, [this] {
+        if (DebugPause::takeInterrupt())
+            Interrupt();
+    });
+    escape.start();
     emit Paused();
     // The host's own loop goes on turning: its windows repaint, timers fire, the editor reads
     // and navigates. What would run code is refused by the window while paused.
@@ -138,6 +148,11 @@ void DebugSession::StepOut()
 void DebugSession::Stop()
 {
     Resume(QStringLiteral("stop"));
+}
+
+void DebugSession::Interrupt()
+{
+    Resume(QStringLiteral("interrupt"));
 }
 
 void DebugSession::RunToCursor(const QString &file, int line)

@@ -60,6 +60,8 @@ public:
     void StepInto();
     void StepOut();
     void Stop();
+    // Esc: the run ends as an interrupted one does (KeyboardInterrupt; `finally` blocks run).
+    void Interrupt();
     void RunToCursor(const QString &file, int line);
 
     // What the trace function calls (through DebugPause): returns the chosen action.

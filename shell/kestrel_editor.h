@@ -14,6 +14,7 @@
 #include <memory>
 
 class QAction;
+class QActionGroup;
 class QHBoxLayout;
 class QMenu;
 class QMenuBar;
@@ -342,6 +343,12 @@ private:
     int OutputPane() const;
     int SideBarPane() const;
     void UpdateActivityBarCheck();
+    // The side bar's width when nothing is remembered: room for its headers and buttons.
+    int DefaultSideBarWidth() const;
+    // Moves the output to an edge; the four Output Position entries show the one in use.
+    void SetOutputPosition(bool vertical, bool topLeft);
+    void UpdateOutputPositionChecks();
+    QActionGroup *m_outputPositionGroup = nullptr; // Top, Bottom, Left, Right
 
     // Fonts: base size plus zoom, clamped; a clamp rewrites the zoom.
     void ApplyCodeEditorFont();

@@ -40,6 +40,8 @@
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QSplitter>
 
+#include <algorithm>
+
 namespace ke2 {
 namespace {
 
@@ -137,14 +139,40 @@ void KestrelEditor::SetActiveGroupIndex(int index)
         return;
     m_activeGroupIndex = index;
     Settings::instance().activeTabViewIndex = index;
+    for (CodeEditorGroup *group : qAsConst(m_groups))
+        group->SetActive(group->Id() == index);
 }
 
 void KestrelEditor::UpdateGroupVisibility()
 {
     // Empty groups give their room to the others; with no editor at all the first group stays.
     const bool any = CodeEditorCount() > 0;
+    bool changed = false, free = false;
+    int shown = 0;
+    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+        const bool visible = group->Count() > 0 || (!any && group->Id() == 0);
+        changed = changed || visible == group->isHidden();
+        free = free || group->Count() == 0;
+        shown += visible ? 1 : 0;
+        group->setVisible(visible);
+    }
+    // The splitter would give a group that appears what it likes (the old one squeezed to its
+    // minimum): every group shown gets an equal share, the half or the third that the drop
+    // highlight promised.
+    if (changed && shown > 0) {
+        QList<int> sizes = m_editorSplitter->sizes();
+        int total = 0;
+        for (int size : qAsConst(sizes))
+            total += size;
+        const int share = std::max(total / shown, 1);
+        for (int i = 0; i < sizes.size(); ++i)
+            sizes[i] = m_groups.at(i)->isHidden() ? 0 : share;
+        m_editorSplitter->setSizes(sizes);
+    }
+    // An edge drop needs a free group to become; without one the edges would promise a new
+    // group and deliver a drop into this one.
     for (CodeEditorGroup *group : qAsConst(m_groups))
-        group->setVisible(group->Count() > 0 || (!any && group->Id() == 0));
+        group->SetEdgeDropZonesAllowed(free);
     if (ActiveGroup() && ActiveGroup()->Count() == 0) {
         for (CodeEditorGroup *group : qAsConst(m_groups)) {
             if (group->Count() > 0) {
@@ -891,21 +919,36 @@ int KestrelEditor::MakeRoomForZone(int groupId, TabDropZone zone)
     const int last = m_groups.size() - 1;
     if (zone == TAB_DROP_ZONE_CENTER || groupId < 0 || groupId > last)
         return groupId;
-    // The new place is the neighbouring group when it is free; otherwise the groups after it
-    // shift by one when the last one is free; with no free group the drop lands in the group.
+    // The new place is the neighbouring group when it is free; otherwise the groups between the
+    // place and the nearest free group shift by one towards it; with no free group the drop
+    // lands in the group.
     const int wanted = zone == TAB_DROP_ZONE_BEFORE ? groupId : groupId + 1;
     if (zone == TAB_DROP_ZONE_BEFORE && groupId > 0 && Group(groupId - 1)->Count() == 0)
         return groupId - 1;
     if (wanted <= last && Group(wanted)->Count() == 0)
         return wanted;
-    if (wanted > last || Group(last)->Count() > 0)
-        return groupId;
-    for (int id = last; id > wanted; --id)
-        MoveAllCodeEditors(id - 1, id);
-    if (m_activeGroupIndex >= wanted && m_activeGroupIndex < last)
-        SetActiveGroupIndex(m_activeGroupIndex + 1);
-    UpdateGroupVisibility();
-    return wanted;
+    for (int free = wanted + 1; free <= last; ++free) {
+        if (Group(free)->Count() > 0)
+            continue;
+        for (int id = free; id > wanted; --id)
+            MoveAllCodeEditors(id - 1, id);
+        if (m_activeGroupIndex >= wanted && m_activeGroupIndex < free)
+            SetActiveGroupIndex(m_activeGroupIndex + 1);
+        UpdateGroupVisibility();
+        return wanted;
+    }
+    // The free group is before the place: the groups from it up to the place shift back.
+    for (int free = wanted - 2; free >= 0; --free) {
+        if (Group(free)->Count() > 0)
+            continue;
+        for (int id = free; id < wanted - 1; ++id)
+            MoveAllCodeEditors(id + 1, id);
+        if (m_activeGroupIndex > free && m_activeGroupIndex < wanted)
+            SetActiveGroupIndex(m_activeGroupIndex - 1);
+        UpdateGroupVisibility();
+        return wanted - 1;
+    }
+    return groupId;
 }
 
 void KestrelEditor::OnMoveTabRequested(int fromGroup, int fromIndex, int toGroup, int toIndex)
