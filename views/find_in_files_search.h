@@ -57,6 +57,9 @@ public:
     void Cancel();
     bool IsRunning() const { return m_running; }
 
+    // The whole file at `path` into `bytes` (kept between calls, so its room is reused); false
+    // when it cannot be read or is over `maximumFileSize`.
+    static bool ReadFile(const QString &path, QByteArray &bytes);
     // Bytes as text: UTF-8 (without its byte-order mark) when valid, else Latin-1, as buffers read.
     static QString Decode(const QByteArray &bytes);
     // The wildcards of an include or exclude field: comma-separated, trimmed. Each is matched

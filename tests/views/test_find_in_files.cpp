@@ -103,6 +103,53 @@ private slots:
         QCOMPARE(searchAll(search, query, root), found);
     }
 
+    // The plain-text scan of the bytes: the line and column of a match after many lines (their
+    // breaks counted sixteen bytes at a time, in runs of 255 blocks), at every place of a block,
+    // at the very end of a file without a final line break, and after CRLF line ends.
+    void linesAndColumnsOfTheByteScan_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("matchCase");
+        QTest::addColumn<QStringList>("found");
+        QByteArray many;
+        for (int n = 0; n < 5000; ++n)
+            many += "line of filler text\n"; // 20 bytes: breaks fall at every place of a block
+        QTest::newRow("after 5,000 lines") << many + "  rig\n" << "rig" << true << QStringList{"f.txt:5001:2:  rig"};
+        QTest::newRow("after 9,000 empty lines") << QByteArray(9000, '\n') + "rig" << "rig" << true
+                                                 << QStringList{"f.txt:9001:0:rig"};
+        QTest::newRow("after 5,000 lines, ignoring case")
+            << many + "RiG\n" << "rig" << false << QStringList{"f.txt:5001:0:RiG"};
+        QStringList shifted;
+        QByteArray content;
+        for (int n = 0; n < 17; ++n) {
+            content += QByteArray(n, ' ') + "ab\n";
+            shifted << QStringLiteral("f.txt:%1:%2:%3ab").arg(n + 1).arg(n).arg(QString(n, QLatin1Char(' ')));
+        }
+        QTest::newRow("two bytes at each place of a block") << content << "ab" << true << shifted;
+        QTest::newRow("at the end without a line break") << many + "xx rig" << "rig" << true
+                                                         << QStringList{"f.txt:5001:3:xx rig"};
+        QTest::newRow("CRLF lines") << QByteArray("a\r\nb\r\nrig\r\n") << "rig" << true << QStringList{"f.txt:3:0:rig"};
+        QTest::newRow("first and last bytes alike, not the middle")
+            << QByteArray("rxg rag\nrig\n") << "rig" << true << QStringList{"f.txt:2:0:rig"};
+    }
+    void linesAndColumnsOfTheByteScan()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, find);
+        QFETCH(bool, matchCase);
+        QFETCH(QStringList, found);
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/f.txt", content));
+        FindInFilesQuery query;
+        query.regex = TextSearch::BuildRegularExpression(find, matchCase, false, false);
+        query.roots = QStringList{dir.path()};
+        FindInFilesSearch search;
+        QStringList sorted = found;
+        sorted.sort();
+        QCOMPARE(searchAll(search, query, dir.path()), sorted);
+    }
+
     // An open buffer is searched as it is in its tab, not as saved.
     void openBuffersWin()
     {
