@@ -196,14 +196,29 @@ bool FindInFilesSearch::InScope(const FindInFilesQuery &query, const QString &pa
     return false;
 }
 
+QString FindInFilesSearch::TooLargeNote(qint64 limit)
+{
+    return QStringLiteral("larger than %1: searched its first %1 only")
+        .arg(limit >= 1024 * 1024 ? QStringLiteral("%1 MB").arg(limit / (1024 * 1024))
+                                  : QStringLiteral("%1 bytes").arg(limit));
+}
+
+QString FindInFilesSearch::TooManyLinesNote(int lines)
+{
+    return QStringLiteral("stopped at %1 matching lines").arg(lines);
+}
+
 bool FindInFilesSearch::SearchText(const TextSearch &search, const QString &path, const QString &text,
-                                   FindInFilesResult &result, const std::atomic_bool *cancelled)
+                                   FindInFilesResult &result, const std::atomic_bool *cancelled, int lineLimit)
 {
     result.path = path;
     result.lines.clear();
+    result.cutShort.clear();
     QVector<TextMatch> matches;
     // A file whose pattern runs away is given up after a while; the rest of the search goes on.
     const bool complete = search.FindAll(text, 0, text.size(), matches, QDeadlineTimer(2000), cancelled);
+    if (!complete)
+        result.cutShort = QStringLiteral("the pattern took too long: searched in part");
     int line = 0;
     int lineStart = 0;
     int nextNewline = text.indexOf(QLatin1Char('\n'));
@@ -215,6 +230,10 @@ bool FindInFilesSearch::SearchText(const TextSearch &search, const QString &path
             nextNewline = text.indexOf(QLatin1Char('\n'), lineStart);
         }
         if (line != lastLine) {
+            if (result.lines.size() >= lineLimit) {
+                result.cutShort = TooManyLinesNote(lineLimit);
+                return false;
+            }
             int content = nextNewline < 0 ? text.size() : nextNewline;
             if (content > lineStart && text.at(content - 1) == QLatin1Char('\r'))
                 --content;
@@ -357,7 +376,7 @@ const char *FindFolded(const char *at, const char *end, const FoldedNeedle &need
 // The fast way for plain ASCII text: the bytes are searched as they are (ASCII is the same in
 // UTF-8 and Latin-1, and no byte of another character folds to it) and only lines with a hit
 // are decoded.
-void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesResult &result)
+void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesResult &result, int lineLimit)
 {
     const QByteArray needle = search.Literal().toLatin1();
     const bool matchCase = search.MatchCase();
@@ -384,8 +403,13 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
         QString text = FindInFilesSearch::Decode(QByteArray::fromRawData(lineStart, int(contentEnd - lineStart)));
         matches.clear();
         search.FindAll(text, matches);
-        if (!matches.isEmpty())
+        if (!matches.isEmpty()) {
+            if (result.lines.size() >= lineLimit) {
+                result.cutShort = FindInFilesSearch::TooManyLinesNote(lineLimit);
+                return;
+            }
             result.lines.append({line, std::move(text), matches});
+        }
         at = lineEnd;
     }
 }
@@ -395,50 +419,56 @@ void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesR
 // On POSIX systems a file costs the four calls it needs (open, size, read, close): the file
 // objects of the library make more, which over thousands of small files costs as much as reading
 // them.
-bool FindInFilesSearch::ReadFile(const QString &path, QByteArray &bytes)
+bool FindInFilesSearch::ReadFile(const QString &path, QByteArray &bytes, qint64 limit, bool *whole)
 {
+    limit = std::min(limit, maximumFileSize);
+    // One byte more than is wanted: reading it tells whether the file goes on (it grew since its
+    // size was taken, or it is over the limit), and a file that does not is read in one call.
 #if defined(Q_OS_UNIX)
     const int fd = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
     if (fd < 0)
         return false;
     struct stat info;
-    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size > FindInFilesSearch::maximumFileSize) {
+    if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         ::close(fd);
         return false;
     }
-    // One byte more than the size: a file that grew since is read on to its end, and one that
-    // did not is read in one call.
-    bytes.resize(int(info.st_size) + 1);
+    qint64 room = std::min<qint64>(info.st_size, limit) + 1;
+    bytes.resize(int(room));
     qint64 filled = 0;
     while (true) {
-        const ssize_t got = ::read(fd, bytes.data() + filled, size_t(bytes.size() - filled));
+        const ssize_t got = ::read(fd, bytes.data() + filled, size_t(room - filled));
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             break;
         filled += got;
-        if (filled < bytes.size())
-            break; // a short read of a regular file: its end
-        if (bytes.size() >= FindInFilesSearch::maximumFileSize) {
-            ::close(fd);
-            return false;
-        }
-        bytes.resize(bytes.size() * 2);
+        if (filled < room)
+            continue; // a read may hand over less than asked; the next one says 0 at the end
+        if (room > limit)
+            break; // one byte past the limit: the file goes on
+        room = std::min(room * 2, limit + 1);
+        bytes.resize(int(room));
     }
     ::close(fd);
-    bytes.resize(int(filled));
-    return true;
 #else
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || file.size() > FindInFilesSearch::maximumFileSize)
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         return false;
-    bytes.resize(int(file.size()));
-    const qint64 read = file.read(bytes.data(), bytes.size());
-    bytes.resize(int(qMax<qint64>(read, 0)));
-    if (read == bytes.size() && !file.atEnd())
-        bytes += file.readAll(); // grew since its size was taken
-    return true;
+    bytes.resize(int(std::min(file.size(), limit) + 1));
+    qint64 filled = qMax<qint64>(file.read(bytes.data(), bytes.size()), 0);
+    if (filled == bytes.size() && filled <= limit) { // grew since its size was taken
+        const QByteArray more = file.read(limit + 1 - filled);
+        bytes.resize(int(filled));
+        bytes += more;
+        filled = bytes.size();
+    }
 #endif
+    const bool all = filled <= limit;
+    bytes.resize(int(std::clamp<qint64>(filled, 0, limit)));
+    if (whole)
+        *whole = all;
+    return true;
 }
 
 void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> &job)
@@ -468,19 +498,25 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         FindInFilesResult result;
         result.path = path;
         const auto open = query.openTexts.constFind(path);
+        const int lineBudget = std::max(1, query.lineLimit - job->lines);
         if (open != query.openTexts.constEnd()) {
-            SearchText(search, path, open.value(), result, &job->cancelled);
+            SearchText(search, path, open.value(), result, &job->cancelled, lineBudget);
         } else {
-            if (!ReadFile(path, bytes))
+            bool whole = true;
+            if (!ReadFile(path, bytes, query.fileSizeLimit, &whole))
                 return;
             if (std::memchr(bytes.constData(), 0, size_t(qMin<qint64>(bytes.size(), binaryProbeSize))))
                 return; // binary
             if (bytesWay)
-                SearchBytes(search, bytes, result);
+                SearchBytes(search, bytes, result, lineBudget);
             else
-                SearchText(search, path, Decode(bytes), result, &job->cancelled);
+                SearchText(search, path, Decode(bytes), result, &job->cancelled, lineBudget);
+            if (!whole && result.cutShort.isEmpty())
+                result.cutShort = TooLargeNote(std::min(query.fileSizeLimit, maximumFileSize));
         }
-        if (result.lines.isEmpty())
+        // A file cut short is listed with its note even without a match: the part not searched
+        // may hold some.
+        if (result.lines.isEmpty() && result.cutShort.isEmpty())
             return;
         job->lines += result.lines.size();
         job->pending.append(std::move(result));
@@ -505,8 +541,8 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
                 QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
             QStringList subfolders;
             for (const QFileInfo &entry : entries) {
-                if (job->cancelled || job->lines >= maximumLines) {
-                    limited = job->lines >= maximumLines;
+                if (job->cancelled || job->lines >= query.lineLimit) {
+                    limited = job->lines >= query.lineLimit;
                     break;
                 }
                 // The relative path is worked out only for patterns: it costs more than reading

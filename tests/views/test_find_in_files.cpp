@@ -196,6 +196,64 @@ private slots:
         QTRY_COMPARE(view.StatusText(), QStringLiteral("1 results in 1 files"));
     }
 
+    // A file not searched to its end (over the size limit, or where the line limit was reached,
+    // by the byte scan or the pattern engine) is marked on its row, matches or not.
+    void fileCutShortIsMarked_data()
+    {
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("regex");
+        QTest::addColumn<qint64>("sizeLimit");
+        QTest::addColumn<int>("lineLimit");
+        QTest::addColumn<QStringList>("rows"); // each file row: name (count) and its note
+        QTest::addColumn<int>("lines");
+        QTest::newRow("within the limits") << "rig" << false << qint64(1000) << 100
+                                           << QStringList{"a.txt (1)", "b.txt (5)"} << 6;
+        QTest::newRow("too large, a match in the part searched")
+            << "rig" << false << qint64(100) << 100
+            << QStringList{"a.txt (1) cut short: larger than 100 bytes: searched its first 100 bytes only", "b.txt (5)"} << 6;
+        QTest::newRow("too large, the only match past the part searched")
+            << "tail" << false << qint64(100) << 100
+            << QStringList{"a.txt (0) cut short: larger than 100 bytes: searched its first 100 bytes only"} << 0;
+        QTest::newRow("too many lines, the byte scan")
+            << "rig" << false << qint64(1000) << 3 << QStringList{"a.txt (1)", "b.txt (2) cut short: stopped at 2 matching lines"} << 3;
+        QTest::newRow("too many lines, the pattern engine")
+            << "r.g" << true << qint64(1000) << 3 << QStringList{"a.txt (1)", "b.txt (2) cut short: stopped at 2 matching lines"} << 3;
+    }
+    void fileCutShortIsMarked()
+    {
+        QFETCH(QString, find);
+        QFETCH(bool, regex);
+        QFETCH(qint64, sizeLimit);
+        QFETCH(int, lineLimit);
+        QFETCH(QStringList, rows);
+        QFETCH(int, lines);
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/a.txt", "rig\n" + QByteArray(200, 'x') + "\ntail\n"));
+        QVERIFY(write(dir.path() + "/b.txt", QByteArray("rig 1\nrig 2\nrig 3\nrig 4\nrig 5\n")));
+        FindInFilesView view;
+        view.SetScope({dir.path()}, QStringLiteral("test"));
+        view.SetQueryProvider([&](FindInFilesQuery &query) {
+            query.fileSizeLimit = sizeLimit;
+            query.lineLimit = lineLimit;
+        });
+        view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(regex);
+        QSignalSpy finished(view.Search(), &FindInFilesSearch::Finished);
+        view.SearchEdit()->setText(find);
+        view.StartSearch();
+        QVERIFY(finished.wait(5000));
+        QStringList shown;
+        for (int i = 0; i < view.Results()->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem *file = view.Results()->topLevelItem(i);
+            // "name  folder  (count)  \u26a0 cut short: note" read without the folder.
+            QString text = file->text(0);
+            text.replace(QDir::toNativeSeparators(dir.path()), QString());
+            shown << text.simplified().remove(QStringLiteral("\u26a0 "));
+        }
+        shown.sort();
+        QCOMPARE(shown, rows);
+        QCOMPARE(view.ResultLineCount(), lines);
+    }
+
     void invalidPatternIsShown()
     {
         FindInFilesView view;
