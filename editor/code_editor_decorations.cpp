@@ -85,9 +85,11 @@ void CodeEditor::UpdateExtraSelections()
         line.cursor.clearSelection();
         selections.append(line);
     }
-    AddMatchingSelection(selections);
-    // Find in Selection counts and replaces only inside its scope: only those matches are marked.
+    // Find in Selection counts and replaces only inside its scope: only those matches are marked,
+    // and the other places of the selected match are not either (they would look like matches).
     const bool scoped = m_findScopeSet && m_findScopeStart != m_findScopeEnd;
+    if (!scoped || m_findRegex.pattern().isEmpty())
+        AddMatchingSelection(selections);
     if (!m_findRegex.pattern().isEmpty() && m_findRegex.isValid())
         AddFindMatches(selections, m_findRegex, scoped ? m_findScopeStart : 0, scoped ? m_findScopeEnd : -1);
     if (!m_findInFilesRegex.pattern().isEmpty() && m_findInFilesRegex.isValid())

@@ -271,6 +271,9 @@ private slots:
             counted << match.start;
         QCOMPARE(counted, starts);
         QCOMPARE(markedMatches(w.editor, marked), starts);
+        // With a match selected by the bar, its other places outside the scope stay unmarked.
+        w.group->FindNext();
+        QCOMPARE(markedMatches(w.editor, marked), starts);
     }
 
     // Find in Selection takes the selection the user made, also after typing the search moved
