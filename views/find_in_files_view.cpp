@@ -382,10 +382,12 @@ void FindInFilesView::FillFile(QTreeWidgetItem *file, const FindInFilesResult &r
                 item->setData(0, ReplaceRole, m_replaceEdit->text());
             matches += line.matches.size();
         }
-        // A file not searched to its end says so on its own row.
+        // A file not searched to its end says so on its own row, first (the side bar is narrow)
+        // and in full at the end and in the tip.
         const QString shownPath = QStringLiteral("%1  %2  (%3)").arg(info.fileName(), QDir::toNativeSeparators(info.path())).arg(matches);
-        file->setText(0, result.cutShort.isEmpty() ? shownPath
-                                                   : shownPath + QStringLiteral("  \u26a0 cut short: ") + result.cutShort);
+        file->setText(0, result.cutShort.isEmpty()
+                             ? shownPath
+                             : QStringLiteral("\u26a0 ") + shownPath + QStringLiteral("  cut short: ") + result.cutShort);
         file->setIcon(0, QIcon(info.suffix() == QLatin1String("mel")  ? QStringLiteral(":/ke2_icons/mel.png")
                                : info.suffix().startsWith(QLatin1String("py")) ? QStringLiteral(":/ke2_icons/python.png")
                                                                          : QStringLiteral(":/ke2_icons/text.png")));
