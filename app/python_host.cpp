@@ -533,10 +533,14 @@ PyObject *callHelper(const char *name, PyObject *argument = nullptr)
     return result;
 }
 
-// The Esc watch's request, made on the main thread (see InterruptWatch).
+// The Esc watch's request, made on the main thread (see InterruptWatch). A debugged run paused
+// at a stop takes it from the debugger's pause instead.
 void requestInterrupt()
 {
-    PyErr_SetInterruptEx(SIGINT);
+    if (DebugPause::isWaiting())
+        DebugPause::requestInterrupt();
+    else
+        PyErr_SetInterruptEx(SIGINT);
 }
 
 bool startPython()

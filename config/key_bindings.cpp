@@ -147,6 +147,7 @@ QVector<Row> rows()
         {"Step Out", "stepOut", keys({"Shift+F11"})},
         {"Stop Debugging", "stopDebugging", keys({"Shift+F5"})},
         {"Run to Cursor", "runToCursor", keys({"Ctrl+F10"})},
+        {"Show Debug View", "showDebugView", keys({"Ctrl+Shift+D"})},
     };
 }
 

@@ -12,7 +12,7 @@ namespace ke2 {
 // the shortcuts; the keyboard preferences edit a copy and hand it back.
 class KeyBindings {
 public:
-    static constexpr int count = 92;
+    static constexpr int count = 93;
 
     // The built table, current shortcuts = defaults. The standard keys come from the platform, so
     // build it once the GUI application exists.

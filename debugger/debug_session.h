@@ -60,10 +60,16 @@ public:
     void StepInto();
     void StepOut();
     void Stop();
+    // Esc: the run ends as an interrupted one does (KeyboardInterrupt; `finally` blocks run).
+    void Interrupt();
     void RunToCursor(const QString &file, int line);
 
     // What the trace function calls (through DebugPause): returns the chosen action.
     QString OnPause(const QString &info);
+
+protected:
+    // Esc while paused, wherever the host's windows have the keyboard.
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 signals:
     void Started();

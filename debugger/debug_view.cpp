@@ -9,7 +9,6 @@
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListWidget>
 #include <QtWidgets/QSplitter>
-#include <QtWidgets/QGridLayout>
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 #include <QtWidgets/QVBoxLayout>
@@ -52,9 +51,10 @@ DebugView::DebugView(DebugSession *session, QWidget *parent) : QWidget(parent), 
     setObjectName(QStringLiteral("DebugView"));
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
-    m_buttons = new QGridLayout;
+    m_buttons = new QHBoxLayout;
     m_buttons->setContentsMargins(4, 2, 4, 2);
     m_buttons->setSpacing(2);
+    m_buttons->addStretch(1);
     layout->addLayout(m_buttons);
 
     auto *splitter = new QSplitter(Qt::Vertical, this);
@@ -106,12 +106,6 @@ DebugView::DebugView(DebugSession *session, QWidget *parent) : QWidget(parent), 
     splitter->addWidget(section(QStringLiteral("BREAKPOINTS"), m_breakpoints, splitter));
     layout->addWidget(splitter, 1);
 
-    m_evaluate = new QLineEdit(this);
-    m_evaluate->setObjectName(QStringLiteral("Evaluate"));
-    m_evaluate->setPlaceholderText(QStringLiteral("Evaluate in the paused frame (result in the output)"));
-    connect(m_evaluate, &QLineEdit::returnPressed, this, &DebugView::OnEvaluate);
-    layout->addWidget(m_evaluate);
-
     if (m_session) {
         connect(m_session, &DebugSession::Paused, this, &DebugView::Refresh);
         connect(m_session, &DebugSession::Resumed, this, &DebugView::Refresh);
@@ -122,23 +116,21 @@ DebugView::DebugView(DebugSession *session, QWidget *parent) : QWidget(parent), 
 
 void DebugView::SetActions(const QList<QAction *> &actions)
 {
-    // Short labels (the Debug action's own text, Debug or Continue, is short already); the tool
-    // tip names the action and its key.
-    const QHash<QString, QString> labels = {{QStringLiteral("Stop Debugging"), QStringLiteral("Stop")},
-                                            {QStringLiteral("Step Over"), QStringLiteral("Over")},
-                                            {QStringLiteral("Step Into"), QStringLiteral("Into")},
-                                            {QStringLiteral("Step Out"), QStringLiteral("Out")},
-                                            {QStringLiteral("Run to Cursor"), QStringLiteral("To Cursor")}};
-    const int columns = 3;
-    for (int i = 0; i < actions.size(); ++i) {
-        QAction *action = actions.at(i);
+    // Text labels would not fit a narrow side bar whatever their length; the text stays as the
+    // button's accessible name. The Debug action reads Continue while paused.
+    const QHash<QString, QString> icons = {{QStringLiteral("Debug"), QStringLiteral("debug_continue")},
+                                           {QStringLiteral("Stop Debugging"), QStringLiteral("debug_stop")},
+                                           {QStringLiteral("Step Over"), QStringLiteral("step_over")},
+                                           {QStringLiteral("Step Into"), QStringLiteral("step_into")},
+                                           {QStringLiteral("Step Out"), QStringLiteral("step_out")},
+                                           {QStringLiteral("Run to Cursor"), QStringLiteral("run_to_cursor")}};
+    for (QAction *action : actions) {
         auto *button = new QToolButton(this);
-        button->setToolButtonStyle(Qt::ToolButtonTextOnly);
+        button->setToolButtonStyle(Qt::ToolButtonIconOnly);
         button->setAutoRaise(true);
-        button->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-        const QString label = labels.value(action->text());
-        const auto sync = [button, action, label] {
-            button->setText(label.isEmpty() ? action->text() : label);
+        button->setIcon(QIcon(QStringLiteral(":/ke2_icons/%1.png").arg(icons.value(action->text()))));
+        const auto sync = [button, action] {
+            button->setText(action->text());
             button->setEnabled(action->isEnabled());
             const QString keys = action->shortcut().toString(QKeySequence::NativeText);
             button->setToolTip(keys.isEmpty() ? action->text() : QStringLiteral("%1 (%2)").arg(action->text(), keys));
@@ -146,7 +138,7 @@ void DebugView::SetActions(const QList<QAction *> &actions)
         sync();
         connect(action, &QAction::changed, button, sync);
         connect(button, &QToolButton::clicked, action, &QAction::trigger);
-        m_buttons->addWidget(button, i / columns, i % columns);
+        m_buttons->insertWidget(m_buttons->count() - 1, button);
     }
 }
 
@@ -166,7 +158,6 @@ void DebugView::Refresh()
         m_stack->setCurrentRow(m_session->SelectedFrame());
     }
     m_filling = false;
-    m_evaluate->setEnabled(paused);
     FillVariables();
     UpdateWatches();
 }
@@ -286,17 +277,6 @@ void DebugView::OnBreakpointChanged(QTreeWidgetItem *item, int column)
     // Emitted last: the list is rebuilt by whoever applies it.
     emit BreakpointEdited(path, line, item->checkState(0) == Qt::Checked, item->text(1).trimmed(),
                           ok && hits > 0 ? hits : 0);
-}
-
-void DebugView::OnEvaluate()
-{
-    const QString expression = m_evaluate->text().trimmed();
-    if (expression.isEmpty() || !m_session)
-        return;
-    QString text;
-    const bool ok = m_session->Evaluate(expression, text);
-    emit Evaluated(expression, text, ok);
-    m_evaluate->clear();
 }
 
 bool DebugView::eventFilter(QObject *watched, QEvent *event)

@@ -6,8 +6,7 @@
 #include <QtWidgets/QWidget>
 
 class QAction;
-class QGridLayout;
-class QLineEdit;
+class QHBoxLayout;
 class QListWidget;
 class QTreeWidget;
 class QTreeWidgetItem;
@@ -30,8 +29,8 @@ public:
 
     DebugView(DebugSession *session, QWidget *parent = nullptr);
 
-    // Buttons for the window's own actions (Debug, Stop, the steps), two to a row so that they
-    // fit the side bar's width.
+    // Buttons for the window's own actions (Debug, Stop, the steps): icons in one row that fits
+    // the narrowest side bar, each with the action and its key as tool tip.
     void SetActions(const QList<QAction *> &actions);
     void SetBreakpoints(const QVector<BreakpointRow> &rows);
     QStringList WatchExpressions() const;
@@ -41,7 +40,6 @@ public:
     QTreeWidget *WatchTree() const { return m_watch; }
     QListWidget *CallStack() const { return m_stack; }
     QTreeWidget *BreakpointsTree() const { return m_breakpoints; }
-    QLineEdit *EvaluateLine() const { return m_evaluate; }
 
 signals:
     // A frame was picked in the call stack: show its line.
@@ -49,8 +47,6 @@ signals:
     void BreakpointEdited(const QString &path, int line, bool enabled, const QString &condition, int hitCount);
     void BreakpointRemoved(const QString &path, int line);
     void BreakpointActivated(const QString &path, int line);
-    // The expression typed into Evaluate and its answer, for the output panel.
-    void Evaluated(const QString &expression, const QString &text, bool ok);
 
 public slots:
     void Refresh();
@@ -61,16 +57,14 @@ private:
     void UpdateWatches();
     void OnWatchChanged(QTreeWidgetItem *item, int column);
     void OnBreakpointChanged(QTreeWidgetItem *item, int column);
-    void OnEvaluate();
     bool eventFilter(QObject *watched, QEvent *event) override;
 
     QPointer<DebugSession> m_session;
-    QGridLayout *m_buttons = nullptr;
+    QHBoxLayout *m_buttons = nullptr;
     QTreeWidget *m_variables = nullptr;
     QTreeWidget *m_watch = nullptr;
     QListWidget *m_stack = nullptr;
     QTreeWidget *m_breakpoints = nullptr;
-    QLineEdit *m_evaluate = nullptr;
     bool m_filling = false;
 };
 

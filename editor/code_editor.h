@@ -15,6 +15,8 @@
 #include <memory>
 
 class QFileSystemWatcher;
+class QKeyEvent;
+class QMimeData;
 class QPainter;
 class QMenu;
 class QSyntaxHighlighter;
@@ -86,6 +88,10 @@ public:
     void EnsureHighlighted();
     bool HighlightingDeferred() const { return m_highlightingDeferred; }
     void SetCompleter(CodeEditorCompleter *completer);
+    // The character that ends each row of a line the file holds unbroken (null: none). Keys
+    // typed beside it act on the line's text, not on the break, and copies leave breaks out.
+    void SetPieceBreak(QChar pieceBreak) { m_pieceBreak = pieceBreak; }
+    QChar PieceBreak() const { return m_pieceBreak; }
     CodeEditorCompleter *Completer() const { return m_completer; }
     // Names that quick help knows (the host's command list): an accepted completion of one of
     // them is shown in quick help.
@@ -283,7 +289,12 @@ private:
     void AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selections) const;
     QString WordUnderCursor() const;
 
+    // Moves the cursor off a piece break before `event` edits there.
+    void StepOffPieceBreak(const QKeyEvent *event);
+    QMimeData *createMimeDataFromSelection() const override;
+
     CodeEditorLanguage m_language;
+    QChar m_pieceBreak;
     QString m_path;
     CodeEditorKind m_kind = CODE_EDITOR_INTERNAL_BUFFER;
     QString m_name;

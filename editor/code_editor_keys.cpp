@@ -7,6 +7,7 @@
 #include "editor/code_editor_completer.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QMimeData>
 #include <QtGui/QKeyEvent>
 #include <QtWidgets/QToolTip>
 
@@ -89,6 +90,51 @@ bool CodeEditor::IsQuoteKey(QChar c) const
            || (m_language == LANGUAGE_MEL && c == QLatin1Char('`'));
 }
 
+// --- piece breaks ------------------------------------------------------------------------------
+
+void CodeEditor::StepOffPieceBreak(const QKeyEvent *event)
+{
+    QTextCursor cursor = textCursor();
+    if (m_pieceBreak.isNull() || cursor.hasSelection())
+        return;
+    const auto endsInBreak = [this](const QTextBlock &block) {
+        return block.isValid() && block.length() > 1 && block.text().endsWith(m_pieceBreak) && block.next().isValid();
+    };
+    const QTextBlock block = cursor.block();
+    const int column = cursor.positionInBlock(), length = block.length() - 1;
+    const int key = event->key();
+    int to = -1;
+    if (key == Qt::Key_Backspace) {
+        // Deletes the last character of the row before rather than the break.
+        if (column == 0 && endsInBreak(block.previous()))
+            to = block.position() - 2;
+    } else if (key == Qt::Key_Delete) {
+        // Deletes the first character of the next row.
+        if (endsInBreak(block) && column >= length - 1)
+            to = block.next().position();
+    } else if (!event->text().isEmpty() || key == Qt::Key_Return || key == Qt::Key_Enter) {
+        // Typed text goes before the break, so the break stays one.
+        if (endsInBreak(block) && column == length)
+            to = cursor.position() - 1;
+    }
+    if (to < 0)
+        return;
+    cursor.setPosition(to);
+    setTextCursor(cursor);
+}
+
+QMimeData *CodeEditor::createMimeDataFromSelection() const
+{
+    QMimeData *data = QPlainTextEdit::createMimeDataFromSelection();
+    if (!m_pieceBreak.isNull() && data && data->hasText() && data->text().contains(m_pieceBreak)) {
+        QString text = data->text();
+        text.remove(QString(m_pieceBreak) + QLatin1Char('\n'));
+        text.remove(m_pieceBreak);
+        data->setText(text);
+    }
+    return data;
+}
+
 // --- keyPressEvent -----------------------------------------------------------------------------
 
 void CodeEditor::keyPressEvent(QKeyEvent *event)
@@ -101,6 +147,16 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
     const int key = event->key();
     if (QToolTip::isVisible())
         QToolTip::hideText();
+    // Read-only (a file still loading): only the keys the base class allows, which move and
+    // copy; the rules below edit through cursors of their own, which read-only does not stop.
+    if (isReadOnly()) {
+        if (key == Qt::Key_Escape)
+            emit EscapeKeyPressed();
+        else
+            QPlainTextEdit::keyPressEvent(event);
+        return;
+    }
+    StepOffPieceBreak(event);
 
     // A typed line feed (what input tools send for "\n", the X keysym Linefeed) breaks the line
     // as Return does, with Return's indentation rules.

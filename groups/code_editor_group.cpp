@@ -1,5 +1,6 @@
 #include "groups/code_editor_group.h"
 
+#include "config/color_scheme.h"
 #include "config/key_bindings.h"
 #include "config/key_bindings_notifier.h"
 #include "config/settings.h"
@@ -548,6 +549,13 @@ void CodeEditorGroup::Analyse()
     }
     m_lastParser = parser;
     emit ParserUpdated(parser);
+}
+
+void CodeEditorGroup::SetActive(bool active)
+{
+    m_active = active;
+    const QBrush accent = ColorScheme::instance().codeEditorRoles.format(ColorRoleName::selectedText).background();
+    m_tabBar->SetAccentColor(active && accent.style() != Qt::NoBrush ? accent.color() : QColor());
 }
 
 void CodeEditorGroup::showEvent(QShowEvent *event)

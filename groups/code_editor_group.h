@@ -82,6 +82,11 @@ public:
     // The highlighted area in the group's coordinates; null when nothing is highlighted.
     QRect DropHighlight() const { return m_dropHighlight; }
 
+    // The group the window's commands act on: its current tab carries the colour scheme's
+    // accent (the selection colour), read again at each call so that new colours show.
+    void SetActive(bool active);
+    bool IsActive() const { return m_active; }
+
     // The parser that analysed the current editor last, or null (text, or none yet).
     BaseParser *LastParser() const { return m_lastParser; }
 
@@ -276,6 +281,7 @@ private:
     bool m_matchesStale = true;
     bool m_tabUpdatesSuspended = false;
     bool m_edgeDropZonesAllowed = true;
+    bool m_active = false;
     TabDropZone m_dropZone = TAB_DROP_ZONE_CENTER;
     QRect m_dropHighlight;
 };

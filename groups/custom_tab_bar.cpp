@@ -1,5 +1,6 @@
 #include "groups/custom_tab_bar.h"
 
+#include <QtCore/QEvent>
 #include <QtCore/QMimeData>
 #include <QtGui/QDrag>
 #include <QtGui/QIcon>
@@ -33,6 +34,8 @@ CustomTabBar::CustomTabBar(QWidget *clip)
     connect(&m_scrollTimer, &QTimer::timeout, this, &CustomTabBar::ScrollStep);
     connect(this, &QTabBar::currentChanged, this, &CustomTabBar::EnsureTabVisible);
     m_clip->installEventFilter(this);
+    // The tab under the mouse shows its close button instead of its modified mark.
+    setMouseTracking(true);
 }
 
 bool CustomTabBar::IsTabModified(int index) const
@@ -45,17 +48,60 @@ void CustomTabBar::SetTabModified(int index, bool modified)
     if (index < 0 || index >= count() || IsTabModified(index) == modified)
         return;
     setTabData(index, modified);
-    // The mark widens the tab; the bar keeps its tab rectangles until a tab's text changes, so
-    // setting the same text again makes it ask for the new size hint.
-    setTabText(index, tabText(index));
-    Relayout();
+    // Only the mark changes: the tab keeps its size, so nothing to its right moves.
+    if (QWidget *button = CloseButton(index))
+        button->update();
+    update();
+}
+
+bool CustomTabBar::IsMarkShown(int index) const
+{
+    if (!IsTabModified(index))
+        return false;
+    // Under the mouse the close button is what the user reaches for.
+    return !CloseButton(index) || index != m_hoveredIndex;
+}
+
+void CustomTabBar::SetAccentColor(const QColor &color)
+{
+    if (color == m_accentColor)
+        return;
+    m_accentColor = color;
+    update();
+}
+
+QWidget *CustomTabBar::CloseButton(int index) const
+{
+    if (!tabsClosable() || index < 0 || index >= count())
+        return nullptr;
+    const auto side = static_cast<ButtonPosition>(style()->styleHint(QStyle::SH_TabBar_CloseButtonPosition, nullptr, this));
+    return tabButton(index, side);
+}
+
+int CustomTabBar::IndexOfCloseButton(const QObject *button) const
+{
+    for (int i = 0; i < count(); ++i)
+        if (CloseButton(i) == button)
+            return i;
+    return -1;
+}
+
+void CustomTabBar::SetHoveredTab(int index)
+{
+    if (index == m_hoveredIndex)
+        return;
+    for (int changed : {m_hoveredIndex, index})
+        if (QWidget *button = CloseButton(changed))
+            button->update();
+    m_hoveredIndex = index;
     update();
 }
 
 QSize CustomTabBar::tabSizeHint(int index) const
 {
     QSize size = QTabBar::tabSizeHint(index);
-    if (IsTabModified(index))
+    // Without close buttons every tab keeps the mark's room, modified or not.
+    if (!tabsClosable())
         size.rwidth() += markSize + markGap;
     return size;
 }
@@ -139,41 +185,73 @@ void CustomTabBar::tabLayoutChange()
     Relayout();
 }
 
+void CustomTabBar::childEvent(QChildEvent *event)
+{
+    // Close buttons are made by the base class (for new tabs, and for all tabs when they are
+    // switched on); the mark is painted in their place.
+    if (event->added() && event->child()->isWidgetType())
+        event->child()->installEventFilter(this);
+    QTabBar::childEvent(event);
+}
+
 bool CustomTabBar::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_clip && event->type() == QEvent::Resize)
+    if (watched == m_clip && event->type() == QEvent::Resize) {
         Relayout();
+    } else if (watched != m_clip && (event->type() == QEvent::Paint || event->type() == QEvent::Enter)) {
+        const int index = IndexOfCloseButton(watched);
+        if (index >= 0 && event->type() == QEvent::Enter) {
+            SetHoveredTab(index);
+        } else if (index >= 0 && IsMarkShown(index)) {
+            auto *button = static_cast<QWidget *>(watched);
+            QPainter painter(button);
+            PaintMark(painter, button->rect(), palette().color(QPalette::WindowText));
+            return true;
+        }
+    }
     return QTabBar::eventFilter(watched, event);
+}
+
+void CustomTabBar::PaintMark(QPainter &painter, const QRect &area, const QColor &color) const
+{
+    static const QIcon mark(QString::fromLatin1(modifiedIconPath));
+    const int side = std::min({int(markSize), area.width(), area.height()});
+    const QRect rect(area.center().x() - side / 2 + 1, area.center().y() - side / 2 + 1, side, side);
+    if (!mark.availableSizes().isEmpty()) {
+        mark.paint(&painter, rect);
+        return;
+    }
+    // No icon set installed: a dot in the text colour says the same.
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(color);
+    painter.drawEllipse(rect.adjusted(2, 2, -2, -2));
+    painter.restore();
 }
 
 void CustomTabBar::paintEvent(QPaintEvent *)
 {
     QStylePainter painter(this);
-    const QIcon mark(QString::fromLatin1(modifiedIconPath));
+    const bool closable = tabsClosable();
     for (int i = 0; i < count(); ++i) {
         QStyleOptionTab option;
         initStyleOption(&option, i);
-        const bool modified = IsTabModified(i);
         painter.drawControl(QStyle::CE_TabBarTabShape, option);
         QStyleOptionTab label = option;
-        if (modified)
+        // With close buttons the mark is drawn on the button (eventFilter); otherwise in the
+        // room every tab keeps for it.
+        if (!closable)
             label.rect.setRight(label.rect.right() - markSize - markGap);
         painter.drawControl(QStyle::CE_TabBarTabLabel, label);
-        if (!modified)
-            continue;
-        const QRect markRect(label.rect.right() + 1, option.rect.center().y() - markSize / 2 + 1,
-                             markSize, markSize);
-        if (!mark.availableSizes().isEmpty()) {
-            mark.paint(&painter, markRect);
-        } else {
-            // No icon set installed: a dot in the text colour says the same.
-            painter.save();
-            painter.setRenderHint(QPainter::Antialiasing);
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(option.palette.color(QPalette::WindowText));
-            painter.drawEllipse(markRect.adjusted(2, 2, -2, -2));
-            painter.restore();
-        }
+        if (!closable && IsTabModified(i))
+            PaintMark(painter, QRect(label.rect.right() + 1, option.rect.top(), markSize, option.rect.height()),
+                      option.palette.color(QPalette::WindowText));
+    }
+    // The active group's current tab carries the accent along its top.
+    if (m_accentColor.isValid() && currentIndex() >= 0) {
+        const QRect current = tabRect(currentIndex());
+        painter.fillRect(QRect(current.left(), current.top(), current.width(), accentWidth), m_accentColor);
     }
 }
 
@@ -191,6 +269,7 @@ void CustomTabBar::mousePressEvent(QMouseEvent *event)
 
 void CustomTabBar::mouseMoveEvent(QMouseEvent *event)
 {
+    SetHoveredTab(tabAt(event->pos()));
     if (m_pressedIndex < 0 || !(event->buttons() & Qt::LeftButton)
         || (event->pos() - m_pressPosition).manhattanLength() < QApplication::startDragDistance()) {
         QTabBar::mouseMoveEvent(event);
@@ -219,6 +298,12 @@ void CustomTabBar::mouseReleaseEvent(QMouseEvent *event)
 {
     m_pressedIndex = -1;
     QTabBar::mouseReleaseEvent(event);
+}
+
+void CustomTabBar::leaveEvent(QEvent *event)
+{
+    SetHoveredTab(-1);
+    QTabBar::leaveEvent(event);
 }
 
 void CustomTabBar::wheelEvent(QWheelEvent *event)

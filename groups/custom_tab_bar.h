@@ -2,9 +2,11 @@
 
 #include <QtCore/QPoint>
 #include <QtCore/QTimer>
+#include <QtGui/QColor>
 #include <QtWidgets/QTabBar>
 
 class QMimeData;
+class QPainter;
 
 namespace ke2 {
 
@@ -19,7 +21,8 @@ public:
     static constexpr int scrollStep = 12;
     static constexpr int scrollInterval = 20; // ms
     static const char *const modifiedIconPath;
-    // The modified mark's size and its gap to the title; a modified tab is wider by both.
+    // The modified mark's size and its gap to the title; without close buttons every tab is
+    // wider by both, modified or not.
     static constexpr int markSize = 10;
     static constexpr int markGap = 6;
 
@@ -28,6 +31,12 @@ public:
 
     bool IsTabModified(int index) const;
     void SetTabModified(int index, bool modified);
+    // Whether tab `index` shows its modified mark now (rather than its close button).
+    bool IsMarkShown(int index) const;
+
+    // A line across the top of the current tab in `color`; an invalid colour draws none.
+    void SetAccentColor(const QColor &color);
+    static constexpr int accentWidth = 2;
 
     // How far the bar is scrolled to the left, in pixels; kept within what the tabs need.
     int ScrollOffset() const { return m_scrollOffset; }
@@ -53,12 +62,18 @@ protected:
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
+    void leaveEvent(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
     void tabLayoutChange() override;
+    void childEvent(QChildEvent *event) override;
 
 private:
     void Relayout();
     void ScrollStep();
+    QWidget *CloseButton(int index) const;
+    int IndexOfCloseButton(const QObject *button) const;
+    void SetHoveredTab(int index);
+    void PaintMark(QPainter &painter, const QRect &rect, const QColor &color) const;
 
     QWidget *m_clip;
     int m_scrollOffset = 0;
@@ -66,6 +81,8 @@ private:
     QTimer m_scrollTimer;
     int m_pressedIndex = -1;
     QPoint m_pressPosition;
+    int m_hoveredIndex = -1;
+    QColor m_accentColor;
 };
 
 } // namespace ke2

@@ -18,6 +18,7 @@
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QLineEdit>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QToolButton>
 
@@ -88,6 +89,18 @@ OutputView::OutputView(QWidget *parent) : QWidget(parent)
     layout->setSpacing(0);
     layout->addLayout(header);
     layout->addWidget(m_text);
+    m_evaluate = new QLineEdit(this);
+    m_evaluate->setObjectName(QStringLiteral("OutputEvaluate"));
+    m_evaluate->setPlaceholderText(QStringLiteral("Evaluate in the paused frame"));
+    m_evaluate->hide();
+    layout->addWidget(m_evaluate);
+    connect(m_evaluate, &QLineEdit::returnPressed, this, [this] {
+        const QString expression = m_evaluate->text().trimmed();
+        if (expression.isEmpty())
+            return;
+        m_evaluate->clear();
+        emit EvaluateRequested(expression);
+    });
 
     connect(m_verbosity, qOverload<int>(&QComboBox::currentIndexChanged), this, &OutputView::OnOutputTypeChanged);
     connect(m_writeToFile, &QToolButton::clicked, this, &OutputView::ToggleWriteToFile);
@@ -119,6 +132,12 @@ void OutputView::UpdateEmptyHint()
                                     : QStringLiteral("Run code with ") + parts.join(QStringLiteral(", ")) + QLatin1Char('.'));
     m_hint->setVisible(m_text->document()->isEmpty() && !m_text->HasPendingOutput());
     PlaceOverlays();
+}
+
+void OutputView::SetEvaluateVisible(bool visible)
+{
+    // What was typed stays for the next pause.
+    m_evaluate->setVisible(visible);
 }
 
 QToolButton *OutputView::JumpToEndButton() const

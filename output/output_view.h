@@ -5,6 +5,7 @@
 
 class QComboBox;
 class QLabel;
+class QLineEdit;
 class QToolButton;
 
 namespace ke2 {
@@ -13,7 +14,8 @@ class FindReplaceWidget;
 class OutputTextEdit;
 
 // The output panel as the window places it: a header row ("OUTPUT", the verbosity choice, "Write
-// to File" and "Clear") over the output text.
+// to File" and "Clear") over the output text, and under it a line to evaluate expressions in,
+// shown only while the window offers it (a paused debug run).
 class OutputView : public QWidget {
     Q_OBJECT
 
@@ -35,6 +37,8 @@ public:
     QToolButton *JumpToEndButton() const;
     // True when the keyboard focus is in the output text or its find bar.
     bool HasFocusInside() const;
+    QLineEdit *EvaluateLine() const { return m_evaluate; }
+    void SetEvaluateVisible(bool visible);
 
     void AppendText(const QString &text);
     int CurrentVerbosity() const;
@@ -60,6 +64,8 @@ signals:
     void IncreaseOutputFontSizeRequested();
     void DecreaseOutputFontSizeRequested();
     void ReceivedFocus();
+    // Return in the evaluate line: the expression typed (never empty).
+    void EvaluateRequested(const QString &expression);
 
 public slots:
     void ClearAll();
@@ -90,6 +96,7 @@ private:
     OutputTextEdit *m_text = nullptr;
     QLabel *m_hint = nullptr;
     FindReplaceWidget *m_findBar = nullptr;
+    QLineEdit *m_evaluate = nullptr;
     QRegularExpression m_findExpression;
 };
 

@@ -1,5 +1,7 @@
 #include "plugin/debug_pause.h"
 
+#include <atomic>
+
 namespace ke2::DebugPause {
 namespace {
 
@@ -15,7 +17,9 @@ std::function<void()> &canceller()
     return instance;
 }
 
-int g_waiting = 0;
+// Read by the Esc watch's thread.
+std::atomic<int> g_waiting{0};
+std::atomic<bool> g_interrupt{false};
 
 } // namespace
 
@@ -49,6 +53,16 @@ void setCanceller(std::function<void()> cancel)
 bool isWaiting()
 {
     return g_waiting > 0;
+}
+
+void requestInterrupt()
+{
+    g_interrupt.store(true);
+}
+
+bool takeInterrupt()
+{
+    return g_interrupt.exchange(false);
 }
 
 bool cancelWaiting()

@@ -25,6 +25,11 @@ void setCanceller(std::function<void()> cancel);
 bool isWaiting();
 // Stops the run that waits, so that it ends once control returns to it; false when none waits.
 bool cancelWaiting();
+// Esc while a stop waits: Python's own interrupt would surface in whatever the editor asks the
+// paused run, so the request is noted instead and the waiting stop takes it (takeInterrupt) and
+// ends the run as interrupted. Async-signal-safe: the Esc watch may call it from a signal handler.
+void requestInterrupt();
+bool takeInterrupt();
 // What the plug-in says when it is unloaded while a stop waits: the run is stopped, the plug-in
 // stays loaded for now.
 inline QString unloadWhilePausedMessage()

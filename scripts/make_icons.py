@@ -205,10 +205,23 @@ ICONS = {
     "quick_help": circle(8, 8, 6.25) + path("M6 6.25a2 2 0 1 1 2.75 1.85c-.5.2-.75.6-.75 1.15v.5") + circle(8, 11.75, 0.9, filled=GREY),
     "settings": circle(8, 8, 2.25)
     + path("M8 1.75v2 M8 12.25v2 M1.75 8h2 M12.25 8h2 M3.6 3.6l1.4 1.4 M11 11l1.4 1.4 M3.6 12.4L5 11 M11 5l1.4-1.4"),
+    "debug": rect(5, 5.25, 6, 8.75, 3) + path("M6.25 5.25a1.75 1.75 0 0 1 3.5 0 M8 8v6")
+    + path("M5 8.5H2.25 M5 11.5H2.75 M11 8.5h2.75 M11 11.5h2.25 M5.5 5.75L4 4 M10.5 5.75L12 4"),
+    # The Debug view's run controls.
+    "debug_continue": rect(3, 3.5, 2, 9, 0.5, None, 0, GREEN) + play(7, 3.5, 9),
+    "debug_stop": rect(3.5, 3.5, 9, 9, 1.5, None, 0, RED),
+    "step_over": path("M2.75 9.5a5.25 5.25 0 0 1 10.25-1.5", BLUE) + line([(10.5, 7.25), (13, 8), (13.75, 5.5)], BLUE)
+    + circle(8, 13, 1.5, filled=GREY),
+    "step_into": line([(8, 1.75), (8, 9)], BLUE) + line([(5, 6.25), (8, 9.25), (11, 6.25)], BLUE)
+    + circle(8, 13, 1.5, filled=GREY),
+    "step_out": line([(8, 9.5), (8, 2.25)], BLUE) + line([(5, 5.25), (8, 2.25), (11, 5.25)], BLUE)
+    + circle(8, 13, 1.5, filled=GREY),
+    "run_to_cursor": line([(2, 8), (10, 8)], BLUE) + line([(7, 5), (10, 8), (7, 11)], BLUE)
+    + line([(13.25, 3), (13.25, 13)], GREY),
 }
 
 # Activity bar icons are drawn larger; everything else at tab and tool button size.
-SIZES = {name: 24 for name in ("explorer", "search", "quick_help", "settings")}
+SIZES = {name: 24 for name in ("explorer", "search", "quick_help", "settings", "debug")}
 
 
 def svg(body):

@@ -57,7 +57,8 @@ CodeEditorLanguage LanguageForPath(const QString &path)
     const QString suffix = QFileInfo(path).suffix().toLower();
     if (suffix == QLatin1String("py") || suffix == QLatin1String("pyw"))
         return LANGUAGE_PYTHON;
-    if (suffix == QLatin1String("mel"))
+    // A Maya ASCII scene is MEL: highlighting and the outline apply to it.
+    if (suffix == QLatin1String("mel") || suffix == QLatin1String("ma"))
         return LANGUAGE_MEL;
     return LANGUAGE_TEXT;
 }

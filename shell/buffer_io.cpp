@@ -1,6 +1,7 @@
 #include "shell/buffer_io.h"
 
 #include "config/settings.h"
+#include "editor/code_editor.h"
 #include "plugin/host_bridge.h"
 
 #include <QtCore/QFileInfo>
@@ -30,19 +31,29 @@ bool BufferIo::Utf8Preferred()
     return Settings::instance().utf8FileEncodingForReadWrite;
 }
 
-bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, ReadMode mode)
+bool BufferIo::Confirm(const QString &path, ReadMode mode, TextFileProbe *found)
 {
     const TextFileProbe probe = TextFile::Probe(path);
+    if (found)
+        *found = probe;
     if (!probe.exists || !QFileInfo(path).isFile()) {
         HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
         return false;
     }
-    if (mode == ReadMode::Ask && (probe.looksBinary || probe.isLarge())) {
+    if (mode == ReadMode::Ask && (probe.looksBinary || probe.isLarge() || probe.hasLongLine())) {
         QString question;
         if (probe.looksBinary)
             question = QStringLiteral("'%1' looks like a binary file. Opening it as text shows bytes, not "
                                       "lines, and saving it may damage it.\n\nOpen it anyway?")
                            .arg(path);
+        else if (!probe.isLarge())
+            question = QStringLiteral("'%1' has a line of %2 MB. Lines this long are shown broken into rows of %3 "
+                                      "characters, each ending in a %4 mark; saving writes them back unbroken.\n\n"
+                                      "Open it anyway?")
+                           .arg(path)
+                           .arg(double(probe.longestLine) / (1024 * 1024), 0, 'f', 1)
+                           .arg(TextFile::pieceLength)
+                           .arg(QChar(0x21A9));
         else
             question = QStringLiteral("'%1' is %2 MB. Opening a file this large can take a long time.\n\n"
                                       "Open it anyway?")
@@ -52,6 +63,13 @@ bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, 
                                   QMessageBox::No) != QMessageBox::Yes)
             return false;
     }
+    return true;
+}
+
+bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, ReadMode mode)
+{
+    if (!Confirm(path, mode))
+        return false;
     TextFileNotes notes;
     bool read = false;
     {
@@ -62,13 +80,18 @@ bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, 
         HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
         return false;
     }
+    ReportNotes(path, format, notes);
+    return true;
+}
+
+void BufferIo::ReportNotes(const QString &path, const TextFileFormat &format, const TextFileNotes &notes)
+{
     if (notes.fellBackToLatin1)
         HostBridge::showWarning(
             QStringLiteral("'%1' is not valid UTF-8; it was opened as Latin-1 and is saved as Latin-1.").arg(path));
     if (notes.mixedLineEndings)
         HostBridge::showWarning(
             QStringLiteral("'%1' mixes line endings; saving it writes %2 throughout.").arg(path, format.LineEndingName()));
-    return true;
 }
 
 bool BufferIo::Write(const QString &path, const QString &text, TextFileFormat &format)
@@ -98,6 +121,8 @@ void BufferIo::SetFormat(QObject *editor, const TextFileFormat &format)
     if (!m_formats.contains(editor))
         connect(editor, &QObject::destroyed, this, [this, editor] { m_formats.remove(editor); });
     m_formats.insert(editor, format);
+    if (auto *codeEditor = qobject_cast<CodeEditor *>(editor))
+        codeEditor->SetPieceBreak(format.pieceBreak);
 }
 
 TextFileFormat BufferIo::Format(QObject *editor) const

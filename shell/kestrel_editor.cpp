@@ -338,10 +338,17 @@ void KestrelEditor::CreateMenus()
     m_viewMenu->addAction(find(s("Toggle Code Editor Layout")));
     m_viewMenu->addAction(m_toggleSideBarPositionAction);
     QMenu *position = addMenu(m_viewMenu, s("Output Position"));
-    connect(position->addAction(s("Top")), &QAction::triggered, this, &KestrelEditor::OutputPositionTop);
-    connect(position->addAction(s("Bottom")), &QAction::triggered, this, &KestrelEditor::OutputPositionBottom);
-    connect(position->addAction(s("Left")), &QAction::triggered, this, &KestrelEditor::OutputPositionLeft);
-    connect(position->addAction(s("Right")), &QAction::triggered, this, &KestrelEditor::OutputPositionRight);
+    m_outputPositionGroup = new QActionGroup(this);
+    for (const auto &entry : {std::make_pair(s("Top"), &KestrelEditor::OutputPositionTop),
+                              std::make_pair(s("Bottom"), &KestrelEditor::OutputPositionBottom),
+                              std::make_pair(s("Left"), &KestrelEditor::OutputPositionLeft),
+                              std::make_pair(s("Right"), &KestrelEditor::OutputPositionRight)}) {
+        QAction *action = position->addAction(entry.first);
+        action->setCheckable(true);
+        m_outputPositionGroup->addAction(action);
+        connect(action, &QAction::triggered, this, entry.second);
+    }
+    UpdateOutputPositionChecks();
     m_viewMenu->addMenu(position);
     fill(m_viewMenu, {s("-"), s("Toggle Render Whitespaces"), s("Toggle Word Wrap"), s("-"), s("Increase Font Size"),
                       s("Decrease Font Size"), s("Reset Font Size")});
@@ -419,6 +426,7 @@ void KestrelEditor::CreateLayout()
     CreateDebugger();
     m_activityBar = new ActivityBar(this);
     m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_SEARCH, m_sideBar->HasView(SIDE_BAR_VIEW_SEARCH));
+    m_activityBar->SetViewAvailable(SIDE_BAR_VIEW_DEBUG, m_sideBar->HasView(SIDE_BAR_VIEW_DEBUG));
     m_statusBar = new StatusBar(this);
 
     m_outputSplitter = new QSplitter(this);

@@ -8,6 +8,7 @@
 #include "debugger/debug_view.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "output/output_view.h"
 #include "plugin/host_bridge.h"
 #include "views/side_bar.h"
 #include "views/status_bar.h"
@@ -62,7 +63,12 @@ void KestrelEditor::CreateDebugger()
         if (CodeEditor *editor = EditorForPath(path, false))
             editor->RemoveBreakpoint(line);
     });
-    connect(m_debugView, &DebugView::Evaluated, this, [this](const QString &expression, const QString &text, bool ok) {
+    // The output panel's evaluate line: echoed, then framed as a Python result or error is.
+    connect(m_outputView, &OutputView::EvaluateRequested, this, [this](const QString &expression) {
+        if (!m_debugSession->IsPaused())
+            return;
+        QString text;
+        const bool ok = m_debugSession->Evaluate(expression, text);
         AppendOutput(expression + QLatin1Char('\n'));
         AppendOutput(QStringLiteral("# %1: %2 #\n").arg(ok ? QStringLiteral("Result") : QStringLiteral("Error"), text));
     });
@@ -91,7 +97,8 @@ void KestrelEditor::CreateDebugActions()
                                       number("stopDebugging"), &KestrelEditor::StopDebugging);
     m_runToCursorAction = AddAction(QStringLiteral("Run to Cursor"), QStringLiteral("Run to Cursor"),
                                     number("runToCursor"), &KestrelEditor::RunToCursor);
-    AddAction(QStringLiteral("Show Debug View"), QStringLiteral("Show Debug View"), 0, &KestrelEditor::ShowDebug);
+    AddAction(QStringLiteral("Show Debug View"), QStringLiteral("Show Debug View"), number("showDebugView"),
+              &KestrelEditor::ShowDebug);
 }
 
 void KestrelEditor::UpdateDebugActions()
@@ -103,6 +110,7 @@ void KestrelEditor::UpdateDebugActions()
     m_debugAction->setEnabled(paused || !m_debugSession->IsActive());
     for (QAction *action : {m_stepOverAction, m_stepIntoAction, m_stepOutAction, m_stopDebuggingAction, m_runToCursorAction})
         action->setEnabled(paused);
+    m_outputView->SetEvaluateVisible(paused);
 }
 
 void KestrelEditor::ToggleBreakpoint()

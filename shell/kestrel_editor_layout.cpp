@@ -16,6 +16,7 @@
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
+#include "shell/buffer_loader.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
@@ -26,12 +27,14 @@
 #include <QtGui/QCloseEvent>
 #include <QtGui/QKeyEvent>
 #include <QAction>
+#include <QActionGroup>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QMessageBox>
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QSplitter>
 
+#include <algorithm>
 #include <cmath>
 
 namespace ke2 {
@@ -72,6 +75,15 @@ int KestrelEditor::QuarterHeight() const
 {
     // The height even when the panes sit side by side: the proportions follow the window's height.
     return (rect().bottom() - rect().top() + 1) / 4;
+}
+
+int KestrelEditor::DefaultSideBarWidth() const
+{
+    // A fifth of the window, never so narrow that the section headers ("OPEN EDITORS",
+    // "WORKSPACE") and their buttons are cut, unless a long workspace name would take more
+    // than a third of the window.
+    constexpr int minimumWidth = 220;
+    return std::max({minimumWidth, width() / 5, std::min(m_sideBar->HeaderWidth(), width() / 3)});
 }
 
 void KestrelEditor::ShowCodeEditorAndOutput()
@@ -173,11 +185,11 @@ void KestrelEditor::ShowSideBar()
     if (!m_sideBarVisible) {
         QList<int> sizes = m_sideBarSplitter->sizes();
         if (sizes.size() == 2) {
-            const int quarter = QuarterHeight();
             const bool remembered = m_lastSideBarSize >= minimumRememberedSize;
-            sizes[SideBarPane()] = remembered ? m_lastSideBarSize : quarter;
+            const int side = remembered ? m_lastSideBarSize : DefaultSideBarWidth();
+            sizes[SideBarPane()] = side;
             // The side bar's own remembered size decides, not the main area's.
-            sizes[1 - SideBarPane()] = remembered ? m_lastMainSize : 3 * quarter;
+            sizes[1 - SideBarPane()] = remembered ? m_lastMainSize : std::max(m_sideBarSplitter->width() - side, 1);
             m_sideBarSplitter->setSizes(sizes);
         }
         m_sideBarVisible = true;
@@ -324,12 +336,12 @@ void KestrelEditor::ToggleCodeEditorLayout()
     m_editorSplitter->setOrientation(settings.codeEditorOrientVertical ? Qt::Vertical : Qt::Horizontal);
 }
 
-namespace {
-
-void setOutputPosition(QSplitter *splitter, QWidget *output, QWidget *editors, bool vertical, bool topLeft,
-                       QObject *filter)
+void KestrelEditor::SetOutputPosition(bool vertical, bool topLeft)
 {
     Settings &settings = Settings::instance();
+    QSplitter *splitter = m_outputSplitter;
+    QWidget *output = m_outputPanelGroup;
+    QWidget *editors = m_editorSplitter;
     const bool orientationChanged = settings.outputOrientVertical != vertical;
     const bool orderChanged = settings.outputTopLeft != topLeft;
     settings.outputOrientVertical = vertical;
@@ -346,34 +358,53 @@ void setOutputPosition(QSplitter *splitter, QWidget *output, QWidget *editors, b
         splitter->setStretchFactor(1, topLeft ? 1 : 0);
         if (!orientationChanged && sizes.size() == 2)
             splitter->setSizes(sizes);
-        splitter->handle(1)->installEventFilter(filter);
+        splitter->handle(1)->installEventFilter(this);
     }
+    if (orientationChanged) {
+        // Sizes along the old axis mean nothing along the new one (an output as wide as it was
+        // high): beside the editors it takes a third of the width, above or below them the
+        // quarter of the height it has at first start. A hidden pane stays hidden and shows
+        // at that share later.
+        const int extent = vertical ? splitter->height() : splitter->width();
+        const int outputSize = vertical ? QuarterHeight() : extent / 3;
+        m_lastOutputSize = outputSize;
+        m_lastCodeEditorSize = std::max(extent - outputSize - splitter->handleWidth(), 1);
+        QList<int> sizes{0, 0};
+        sizes[OutputPane()] = m_outputVisible ? (m_codeEditorVisible ? m_lastOutputSize : extent) : 0;
+        sizes[1 - OutputPane()] = m_codeEditorVisible ? (m_outputVisible ? m_lastCodeEditorSize : extent) : 0;
+        splitter->setSizes(sizes);
+    }
+    m_outputPanelGroup->UpdateLayout(vertical, topLeft);
+    UpdateOutputPositionChecks();
 }
 
-} // namespace
+void KestrelEditor::UpdateOutputPositionChecks()
+{
+    const Settings &settings = Settings::instance();
+    const int checked = (settings.outputOrientVertical ? 0 : 2) + (settings.outputTopLeft ? 0 : 1);
+    const QList<QAction *> actions = m_outputPositionGroup->actions();
+    if (checked < actions.size())
+        actions.at(checked)->setChecked(true);
+}
 
 void KestrelEditor::OutputPositionTop()
 {
-    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, true, true, this);
-    m_outputPanelGroup->UpdateLayout(true, true);
+    SetOutputPosition(true, true);
 }
 
 void KestrelEditor::OutputPositionBottom()
 {
-    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, true, false, this);
-    m_outputPanelGroup->UpdateLayout(true, false);
+    SetOutputPosition(true, false);
 }
 
 void KestrelEditor::OutputPositionLeft()
 {
-    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, false, true, this);
-    m_outputPanelGroup->UpdateLayout(false, true);
+    SetOutputPosition(false, true);
 }
 
 void KestrelEditor::OutputPositionRight()
 {
-    setOutputPosition(m_outputSplitter, m_outputPanelGroup, m_editorSplitter, false, false, this);
-    m_outputPanelGroup->UpdateLayout(false, false);
+    SetOutputPosition(false, false);
 }
 
 void KestrelEditor::ToggleSideBarPosition()
@@ -721,10 +752,13 @@ void KestrelEditor::UpdateStatusBarInfo()
         m_statusBar->UpdateCounts(0, 0);
         m_statusBar->UpdateLineMessage(QString());
         m_statusBar->UpdateFileFormat(QString(), QString());
+        m_statusBar->UpdateLoadProgress(-2);
         return;
     }
     const TextFileFormat format = m_bufferIo->Format(editor);
     m_statusBar->UpdateFileFormat(format.EncodingName(), format.LineEndingName());
+    const auto *loader = editor->findChild<BufferLoader *>(QString(), Qt::FindDirectChildrenOnly);
+    m_statusBar->UpdateLoadProgress(loader && loader->IsLoading() ? loader->Percent() : -2);
     m_statusBar->UpdateCounts(editor->Marks(MARK_ERROR).size(), editor->Marks(MARK_WARNING).size());
     m_statusBar->UpdateLineMessage(LineMessageAt(editor));
 }
@@ -791,6 +825,7 @@ void KestrelEditor::ApplyPreferences()
             editor->ApplyColors();
         }
         group->ApplyPylintSettings();
+        group->SetActive(group->Id() == m_activeGroupIndex); // the accent follows the colours
     }
 }
 

@@ -8,6 +8,7 @@
 #include "language/mel_command_catalog.h"
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "shell/text_file.h"
 #include "views/status_bar.h"
 
 #include <QtCore/QTimer>
@@ -54,11 +55,11 @@ void KestrelEditor::Execute(ExecuteType type)
         text = cursor.selectedText();
         text.replace(QChar(0x2029), QLatin1Char('\n'));
         if (text.isEmpty())
-            text = editor->toPlainText();
+            text = TextFile::WithoutPieceBreaks(editor->toPlainText(), editor->PieceBreak());
         else
             firstLine = editor->document()->findBlock(cursor.selectionStart()).blockNumber() + 1;
     } else {
-        text = editor->toPlainText();
+        text = TextFile::WithoutPieceBreaks(editor->toPlainText(), editor->PieceBreak());
     }
     if (text.isEmpty())
         return;
@@ -107,7 +108,7 @@ void KestrelEditor::SaveScriptToShelf()
         return;
     QString text = editor->textCursor().selectedText();
     if (text.isEmpty())
-        text = editor->toPlainText();
+        text = TextFile::WithoutPieceBreaks(editor->toPlainText(), editor->PieceBreak());
     if (text.isEmpty())
         return;
     bool accepted = false;

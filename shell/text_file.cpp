@@ -6,6 +6,7 @@
 #include <QtCore/QSaveFile>
 #include <QtGui/QTextDocument>
 
+#include <algorithm>
 #include <utility>
 
 #include <QtCore/QCryptographicHash>
@@ -114,7 +115,11 @@ QChar pickStandIn(QChar original, const QString &text, const QVector<QPair<QChar
                 return false;
         return true;
     };
-    const ushort preferred = original == QLatin1Char('\r') ? 0x240D : original == QChar::ParagraphSeparator ? 0x204B : 0;
+    // A null original is the piece break: a return arrow.
+    const ushort preferred = original == QLatin1Char('\r')             ? 0x240D
+                             : original == QChar::ParagraphSeparator ? 0x204B
+                             : original.isNull()                     ? 0x21A9
+                                                                     : 0;
     if (preferred && free(preferred))
         return QChar(preferred);
     for (ushort candidate = 0xE000; candidate < 0xF900; ++candidate)
@@ -178,6 +183,50 @@ void normaliseLineEndings(QString &text, TextFileFormat &format, TextFileNotes &
     }
     text = out;
     format.standIns = standIns;
+}
+
+// Lines longer than wholeLineLength become rows of pieceLength, each ending in the piece break.
+void breakLongLines(QString &text, TextFileFormat &format)
+{
+    const int n = text.size();
+    bool any = false;
+    for (int start = 0; start < n && !any;) {
+        int end = text.indexOf(QLatin1Char('\n'), start);
+        if (end < 0)
+            end = n;
+        any = end - start > TextFile::wholeLineLength;
+        start = end + 1;
+    }
+    if (!any)
+        return;
+    format.pieceBreak = pickStandIn(QChar(), text, format.standIns);
+    QString out;
+    out.reserve(n + n / TextFile::pieceLength * 2 + 2);
+    for (int start = 0; start <= n;) {
+        int end = text.indexOf(QLatin1Char('\n'), start);
+        if (end < 0)
+            end = n;
+        if (end - start > TextFile::wholeLineLength) {
+            int from = start;
+            while (end - from > TextFile::pieceLength) {
+                int to = from + TextFile::pieceLength;
+                // A surrogate pair stays in one row.
+                if (text.at(to - 1).isHighSurrogate())
+                    --to;
+                out.append(text.constData() + from, to - from);
+                out += format.pieceBreak;
+                out += QLatin1Char('\n');
+                from = to;
+            }
+            out.append(text.constData() + from, end - from);
+        } else {
+            out.append(text.constData() + start, end - start);
+        }
+        if (end < n)
+            out += QLatin1Char('\n');
+        start = end + 1;
+    }
+    text = out;
 }
 
 bool syncToDisk(QFileDevice &file)
@@ -247,6 +296,11 @@ bool TextFileProbe::isLarge() const
     return size > TextFile::largeFileSize;
 }
 
+bool TextFileProbe::hasLongLine() const
+{
+    return longestLine > TextFile::longLineSize;
+}
+
 namespace TextFile {
 
 TextFileProbe Probe(const QString &path)
@@ -261,20 +315,35 @@ TextFileProbe Probe(const QString &path)
     // about for its size anyway.
     const qint64 limit = probe.isLarge() ? probeSize : probe.size;
     const bool utf16 = hasUtf16Mark(probe.size % 2 == 0 ? file.peek(2) : QByteArray());
-    qint64 offset = 0;
+    const bool littleEndian = utf16 && file.peek(1) == "\xFF";
+    qint64 offset = 0, line = 0;
+    const auto endOfLine = [&](ushort c) {
+        if (c == '\n' || c == '\r') {
+            probe.longestLine = std::max(probe.longestLine, line);
+            line = 0;
+        } else {
+            ++line;
+        }
+    };
     while (offset < limit && !probe.looksBinary) {
         const QByteArray chunk = file.read(qMin<qint64>(1024 * 1024, limit - offset));
         if (chunk.isEmpty())
             break;
         if (utf16) {
             // Only a whole NUL character counts: every other byte of ASCII text is zero.
-            for (int i = offset == 0 ? 2 : 0; i + 1 < chunk.size() && !probe.looksBinary; i += 2)
-                probe.looksBinary = chunk.at(i) == 0 && chunk.at(i + 1) == 0;
+            for (int i = offset == 0 ? 2 : 0; i + 1 < chunk.size() && !probe.looksBinary; i += 2) {
+                const auto a = uchar(chunk.at(i)), b = uchar(chunk.at(i + 1));
+                probe.looksBinary = a == 0 && b == 0;
+                endOfLine(littleEndian ? ushort(a | b << 8) : ushort(b | a << 8));
+            }
         } else {
             probe.looksBinary = chunk.contains('\0');
+            for (const char c : chunk)
+                endOfLine(uchar(c));
         }
         offset += chunk.size();
     }
+    probe.longestLine = std::max(probe.longestLine, line);
     return probe;
 }
 
@@ -304,6 +373,7 @@ QString Decode(const QByteArray &bytes, bool utf8Preferred, TextFileFormat &form
     if (text.isNull())
         text = QString::fromLatin1("");
     normaliseLineEndings(text, format, found);
+    breakLongLines(text, format);
     if (notes)
         *notes = found;
     return text;
@@ -311,7 +381,7 @@ QString Decode(const QByteArray &bytes, bool utf8Preferred, TextFileFormat &form
 
 QByteArray Encode(const QString &text, TextFileFormat &format, TextFileNotes *notes)
 {
-    QString lines = text;
+    QString lines = WithoutPieceBreaks(text, format.pieceBreak);
     if (format.lineEnding == LineEnding::CrLf)
         lines.replace(QLatin1Char('\n'), QLatin1String("\r\n"));
     else if (format.lineEnding == LineEnding::Cr)
@@ -501,6 +571,16 @@ bool Write(const QString &path, const QString &text, TextFileFormat &format, Tex
     if (notes)
         *notes = found;
     return true;
+}
+
+QString WithoutPieceBreaks(const QString &text, QChar pieceBreak)
+{
+    if (pieceBreak.isNull() || !text.contains(pieceBreak))
+        return text;
+    QString out = text;
+    out.remove(QString(pieceBreak) + QLatin1Char('\n'));
+    out.remove(pieceBreak);
+    return out;
 }
 
 QString DocumentText(const QTextDocument &document)

@@ -33,6 +33,11 @@ struct TextFileFormat {
     // ending, U+2029 and two noncharacters). Each one the file holds is shown as a character
     // the file does not contain, and written back as itself: (character in the file, stand-in).
     QVector<QPair<QChar, QChar>> standIns;
+    // A line too long to lay out at each key is shown in rows of `TextFile::pieceLength`; each
+    // row but the last ends in this character and a line break that the file does not hold.
+    // Null when no line was broken. A lone one (its break removed or typed over) stands for
+    // nothing either, and a line break without it is one the file gets.
+    QChar pieceBreak;
 
     // What a new file gets: UTF-8 (or the system encoding with the preference off) and the
     // platform's line ending.
@@ -45,7 +50,7 @@ struct TextFileFormat {
     bool operator==(const TextFileFormat &other) const
     {
         return encoding == other.encoding && byteOrderMark == other.byteOrderMark && lineEnding == other.lineEnding
-               && standIns == other.standIns;
+               && standIns == other.standIns && pieceBreak == other.pieceBreak;
     }
     bool operator!=(const TextFileFormat &other) const { return !(*this == other); }
 };
@@ -55,7 +60,10 @@ struct TextFileProbe {
     bool exists = false;
     qint64 size = 0;
     bool looksBinary = false; // a NUL anywhere (a NUL character in a UTF-16 file)
+    // In bytes (code units for UTF-16), line ends not counted; only of files looked at whole.
+    qint64 longestLine = 0;
     bool isLarge() const;
+    bool hasLongLine() const;
 };
 
 // What decoding found besides the text.
@@ -75,6 +83,13 @@ namespace TextFile {
 constexpr qint64 largeFileSize = 32 * 1024 * 1024;
 // How much of a large file the binary check looks at; smaller files are looked at whole.
 constexpr qint64 probeSize = 64 * 1024;
+// A line longer than this is asked about too, as it is shown broken.
+constexpr qint64 longLineSize = 1024 * 1024;
+// The editor lays out a whole line at each change to it: lines longer than `wholeLineLength`
+// are shown in rows of `pieceLength` (see TextFileFormat::pieceBreak) so a key costs the same
+// in a line of 5 MB as in one of 5 KB.
+constexpr int wholeLineLength = 10000;
+constexpr int pieceLength = 200;
 
 TextFileProbe Probe(const QString &path);
 
@@ -103,6 +118,9 @@ bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorStri
                 const QString &backupDirectory = QString());
 // The file a write to `path` really replaces: the end of a chain of symbolic links.
 QString WriteTarget(const QString &path);
+
+// `text` without the piece breaks Decode put in: the text of the file.
+QString WithoutPieceBreaks(const QString &text, QChar pieceBreak);
 
 // A document's text exactly as typed. QTextDocument::toPlainText turns non-breaking spaces into
 // plain ones, which would change the bytes of a file that has them.

@@ -26,6 +26,7 @@ ActivityBar::ActivityBar(QWidget *parent) : QWidget(parent), m_layout(new QVBoxL
     AddViewButton(SIDE_BAR_VIEW_EXPLORER, QStringLiteral(":/ke2_icons/explorer.png"), QStringLiteral("Explorer"));
     AddViewButton(SIDE_BAR_VIEW_SEARCH, QStringLiteral(":/ke2_icons/search.png"), QStringLiteral("Search"));
     AddViewButton(SIDE_BAR_VIEW_QUICK_HELP, QStringLiteral(":/ke2_icons/quick_help.png"), QStringLiteral("Quick Help"));
+    AddViewButton(SIDE_BAR_VIEW_DEBUG, QStringLiteral(":/ke2_icons/debug.png"), QStringLiteral("Debug"));
     m_layout->addStretch(1);
     m_preferences = new QToolButton(this);
     m_preferences->setIcon(QIcon(QStringLiteral(":/ke2_icons/settings.png")));
@@ -50,7 +51,8 @@ void ActivityBar::UpdateToolTips()
         const char *text;
     } rows[] = {{SIDE_BAR_VIEW_EXPLORER, "explorer", "Explorer"},
                 {SIDE_BAR_VIEW_SEARCH, "findInFiles", "Search"},
-                {SIDE_BAR_VIEW_QUICK_HELP, "quickHelp", "Quick Help"}};
+                {SIDE_BAR_VIEW_QUICK_HELP, "quickHelp", "Quick Help"},
+                {SIDE_BAR_VIEW_DEBUG, "showDebugView", "Debug"}};
     for (const auto &row : rows) {
         if (QToolButton *button = m_buttons.value(row.view))
             button->setToolTip(bindings.toolTip(QString::fromLatin1(row.identifier), QString::fromLatin1(row.text)));

@@ -7,6 +7,8 @@
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 
+#include <algorithm>
+
 namespace ke2 {
 namespace {
 
@@ -56,13 +58,16 @@ void OpenEditorsView::SetEntries(const QVector<OpenEditorEntry> &entries)
     for (const OpenEditorEntry &entry : entries)
         if (!groups.contains(entry.group))
             groups.append(entry.group);
-    // A heading per group only helps when there is more than one to tell apart.
+    std::sort(groups.begin(), groups.end());
+    // A heading per group only helps when there is more than one to tell apart. Groups are
+    // numbered as the user sees them, left to right (or top to bottom): the first and third of
+    // the window's groups, with the second empty, are groups 1 and 2.
     const bool headings = groups.size() > 1;
     QTreeWidgetItem *heading = nullptr;
     int headingGroup = -1;
     for (const OpenEditorEntry &entry : entries) {
         if (headings && entry.group != headingGroup) {
-            heading = new QTreeWidgetItem(m_tree, {QStringLiteral("GROUP %1").arg(entry.group + 1)});
+            heading = new QTreeWidgetItem(m_tree, {QStringLiteral("GROUP %1").arg(groups.indexOf(entry.group) + 1)});
             heading->setFlags(Qt::ItemIsEnabled);
             QFont font = heading->font(0);
             font.setPointSizeF(font.pointSizeF() * 0.85);

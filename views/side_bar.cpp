@@ -14,6 +14,8 @@
 #include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QVBoxLayout>
 
+#include <algorithm>
+
 namespace ke2 {
 
 SideBar::SideBar(QWidget *parent)
@@ -90,6 +92,14 @@ void SideBar::SetCurrentView(SideBarView view)
 QString SideBar::Title() const
 {
     return m_title->text();
+}
+
+int SideBar::HeaderWidth() const
+{
+    int width = 0;
+    for (const SubView *section : findChildren<SubView *>())
+        width = std::max(width, section->HeaderWidth());
+    return width;
 }
 
 OpenEditorsView *SideBar::OpenEditors() const

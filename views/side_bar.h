@@ -31,6 +31,8 @@ public:
     SideBarView CurrentView() const { return m_current; }
     void SetCurrentView(SideBarView view);
     QString Title() const;
+    // The width at which every section header of every view shows its title and buttons whole.
+    int HeaderWidth() const;
 
     ExplorerView *Explorer() const { return m_explorer; }
     OpenEditorsView *OpenEditors() const;

@@ -82,6 +82,11 @@ int SubView::HeaderHeight() const
     return m_header->sizeHint().height();
 }
 
+int SubView::HeaderWidth() const
+{
+    return m_header->sizeHint().width();
+}
+
 void SubView::SetExpanded(bool expanded)
 {
     if (expanded == m_expanded)

@@ -27,6 +27,8 @@ public:
     // Any other widget for the header (a view's own tool row), right-aligned.
     void AddHeaderWidget(QWidget *widget);
     int HeaderHeight() const;
+    // The width the header needs to show its whole title and every button.
+    int HeaderWidth() const;
 
 public slots:
     void SetExpanded(bool expanded);

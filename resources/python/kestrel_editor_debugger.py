@@ -6,7 +6,7 @@ interpreter has `sys.monitoring` (3.12 and later) it is used, with events switch
 the code objects that can stop. Elsewhere a trace function set with `sys.settrace` slows every
 frame down, so it is set only while it is needed: the run's code and the files it imports that
 hold breakpoints are compiled with a call at the start of each function (or class or module
-body) holding one, which switches tracing on for that frame; it goes off again when no such
+body) holding one, and around each of its yields and awaits, which switches tracing on for that frame; it goes off again when no such
 frame is left and no step is under way. At a stop the debugger calls `pause_hook` with a JSON description and waits for
 the action it returns; the editor answers questions about the paused frames meanwhile.
 """
@@ -141,7 +141,9 @@ class KestrelEditorDebugger(object):
                 cls._notify('stopped')
             except BaseException as error:
                 cls._stop_tracing()
-                if cls.pause_on_exceptions and cls._running:
+                cls._drop_own_frames(error)
+                # Esc ends the run; it is not an error to look at.
+                if cls.pause_on_exceptions and cls._running and not isinstance(error, KeyboardInterrupt):
                     cls._exception_pause(error)
                 raise
         finally:
@@ -150,6 +152,19 @@ class KestrelEditorDebugger(object):
             cls._frames = []
             cls._refs = {}
             cls._notify('ended')
+
+    @classmethod
+    def _drop_own_frames(cls, error):
+        """An interrupt raised by the debugger at a stop is reported at the user's line, not in
+        the debugger's own frames under it."""
+        tb = error.__traceback__
+        last = None
+        while tb is not None:
+            if not cls._own_frame(tb.tb_frame):
+                last = tb
+            tb = tb.tb_next
+        if last is not None and last.tb_next is not None:
+            last.tb_next = None
 
     @classmethod
     def _notify(cls, event):
@@ -177,6 +192,7 @@ class KestrelEditorDebugger(object):
                                for module in list(sys.modules.values()))
         import builtins
         builtins.__ke2_trace_here__ = cls._trace_here
+        builtins.__ke2_trace_resumed__ = cls._trace_resumed
         sys.meta_path.insert(0, _KestrelEditorFinder)
         if cls._global_mode:
             sys.settrace(cls._global_trace)
@@ -242,6 +258,8 @@ class KestrelEditorDebugger(object):
             call = ast.Expr(value=ast.Call(func=ast.Name(id='__ke2_trace_here__', ctx=ast.Load()),
                                            args=[], keywords=[]))
             body.insert(at, ast.fix_missing_locations(ast.copy_location(call, body[at])))
+            if isinstance(scope, (ast.FunctionDef, ast.AsyncFunctionDef)):
+                _KestrelEditorResumeCalls().visit_body(scope)
         return compile(tree, filename, 'exec')
 
     @classmethod
@@ -267,6 +285,18 @@ class KestrelEditorDebugger(object):
             finally:
                 if cls._running:
                     sys.settrace(cls._global_trace)
+
+    @classmethod
+    def _trace_resumed(cls, value):
+        """Wraps each yield and await of a body that holds a breakpoint: a generator or coroutine
+        left untraced while it was suspended is traced again from where it resumes."""
+        if cls._running and not cls._use_monitoring:
+            frame = sys._getframe(1)
+            cls._entered.add(id(frame))
+            if sys.gettrace() is None:
+                sys.settrace(cls._global_trace)
+            cls._trace_frame(frame)
+        return value
 
     @classmethod
     def _untrace_if_idle(cls):
@@ -367,6 +397,10 @@ class KestrelEditorDebugger(object):
         if parts[0] == 'stop':
             cls._running = False
             raise KestrelEditorDebuggerStop()
+        if parts[0] == 'interrupt':
+            # Esc while paused: the run ends as an interrupted one does, reported as such.
+            cls._running = False
+            raise KeyboardInterrupt()
         if parts[0] in ('into', 'over', 'out'):
             cls._mode = parts[0]
             cls._step_frame = frame
@@ -468,11 +502,13 @@ class KestrelEditorDebugger(object):
             monitoring.use_tool_id(tool, 'kestrel-editor')
         events = monitoring.events
         monitoring.register_callback(tool, events.PY_START, cls._monitor_py_start)
+        # A generator or coroutine resumed: Step Into enters it as it enters a call.
+        monitoring.register_callback(tool, events.PY_RESUME, cls._monitor_py_start)
         monitoring.register_callback(tool, events.LINE, cls._monitor_line)
         monitoring.register_callback(tool, events.PY_RETURN, cls._monitor_py_return)
         monitoring.register_callback(tool, events.PY_YIELD, cls._monitor_py_return)
         cls._monitored = set()
-        monitoring.set_events(tool, events.PY_START)
+        monitoring.set_events(tool, events.PY_START | events.PY_RESUME)
         monitoring.restart_events()
 
     @classmethod
@@ -484,7 +520,7 @@ class KestrelEditorDebugger(object):
             for code in cls._monitored:
                 monitoring.set_local_events(tool, code, 0)
             cls._monitored = set()
-            for event in (monitoring.events.PY_START, monitoring.events.LINE,
+            for event in (monitoring.events.PY_START, monitoring.events.PY_RESUME, monitoring.events.LINE,
                           monitoring.events.PY_RETURN, monitoring.events.PY_YIELD):
                 monitoring.register_callback(tool, event, None)
             monitoring.free_tool_id(tool)
@@ -576,8 +612,8 @@ class KestrelEditorDebugger(object):
     @staticmethod
     def _hidden_global(name):
         # Dunder names and the editor's own helpers that live in __main__ beside the user's.
-        return name.startswith('__') and name.endswith('__') or name.startswith('KestrelEditor') \
-            or name == '_PropertyPlaceholder'
+        return name.startswith('__') and name.endswith('__') \
+            or name.startswith(('KestrelEditor', '_KestrelEditor')) or name == '_PropertyPlaceholder'
 
     @classmethod
     def _ref_for(cls, value):
@@ -735,6 +771,38 @@ class _KestrelEditorFinder(object):
         pass
 
 
+class _KestrelEditorResumeCalls(object):
+    """Rewrites the yields and awaits of one function body (not of the functions, classes,
+    lambdas and comprehensions inside it) as `__ke2_trace_resumed__(<the yield>)`."""
+
+    def visit_body(self, scope):
+        for statement in scope.body:
+            self._rewrite(statement)
+
+    def _rewrite(self, node):
+        import ast
+        nested = (ast.FunctionDef, ast.AsyncFunctionDef, ast.ClassDef, ast.Lambda, ast.GeneratorExp,
+                  ast.ListComp, ast.SetComp, ast.DictComp)
+        for field, value in ast.iter_fields(node):
+            if isinstance(value, list):
+                items = [(value, index, item) for index, item in enumerate(value)]
+            else:
+                items = [(None, field, value)]
+            for holder, key, child in items:
+                if not isinstance(child, ast.AST) or isinstance(child, nested):
+                    continue
+                self._rewrite(child)
+                if isinstance(child, (ast.Yield, ast.YieldFrom, ast.Await)):
+                    call = ast.copy_location(ast.Call(
+                        func=ast.Name(id='__ke2_trace_resumed__', ctx=ast.Load()), args=[child],
+                        keywords=[]), child)
+                    ast.fix_missing_locations(call)
+                    if holder is None:
+                        setattr(node, key, call)
+                    else:
+                        holder[key] = call
+
+
 def _instrumenting_loader():
     import importlib.machinery
 
@@ -747,6 +815,7 @@ def _instrumenting_loader():
 
 
 _KestrelEditorLoader = _instrumenting_loader()
+del _instrumenting_loader  # the script runs in __main__, beside the user's names
 
 
 class _PropertyPlaceholder(object):

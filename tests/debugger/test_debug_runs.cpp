@@ -4,10 +4,13 @@
 #include "debugger/debug_view.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "output/output_view.h"
 #include "shell/editor_session.h"
 #include "shell/kestrel_editor.h"
+#include "tests/support/fake_key_state.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "views/side_bar.h"
 #include "views/status_bar.h"
 
 #include <QtCore/QFileInfo>
@@ -17,6 +20,8 @@
 #include <QtGui/QHelpEvent>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QLineEdit>
+#include <QtWidgets/QSplitter>
+#include <QtWidgets/QToolButton>
 #include <QtWidgets/QToolTip>
 #include <QtWidgets/QTreeWidget>
 
@@ -203,10 +208,15 @@ private slots:
             },
             [&](QStringList &n) {
                 n << describeStop({"result"});
-                // The line under the Debug view evaluates in the paused frame, into the output.
-                view->EvaluateLine()->setText("result * 2");
-                QTest::keyClick(view->EvaluateLine(), Qt::Key_Return);
-                n << m_window->OutputText().section('\n', -3);
+                // The output panel's evaluate line, shown while paused, evaluates in the paused
+                // frame; the answer is framed as a Python result or error.
+                QLineEdit *evaluate = m_window->findChild<OutputView *>()->EvaluateLine();
+                n << QString("evaluate line shown: %1").arg(evaluate->isVisible() ? "yes" : "no");
+                for (const char *expression : {"result * 2", "missing + 1"}) {
+                    evaluate->setText(expression);
+                    QTest::keyClick(evaluate, Qt::Key_Return);
+                }
+                n << m_window->OutputText().section('\n', -5);
                 m_window->StepOut();
             },
             [&](QStringList &n) {
@@ -245,7 +255,8 @@ private slots:
             "timer fired: yes",
             KestrelEditor::debugPausedExecuteMessage(),
             "tool_main.py:6 result=5",
-            "result * 2\n# Result: 10 #\n",
+            "evaluate line shown: yes",
+            "result * 2\n# Result: 10 #\nmissing + 1\n# Error: NameError: name 'missing' is not defined #\n",
             "tool_main.py:8",
             "tool_main.py:9",
             "helper.py:2 x=5",
@@ -261,6 +272,107 @@ private slots:
         QCOMPARE(marker.readAll(), QByteArray("finally ran"));
         QTRY_VERIFY(m_window->OutputText().contains("doubled 10\n"));
         QCOMPARE(main->PausedLine(), -1);
+        QVERIFY(!m_window->findChild<OutputView *>()->EvaluateLine()->isVisible());
+    }
+
+    // Esc interrupts a debugged run whether it runs or waits at a stop: KeyboardInterrupt is
+    // reported once, `finally` blocks run, and the window goes on working (a plain Execute and a
+    // second debugged run). Presses come from a fake keyboard, in milliseconds after the run began,
+    // or as a key event to the window (what a host whose watch is idle while paused relies on).
+    void escapeInterruptsDebugRuns_data()
+    {
+        QTest::addColumn<QString>("code");
+        QTest::addColumn<int>("breakpoint"); // 0-based line; -1: none
+        QTest::addColumn<bool>("focused");
+        QTest::addColumn<bool>("keyEvent");
+        QTest::addColumn<bool>("interrupted");
+        const QString loop = "import time\ntry:\n    n = 0\n    while time.time() < START + 3:\n        n += 1\n"
+                             "finally:\n    print('cleaned up')\n";
+        QTest::newRow("running") << loop << -1 << true << false << true;
+        QTest::newRow("paused at a stop") << loop << 4 << true << false << true;
+        QTest::newRow("paused, key event in the window") << loop << 4 << false << true << true;
+        QTest::newRow("paused, Esc in another program") << loop << 4 << false << false << false;
+    }
+    void escapeInterruptsDebugRuns()
+    {
+        QFETCH(QString, code);
+        QFETCH(int, breakpoint);
+        QFETCH(bool, focused);
+        QFETCH(bool, keyEvent);
+        QFETCH(bool, interrupted);
+        CodeEditor *main = openTool();
+        main->setPlainText(code);
+        if (breakpoint >= 0)
+            main->ToggleBreakpoint(breakpoint);
+        auto keyboard = std::make_shared<test::FakeKeyState>(QVector<int>{400}, focused);
+        m_host->interruptWatch().setSourceFactory(test::FakeKeyState::factory(keyboard));
+        QVERIFY(m_host->executePython("import time\nSTART = time.time()"));
+        QStringList stops;
+        const QStringList notes = debug({[&](QStringList &) {
+            // Waits as a user reading the stop would; an Esc ends the wait.
+            DebugSession *session = m_window->GetDebugSession();
+            if (keyEvent)
+                QTest::keyClick(m_window->ActiveCodeEditor(), Qt::Key_Escape);
+            const bool ended = QTest::qWaitFor([&] { return !session->IsPaused(); }, 1000);
+            QCOMPARE(ended, !session->IsPaused());
+            stops << QString("still paused: %1").arg(session->IsPaused() ? "yes" : "no");
+            if (session->IsPaused())
+                m_window->StopDebugging();
+        }});
+        QCOMPARE(notes, QStringList());
+        if (breakpoint >= 0)
+            QCOMPARE(stops, QStringList{QString("still paused: %1").arg(interrupted ? "no" : "yes")});
+        QTRY_VERIFY(m_window->OutputText().contains("cleaned up\n"));
+        QCOMPARE(m_window->OutputText().count("KeyboardInterrupt"), interrupted ? 1 : 0);
+        // At the tool's own line, never inside the debugger.
+        QVERIFY2(!interrupted || m_window->OutputText().contains("# Error: KeyboardInterrupt: file " + m_main + " line "),
+                 qPrintable(m_window->OutputText().right(300)));
+        // Ended at the press, not when the loop would have.
+        if (interrupted && !keyEvent)
+            QVERIFY2(keyboard->elapsed() - keyboard->lastPress() < 1500, qPrintable(QString::number(keyboard->elapsed())));
+        QCOMPARE(main->PausedLine(), -1);
+        QVERIFY(m_host->executePython("after_escape = 6 * 7"));
+        main->setPlainText("after_debug = after_escape + 1\n");
+        main->SetBreakpoints({});
+        main->ToggleBreakpoint(0);
+        const QStringList again = debug({[&](QStringList &n) {
+            n << describeStop({});
+            m_window->Debug();
+        }});
+        QCOMPARE(again, QStringList{"tool_main.py:1"});
+        int value = 0;
+        QVERIFY(m_host->executePythonInt("after_debug", value));
+        QCOMPARE(value, 43);
+    }
+
+    // The Debug view fits the narrowest side bar the window gives it: nothing is cut off by a
+    // minimum width, and every run control shows whole.
+    void debugViewFitsTheNarrowestSideBar()
+    {
+        DebugView *view = m_window->GetDebugView();
+        m_window->resize(1366, 768);
+        m_window->ShowDebug();
+        QSplitter *splitter = m_window->SideBarSplitter();
+        const int pane = splitter->indexOf(m_window->GetSideBar());
+        const QList<QToolButton *> buttons = view->findChildren<QToolButton *>();
+        QCOMPARE(buttons.size(), 6);
+        for (const int width : {220, 1366 / 5}) {
+            QList<int> sizes = splitter->sizes();
+            sizes[1 - pane] += sizes[pane] - width;
+            sizes[pane] = width;
+            splitter->setSizes(sizes);
+            QApplication::processEvents();
+            QVERIFY2(view->width() <= width && view->minimumSizeHint().width() <= view->width(),
+                     qPrintable(QString("%1 wide, %2 needed").arg(view->width()).arg(view->minimumSizeHint().width())));
+            for (QToolButton *button : buttons) {
+                const QRect shown = QRect(button->mapTo(view, QPoint()), button->size());
+                QVERIFY2(view->rect().contains(shown) && button->width() >= button->sizeHint().width(),
+                         qPrintable(QString("%1 at %2: %3 wide, %4 needed").arg(button->text()).arg(width)
+                                        .arg(button->width()).arg(button->sizeHint().width())));
+                QVERIFY2(!button->icon().isNull() && button->toolTip().startsWith(button->text()),
+                         qPrintable(button->toolTip()));
+            }
+        }
     }
 
     void conditionsHitCountsAndExceptions_data()

@@ -12,6 +12,7 @@
 #include <QtTest/QSignalSpy>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QStackedWidget>
+#include <QtWidgets/QStyle>
 #include <QtWidgets/QToolButton>
 
 #include <memory>
@@ -440,21 +441,45 @@ private slots:
         QCOMPARE(group->TabBarScrollOffset(), stopped);
     }
 
-    // The modified mark widens its tab at once, so the title is never squeezed by it.
-    void modifiedMarkWidensTheTab()
+    // The modified mark never moves a tab or its neighbours. With close buttons it takes the
+    // button's place until the mouse is over the tab, where the button is back to be clicked;
+    // without them every tab keeps room for it.
+    void modifiedMarkKeepsTheTabsInPlace_data()
     {
+        QTest::addColumn<bool>("closable");
+        QTest::newRow("close buttons") << true;
+        QTest::newRow("no close buttons") << false;
+    }
+    void modifiedMarkKeepsTheTabsInPlace()
+    {
+        QFETCH(bool, closable);
+        SettingsGuard guard;
+        Settings::instance().showCloseButtonOnTabs = closable;
         GroupWindow w;
-        CodeEditorGroup *group = w.groups[0];
-        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("hello.py")), QString());
-        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("other.py")), QString());
-        CodeEditorGroupTabBar *bar = group->TabBar();
-        const int before = bar->tabRect(0).width();
-        const int nextLeft = bar->tabRect(1).left();
+        for (const char *name : {"hello.py", "other.py"})
+            w.groups[0]->AddCodeEditor(record(LANGUAGE_PYTHON, QString::fromLatin1(name)), QString());
+        CodeEditorGroupTabBar *bar = w.groups[0]->TabBar();
+        const QRect first = bar->tabRect(0), second = bar->tabRect(1);
+        const QImage plain = bar->grab(first).toImage();
         bar->SetTabModified(0, true);
-        QCOMPARE(bar->tabRect(0).width(), before + CustomTabBar::markSize + CustomTabBar::markGap);
-        QCOMPARE(bar->tabRect(1).left(), nextLeft + CustomTabBar::markSize + CustomTabBar::markGap);
+        QCOMPARE(bar->tabRect(0), first);
+        QCOMPARE(bar->tabRect(1), second);
+        QVERIFY(bar->grab(first).toImage() != plain);
+        if (closable) {
+            QMouseEvent over(QEvent::MouseMove, first.center(), bar->mapToGlobal(first.center()), Qt::NoButton,
+                             Qt::NoButton, Qt::NoModifier);
+            QApplication::sendEvent(bar, &over);
+            QCOMPARE(bar->grab(first).toImage(), plain);
+            QSignalSpy close(w.groups[0], &CodeEditorGroup::CloseTabRequested);
+            const auto side = QTabBar::ButtonPosition(bar->style()->styleHint(QStyle::SH_TabBar_CloseButtonPosition, nullptr, bar));
+            QTest::mouseClick(bar->tabButton(0, side), Qt::LeftButton);
+            QCOMPARE(close.size(), 1);
+            QEvent leave(QEvent::Leave);
+            QApplication::sendEvent(bar, &leave);
+            QVERIFY(bar->grab(first).toImage() != plain);
+        }
         bar->SetTabModified(0, false);
-        QCOMPARE(bar->tabRect(0).width(), before);
+        QCOMPARE(bar->grab(first).toImage(), plain);
     }
 
 private:

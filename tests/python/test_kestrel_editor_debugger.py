@@ -135,6 +135,55 @@ class DebuggerTest(unittest.TestCase):
                     self.assertIsNone(error)
                     self.assertEqual(recorder.events[-1], 'ended')
 
+    def test_generators_and_coroutines_resume_under_the_debugger(self):
+        # A suspended generator or coroutine runs untraced; every resume must still reach its
+        # breakpoints, and a yield counts as a return for the steps.
+        generator = textwrap.dedent('''\
+            def numbers(n):
+                i = 0
+                while i < n:
+                    yield i
+                    i += 1
+                last = i
+            total = 0
+            for k in numbers(3):
+                total += k
+            done = total
+            ''')
+        coroutine = textwrap.dedent('''\
+            import asyncio
+            async def work():
+                a = 1
+                await asyncio.sleep(0)
+                b = a + 1
+                await asyncio.sleep(0)
+                return b
+            result = asyncio.run(work())
+            ''')
+        rows = [
+            # name, source, breakpoints, answers, expected stops (reason, line)
+            ('breakpoint after the first yield', generator, [5], [],
+             [('breakpoint', 5)] * 3),
+            ('breakpoint on the yield', generator, [4], [],
+             [('breakpoint', 4)] * 3),
+            ('step over a yield goes to the consumer', generator, [4], ['over', 'over', 'stop'],
+             [('breakpoint', 4), ('step', 9), ('step', 8)]),
+            ('step out of a generator', generator, [5], ['out', 'stop'],
+             [('breakpoint', 5), ('step', 9)]),
+            ('step into each resume', generator, [9], ['into', 'into', 'into', 'stop'],
+             [('breakpoint', 9), ('step', 8), ('step', 5), ('step', 3)]),
+            ('step over inside a resumed generator', generator, [5], ['over', 'over', 'over', 'stop'],
+             [('breakpoint', 5), ('step', 3), ('step', 4), ('step', 9)]),
+            ('breakpoints after each await', coroutine, [5, 7], [],
+             [('breakpoint', 5), ('breakpoint', 7)]),
+        ]
+        for name, source, lines, answers, expected in rows:
+            with self.subTest(name):
+                recorder, error = self.debug([('main', line, '', 0) for line in lines], answers, source=source)
+                self.assertIsNone(error)
+                self.assertEqual([(stop[0], stop[2]) for stop in recorder.stops], expected)
+        self.assertEqual(sys.modules['__main__'].__dict__.get('result'), 2)
+
     def test_locals_watch_and_stack(self):
         mechanisms = []
         original = KestrelEditorDebugger.variables.__func__
@@ -165,10 +214,21 @@ class DebuggerTest(unittest.TestCase):
         recorder, _ = self.debug([('main', 4, 'a == 1', 0)], [])
         self.assertEqual([stop[3]['a'] for stop in recorder.stops], ['1'])
 
-    def test_stop_runs_finally_blocks(self):
-        self.debug([('main', 4, '', 0)], ['stop'])
-        self.assertTrue(sys.modules['__main__'].__dict__.get('done'))
-        self.assertNotIn('value', sys.modules['__main__'].__dict__)
+    def test_stop_and_interrupt_run_finally_blocks(self):
+        # Stop ends quietly; Esc (interrupt) ends as an interrupted run, without an exception pause.
+        for answer, raised in (('stop', None), ('interrupt', KeyboardInterrupt)):
+            with self.subTest(answer):
+                recorder, error = self.debug([('main', 4, '', 0)], [answer])
+                self.assertTrue(sys.modules['__main__'].__dict__.get('done'))
+                self.assertNotIn('value', sys.modules['__main__'].__dict__)
+                self.assertEqual(type(error) if error else None, raised)
+                self.assertEqual(self.where(recorder), [('breakpoint', 'main.py', 4)])
+                if error is not None:  # reported at the user's line, as the host shows it
+                    tb = error.__traceback__
+                    while tb.tb_next is not None:
+                        tb = tb.tb_next
+                    self.assertEqual((tb.tb_frame.f_code.co_filename, tb.tb_lineno), (self.main, 4))
+                sys.modules['__main__'].__dict__.pop('done', None)
 
     def test_uncaught_exception_pauses_at_the_raising_line(self):
         source = 'def fail(n):\n    limit = n\n    raise ValueError("bad %d" % n)\nfail(4)\n'
@@ -183,6 +243,13 @@ class DebuggerTest(unittest.TestCase):
                     self.assertEqual(stop[6], 'ValueError: bad 4')
                 else:
                     self.assertEqual(recorder.stops, [])
+
+    def test_module_level_variables_leave_out_the_debugger(self):
+        recorder, _ = self.debug([('main', 2, '', 0)], [])
+        names = recorder.stops[0][3]
+        self.assertIn('helper', names)
+        self.assertEqual([n for n in names if 'KestrelEditor' in n or n in ('_PropertyPlaceholder', '_instrumenting_loader')],
+                         [])
 
     def test_first_line_offset_matches_the_tab(self):
         recorder = Recorder([])

@@ -152,6 +152,7 @@ private slots:
         QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/T.PY")), LANGUAGE_PYTHON);
         QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/t.pyw")), LANGUAGE_PYTHON);
         QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/t.Mel")), LANGUAGE_MEL);
+        QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/scene.MA")), LANGUAGE_MEL);
         QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/t.pyi")), LANGUAGE_TEXT);
         QCOMPARE(BufferFiles::LanguageForPath(QStringLiteral("/s/py")), LANGUAGE_TEXT);
     }

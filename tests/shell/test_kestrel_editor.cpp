@@ -3,9 +3,13 @@
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include "tests/groups/groups_test_support.h"
+
+#include "config/color_scheme.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "groups/code_editor_group_tab_bar.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
 #include "views/activity_bar.h"
@@ -19,10 +23,13 @@
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QSplitter>
 #include <QtWidgets/QSplitterHandle>
+#include <QtWidgets/QStackedWidget>
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QTreeWidget>
 
+#include <algorithm>
 #include <memory>
+#include <numeric>
 
 using namespace ke2;
 using ke2::test::FakeHost;
@@ -79,11 +86,27 @@ private:
     {
         return m_window->SideBarSplitter()->sizes().at(Settings::instance().sideBarLeft ? 0 : 1);
     }
+    // Spreads the editors over the groups, counts[g] in group g (the first start's two included).
+    void spread(const QVector<int> &counts)
+    {
+        while (m_window->Group(0)->Count() < std::accumulate(counts.begin(), counts.end(), 0))
+            m_window->NewMelBuffer();
+        for (int group = counts.size() - 1; group > 0; --group)
+            for (int i = 0; i < counts.at(group); ++i)
+                m_window->OnMoveTabRequested(0, m_window->Group(0)->Count() - 1, group, -1);
+    }
+    // The colour along the top of the current tab of group `id`.
+    QColor currentTabTop(int id) const
+    {
+        CodeEditorGroupTabBar *bar = m_window->Group(id)->TabBar();
+        return bar->grab().toImage().pixelColor(bar->tabRect(bar->currentIndex()).center().x(), 0);
+    }
 
 private slots:
     void init()
     {
         Settings::instance() = Settings();
+        ColorScheme::instance().buildDefaults();
         test::installFakeHost(m_host, m_prefs);
     }
     void cleanup()
@@ -110,7 +133,6 @@ private slots:
         QCOMPARE(outputSize(), 200);
         const int total = outputSize() + codeSize();
         QCOMPARE(codeSize(), total - 200);
-        QCOMPARE(sideBarSize(), 200);
         QCOMPARE(m_window->windowTitle(), QString("Python - Kestrel Editor 2"));
     }
 
@@ -304,6 +326,136 @@ private slots:
         file.close();
         m_window->OnPreferencesModified();
         QVERIFY(Settings::instance().pylintActive());
+    }
+
+    // A side bar with nothing remembered is a fifth of the window, never under 220 pixels nor
+    // so narrow that its section headers and their buttons are cut.
+    void sideBarOpensWideEnoughForItsHeaders_data()
+    {
+        QTest::addColumn<QSize>("window");
+        QTest::addColumn<int>("width"); // at least
+        QTest::newRow("small window") << QSize(1000, 650) << 220;
+        QTest::newRow("1920x1080") << QSize(1920, 1080) << 384;
+    }
+    void sideBarOpensWideEnoughForItsHeaders()
+    {
+        QFETCH(QSize, window);
+        QFETCH(int, width);
+        QVERIFY(shown(window.width(), window.height()));
+        // The headers need more than 220 pixels in some fonts: then they decide.
+        QVERIFY(m_window->GetSideBar()->HeaderWidth() > 150);
+        QCOMPARE(sideBarSize(), std::max(width, m_window->GetSideBar()->HeaderWidth()));
+    }
+
+    // A tab dragged to a group's edge makes a new group only when one is free, in the half the
+    // highlight showed (the groups shown share the area equally) and wherever the free group
+    // was; with none free the whole group lights up and takes the drop.
+    void edgeDrops_data()
+    {
+        QTest::addColumn<QVector<int>>("before");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<int>("percent");
+        QTest::addColumn<int>("zone");
+        QTest::addColumn<QVector<int>>("after");
+        QTest::addColumn<int>("landed"); // the group the dragged editor is in afterwards
+        const int before = TAB_DROP_ZONE_BEFORE, centre = TAB_DROP_ZONE_CENTER, after = TAB_DROP_ZONE_AFTER;
+        using V = QVector<int>;
+        QTest::newRow("right of the only group") << V{2} << 0 << 0 << 95 << after << V{1, 1, 0} << 1;
+        QTest::newRow("left of the only group") << V{2} << 0 << 0 << 5 << before << V{1, 1, 0} << 0;
+        QTest::newRow("a third between two") << V{2, 1} << 0 << 1 << 5 << before << V{1, 1, 1} << 1;
+        QTest::newRow("all in use: left edge") << V{2, 1, 1} << 0 << 1 << 5 << centre << V{1, 2, 1} << 1;
+        QTest::newRow("all in use: right edge") << V{1, 1, 2} << 2 << 1 << 95 << centre << V{1, 2, 1} << 1;
+        QTest::newRow("free between, before the first") << V{2, 0, 1} << 0 << 0 << 5 << before << V{1, 1, 1} << 0;
+        QTest::newRow("first free, after the last") << V{0, 2, 1} << 1 << 2 << 95 << after << V{1, 1, 1} << 2;
+    }
+    void edgeDrops()
+    {
+        QFETCH(QVector<int>, before);
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(int, percent);
+        QFETCH(int, zone);
+        QFETCH(QVector<int>, after);
+        QFETCH(int, landed);
+        QVERIFY(shown(1366, 768));
+        spread(before);
+        CodeEditor *dragged = m_window->Group(from)->CodeEditorAt(0);
+        CodeEditorGroup *target = m_window->Group(to);
+        const QRect area = target->findChild<QStackedWidget *>()->geometry();
+        const QPoint at(area.left() + (area.width() + 1) * percent / 100, area.center().y());
+        std::unique_ptr<QMimeData> mime(CodeEditorGroupTabBar::MoveCodeEditorMimeData(from, 0));
+        test::dragMoveAt(target, at, mime.get());
+        QCOMPARE(int(target->DropZone()), zone);
+        if (zone == TAB_DROP_ZONE_CENTER)
+            QCOMPARE(target->DropHighlight(), area);
+        test::dropAt(target, at, mime.get());
+        QApplication::processEvents();
+        QVector<int> counts, widths;
+        for (CodeEditorGroup *group : m_window->Groups()) {
+            counts.append(group->Count());
+            if (group->isVisible())
+                widths.append(group->width());
+        }
+        QCOMPARE(counts, after);
+        QVERIFY(m_window->Group(landed)->IndexOf(dragged) >= 0);
+        const auto [narrowest, widest] = std::minmax_element(widths.begin(), widths.end());
+        QVERIFY2(*widest - *narrowest <= 1, qPrintable(QString("%1 .. %2").arg(*narrowest).arg(*widest)));
+    }
+
+    // The active group's current tab carries the colour scheme's selection colour along its
+    // top (here a light scheme's); the others do not. Open Editors numbers groups as they are seen.
+    void activeGroupIsMarked()
+    {
+        QVERIFY(shown(1366, 768));
+        const QColor accent(173, 214, 255);
+        ColorScheme::instance().codeEditorRoles[ColorRoleName::selectedText].format.setBackground(accent);
+        m_window->OnPreferencesModified();
+        spread({1, 0, 1});
+        QCOMPARE(currentTabTop(2), accent);
+        QVERIFY(currentTabTop(0) != accent);
+        OpenEditorsView *list = m_window->GetSideBar()->OpenEditors();
+        QCOMPARE(list->Tree()->topLevelItem(1)->text(0), QString("GROUP 2"));
+        QTest::mouseClick(list->Tree()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          list->Tree()->visualItemRect(list->ItemFor(0, 0)).center());
+        QCOMPARE(currentTabTop(0), accent);
+        QVERIFY(currentTabTop(2) != accent);
+    }
+
+    // The Output Position entries show the position in use; a move to the other axis gives the
+    // output a third of the width beside the editors, or the first start's quarter of the height
+    // above or below them, also when it was hidden during the move.
+    void outputPositionIsCheckedAndSized_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QString>("checked");
+        QTest::addColumn<bool>("third"); // else a quarter of the window's height
+        QTest::newRow("as started") << QStringList{} << "Top" << false;
+        QTest::newRow("right") << QStringList{"Right"} << "Right" << true;
+        QTest::newRow("right, then left") << QStringList{"Right", "Left"} << "Left" << true;
+        QTest::newRow("right, then bottom") << QStringList{"Right", "Bottom"} << "Bottom" << false;
+        QTest::newRow("hidden while moved right") << QStringList{"hide", "Right", "hide"} << "Right" << true;
+    }
+    void outputPositionIsCheckedAndSized()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QString, checked);
+        QFETCH(bool, third);
+        QVERIFY(shown(1366, 768));
+        QMenu *position = menuNamed(m_window->MenuBar(), "Output Position");
+        for (const QString &step : steps) {
+            if (step == "hide")
+                m_window->BindingAction(64)->trigger(); // Toggle Output
+            for (QAction *action : position->actions())
+                if (action->text() == step)
+                    action->trigger();
+        }
+        QStringList marked;
+        for (QAction *action : position->actions())
+            if (action->isChecked())
+                marked.append(action->text());
+        QCOMPARE(marked, QStringList{checked});
+        QCOMPARE(outputSize(), third ? m_window->OutputSplitter()->width() / 3 : m_window->height() / 4);
     }
 
     void tabDroppedBeforeTheFirstGroupShiftsTheOthers()

@@ -10,6 +10,7 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
+#include "shell/buffer_loader.h"
 #include "shell/kestrel_editor.h"
 #include "shell/text_file.h"
 #include "views/status_bar.h"
@@ -25,6 +26,7 @@
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QScrollBar>
 
 #include <memory>
@@ -426,6 +428,62 @@ private slots:
             return;
         m_window->Save();
         QCOMPARE(contents(path), before);
+    }
+
+    // A big file opens in pieces: nothing partial can be saved over it, the bar shows the
+    // progress, and once loaded it saves back to the same bytes.
+    void bigFilesOpenInPieces()
+    {
+        QByteArray bytes;
+        while (bytes.size() <= BufferLoader::InPiecesSize)
+            bytes += "setAttr \".nm\" -type \"string\" \"caf\xE9\";\r\n"; // Latin-1, CRLF
+        const QString path = file(QStringLiteral("scene.txt"), bytes); // plain text: the load, not the colours
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QVERIFY(KestrelEditor::IsLoading(editor));
+        auto *progress = m_window->GetStatusBar()->findChild<QProgressBar *>(QStringLiteral("loadProgress"));
+        QVERIFY(progress && progress->isVisible());
+        m_window->Save();
+        QCOMPARE(contents(path), bytes);
+        QVERIFY(messages().contains(QStringLiteral("'%1' is still loading; it can be saved once it is loaded.").arg(path)));
+        m_window->RevertFile(); // no second text mixed into the one coming in
+        QTRY_VERIFY_WITH_TIMEOUT(!KestrelEditor::IsLoading(editor), 120000);
+        QVERIFY(!progress->isVisible());
+        QVERIFY(!editor->isReadOnly());
+        QVERIFY(!m_window->Group(0)->IsModified(m_window->Group(0)->IndexOf(editor)));
+        QVERIFY(messages().contains(
+            QStringLiteral("'%1' is not valid UTF-8; it was opened as Latin-1 and is saved as Latin-1.").arg(path)));
+        editor->moveCursor(QTextCursor::Start);
+        QTest::keyClicks(editor, QStringLiteral("//"));
+        m_window->Save();
+        QCOMPARE(contents(path), "//" + bytes);
+    }
+
+    // A big file of the session waits for its tab: the window shows without it, a save leaves it
+    // alone, and it loads (cursor where it was) when its tab is first shown.
+    void hiddenSessionTabLoadsWhenShown()
+    {
+        const QByteArray big = QByteArray("import os\n").repeated(BufferLoader::DeferredSize / 10 + 1);
+        const QString bigPath = file(QStringLiteral("big.py"), big);
+        const QString smallPath = file(QStringLiteral("small.py"), "x = 1\n");
+        Settings::instance().tabDetails = QStringList{QStringLiteral("0;1;%1;0;25;0").arg(bigPath),
+                                                      QStringLiteral("0;1;%1;1;0;0").arg(smallPath)};
+        Settings::instance().write();
+        QVERIFY(start());
+        CodeEditorGroup *group = m_window->Group(0);
+        CodeEditor *hidden = group->CodeEditorAt(group->IndexOfPath(bigPath));
+        QVERIFY(hidden && !hidden->isVisible());
+        QTest::qWait(200);
+        QVERIFY(KestrelEditor::IsLoading(hidden));
+        QVERIFY(hidden->document()->isEmpty());
+        m_window->SaveAll();
+        QCOMPARE(contents(bigPath), big);
+        m_window->SetActiveCodeEditor(0, group->IndexOfPath(bigPath));
+        QTRY_VERIFY_WITH_TIMEOUT(!KestrelEditor::IsLoading(hidden), 60000);
+        QCOMPARE(TextFile::DocumentText(*hidden->document()), QString::fromLatin1(big));
+        QCOMPARE(hidden->textCursor().position(), 25);
+        QVERIFY(!group->IsModified(group->IndexOfPath(bigPath)));
     }
 
     // Another program's change is never overwritten unseen: a save asks first, and the reload

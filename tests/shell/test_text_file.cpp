@@ -6,6 +6,9 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QClipboard>
+#include <QtGui/QGuiApplication>
+#include <QtGui/QTextBlock>
 #include <QtGui/QTextDocument>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
@@ -138,13 +141,20 @@ private slots:
         QTest::addColumn<qint64>("size");
         QTest::addColumn<bool>("binary");
         QTest::addColumn<bool>("large");
-        QTest::newRow("script") << QByteArray("print(1)\n") << qint64(9) << false << false;
-        QTest::newRow("NUL near the start") << QByteArray("\x7F" "ELF\x02\x01\x01\0", 8) << qint64(8) << true << false;
+        QTest::addColumn<qint64>("longestLine");
+        QTest::newRow("script") << QByteArray("print(1)\n") << qint64(9) << false << false << qint64(8);
+        const QByteArray line = QByteArray("x").repeated(TextFile::longLineSize + 1);
+        QTest::newRow("a line over 1 MB") << "a\r\n" + line + "\r\nb" << qint64(line.size() + 5) << false << false
+                                          << qint64(line.size());
+        QTest::newRow("UTF-16 line over 1 MB") << "\xFF\xFE" + QByteArray("x\0", 2).repeated(line.size())
+                                               << qint64(2 * line.size() + 2) << false << false << qint64(line.size());
+        QTest::newRow("NUL near the start") << QByteArray("\x7F" "ELF\x02\x01\x01\0", 8) << qint64(8) << true << false << qint64(-1);
         QTest::newRow("NUL after 80 KB") << QByteArray("x = 1\n").repeated(14000) + QByteArray(1, '\0') << qint64(84001)
-                                         << true << false;
-        QTest::newRow("UTF-16 text") << QByteArray("\xFF\xFEx\0\n\0", 6) << qint64(6) << false << false;
-        QTest::newRow("UTF-16 NUL character") << QByteArray("\xFF\xFEx\0\0\0", 6) << qint64(6) << true << false;
-        QTest::newRow("hundreds of MB") << QByteArray("x") << qint64(300) * 1024 * 1024 << true << true;
+                                         << true << false << qint64(-1);
+        QTest::newRow("UTF-16 text") << QByteArray("\xFF\xFEx\0\n\0", 6) << qint64(6) << false << false << qint64(1);
+        QTest::newRow("UTF-16 NUL character") << QByteArray("\xFF\xFEx\0\0\0", 6) << qint64(6) << true << false
+                                              << qint64(-1);
+        QTest::newRow("hundreds of MB") << QByteArray("x") << qint64(300) * 1024 * 1024 << true << true << qint64(-1);
     }
     void probe()
     {
@@ -152,6 +162,7 @@ private slots:
         QFETCH(qint64, size);
         QFETCH(bool, binary);
         QFETCH(bool, large);
+        QFETCH(qint64, longestLine); // -1: not told
         const QString path = m_dir.filePath(QStringLiteral("probe"));
         QVERIFY(put(path, start));
         QVERIFY(QFile::resize(path, size)); // sparse: the tail reads as NUL bytes
@@ -160,7 +171,106 @@ private slots:
         QCOMPARE(probe.size, size);
         QCOMPARE(probe.looksBinary, binary);
         QCOMPARE(probe.isLarge(), large);
+        if (longestLine >= 0) {
+            QCOMPARE(probe.longestLine, longestLine);
+            QCOMPARE(probe.hasLongLine(), longestLine > TextFile::longLineSize);
+        }
         QVERIFY(!TextFile::Probe(m_dir.filePath(QStringLiteral("missing"))).exists);
+    }
+
+    // A line too long to lay out at each key is shown in rows; the file keeps it whole.
+    void longLinesAreShownInRows_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("broken");
+        const QByteArray longLine = QByteArray("abcdefghij").repeated(2501); // 25,010 characters
+        QTest::newRow("a line of 10,000 stays whole") << QByteArray("x").repeated(TextFile::wholeLineLength) + "\n" << false;
+        QTest::newRow("UTF-8, LF") << "a = 1\n" + longLine + "\nb = 2\n" << true;
+        QTest::newRow("CRLF, two long lines, no final break") << longLine + "\r\n\r\n" + longLine << true;
+        QTest::newRow("Latin-1 with NULs") << QByteArray("\xE9\0", 2).repeated(8000) + "\r\nend\r\n" << true;
+        QByteArray utf16("\xFF\xFE", 2);
+        for (int i = 0; i < 12000; ++i)
+            utf16.append(i % 1000 == 999 ? QByteArray("\r\0\n\0", 4) : QByteArray("y\0", 2));
+        utf16.append(QByteArray("z\0", 2).repeated(20000));
+        QTest::newRow("UTF-16 LE") << utf16 << true;
+        // A four-byte character whose two halves would fall on either side of a row's end.
+        QTest::newRow("surrogate pair at a row's end")
+            << QByteArray("q").repeated(TextFile::pieceLength - 1) + "\xF0\x9F\x98\x80" + longLine << true;
+        QTest::newRow("the arrow is in the file already") << "\xE2\x86\xA9 " + longLine << true;
+        QTest::newRow("CR lines") << longLine + "\r" + longLine + "\r" << true;
+    }
+    void longLinesAreShownInRows()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, broken);
+        const QString path = m_dir.filePath(QStringLiteral("long.py"));
+        QVERIFY(put(path, bytes));
+        QString text;
+        TextFileFormat format;
+        QVERIFY(TextFile::Read(path, true, text, format));
+        QCOMPARE(!format.pieceBreak.isNull(), broken);
+        CodeEditor editor(LANGUAGE_PYTHON, path);
+        editor.setPlainText(text);
+        editor.SetPieceBreak(format.pieceBreak);
+        for (QTextBlock block = editor.document()->begin(); block.isValid(); block = block.next()) {
+            const QString row = block.text();
+            QVERIFY2(row.size() <= TextFile::wholeLineLength, qPrintable(QString::number(block.blockNumber())));
+            if (broken && row.endsWith(format.pieceBreak)) {
+                QVERIFY(row.size() <= TextFile::pieceLength + 1);
+                QVERIFY(!row.at(row.size() - 2).isHighSurrogate());
+            }
+        }
+        QVERIFY(TextFile::Write(path, TextFile::DocumentText(*editor.document()), format));
+        QCOMPARE(contents(path), bytes);
+    }
+
+    // Keys beside a row's break edit the line's text; the break itself stays one.
+    void keysAtARowBreak_data()
+    {
+        QTest::addColumn<int>("at"); // 0: end of the first row, after the break; 1: before it; 2: next row's start
+        QTest::addColumn<int>("key");
+        QTest::addColumn<int>("removed"); // index in the line of the removed character, or -1
+        QTest::addColumn<QString>("inserted"); // inserted at the row's end
+        QTest::newRow("a letter after the break") << 0 << int(Qt::Key_B) << -1 << "b";
+        QTest::newRow("a letter before the break") << 1 << int(Qt::Key_B) << -1 << "b";
+        QTest::newRow("Return after the break") << 0 << int(Qt::Key_Return) << -1 << "\n";
+        QTest::newRow("Backspace at the next row's start") << 2 << int(Qt::Key_Backspace) << TextFile::pieceLength - 1
+                                                           << "";
+        QTest::newRow("Delete before the break") << 1 << int(Qt::Key_Delete) << TextFile::pieceLength << "";
+        QTest::newRow("Delete after the break") << 0 << int(Qt::Key_Delete) << TextFile::pieceLength << "";
+    }
+    void keysAtARowBreak()
+    {
+        QFETCH(int, at);
+        QFETCH(int, key);
+        QFETCH(int, removed);
+        QFETCH(QString, inserted);
+        QString line;
+        for (int i = 0; i < 25000; ++i)
+            line += QChar('a' + i % 26);
+        TextFileFormat format;
+        const QString text = TextFile::Decode(line.toUtf8(), true, format);
+        CodeEditor editor(LANGUAGE_TEXT);
+        editor.setPlainText(text);
+        editor.SetPieceBreak(format.pieceBreak);
+        const QTextBlock first = editor.document()->firstBlock();
+        QTextCursor cursor(editor.document());
+        // A copy across rows is the line's text.
+        cursor.setPosition(first.position() + 10);
+        cursor.setPosition(first.next().position() + 10, QTextCursor::KeepAnchor);
+        editor.setTextCursor(cursor);
+        editor.copy();
+        QCOMPARE(QGuiApplication::clipboard()->text(), line.mid(10, TextFile::pieceLength));
+
+        cursor.setPosition(at == 2 ? first.next().position() : first.position() + first.length() - 1 - at);
+        editor.setTextCursor(cursor);
+        QTest::keyClick(&editor, Qt::Key(key), Qt::NoModifier);
+        QString expected = line;
+        if (removed >= 0)
+            expected.remove(removed, 1);
+        expected.insert(TextFile::pieceLength, inserted);
+        QCOMPARE(TextFile::WithoutPieceBreaks(TextFile::DocumentText(*editor.document()), format.pieceBreak), expected);
+
     }
 
     void permissionsAreKept()

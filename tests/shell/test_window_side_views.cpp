@@ -3,12 +3,14 @@
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
+#include "config/key_bindings.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
 #include "views/outline_tree_widget.h"
+#include "views/activity_bar.h"
 #include "views/outline_view.h"
 #include "views/side_bar.h"
 #include "views/workspace_tree_widget.h"
@@ -17,6 +19,7 @@
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 #include <QtWidgets/QMenu>
+#include <QtWidgets/QToolButton>
 
 #include <memory>
 
@@ -50,6 +53,44 @@ private slots:
         m_window.reset();
         test::removeFakeHost(m_host, m_prefs);
         Settings::instance() = Settings();
+    }
+
+    // Each view has its button in the activity bar and its key: the key shows the view, the button
+    // (its tool tip naming the key) folds the side bar away and brings it back with that view.
+    void viewsSwitchByKeyAndActivityBar_data()
+    {
+        QTest::addColumn<int>("view");
+        QTest::addColumn<QString>("identifier");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("explorer") << int(SIDE_BAR_VIEW_EXPLORER) << "explorer" << "Explorer";
+        QTest::newRow("quick help") << int(SIDE_BAR_VIEW_QUICK_HELP) << "quickHelp" << "Quick Help";
+        QTest::newRow("debug") << int(SIDE_BAR_VIEW_DEBUG) << "showDebugView" << "Debug";
+    }
+    void viewsSwitchByKeyAndActivityBar()
+    {
+        QFETCH(int, view);
+        QFETCH(QString, identifier);
+        QFETCH(QString, title);
+        QVERIFY(shown());
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window.get()));
+        const SideBarView wanted = static_cast<SideBarView>(view);
+        // Start from another view, side bar hidden.
+        m_window->SetSideBarView(wanted == SIDE_BAR_VIEW_EXPLORER ? SIDE_BAR_VIEW_QUICK_HELP : SIDE_BAR_VIEW_EXPLORER);
+        m_window->SetSideBarVisible(false);
+        const ActionBinding *binding = KeyBindings::instance().find(identifier);
+        QVERIFY(binding && binding->hasShortcut());
+        QTest::keySequence(m_window.get(), binding->shortcuts.first());
+        QVERIFY(m_window->IsSideBarVisible());
+        QCOMPARE(int(m_window->GetSideBar()->CurrentView()), view);
+        QToolButton *button = m_window->GetActivityBar()->ViewButton(wanted);
+        QVERIFY(button && button->isVisible() && button->isChecked());
+        QCOMPARE(button->toolTip(), QString("%1 (%2)").arg(title, binding->shortcuts.first().toString(QKeySequence::NativeText)));
+        button->click();
+        QVERIFY(!m_window->IsSideBarVisible() && !button->isChecked());
+        button->click();
+        QVERIFY(m_window->IsSideBarVisible() && button->isChecked());
+        QCOMPARE(int(m_window->GetSideBar()->CurrentView()), view);
     }
 
     // The active buffer's parse fills the outline; a click on an entry selects its name in the
