@@ -2,16 +2,19 @@
 #include "tests/support/test_registry.h"
 #include "tests/support/window_test.h"
 
+#include "config/color_scheme.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "language/auto_completer.h"
 #include "language/mel_auto_completer.h"
 #include "language/mel_command_catalog.h"
 #include "shell/kestrel_editor.h"
+#include "views/problems_view.h"
 #include "views/status_bar.h"
 
 #include <QtTest/QtTest>
 #include <QtWidgets/QListView>
+#include <QtWidgets/QMenu>
 
 #include <memory>
 
@@ -97,6 +100,36 @@ private slots:
         QTRY_COMPARE(editor->Marks(MARK_WARNING).size(), 1);
         QCOMPARE(editor->LineMessages(MARK_WARNING).value(0), QString("Command polyCube has no flag -foo"));
         QVERIFY(editor->Marks(MARK_ERROR).isEmpty());
+        // Underlined in the warnings' colour under the flag itself, never in the errors'.
+        QStringList underlined;
+        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections()) {
+            const QColor colour = selection.format.underlineColor();
+            if (selection.format.underlineStyle() == QTextCharFormat::NoUnderline)
+                continue;
+            underlined << QStringLiteral("%1 %2")
+                              .arg(selection.cursor.selectedText(),
+                                   colour == ColorScheme::warningFormat().underlineColor() ? "warning"
+                                   : colour == ColorScheme::errorFormat().underlineColor() ? "error"
+                                                                                           : colour.name());
+        }
+        QCOMPARE(underlined, QStringList{"-foo warning"});
+        // View > Problems lists it under the buffer, with its line.
+        QAction *problemsAction = nullptr;
+        for (QMenu *menu : m_window->findChildren<QMenu *>()) {
+            if (menu->title().remove('&') != QLatin1String("View"))
+                continue;
+            for (QAction *action : menu->actions()) {
+                if (action->text().remove('&') == QLatin1String("Problems"))
+                    problemsAction = action;
+            }
+        }
+        QVERIFY(problemsAction);
+        problemsAction->trigger();
+        ProblemsView *problems = m_window->Problems();
+        QVERIFY(problems && problems->isVisible());
+        QTRY_COMPARE(problems->Texts(), (QStringList{QStringLiteral("%1 (1)").arg(editor->DisplayName()),
+                                                     "  Ln 1  Command polyCube has no flag -foo"}));
+
         // On a known flag the status bar shows its argument types; elsewhere on the line, the
         // warning.
         QTextCursor cursor = editor->textCursor();
