@@ -4,6 +4,9 @@
 //     the longest event-loop pass and the time until every line is highlighted;
 //   - the outline of 100,000 items updated after a pause, sorted and unsorted;
 //   - 50,000 diagnostics marks on 40 lines and on 5,000 lines, and a Return afterwards;
+//   - a 100 MB Maya ASCII scene and a log of 1,000,000 lines opened in pieces: first paint, the
+//     longest event-loop block while the rest loads, and peak memory, beside a bare text widget
+//     given the whole text at once;
 //   - a file of one 5 MB line: open, 100 keys typed in the middle of it, scrolling, and the
 //     bytes a save writes.
 #include "bench_target.h"
@@ -11,14 +14,20 @@
 #include "editor/code_editor.h"
 #include "language/highlighter.h"
 #include "language/mel_parser.h"
+#include "shell/buffer_loader.h"
 #include "shell/text_file.h"
 #include "views/outline_view.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QFile>
+#include <QtCore/QTemporaryDir>
+#include <QtCore/QTimer>
+#include <QtCore/QEventLoop>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QTextBlock>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QApplication>
+#include <QtWidgets/QPlainTextEdit>
 
 #include <algorithm>
 #include <cstdio>
@@ -203,6 +212,152 @@ void marks(int lines)
     BelowRow(keyLabel.constData(), keyMs, "ms", 16);
 }
 
+// Peak resident memory since the last reset, in bytes (Linux; 0 elsewhere).
+qint64 peakMemory()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n'))
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong() * 1024;
+    return 0;
+}
+
+void resetPeakMemory()
+{
+    QFile refs(QStringLiteral("/proc/self/clear_refs"));
+    if (refs.open(QIODevice::WriteOnly))
+        refs.write("5");
+}
+
+// A Maya ASCII scene of `bytes`: nodes with attribute lines, as scenes hold them.
+QByteArray mayaScene(qint64 bytes)
+{
+    QByteArray out;
+    out.reserve(bytes + 512);
+    out += "//Maya ASCII 2024 scene\n//Name: big.ma\nrequires maya \"2024\";\ncurrentUnit -l centimeter -a degree -t film;\n";
+    for (int i = 0; out.size() < bytes; ++i) {
+        const QByteArray n = QByteArray::number(i);
+        out += "createNode transform -n \"pCube" + n + "\";\n\trename -uid \"5A1B" + n + "\";\n"
+               "\tsetAttr \".t\" -type \"double3\" " + QByteArray::number(i % 97) + ".25 1.5 -3.75 ;\n"
+               "createNode mesh -n \"pCubeShape" + n + "\" -p \"pCube" + n + "\";\n"
+               "\tsetAttr -k off \".v\";\n\tsetAttr \".uvst[0].uvsn\" -type \"string\" \"map1\";\n"
+               "\tsetAttr -s 8 \".vt[0:7]\"  -0.5 -0.5 0.5 0.5 -0.5 0.5 -0.5 0.5 0.5 0.5 0.5 0.5\n"
+               "\t\t -0.5 0.5 -0.5 0.5 0.5 -0.5 -0.5 -0.5 -0.5 0.5 -0.5 -0.5;\n";
+    }
+    return out;
+}
+
+QByteArray logLines(int lines)
+{
+    QByteArray out;
+    out.reserve(qint64(lines) * 64);
+    for (int i = 0; i < lines; ++i)
+        out += "2026-01-01 12:00:" + QByteArray::number(i % 60).rightJustified(2, '0') + " INFO worker "
+               + QByteArray::number(i % 8) + ": processed item " + QByteArray::number(i) + "\n";
+    return out;
+}
+
+class PaintWatch : public QObject {
+public:
+    bool painted = false;
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (event->type() == QEvent::Paint)
+            painted = true;
+        return QObject::eventFilter(watched, event);
+    }
+};
+
+void bigFile(const char *name, CodeEditorLanguage language, const QByteArray &bytes)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(QString::fromLatin1(name));
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            return;
+    }
+    const double megabytes = bytes.size() / (1024.0 * 1024.0);
+    const QByteArray what = QByteArray(name) + QByteArray(" (") + QByteArray::number(megabytes, 'f', 0) + " MB)";
+
+    resetPeakMemory();
+    const qint64 before = peakMemory();
+    {
+        CodeEditor editor(language, path);
+        editor.resize(1000, 800);
+        editor.show();
+        QCoreApplication::processEvents();
+        PaintWatch watch;
+        editor.viewport()->installEventFilter(&watch);
+        auto *loader = new BufferLoader(&editor, path, true, &editor);
+        bool loaded = false;
+        QObject::connect(loader, &BufferLoader::Loaded, [&] { loaded = true; });
+        // What a key pressed during the load would wait: the longest gap between the ticks of a
+        // timer that asks for the event loop every few milliseconds.
+        QElapsedTimer open, sinceTick;
+        double firstPaint = -1, longest = 0, longestAt = 0;
+        QTimer tick;
+        tick.setInterval(2);
+        QObject::connect(&tick, &QTimer::timeout, [&] {
+            const double gap = ms(sinceTick);
+            if (gap > longest) {
+                longest = gap;
+                longestAt = loader->Percent();
+            }
+            sinceTick.restart();
+            if (firstPaint < 0 && watch.painted && !editor.document()->isEmpty())
+                firstPaint = ms(open);
+            watch.painted = false;
+        });
+        QEventLoop loop;
+        QObject::connect(loader, &BufferLoader::Loaded, &loop, &QEventLoop::quit);
+        open.start();
+        sinceTick.start();
+        tick.start();
+        loader->Start();
+        if (!loaded)
+            loop.exec();
+        tick.stop();
+        std::printf("  the longest gap came at %.0f%% loaded\n", longestAt);
+        const double loadedMs = ms(open);
+        // Scrolling the loaded file, and the idle work after it.
+        double afterLongest = 0;
+        QScrollBar *bar = editor.verticalScrollBar();
+        for (int i = 0; i <= 10; ++i) {
+            QElapsedTimer pass;
+            pass.start();
+            bar->setValue(bar->maximum() / 10 * i);
+            QCoreApplication::processEvents();
+            afterLongest = std::max(afterLongest, ms(pass));
+        }
+        const double peak = double(peakMemory() - before) / bytes.size();
+        std::printf("%s: loaded in %.0f ms, %d lines; scrolling after the load: longest pass %.1f ms\n", what.constData(),
+                    loadedMs, editor.document()->blockCount(), afterLongest);
+        BelowRow(QByteArray("open " + what + ": first paint").constData(), firstPaint, "ms", 2000);
+        BelowRow(QByteArray("open " + what + ": longest event-loop block while loading").constData(), longest, "ms", 50);
+        BelowRow(QByteArray("open " + what + ": peak memory / file size").constData(), peak, "x", 5);
+    }
+
+    // The anchor: a bare text widget given the whole text at once, no highlighting.
+    resetPeakMemory();
+    const qint64 bareBefore = peakMemory();
+    QElapsedTimer bare;
+    bare.start();
+    QPlainTextEdit plain;
+    plain.resize(1000, 800);
+    plain.setPlainText(QString::fromUtf8(bytes));
+    plain.show();
+    QCoreApplication::processEvents();
+    const double bareMs = ms(bare);
+    const double barePeak = double(peakMemory() - bareBefore) / bytes.size();
+    TargetRow(QByteArray("open " + what + ": bare QPlainTextEdit first paint (anchor)").constData(), bareMs, "ms",
+              "(measured)", true);
+    TargetRow(QByteArray("open " + what + ": bare QPlainTextEdit memory (anchor)").constData(), barePeak, "x",
+              "(measured)", true);
+}
+
 void longLine()
 {
     QByteArray bytes;
@@ -298,6 +453,11 @@ int main(int argc, char **argv)
     }
     if (wanted("highlighting"))
         tripleQuoteEdit();
+    if (wanted("open")) {
+        if (!qEnvironmentVariableIsSet("KE2_BENCH_LOG_ONLY"))
+            bigFile("scene.ma", LANGUAGE_MEL, mayaScene(qint64(100) * 1024 * 1024));
+        bigFile("run.log", LANGUAGE_TEXT, logLines(1000000));
+    }
     if (wanted("longline"))
         longLine();
     if (wanted("outline")) {

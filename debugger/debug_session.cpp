@@ -3,12 +3,14 @@
 #include "plugin/debug_pause.h"
 #include "plugin/host_bridge.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
+#include <QtGui/QKeyEvent>
 
 namespace ke2 {
 
@@ -92,8 +94,11 @@ QString DebugSession::OnPause(const QString &info)
     auto pending = std::make_shared<Pending>();
     m_pending = pending;
     const QPointer<DebugSession> self(this);
-    // An Esc pressed before this stop belonged to the running code, not to this pause.
+    // An Esc pressed before this stop belonged to the running code, not to this pause. While
+    // paused, the host's own Esc watch may not run (inside Maya it watches only while the host
+    // is busy), so the key is also taken as the windows receive it.
     DebugPause::takeInterrupt();
+    QCoreApplication::instance()->installEventFilter(this);
     QTimer escape;
     escape.setInterval(20);
     connect(&escape, &QTimer::timeout, this, [this] {
@@ -107,6 +112,7 @@ QString DebugSession::OnPause(const QString &info)
     if (m_pending == pending)
         pending->loop.exec();
     if (self) {
+        QCoreApplication::instance()->removeEventFilter(this);
         m_pending.reset();
         m_frames.clear();
         m_state = State::Running;
@@ -148,6 +154,18 @@ void DebugSession::StepOut()
 void DebugSession::Stop()
 {
     Resume(QStringLiteral("stop"));
+}
+
+bool DebugSession::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::KeyPress && IsPaused() && watched->isWidgetType()) {
+        const auto *key = static_cast<QKeyEvent *>(event);
+        if (key->key() == Qt::Key_Escape && key->modifiers() == Qt::NoModifier) {
+            Interrupt();
+            return true;
+        }
+    }
+    return QObject::eventFilter(watched, event);
 }
 
 void DebugSession::Interrupt()

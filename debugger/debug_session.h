@@ -67,6 +67,10 @@ public:
     // What the trace function calls (through DebugPause): returns the chosen action.
     QString OnPause(const QString &info);
 
+protected:
+    // Esc while paused, wherever the host's windows have the keyboard.
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 signals:
     void Started();
     void Paused();

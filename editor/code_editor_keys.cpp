@@ -147,6 +147,15 @@ void CodeEditor::keyPressEvent(QKeyEvent *event)
     const int key = event->key();
     if (QToolTip::isVisible())
         QToolTip::hideText();
+    // Read-only (a file still loading): only the keys the base class allows, which move and
+    // copy; the rules below edit through cursors of their own, which read-only does not stop.
+    if (isReadOnly()) {
+        if (key == Qt::Key_Escape)
+            emit EscapeKeyPressed();
+        else
+            QPlainTextEdit::keyPressEvent(event);
+        return;
+    }
     StepOffPieceBreak(event);
 
     // A typed line feed (what input tools send for "\n", the X keysym Linefeed) breaks the line

@@ -35,6 +35,10 @@ void CodeEditor::CustomCopy()
 
 void CodeEditor::CustomCut()
 {
+    if (isReadOnly()) {
+        CustomCopy();
+        return;
+    }
     if (textCursor().hasSelection()) {
         cut();
         return;
@@ -45,6 +49,8 @@ void CodeEditor::CustomCut()
 
 void CodeEditor::CustomPaste()
 {
+    if (isReadOnly())
+        return;
     QTextCursor cursor = textCursor();
     const QMimeData *mime = QGuiApplication::clipboard()->mimeData();
     if (!cursor.hasSelection() && mime && !mime->data(QString::fromLatin1(lineMimeType)).isEmpty()) {

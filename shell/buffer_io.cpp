@@ -31,9 +31,11 @@ bool BufferIo::Utf8Preferred()
     return Settings::instance().utf8FileEncodingForReadWrite;
 }
 
-bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, ReadMode mode)
+bool BufferIo::Confirm(const QString &path, ReadMode mode, TextFileProbe *found)
 {
     const TextFileProbe probe = TextFile::Probe(path);
+    if (found)
+        *found = probe;
     if (!probe.exists || !QFileInfo(path).isFile()) {
         HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
         return false;
@@ -61,6 +63,13 @@ bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, 
                                   QMessageBox::No) != QMessageBox::Yes)
             return false;
     }
+    return true;
+}
+
+bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, ReadMode mode)
+{
+    if (!Confirm(path, mode))
+        return false;
     TextFileNotes notes;
     bool read = false;
     {
@@ -71,13 +80,18 @@ bool BufferIo::Read(const QString &path, QString &text, TextFileFormat &format, 
         HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
         return false;
     }
+    ReportNotes(path, format, notes);
+    return true;
+}
+
+void BufferIo::ReportNotes(const QString &path, const TextFileFormat &format, const TextFileNotes &notes)
+{
     if (notes.fellBackToLatin1)
         HostBridge::showWarning(
             QStringLiteral("'%1' is not valid UTF-8; it was opened as Latin-1 and is saved as Latin-1.").arg(path));
     if (notes.mixedLineEndings)
         HostBridge::showWarning(
             QStringLiteral("'%1' mixes line endings; saving it writes %2 throughout.").arg(path, format.LineEndingName()));
-    return true;
 }
 
 bool BufferIo::Write(const QString &path, const QString &text, TextFileFormat &format)

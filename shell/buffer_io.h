@@ -31,6 +31,10 @@ public:
     // Reads `path`; false (with "Failed to open file: %1" reported, or after the user declined)
     // when nothing should be opened.
     bool Read(const QString &path, QString &text, TextFileFormat &format, ReadMode mode = ReadMode::Ask);
+    // The checks and questions of Read without the read; `probe` gets what was found.
+    bool Confirm(const QString &path, ReadMode mode, TextFileProbe *probe = nullptr);
+    // The warnings a read gives: not UTF-8, mixed line endings.
+    static void ReportNotes(const QString &path, const TextFileFormat &format, const TextFileNotes &notes);
     // Writes atomically; false with "Failed to open file for save: %1" reported, the old file
     // intact. On success the write is recorded as the window's own.
     bool Write(const QString &path, const QString &text, TextFileFormat &format);

@@ -87,6 +87,8 @@ public:
     int ActiveGroupIndex() const { return m_activeGroupIndex; }
     // The current editor of the active group; null when it has none.
     CodeEditor *ActiveCodeEditor() const;
+    // Whether the editor's file is still coming in (or waits for its tab to be shown).
+    static bool IsLoading(const CodeEditor *editor);
     // The editor with keyboard focus; null when focus is elsewhere.
     CodeEditor *FocusedCodeEditor() const;
     // The output text when it has the keyboard focus.
@@ -376,6 +378,10 @@ private:
     // A file another program changed since it was last read or written here is asked about
     // first; without `ask` (nobody to answer, as at teardown) it is left alone and reported.
     bool WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp = true, bool ask = true);
+    // Reads the editor's file into it in slices (BufferLoader), with the progress in the status bar.
+    // With `whenShown`, not before the editor is first shown; the cursor and scroll positions
+    // (when not -1) are restored once the text is in.
+    void LoadInPieces(CodeEditor *editor, bool whenShown = false, int cursorPosition = -1, int scrollPosition = -1);
     // Overwrite, reload or cancel when `path` changed outside; true to go on writing.
     bool ConfirmOverwrite(CodeEditor *codeEditor, const QString &path, bool ask);
     // Reads the file again as one undoable edit; the editor is then unmodified.

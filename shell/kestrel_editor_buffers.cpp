@@ -16,10 +16,12 @@
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
 #include "shell/buffer_io.h"
+#include "shell/buffer_loader.h"
 #include "shell/file_dialog_rules.h"
 #include "shell/session_lock.h"
 #include "shell/session_state.h"
 #include "views/open_editors_view.h"
+#include "views/status_bar.h"
 #include "views/side_bar.h"
 #include "views/sub_view.h"
 #include "views/workspace_tree_widget.h"
@@ -28,6 +30,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtGui/QGuiApplication>
 #include <QAction>
@@ -323,8 +326,60 @@ bool KestrelEditor::ReadFile(const QString &path, QString &text, TextFileFormat 
     return m_bufferIo->Read(path, text, format, quiet ? BufferIo::ReadMode::Quiet : BufferIo::ReadMode::Ask);
 }
 
+void KestrelEditor::LoadInPieces(CodeEditor *editor, bool whenShown, int cursorPosition, int scrollPosition)
+{
+    const QString path = editor->Path();
+    auto *loader = new BufferLoader(editor, path, BufferIo::Utf8Preferred(), editor);
+    connect(loader, &BufferLoader::Progress, this, [this, editor](int percent) {
+        if (editor == ActiveCodeEditor())
+            m_statusBar->UpdateLoadProgress(percent);
+    });
+    connect(loader, &BufferLoader::Loaded, this,
+            [this, editor, loader, path, cursorPosition, scrollPosition](const TextFileFormat &format,
+                                                                         const TextFileNotes &notes) {
+                m_bufferIo->SetFormat(editor, format);
+                m_bufferIo->Changes().AddOwnWrite(path);
+                BufferIo::ReportNotes(path, format, notes);
+                loader->deleteLater();
+                for (CodeEditorGroup *group : qAsConst(m_groups)) {
+                    const int index = group->IndexOf(editor);
+                    if (index >= 0 && cursorPosition >= 0)
+                        group->SetCursorAndScrollPosition(index, cursorPosition, scrollPosition);
+                }
+                if (editor == ActiveCodeEditor())
+                    UpdateStatusBarInfo();
+            });
+    connect(loader, &BufferLoader::Failed, this, [this, editor, path] {
+        HostBridge::showError(QStringLiteral("Failed to open file: %1").arg(path));
+        // An empty tab in the file's name would write nothing over it at the next save. Closed
+        // once the loader, which the editor owns, is out of its signal.
+        QTimer::singleShot(0, this, [this, gone = QPointer<CodeEditor>(editor)] {
+            for (CodeEditorGroup *group : qAsConst(m_groups)) {
+                const int index = gone ? group->IndexOf(gone) : -1;
+                if (index >= 0)
+                    CloseCodeEditor(group, index);
+            }
+        });
+    });
+    if (whenShown)
+        loader->StartWhenShown();
+    else
+        loader->Start();
+}
+
+bool KestrelEditor::IsLoading(const CodeEditor *editor)
+{
+    const auto *loader = editor ? editor->findChild<BufferLoader *>(QString(), Qt::FindDirectChildrenOnly) : nullptr;
+    return loader && loader->IsLoading();
+}
+
 bool KestrelEditor::WriteFile(CodeEditor *codeEditor, const QString &path, bool cleanUp, bool ask)
 {
+    // Only part of the file is in the editor yet: writing it would cut the file short.
+    if (IsLoading(codeEditor)) {
+        HostBridge::showWarning(QStringLiteral("'%1' is still loading; it can be saved once it is loaded.").arg(path));
+        return false;
+    }
     // Never over work the window has not seen: what another program wrote since the last read
     // or save is asked about first (or, with nobody to ask, left alone and reported).
     if (codeEditor->Kind() == CODE_EDITOR_FILE && !ConfirmOverwrite(codeEditor, path, ask))
@@ -402,17 +457,25 @@ void KestrelEditor::OnOpenFileRequested(int groupId, int index, const QString &p
         RememberRecentFile(absolute);
         return;
     }
+    TextFileProbe probe;
+    if (!m_bufferIo->Confirm(absolute, BufferIo::ReadMode::Ask, &probe))
+        return;
+    const bool inPieces = probe.size >= BufferLoader::InPiecesSize;
     QString text;
     TextFileFormat format;
-    if (!ReadFile(absolute, text, format))
+    if (!inPieces && !ReadFile(absolute, text, format, true))
         return;
     CodeEditorGroup *group = Group(groupId);
     CodeEditorRecord record{CODE_EDITOR_FILE, BufferFiles::LanguageForPath(absolute), absolute, QFileInfo(absolute).fileName()};
     const int added = CreateCodeEditor(group, record, text, index);
     if (added < 0)
         return;
-    m_bufferIo->SetFormat(group->CodeEditorAt(added), format);
-    m_bufferIo->Changes().AddOwnWrite(absolute);
+    if (inPieces) {
+        LoadInPieces(group->CodeEditorAt(added));
+    } else {
+        m_bufferIo->SetFormat(group->CodeEditorAt(added), format);
+        m_bufferIo->Changes().AddOwnWrite(absolute);
+    }
     group->SetCurrentIndex(added);
     SetActiveGroupIndex(groupId);
     RememberRecentFile(absolute);
@@ -670,7 +733,8 @@ void KestrelEditor::RevertFile()
         return;
     const int index = group->CurrentIndex();
     const CodeEditorRecord record = group->Record(index);
-    if (record.kind != CODE_EDITOR_FILE)
+    // A file still loading is being read fresh already; a second text would mix with it.
+    if (record.kind != CODE_EDITOR_FILE || IsLoading(group->CodeEditorAt(index)))
         return;
     if (group->IsModified(index)
         && QMessageBox::question(this, QStringLiteral("Reload"),
@@ -965,6 +1029,8 @@ bool KestrelEditor::ReloadFile(CodeEditorGroup *group, int index)
 {
     const QString path = group->Record(index).path;
     CodeEditor *editor = group->CodeEditorAt(index);
+    if (IsLoading(editor))
+        return false; // read fresh already
     QString text;
     TextFileFormat format;
     if (!ReadFile(path, text, format, true))
@@ -1148,20 +1214,29 @@ void KestrelEditor::RestoreSession()
         CodeEditorGroup *group = Group(details.group);
         if (!group || IsPathOpen(details.path))
             continue;
+        const bool file = details.kind == CODE_EDITOR_FILE;
+        // A big file waits until its tab is first shown, then comes in pieces: the window never
+        // waits for it. One with a recovery copy is read now, as that copy is compared with it.
+        const QFileInfo info(details.path);
+        const bool later = file && info.isFile() && info.size() >= BufferLoader::DeferredSize
+                           && !m_bufferIo->Recovery().Exists(details.path);
         QString text;
         TextFileFormat format;
-        if (!ReadFile(details.path, text, format, true))
+        if (!later && !ReadFile(details.path, text, format, true))
             continue;
-        const bool file = details.kind == CODE_EDITOR_FILE;
         const CodeEditorRecord record{details.kind, BufferFiles::LanguageForPath(details.path), details.path,
                                       file ? QFileInfo(details.path).fileName() : details.name};
         const int index = CreateCodeEditor(group, record, text);
         if (index < 0)
             continue;
-        m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
-        if (file)
-            m_bufferIo->Changes().AddOwnWrite(details.path);
-        group->SetCursorAndScrollPosition(index, details.cursorPosition, details.scrollPosition);
+        if (later) {
+            LoadInPieces(group->CodeEditorAt(index), true, details.cursorPosition, details.scrollPosition);
+        } else {
+            m_bufferIo->SetFormat(group->CodeEditorAt(index), format);
+            if (file)
+                m_bufferIo->Changes().AddOwnWrite(details.path);
+            group->SetCursorAndScrollPosition(index, details.cursorPosition, details.scrollPosition);
+        }
         if (details.current)
             group->SetCurrentIndex(index);
     }

@@ -16,6 +16,7 @@
 #include "plugin/host.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_io.h"
+#include "shell/buffer_loader.h"
 #include "views/activity_bar.h"
 #include "views/panel_group.h"
 #include "views/side_bar.h"
@@ -789,10 +790,13 @@ void KestrelEditor::UpdateStatusBarInfo()
         m_statusBar->UpdateCounts(0, 0);
         m_statusBar->UpdateLineMessage(QString());
         m_statusBar->UpdateFileFormat(QString(), QString());
+        m_statusBar->UpdateLoadProgress(-2);
         return;
     }
     const TextFileFormat format = m_bufferIo->Format(editor);
     m_statusBar->UpdateFileFormat(format.EncodingName(), format.LineEndingName());
+    const auto *loader = editor->findChild<BufferLoader *>(QString(), Qt::FindDirectChildrenOnly);
+    m_statusBar->UpdateLoadProgress(loader && loader->IsLoading() ? loader->Percent() : -2);
     m_statusBar->UpdateCounts(editor->Marks(MARK_ERROR).size(), editor->Marks(MARK_WARNING).size());
     m_statusBar->UpdateLineMessage(LineMessageAt(editor));
 }

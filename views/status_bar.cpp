@@ -9,6 +9,9 @@
 #include <QtWidgets/QLabel>
 #include <QtGui/QMouseEvent>
 #include <QtWidgets/QMenu>
+#include <QtWidgets/QProgressBar>
+
+#include <algorithm>
 
 namespace ke2 {
 
@@ -48,8 +51,14 @@ StatusBar::StatusBar(QWidget *mainWindow)
       m_warningIconLabel(makeIconLabel(this, "warningIconLabel", ":/ke2_icons/warning.png")),
       m_warningCountLabel(makeLabel(this, "warningCountLabel")),
       m_mainWindow(mainWindow),
-      m_fileFormatLabel(makeLabel(this, "fileFormatLabel"))
+      m_fileFormatLabel(makeLabel(this, "fileFormatLabel")),
+      m_loadProgress(new QProgressBar(this))
 {
+    m_loadProgress->setObjectName(QStringLiteral("loadProgress"));
+    m_loadProgress->setFixedWidth(180);
+    m_loadProgress->setMaximumHeight(16);
+    m_loadProgress->setToolTip(QStringLiteral("The file is read-only until it is loaded"));
+    m_loadProgress->hide();
     setContextMenuPolicy(Qt::CustomContextMenu);
     connect(this, &QWidget::customContextMenuRequested, this, &StatusBar::ShowContextMenu);
     ApplyVisibility();
@@ -67,6 +76,7 @@ StatusBar::StatusBar(QWidget *mainWindow)
     layout->addWidget(m_currentLineMessageLabel);
     layout->addSpacing(12);
     layout->addStretch();
+    layout->addWidget(m_loadProgress);
     layout->addWidget(m_cursorLabel);
     layout->addSpacing(30);
     layout->addWidget(m_overwriteLabel);
@@ -152,6 +162,17 @@ void StatusBar::UpdateFileFormat(const QString &encoding, const QString &lineEnd
 {
     m_fileFormatLabel->setText(encoding.isEmpty() ? QString() : QStringLiteral("%1      %2").arg(encoding, lineEnding));
     m_fileFormatLabel->setVisible(!encoding.isEmpty());
+}
+
+void StatusBar::UpdateLoadProgress(int percent)
+{
+    m_loadProgress->setVisible(percent >= -1);
+    if (percent < -1)
+        return;
+    // While the file is read its length is not known: the bar only shows that work goes on.
+    m_loadProgress->setRange(0, percent < 0 ? 0 : 100);
+    m_loadProgress->setValue(std::max(percent, 0));
+    m_loadProgress->setFormat(percent < 0 ? QStringLiteral("Reading...") : QStringLiteral("Loading %p% (read-only)"));
 }
 
 void StatusBar::ShowContextMenu(const QPoint &pos)

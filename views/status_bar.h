@@ -5,6 +5,7 @@
 #include <QtWidgets/QWidget>
 
 class QLabel;
+class QProgressBar;
 
 namespace ke2 {
 
@@ -25,6 +26,8 @@ public:
     void UpdateOverwriteMode(bool on);
     // The current buffer's file encoding and line ending ("UTF-8", "CRLF"); empty hides them.
     void UpdateFileFormat(const QString &encoding, const QString &lineEnding);
+    // The current buffer's load: 0 to 100, -1 while its file is still read; below -1 hides it.
+    void UpdateLoadProgress(int percent);
 
 signals:
     void StatusBarVisibilityChangeRequested(bool visible);
@@ -53,6 +56,7 @@ private:
     QLabel *m_warningCountLabel;
     QWidget *m_mainWindow;
     QLabel *m_fileFormatLabel;
+    QProgressBar *m_loadProgress;
 };
 
 } // namespace ke2

@@ -387,6 +387,15 @@ private slots:
         QVERIFY(run({"-debugPause", "{\"event\": \"ended\"}"}).ok);
         QVERIFY(debug->isEnabled() && debug->text() == "Debug");
 
+        // Esc in the window while a stop waits (Maya's Esc watch is idle then) ends the run as
+        // interrupted.
+        debug->trigger();
+        QTimer::singleShot(50, editorWindow, [&] { QTest::keyClick(editorWindow, Qt::Key_Escape); });
+        const shim::CommandRun interrupted = run({"-debugPause", "{\"event\": \"paused\", \"reason\": \"step\", "
+                                                                "\"frames\": []}"});
+        QCOMPARE(interrupted.result, QString("interrupt"));
+        QVERIFY(run({"-debugPause", "{\"event\": \"ended\"}"}).ok);
+
         // Unloading while a stop waits stops the run and keeps the plug-in until it has ended.
         debug->trigger();
         bool unloaded = true;

@@ -1,8 +1,7 @@
 #include "tests/shell/shell_test_support.h"
 #include "tests/support/dialog_answers.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "config/user_directories.h"
@@ -10,6 +9,7 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 #include "shell/buffer_files.h"
+#include "shell/buffer_loader.h"
 #include "shell/kestrel_editor.h"
 #include "shell/text_file.h"
 #include "views/status_bar.h"
@@ -25,6 +25,7 @@
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QMessageBox>
+#include <QtWidgets/QProgressBar>
 #include <QtWidgets/QScrollBar>
 
 #include <memory>
@@ -53,13 +54,10 @@ QString lines(const QString &prefix, int count)
 
 } // namespace
 
-class KestrelEditorBuffersTest : public QObject {
+class KestrelEditorBuffersTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<TempPrefs> m_prefs;
     std::unique_ptr<QTemporaryDir> m_files;
-    std::unique_ptr<KestrelEditor> m_window;
 
     // A new window, as at the start of a new process: the settings are read from the file.
     KestrelEditor *start()
@@ -67,12 +65,11 @@ private:
         m_window.reset();
         Settings::instance() = Settings();
         Settings::instance().read();
+        // Not waiting to be active: a recovery question may be up over it.
         m_window = std::make_unique<KestrelEditor>();
         m_window->resize(1000, 800);
         m_window->show();
-        if (!QTest::qWaitForWindowExposed(m_window.get()))
-            return nullptr;
-        return m_window.get();
+        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
     }
     QString file(const QString &name, const QByteArray &bytes)
     {
@@ -98,21 +95,13 @@ private:
 private slots:
     void init()
     {
-        m_host = std::make_unique<FakeHost>();
-        m_host->hasDockingUi = false;
-        m_prefs = std::make_unique<TempPrefs>();
-        m_prefs->attach(*m_host);
+        setUpWindow();
         m_files = std::make_unique<QTemporaryDir>();
-        HostBridge::setHost(m_host.get());
     }
     void cleanup()
     {
-        m_window.reset();
-        HostBridge::setHost(nullptr);
-        m_host.reset();
+        tearDownWindow();
         m_files.reset();
-        m_prefs.reset();
-        Settings::instance() = Settings();
     }
 
     // Thirty tabs over three groups, files and internal buffers, come back where they were.
@@ -454,6 +443,62 @@ private slots:
             return;
         m_window->Save();
         QCOMPARE(contents(path), before);
+    }
+
+    // A big file opens in pieces: nothing partial can be saved over it, the bar shows the
+    // progress, and once loaded it saves back to the same bytes.
+    void bigFilesOpenInPieces()
+    {
+        QByteArray bytes;
+        while (bytes.size() <= BufferLoader::InPiecesSize)
+            bytes += "setAttr \".nm\" -type \"string\" \"caf\xE9\";\r\n"; // Latin-1, CRLF
+        const QString path = file(QStringLiteral("scene.txt"), bytes); // plain text: the load, not the colours
+        QVERIFY(start());
+        CodeEditor *editor = open(path);
+        QVERIFY(editor);
+        QVERIFY(KestrelEditor::IsLoading(editor));
+        auto *progress = m_window->GetStatusBar()->findChild<QProgressBar *>(QStringLiteral("loadProgress"));
+        QVERIFY(progress && progress->isVisible());
+        m_window->Save();
+        QCOMPARE(contents(path), bytes);
+        QVERIFY(messages().contains(QStringLiteral("'%1' is still loading; it can be saved once it is loaded.").arg(path)));
+        m_window->RevertFile(); // no second text mixed into the one coming in
+        QTRY_VERIFY_WITH_TIMEOUT(!KestrelEditor::IsLoading(editor), 120000);
+        QVERIFY(!progress->isVisible());
+        QVERIFY(!editor->isReadOnly());
+        QVERIFY(!m_window->Group(0)->IsModified(m_window->Group(0)->IndexOf(editor)));
+        QVERIFY(messages().contains(
+            QStringLiteral("'%1' is not valid UTF-8; it was opened as Latin-1 and is saved as Latin-1.").arg(path)));
+        editor->moveCursor(QTextCursor::Start);
+        QTest::keyClicks(editor, QStringLiteral("//"));
+        m_window->Save();
+        QCOMPARE(contents(path), "//" + bytes);
+    }
+
+    // A big file of the session waits for its tab: the window shows without it, a save leaves it
+    // alone, and it loads (cursor where it was) when its tab is first shown.
+    void hiddenSessionTabLoadsWhenShown()
+    {
+        const QByteArray big = QByteArray("import os\n").repeated(BufferLoader::DeferredSize / 10 + 1);
+        const QString bigPath = file(QStringLiteral("big.py"), big);
+        const QString smallPath = file(QStringLiteral("small.py"), "x = 1\n");
+        Settings::instance().tabDetails = QStringList{QStringLiteral("0;1;%1;0;25;0").arg(bigPath),
+                                                      QStringLiteral("0;1;%1;1;0;0").arg(smallPath)};
+        Settings::instance().write();
+        QVERIFY(start());
+        CodeEditorGroup *group = m_window->Group(0);
+        CodeEditor *hidden = group->CodeEditorAt(group->IndexOfPath(bigPath));
+        QVERIFY(hidden && !hidden->isVisible());
+        QTest::qWait(200);
+        QVERIFY(KestrelEditor::IsLoading(hidden));
+        QVERIFY(hidden->document()->isEmpty());
+        m_window->SaveAll();
+        QCOMPARE(contents(bigPath), big);
+        m_window->SetActiveCodeEditor(0, group->IndexOfPath(bigPath));
+        QTRY_VERIFY_WITH_TIMEOUT(!KestrelEditor::IsLoading(hidden), 60000);
+        QCOMPARE(TextFile::DocumentText(*hidden->document()), QString::fromLatin1(big));
+        QCOMPARE(hidden->textCursor().position(), 25);
+        QVERIFY(!group->IsModified(group->IndexOfPath(bigPath)));
     }
 
     // Another program's change is never overwritten unseen: a save asks first, and the reload

@@ -10,6 +10,7 @@
 #include <QtTest/QSignalSpy>
 #include <QtWidgets/QBoxLayout>
 #include <QtWidgets/QLabel>
+#include <QtWidgets/QProgressBar>
 
 using namespace ke2;
 using namespace ke2::test;
@@ -78,6 +79,28 @@ private slots:
         QVERIFY(label(bar, "fileFormatLabel")->isHidden());
     }
 
+    // A load's progress: a busy bar while the file is read, then the share in, then gone.
+    void loadProgress()
+    {
+        StatusBar bar;
+        auto *progress = bar.findChild<QProgressBar *>(QStringLiteral("loadProgress"));
+        QVERIFY(progress && progress->isHidden());
+        const struct {
+            int percent;
+            bool shown;
+            int maximum;
+            QString text;
+        } steps[] = {{-1, true, 0, QString()}, {0, true, 100, "Loading 0% (read-only)"},
+                     {42, true, 100, "Loading 42% (read-only)"}, {-2, false, 100, QString()}};
+        for (const auto &step : steps) {
+            bar.UpdateLoadProgress(step.percent);
+            QCOMPARE(!progress->isHidden(), step.shown);
+            QCOMPARE(progress->maximum(), step.maximum);
+            if (!step.text.isEmpty())
+                QCOMPARE(progress->text(), step.text);
+        }
+    }
+
     // Left to right as the bar lays its parts out.
     void order()
     {
@@ -94,7 +117,7 @@ private slots:
         }
         QCOMPARE(names, (QStringList{"interpreterLabel", "errorIconLabel", "3", "errorCountLabel", "warningIconLabel",
                                      "3", "warningCountLabel", "currentLineMessageLabel", "12", "stretch",
-                                     "cursorLabel", "30", "overwriteLabel", "30", "fileFormatLabel"}));
+                                     "loadProgress", "cursorLabel", "30", "overwriteLabel", "30", "fileFormatLabel"}));
         QCOMPARE(layout->contentsMargins(), QMargins(10, 4, 10, 4));
     }
 
