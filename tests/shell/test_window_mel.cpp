@@ -1,6 +1,6 @@
 #include "tests/support/fake_mel_commands.h"
-#include "tests/support/fake_window_host.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/color_scheme.h"
 #include "config/settings.h"
@@ -23,19 +23,12 @@ using ke2::test::FakeHost;
 
 // MEL help in the real window, with a host that knows three commands: flag completion, signature
 // help in the status bar and the linter's warnings.
-class WindowMelTest : public QObject {
+class WindowMelTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
     CodeEditor *melEditor()
     {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        if (!QTest::qWaitForWindowExposed(m_window.get()))
+        if (!shown())
             return nullptr;
         m_window->NewMelBuffer();
         CodeEditor *editor = m_window->ActiveCodeEditor();
@@ -49,8 +42,7 @@ private:
 private slots:
     void init()
     {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
+        setUpWindow();
         test::teachMelCommands(*m_host, {"polyCube", "ls", "setAttr"});
         MelCommandCatalog::instance().Reset();
         MelAutoCompleter::ReloadSharedModel();
@@ -59,9 +51,8 @@ private slots:
     {
         m_window.reset();
         MelCommandCatalog::instance().Reset();
-        test::removeFakeHost(m_host, m_prefs);
+        tearDownWindow();
         MelAutoCompleter::ReloadSharedModel();
-        Settings::instance() = Settings();
     }
 
     void flagsAreCompletedAfterACommand()
