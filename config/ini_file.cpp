@@ -227,12 +227,12 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
     return result;
 }
 
-// Whether `bytes`, read as a settings file, still hold every key of `after` and the new values
-// of those that changed since `baseline` (unchanged keys keep their own lines and readings), and,
-// when the file was `clean` before, have no stray line either (a changed value can uncover a
-// line that an unclosed quote had swallowed).
-bool readsBackAs(const QByteArray &bytes, const Values &baseline, const Values &after, const QString &tempTemplate,
-                 bool clean)
+// Whether `bytes`, read as a settings file, still hold every key of `after`, the new values of
+// those that changed since `baseline` and the old readings (`before`) of the others, and, when the
+// file was `clean` before, no stray line either. An unclosed quote can swallow the lines after
+// it: a changed line may then be part of another key's value, or uncover a line.
+bool readsBackAs(const QByteArray &bytes, const Values &before, const Values &baseline, const Values &after,
+                 const QString &tempTemplate, bool clean)
 {
     QTemporaryFile check(tempTemplate);
     if (!check.open() || check.write(bytes) != bytes.size() || !check.flush())
@@ -249,6 +249,8 @@ bool readsBackAs(const QByteArray &bytes, const Values &baseline, const Values &
         const auto empty = [](const QVariant &v) { return v.toString().isEmpty() && v.toStringList().join(QString()).isEmpty(); };
         if (changed && !qtcompat::sameIniValue(read.value(it.key()), it.value()) &&
             !(empty(read.value(it.key())) && empty(it.value())))
+            return false;
+        if (!changed && before.contains(it.key()) && !qtcompat::sameIniValue(read.value(it.key()), before.value(it.key())))
             return false;
     }
     return true;
@@ -394,7 +396,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     // A hand-broken line (an unclosed quote, say) can swallow a line added after it: a merge that
     // does not read back as intended gives way to the plain rewrite, with the old bytes kept
     // beside the file.
-    if (result != generated && !readsBackAs(result, baseline, after, tempTemplate, originalClean)) {
+    if (result != generated && !readsBackAs(result, before, baseline, after, tempTemplate, originalClean)) {
         const QString backup = path + QStringLiteral(".bak");
         QFile::remove(backup);
         if (!QFile::copy(path, backup))

@@ -185,6 +185,15 @@ private slots:
         const auto reread = ke2::IniFile::openForReading(fixture.file("swallowing.ini"));
         QCOMPARE(reread->value("foo/bar").toInt(), 1);
         QCOMPARE(reread->status(), QSettings::NoError);
+
+        // A key's line inside another key's swallowed value: changing it must not change that value.
+        const QByteArray inside = "[General]\nsize=13\nname=\"a\nsize=12\nname=\"b\n";
+        QVERIFY(fixture.put("inside.ini", inside));
+        const QVariant name = ke2::IniFile::openForReading(fixture.file("inside.ini"))->value("name");
+        QVERIFY(ke2::IniFile::write(fixture.file("inside.ini"), [](QSettings &s) { s.setValue("size", 14); }));
+        const auto after = ke2::IniFile::openForReading(fixture.file("inside.ini"));
+        QCOMPARE(after->value("size").toInt(), 14);
+        QCOMPARE(after->value("name"), name);
     }
 
     // A file that cannot be read is never overwritten: it is kept aside, with a warning.
