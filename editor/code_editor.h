@@ -281,7 +281,10 @@ private:
     void AddMatchingSelection(QList<QTextEdit::ExtraSelection> &selections) const;
     // The blocks worth decorating: those in view and a screen's worth before and after.
     void VisibleBlockRange(QTextBlock *first, int *count) const;
-    void AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const;
+    // The matches of `regex` in the decorated blocks; with `scopeEnd` >= 0 only those inside
+    // [scopeStart, scopeEnd).
+    void AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex,
+                        int scopeStart = 0, int scopeEnd = -1) const;
     void AddMatchingBraces(QList<QTextEdit::ExtraSelection> &selections) const;
     void AddDiagnosticUnderlines(QList<QTextEdit::ExtraSelection> &selections) const;
     QString WordUnderCursor() const;

@@ -85,9 +85,13 @@ void CodeEditor::UpdateExtraSelections()
         line.cursor.clearSelection();
         selections.append(line);
     }
-    AddMatchingSelection(selections);
+    // Find in Selection counts and replaces only inside its scope: only those matches are marked,
+    // and the other places of the selected match are not either (they would look like matches).
+    const bool scoped = m_findScopeSet && m_findScopeStart != m_findScopeEnd;
+    if (!scoped || m_findRegex.pattern().isEmpty())
+        AddMatchingSelection(selections);
     if (!m_findRegex.pattern().isEmpty() && m_findRegex.isValid())
-        AddFindMatches(selections, m_findRegex);
+        AddFindMatches(selections, m_findRegex, scoped ? m_findScopeStart : 0, scoped ? m_findScopeEnd : -1);
     if (!m_findInFilesRegex.pattern().isEmpty() && m_findInFilesRegex.isValid())
         AddFindMatches(selections, m_findInFilesRegex);
     AddMatchingBraces(selections);
@@ -147,7 +151,8 @@ void CodeEditor::VisibleBlockRange(QTextBlock *first, int *count) const
     *count = 3 * margin + 2;
 }
 
-void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex) const
+void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, const QRegularExpression &regex,
+                                int scopeStart, int scopeEnd) const
 {
     // Only the lines in view (and a screen's worth around them) are searched, within a short
     // budget: a long buffer or a pattern that backtracks without end never slows the typing.
@@ -161,8 +166,17 @@ void CodeEditor::AddFindMatches(QList<QTextEdit::ExtraSelection> &selections, co
     VisibleBlockRange(&block, &blocks);
     QVector<TextMatch> matches;
     for (int n = 0; n < blocks && block.isValid() && !deadline.hasExpired(); ++n, block = block.next()) {
+        if (scopeEnd >= 0 && (block.position() + block.length() <= scopeStart || block.position() > scopeEnd))
+            continue;
         matches.clear();
-        search.FindAll(block.text(), matches, deadline);
+        // The whole line is searched, as the count does (anchors and word boundaries see it all);
+        // in a scope only the matches that lie in it count.
+        const QString text = block.text();
+        if (scopeEnd < 0)
+            search.FindAll(text, matches, deadline);
+        else
+            search.FindAll(text, std::clamp(scopeStart - block.position(), 0, int(text.size())),
+                           std::clamp(scopeEnd - block.position(), 0, int(text.size())), matches, deadline);
         for (const TextMatch &found : qAsConst(matches)) {
             QTextEdit::ExtraSelection match;
             match.cursor = QTextCursor(document());

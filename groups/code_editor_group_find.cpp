@@ -59,8 +59,12 @@ const QVector<TextMatch> &CodeEditorGroup::Matches()
     if (!m_matchesStale && m_matchEditor == editor && m_matchRevision == revision && m_matchFrom == from
         && m_matchTo == to)
         return m_matches;
-    if (m_matchEditor != editor || m_matchRevision != revision)
+    if (m_matchEditor != editor || m_matchRevision != revision) {
+        // The old copy goes first: its memory is then free for the new one, which would
+        // otherwise be fresh pages from the system, a cost that grows faster than the text.
+        m_matchText = QString();
         m_matchText = editor->document()->toPlainText(); // same positions as the document's
+    }
     m_matchEditor = editor;
     m_matchRevision = revision;
     m_matchFrom = from;

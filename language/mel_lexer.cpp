@@ -58,8 +58,8 @@ inline bool pairs(ushort first, ushort second)
 QVector<MelToken> TokenizeMel(const QString &text)
 {
     QVector<MelToken> tokens;
-    // About one token for every six characters of typical scripts.
-    tokens.reserve(text.size() / 5 + 16);
+    // About one token for every five characters of typical scripts: room for one in four.
+    tokens.reserve(text.size() / 4 + 16);
     const ushort *data = reinterpret_cast<const ushort *>(text.constData());
     const int length = int(text.size());
     bool space = true;

@@ -42,7 +42,82 @@ QString argumentsText(int count)
     return count == 1 ? QStringLiteral("1 argument") : QStringLiteral("%1 arguments").arg(count);
 }
 
+// "=", "+=", "-=", "*=", "/=", "%=", "^=", "++" or "--".
+bool isAssignmentText(const QChar *data, int length)
+{
+    if (length == 1)
+        return data[0] == QLatin1Char('=');
+    if (length != 2)
+        return false;
+    const ushort first = data[0].unicode();
+    const ushort second = data[1].unicode();
+    if (second == '=')
+        return first == '+' || first == '-' || first == '*' || first == '/' || first == '%' || first == '^';
+    return (first == '+' || first == '-') && second == first;
+}
+
 } // namespace
+
+// Whether a string holds "proc ", "source " or "source(", or "loadPlugin": one pass over it,
+// looking closer only at the letters those begin with.
+static bool mayDefineNames(QStringView text)
+{
+    const auto at = [&text](qsizetype i, const char *word) {
+        return text.mid(i).startsWith(QLatin1String(word));
+    };
+    const qsizetype size = text.size();
+    for (qsizetype i = 0; i + 5 <= size; ++i) {
+        switch (text[i].unicode()) {
+        case 'p':
+            if (at(i, "proc "))
+                return true;
+            break;
+        case 's':
+            if (at(i, "source ") || at(i, "source("))
+                return true;
+            break;
+        case 'l':
+            if (at(i, "loadPlugin"))
+                return true;
+            break;
+        default:
+            break;
+        }
+    }
+    return false;
+}
+
+// --- names ----------------------------------------------------------------------------------------
+
+int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
+{
+    // At most half full: probes stay short.
+    if (size_t(m_count + 1) * 2 > m_slots.size()) {
+        std::vector<Slot> old(std::max<size_t>(64, m_slots.size() * 2));
+        old.swap(m_slots);
+        const size_t mask = m_slots.size() - 1;
+        for (const Slot &slot : old) {
+            if (!slot.data)
+                continue;
+            size_t at = slot.hash & mask;
+            while (m_slots[at].data)
+                at = (at + 1) & mask;
+            m_slots[at] = slot;
+        }
+    }
+    const uint hash = Hash(name);
+    Slot &slot = m_slots[Find(name, hash)];
+    if (inserted)
+        *inserted = !slot.data;
+    if (!slot.data) {
+        slot.data = name.data();
+        slot.length = int(name.size());
+        slot.hash = hash;
+        slot.value = value;
+        ++m_count;
+    }
+    return slot.value;
+}
 
 // --- syntax help --------------------------------------------------------------------------------
 
@@ -93,17 +168,6 @@ MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(t
 {
     MatchBrackets();
     FindProcedures();
-}
-
-bool MelLinter::Is(int token, const char *symbol) const
-{
-    return token >= 0 && token < m_tokens.size() && IsMelSymbol(m_text, m_tokens.at(token), symbol);
-}
-
-bool MelLinter::IsWord(int token, const char *word) const
-{
-    return token >= 0 && token < m_tokens.size() && m_tokens.at(token).kind == MelToken::Word
-           && TextOf(token) == QLatin1String(word);
 }
 
 void MelLinter::MatchBrackets()
@@ -181,11 +245,10 @@ void MelLinter::FindProcedures()
         procedure.bodyOpen = close + 1;
         procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
         const QStringView name = TextOf(at);
-        auto found = m_procedureIndex.find(name);
-        if (found == m_procedureIndex.end())
-            m_procedureIndex.insert(name, m_procedures.size());
-        else if (*found >= 0 && m_procedures.at(*found).parameterNames.size() != procedure.parameterNames.size())
-            *found = -2; // two definitions that disagree: no count is certain
+        bool first = false;
+        int &found = m_procedureIndex.Insert(name, m_procedures.size(), &first);
+        if (!first && found >= 0 && m_procedures.at(found).parameterNames.size() != procedure.parameterNames.size())
+            found = -2; // two definitions that disagree: no count is certain
         m_procedures.append(procedure);
         i = procedure.bodyOpen;
     }
@@ -201,23 +264,28 @@ bool MelLinter::IsProcedureName(int token) const
 
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
-    return m_procedureIndex.contains(name);
+    return m_procedureIndex.Value(name) != MelNameTable::missing;
 }
 
 bool MelLinter::DefinesNamesAtRunTime() const
 {
     for (int i = 0; i < m_tokens.size(); ++i) {
         const MelToken &token = m_tokens.at(i);
-        if (token.kind == MelToken::Word
-            && (TextOf(i) == QLatin1String("source") || TextOf(i) == QLatin1String("loadPlugin")))
+        if (IsWord(i, "source") || IsWord(i, "loadPlugin"))
             return true;
         // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
-        if (token.kind == MelToken::String
-            && (TextOf(i).contains(QLatin1String("proc ")) || TextOf(i).contains(QLatin1String("source "))
-                || TextOf(i).contains(QLatin1String("source(")) || TextOf(i).contains(QLatin1String("loadPlugin"))))
+        if (token.kind == MelToken::String && mayDefineNames(TextOf(i)))
             return true;
     }
     return false;
+}
+
+bool MelLinter::IsAssignment(int token) const
+{
+    if (token < 0 || token >= m_tokens.size() || m_tokens.at(token).kind != MelToken::Operator)
+        return false;
+    const MelToken &t = m_tokens.at(token);
+    return isAssignmentText(m_text.constData() + t.start, t.length);
 }
 
 void MelLinter::Warn(QVector<MelLintWarning> &out, int token, const QString &message) const
@@ -271,7 +339,12 @@ const QVector<MelLinter::Call> &MelLinter::Calls() const
 
 void MelLinter::FindCalls() const
 {
-    const auto visit = [this](const Call &call) { m_calls.append(call); };
+    const bool anyProcedure = !m_procedureIndex.IsEmpty();
+    const auto visit = [this, anyProcedure](Call &call) {
+        if (anyProcedure)
+            call.procedure = m_procedureIndex.Value(TextOf(call.nameToken));
+        m_calls.append(call);
+    };
     m_calls.reserve(m_tokens.size() / 8);
     enum FrameType { Top, Block, Literal, Paren, Bracket, Vector, Backquote };
     struct Frame {
@@ -468,19 +541,24 @@ int MelLinter::ArgumentCount(const Call &call) const
 void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 {
     // Names declared "global" anywhere in the file: their message says what is missing.
-    QSet<QStringView> globals;
+    MelNameTable globals;
     for (int i = 0; i + 2 < m_tokens.size(); ++i) {
         if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
             for (int k = i + 2; k < m_tokens.size() && !Is(k, ";"); ++k) {
                 if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                    globals.insert(TextOf(k));
+                    globals.Insert(TextOf(k), 1);
             }
         }
     }
+    // The names each procedure knows so far, by the number of the procedure that last met them:
+    // one table for all procedures, never cleared.
+    MelNameTable knownIn;
+    int number = 0;
     for (const MelProcedure &procedure : m_procedures) {
-        QSet<QStringView> known;
+        ++number;
+        const auto known = [&knownIn, number](QStringView name) { return knownIn.Value(name) == number; };
         for (const QString &name : procedure.parameterNames)
-            known.insert(QStringView(name));
+            knownIn.Insert(QStringView(name), number) = number;
         int depth = 0;
         int declarationDepth = -1; // nesting depth of the declaration statement under way
         for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
@@ -500,7 +578,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
             if (token.kind != MelToken::Variable)
                 continue;
             const QStringView name = TextOf(i);
-            if (known.contains(name))
+            if (known(name))
                 continue;
             bool declares = false;
             if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
@@ -524,18 +602,12 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                     else
                         break;
                 }
-                static const char *const assignments[] = {"=", "+=", "-=", "*=", "/=", "%=", "^=", "++", "--"};
-                for (const char *op : assignments) {
-                    if (Is(k, op)) {
-                        declares = true;
-                        break;
-                    }
-                }
+                declares = IsAssignment(k);
             }
-            known.insert(name);
+            knownIn.Insert(name, number) = number;
             if (declares)
                 continue;
-            if (globals.contains(name))
+            if (globals.Value(name) == 1)
                 Warn(out, i, QStringLiteral("Global variable %1 is used without a \"global\" declaration in procedure %2")
                                  .arg(name.toString(), procedure.name));
             else
@@ -549,18 +621,18 @@ void MelLinter::CheckArgumentCounts(QVector<MelLintWarning> &out) const
 {
     if (m_procedures.isEmpty())
         return;
-    ForEachCall([&](const Call &call) {
-        const int index = m_procedureIndex.value(TextOf(call.nameToken), -1);
+    for (const Call &call : Calls()) {
+        const int index = call.procedure;
         if (index < 0)
-            return;
+            continue;
         const int expected = m_procedures.at(index).parameterNames.size();
         const int given = ArgumentCount(call);
         if (given < 0 || given == expected)
-            return;
+            continue;
         Warn(out, call.nameToken, QStringLiteral("Procedure %1 takes %2, called with %3")
                                       .arg(TextOf(call.nameToken).toString(), argumentsText(expected),
                                            QString::number(given)));
-    });
+    }
 }
 
 void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
@@ -583,20 +655,25 @@ void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarnin
 {
     if (!names.KnowsCommands() || DefinesNamesAtRunTime())
         return;
-    QSet<QStringView> seen;
+    MelNameTable seen;
     QVector<int> unknown;
     bool sourcesScripts = false;
-    ForEachCall([&](const Call &call) {
+    for (const Call &call : Calls()) {
+        if (call.procedure != -1)
+            continue; // defined in this file
         const QStringView word = TextOf(call.nameToken);
-        if (IsMelReservedWord(word) || isLanguageBuiltin(word) || DefinesProcedure(word) || seen.contains(word))
-            return;
-        seen.insert(word);
+        bool first = false;
+        seen.Insert(word, 1, &first);
+        if (!first)
+            continue;
+        if (IsMelReservedWord(word) || isLanguageBuiltin(word))
+            continue;
         const QString name = word.toString();
         if (!names.IsKnownName(name))
             unknown.append(call.nameToken);
         else if (names.IsUnsourcedScript(name))
             sourcesScripts = true;
-    });
+    }
     // A script that the file's own calls source may define any of the names: none is certain.
     if (sourcesScripts)
         return;
@@ -609,9 +686,9 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
     if (!names.KnowsCommands())
         return;
     QHash<QStringView, const MelCommandSyntax *> syntaxes;
-    ForEachCall([&](const Call &call) {
-        if (call.functionSyntax)
-            return;
+    for (const Call &call : Calls()) {
+        if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
+            continue;
         const QStringView word = TextOf(call.nameToken);
         int depth = 0;
         bool backquote = false;
@@ -631,18 +708,18 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
                 asked = true;
                 auto known = syntaxes.constFind(word);
                 if (known == syntaxes.constEnd()) {
-                    const bool ours = IsMelReservedWord(word) || DefinesProcedure(word);
+                    const bool ours = IsMelReservedWord(word) || call.procedure != -1;
                     known = syntaxes.insert(word, ours ? nullptr : names.CommandSyntax(word.toString()));
                 }
                 syntax = *known;
             }
             if (!syntax || syntax->flags.isEmpty())
-                return;
+                break;
             const QStringView flag = TextOf(i).mid(1);
             if (!syntax->Find(flag))
                 Warn(out, i, QStringLiteral("Command %1 has no flag -%2").arg(word.toString(), flag.toString()));
         }
-    });
+    }
 }
 
 QVector<MelLintWarning> MelLinter::Run(MelNameSource *names) const

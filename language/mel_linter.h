@@ -6,7 +6,9 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
+#include <algorithm>
 #include <functional>
+#include <vector>
 
 namespace ke2 {
 
@@ -39,6 +41,50 @@ public:
     // A script on the host's path that is not sourced yet: calling it sources it, and whatever
     // procedures it defines become known only then.
     virtual bool IsUnsourcedScript(const QString &name) { Q_UNUSED(name) return false; }
+};
+
+// Names (views of text that outlives the table) to numbers, asked for nearly every token by the
+// checks: one block of slots, probed in turn, so that neither an insert nor a look-up allocates.
+class MelNameTable {
+public:
+    static constexpr int missing = -1;
+    bool IsEmpty() const { return m_count == 0; }
+    int Value(QStringView name, int otherwise = missing) const
+    {
+        if (m_slots.empty())
+            return otherwise;
+        const Slot &slot = m_slots[Find(name, Hash(name))];
+        return slot.data ? slot.value : otherwise;
+    }
+    // The value of `name`, inserted as `value` when it is new; `inserted` says which.
+    int &Insert(QStringView name, int value, bool *inserted = nullptr);
+
+private:
+    struct Slot {
+        const QChar *data = nullptr;
+        int length = 0;
+        uint hash = 0;
+        int value = 0;
+    };
+    static uint Hash(QStringView name)
+    {
+        uint h = 2166136261u;
+        for (const QChar c : name)
+            h = (h ^ c.unicode()) * 16777619u;
+        return h;
+    }
+    size_t Find(QStringView name, uint hash) const
+    {
+        const size_t mask = m_slots.size() - 1;
+        for (size_t at = hash & mask;; at = (at + 1) & mask) {
+            const Slot &slot = m_slots[at];
+            if (!slot.data || (slot.hash == hash && slot.length == name.size()
+                               && std::equal(name.begin(), name.end(), slot.data)))
+                return at;
+        }
+    }
+    std::vector<Slot> m_slots;
+    int m_count = 0;
 };
 
 // A procedure as the file defines it.
@@ -105,6 +151,9 @@ public:
         int argumentsBegin = -1;
         int argumentsEnd = -1;
         bool functionSyntax = false;
+        // The file's procedure of that name (the index in Procedures()), -1 when the file defines
+        // none, -2 when it defines two that disagree: looked up once for every check.
+        int procedure = -1;
     };
     // Every call in command position and every function call inside expressions, in text order;
     // found by the first request, kept for the others.
@@ -122,8 +171,20 @@ public:
     bool IsProcedureName(int token) const;
 
     QStringView TextOf(int token) const { return TokenText(m_text, m_tokens.at(token)); }
-    bool Is(int token, const char *symbol) const;
-    bool IsWord(int token, const char *word) const;
+    // Asked for most tokens by the checks: the length is compared first, so that most tokens
+    // are told apart without comparing their text.
+    template <int N>
+    bool Is(int token, const char (&symbol)[N]) const
+    {
+        return token >= 0 && token < m_tokens.size() && m_tokens.at(token).length == N - 1
+               && m_tokens.at(token).kind != MelToken::Word && SameText(m_tokens.at(token), symbol, N - 1);
+    }
+    template <int N>
+    bool IsWord(int token, const char (&word)[N]) const
+    {
+        return token >= 0 && token < m_tokens.size() && m_tokens.at(token).length == N - 1
+               && m_tokens.at(token).kind == MelToken::Word && SameText(m_tokens.at(token), word, N - 1);
+    }
 
 private:
     void MatchBrackets();
@@ -135,12 +196,22 @@ private:
     // loads plug-ins or evaluates procedure definitions).
     bool DefinesNamesAtRunTime() const;
     void Warn(QVector<MelLintWarning> &out, int token, const QString &message) const;
+    bool IsAssignment(int token) const;
+    bool SameText(const MelToken &token, const char *text, int length) const
+    {
+        const QChar *data = m_text.constData() + token.start;
+        for (int i = 0; i < length; ++i) {
+            if (data[i].unicode() != ushort(static_cast<unsigned char>(text[i])))
+                return false;
+        }
+        return true;
+    }
 
     QString m_text;
     QVector<MelToken> m_tokens;
     QVector<int> m_match; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
-    QHash<QStringView, int> m_procedureIndex; // name -> first procedure; -2 when defined twice differently
+    MelNameTable m_procedureIndex; // name -> first procedure; -2 when defined twice differently
     mutable QVector<Call> m_calls;
     mutable bool m_callsFound = false;
 };

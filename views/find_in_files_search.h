@@ -8,6 +8,7 @@
 #include <QtCore/QVector>
 
 #include <atomic>
+#include <limits>
 #include <memory>
 
 class QThread;
@@ -24,7 +25,13 @@ struct FindInFilesLine {
 struct FindInFilesResult {
     QString path;
     QVector<FindInFilesLine> lines;
+    // Why the file was not searched to its end (too large, too many matching lines, a pattern
+    // that ran too long); empty when it was searched whole.
+    QString cutShort;
 };
+
+constexpr qint64 findInFilesFileSizeLimit = 64 * 1024 * 1024;
+constexpr int findInFilesLineLimit = 20000;
 
 struct FindInFilesQuery {
     QRegularExpression regex;
@@ -32,6 +39,10 @@ struct FindInFilesQuery {
     QStringList include; // wildcard patterns; a file must match one when any are given
     QStringList exclude; // a file or folder matching one is left out
     bool hideCompiled = false; // leave out .pyc files, as the workspace view does
+    // Of a larger file only this many first bytes are searched (at most the search's
+    // `maximumFileSize`); the search stops at this many matching lines.
+    qint64 fileSizeLimit = findInFilesFileSizeLimit;
+    int lineLimit = findInFilesLineLimit;
     // Texts of open buffers by path: searched instead of the files on disk.
     QHash<QString, QString> openTexts;
 };
@@ -44,10 +55,10 @@ struct FindInFilesQuery {
 class FindInFilesSearch : public QObject {
     Q_OBJECT
 public:
-    static constexpr qint64 maximumFileSize = 64 * 1024 * 1024;
+    static constexpr qint64 maximumFileSize = findInFilesFileSizeLimit;
     static constexpr qint64 binaryProbeSize = 64 * 1024;
     // The search stops after this many matching lines.
-    static constexpr int maximumLines = 20000;
+    static constexpr int maximumLines = findInFilesLineLimit;
 
     explicit FindInFilesSearch(QObject *parent = nullptr);
     // Cancels and waits for running searches (each stops within one line's match).
@@ -57,22 +68,30 @@ public:
     void Cancel();
     bool IsRunning() const { return m_running; }
 
+    // The file at `path` into `bytes` (kept between calls, so its room is reused), at most its
+    // first `limit` bytes; `whole` says whether that was all of it. False when it cannot be read.
+    static bool ReadFile(const QString &path, QByteArray &bytes, qint64 limit = maximumFileSize,
+                         bool *whole = nullptr);
     // Bytes as text: UTF-8 (without its byte-order mark) when valid, else Latin-1, as buffers read.
     static QString Decode(const QByteArray &bytes);
     // The wildcards of an include or exclude field: comma-separated, trimmed. Each is matched
     // against a file's or folder's name and its path relative to the searched folder.
     static QStringList SplitPatterns(const QString &patterns);
-    // The lines of `text` (the file at `path`) that hold matches; false when the search of it
-    // was cut short.
+    // The lines of `text` (the file at `path`) that hold matches, at most `lineLimit` of them;
+    // false when the search of it was cut short (`result.cutShort` then says why).
     static bool SearchText(const TextSearch &search, const QString &path, const QString &text,
-                           FindInFilesResult &result, const std::atomic_bool *cancelled = nullptr);
+                           FindInFilesResult &result, const std::atomic_bool *cancelled = nullptr,
+                           int lineLimit = std::numeric_limits<int>::max());
+    // The note of a file searched only up to `limit` bytes or `lines` lines.
+    static QString TooLargeNote(qint64 limit);
+    static QString TooManyLinesNote(int lines);
     // Whether the query's search takes in the file at `path`: under one of its roots, outside
     // hidden folders, through the include and exclude patterns.
     static bool InScope(const FindInFilesQuery &query, const QString &path);
 
 signals:
     void ResultsFound(const QVector<ke2::FindInFilesResult> &results);
-    // `limited`: stopped at maximumLines.
+    // `limited`: stopped at the query's line limit.
     void Finished(bool cancelled, bool limited);
 
 private:

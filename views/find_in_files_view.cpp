@@ -382,11 +382,18 @@ void FindInFilesView::FillFile(QTreeWidgetItem *file, const FindInFilesResult &r
                 item->setData(0, ReplaceRole, m_replaceEdit->text());
             matches += line.matches.size();
         }
-        file->setText(0, QStringLiteral("%1  %2  (%3)").arg(info.fileName(), QDir::toNativeSeparators(info.path())).arg(matches));
+        // A file not searched to its end says so on its own row, first (the side bar is narrow)
+        // and in full at the end and in the tip.
+        const QString shownPath = QStringLiteral("%1  %2  (%3)").arg(info.fileName(), QDir::toNativeSeparators(info.path())).arg(matches);
+        file->setText(0, result.cutShort.isEmpty()
+                             ? shownPath
+                             : QStringLiteral("\u26a0 ") + shownPath + QStringLiteral("  cut short: ") + result.cutShort);
         file->setIcon(0, QIcon(info.suffix() == QLatin1String("mel")  ? QStringLiteral(":/ke2_icons/mel.png")
                                : info.suffix().startsWith(QLatin1String("py")) ? QStringLiteral(":/ke2_icons/python.png")
                                                                          : QStringLiteral(":/ke2_icons/text.png")));
-        file->setToolTip(0, QDir::toNativeSeparators(result.path));
+        file->setToolTip(0, result.cutShort.isEmpty() ? QDir::toNativeSeparators(result.path)
+                                                      : QStringLiteral("%1\nNot searched to its end: %2")
+                                                            .arg(QDir::toNativeSeparators(result.path), result.cutShort));
         file->setData(0, PathRole, result.path);
         file->setData(0, CountRole, matches);
         file->setExpanded(true);
@@ -418,7 +425,7 @@ void FindInFilesView::UpdateStatus()
     else if (m_cancelled)
         text += QStringLiteral(" (search cancelled)");
     else if (m_limited)
-        text += QStringLiteral(" (stopped at %1 lines)").arg(FindInFilesSearch::maximumLines);
+        text += QStringLiteral(" (stopped at %1 lines)").arg(m_query.lineLimit);
     if (!m_noteText.isEmpty())
         text += QLatin1Char('\n') + m_noteText;
     m_status->setText(text.trimmed());

@@ -1,5 +1,5 @@
 #include "config/color_scheme.h"
-#include "tests/config/config_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QSettings>
@@ -8,14 +8,14 @@
 
 using ke2::ColorScheme;
 using ke2::OutputHighlightRule;
-using ke2::test::ConfigFixture;
+using ke2::test::PrefsFixture;
 using ke2::test::writtenAlone;
 
 namespace {
 
 const QString fileName = QStringLiteral("kestrelEditor2_colors.ini");
 
-ColorScheme readFrom(ConfigFixture &fixture, const QByteArray &content)
+ColorScheme readFrom(PrefsFixture &fixture, const QByteArray &content)
 {
     fixture.put(fileName, content);
     ColorScheme scheme;
@@ -30,7 +30,7 @@ class ColorSchemeTest : public QObject {
 private slots:
     void defaultsAndARoundTripOfEveryRoleAndRule()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         ColorScheme scheme, back;
         scheme.read(); // no file
         // The selection colours follow the platform's palette (the test platform's are white on
@@ -130,7 +130,7 @@ private slots:
     {
         QFETCH(QString, value);
         QFETCH(QString, expected);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const ColorScheme scheme = readFrom(fixture, "[codeeditor]\nPlain%20Text=" + value.toUtf8() + "\n");
         QFETCH(int, weight);
         const QTextCharFormat format = scheme.codeEditorRoles.format("Plain Text");
@@ -162,7 +162,7 @@ private slots:
     {
         QFETCH(QByteArray, group);
         QFETCH(QStringList, names);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const ColorScheme scheme = readFrom(fixture, group + "\n");
         QStringList read;
         for (const OutputHighlightRule &rule : scheme.outputHighlightRules)

@@ -2,7 +2,7 @@
 #include "config/ini_file.h"
 #include "config/key_bindings.h"
 #include "config/settings.h"
-#include "tests/config/config_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDateTime>
@@ -14,7 +14,7 @@
 #include <QtTest/QTest>
 
 using ke2::IniFile;
-using ke2::test::ConfigFixture;
+using ke2::test::PrefsFixture;
 using ke2::test::FakeHost;
 
 namespace {
@@ -24,7 +24,7 @@ const char *const labels[] = {"settings", "colours", "bindings"};
 const QString names[] = {"kestrelEditor2.ini", "kestrelEditor2_colors.ini", "kestrelEditor2_bindings.ini"};
 
 // Writes a complete file of non-default values; `changed` writes different ones over it.
-void writeSample(ConfigFixture &fixture, int file, bool changed)
+void writeSample(PrefsFixture &fixture, int file, bool changed)
 {
     if (file == SettingsFile) {
         ke2::Settings settings;
@@ -49,7 +49,7 @@ void writeSample(ConfigFixture &fixture, int file, bool changed)
 // Reads the file, writes over it, reads that again into a fresh record and returns what the
 // record writes to an empty folder: every value it holds.
 template <typename Record>
-QByteArray rereadAs(ConfigFixture &fixture, const QString &name)
+QByteArray rereadAs(PrefsFixture &fixture, const QString &name)
 {
     Record first, again;
     first.read();
@@ -57,7 +57,7 @@ QByteArray rereadAs(ConfigFixture &fixture, const QString &name)
     again.read();
     return ke2::test::writtenAlone(fixture, name, again);
 }
-QByteArray reread(ConfigFixture &fixture, int file)
+QByteArray reread(PrefsFixture &fixture, int file)
 {
     if (file == SettingsFile)
         return rereadAs<ke2::Settings>(fixture, names[file]);
@@ -100,7 +100,7 @@ class IniFileTest : public QObject {
 private slots:
     void groupsAndKeysFollowTheLayout()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const IniFile::Layout layout{{"zeta", {"b", "a", "Find/Replace Selected", "Plain Text"}}, {"alpha", {"y", "x"}}};
         const auto fill = [](QSettings &ini) {
             for (const char *key : {"alpha/x", "alpha/y", "alpha/unlisted", "zeta/a", "zeta/b", "zeta/Plain Text",
@@ -124,7 +124,7 @@ private slots:
     // spacing, order, keys of newer versions; only the changed value's line is new.
     void untouchedLinesKeepTheirBytes()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QByteArray before = "; my settings\r\n[main]\r\nrecentFiles=/scripts/caf\xe9.mel\r\n"
                                   "codeEditorZoom = 2\r\nfromNewerVersion=x\r\n\r\n"
                                   "[preferences]\r\n; keep the buffer small\r\noutputBufferSize=100\r\n"
@@ -156,7 +156,7 @@ private slots:
     // every line the write did not change, and a write that changes nothing writes nothing.
     void handEditedFilesKeepTheirBytes()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         // A lone carriage return ends a line for the reader too ("e" is a key of its own).
         const QByteArray before = "[main]\r\na=1\re=6\nb=2\r\nc=3";
         QVERIFY(fixture.put("ends.ini", before));
@@ -175,12 +175,31 @@ private slots:
         QVERIFY(ke2::IniFile::write(fixture.file("broken.ini"), [](QSettings &s) { s.setValue("size", 3); }));
         QCOMPARE(fixture.get("broken.ini.bak"), broken);
         QCOMPARE(ke2::IniFile::openForReading(fixture.file("broken.ini"))->value("size").toInt(), 3);
+
+        // Replacing that value uncovers the line it swallowed, which alone is no setting: the
+        // file is written whole too, and reads back without an error.
+        const QByteArray swallowing = "[foo]\nbar=\"open\nloose\n";
+        QVERIFY(fixture.put("swallowing.ini", swallowing));
+        QVERIFY(ke2::IniFile::write(fixture.file("swallowing.ini"), [](QSettings &s) { s.setValue("foo/bar", 1); }));
+        QCOMPARE(fixture.get("swallowing.ini.bak"), swallowing);
+        const auto reread = ke2::IniFile::openForReading(fixture.file("swallowing.ini"));
+        QCOMPARE(reread->value("foo/bar").toInt(), 1);
+        QCOMPARE(reread->status(), QSettings::NoError);
+
+        // A key's line inside another key's swallowed value: changing it must not change that value.
+        const QByteArray inside = "[General]\nsize=13\nname=\"a\nsize=12\nname=\"b\n";
+        QVERIFY(fixture.put("inside.ini", inside));
+        const QVariant name = ke2::IniFile::openForReading(fixture.file("inside.ini"))->value("name");
+        QVERIFY(ke2::IniFile::write(fixture.file("inside.ini"), [](QSettings &s) { s.setValue("size", 14); }));
+        const auto after = ke2::IniFile::openForReading(fixture.file("inside.ini"));
+        QCOMPARE(after->value("size").toInt(), 14);
+        QCOMPARE(after->value("name"), name);
     }
 
     // A file that cannot be read is never overwritten: it is kept aside, with a warning.
     void unreadableFileIsKeptAside()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QByteArray damaged = "[main\nrecentFiles=/a.mel\nnot a setting\n";
         QVERIFY(fixture.put("damaged.ini", damaged));
         QVERIFY(IniFile::write(fixture.file("damaged.ini"), [](QSettings &ini) { ini.setValue("main/version", 1); }));
@@ -217,7 +236,7 @@ private slots:
 
     void twoProcessesWritingAtOnceKeepEveryKey()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QString path = fixture.file("shared.ini");
         QVERIFY(QDir().mkpath(fixture.prefs.configDir()));
         QVector<QProcess *> writers;
@@ -238,7 +257,7 @@ private slots:
     // block the next writer.
     void killedWriterLeavesAWholeFile()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QString path = fixture.file("killed.ini");
         QVERIFY(QDir().mkpath(fixture.prefs.configDir()));
         QVERIFY(IniFile::write(path, [](QSettings &ini) {
@@ -264,7 +283,7 @@ private slots:
     void emptyLockFileOfAKilledWriterIsTakenOver()
     {
         // Killed after creating its lock file but before writing its owner into it.
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QString path = fixture.file("orphan.ini");
         QVERIFY(fixture.put("orphan.ini.lock", QByteArray()));
         QFile lock(path + ".lock");
@@ -279,7 +298,7 @@ private slots:
     }
     void unusableTargetsLeaveEverythingAsItWas()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const auto fill = [](QSettings &ini) { ini.setValue("a", 1); };
         QVERIFY(!IniFile::write(QString(), fill));
         QVERIFY(QDir().mkpath(fixture.file("adir.ini")));
@@ -298,7 +317,7 @@ private slots:
         QTest::addColumn<QByteArray>("content");
         QTest::addColumn<QByteArray>("custom"); // what the file held before it was damaged
         for (int file : {SettingsFile, ColorsFile, BindingsFile}) {
-            ConfigFixture fixture;
+            PrefsFixture fixture;
             writeSample(fixture, file, false);
             const QByteArray custom = fixture.get(names[file]);
             for (const auto &[name, content] : corruptContents(custom))
@@ -310,7 +329,7 @@ private slots:
         QFETCH(int, file);
         QFETCH(QByteArray, content);
         QFETCH(QByteArray, custom);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QList<QByteArray> defaults = reread(fixture, file).split('\n');
         QVERIFY(fixture.put(names[file], custom));
         const QList<QByteArray> customValues = reread(fixture, file).split('\n');

@@ -1,12 +1,12 @@
 #include "config/key_bindings.h"
-#include "tests/config/config_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QSettings>
 #include <QtTest/QTest>
 
 using ke2::KeyBindings;
-using ke2::test::ConfigFixture;
+using ke2::test::PrefsFixture;
 using ke2::test::FakeHost;
 
 namespace {
@@ -42,7 +42,7 @@ class KeyBindingsTest : public QObject {
 private slots:
     void defaultsAndARoundTripOfEveryEntry()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         QObject owner;
         KeyBindings bindings, back;
         attachActions(bindings, &owner);
@@ -122,7 +122,7 @@ private slots:
         QFETCH(bool, withActions);
         QFETCH(QStringList, changed);
         QFETCH(QStringList, warnings);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         QVERIFY(fixture.put(fileName, "[user_bindings]\n" + lines + "\n"));
         QObject owner;
         KeyBindings bindings;
@@ -137,7 +137,7 @@ private slots:
 
     void restoreDefaultsAndApply()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         QObject owner;
         KeyBindings bindings;
         attachActions(bindings, &owner);

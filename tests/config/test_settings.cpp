@@ -1,13 +1,13 @@
 #include "config/settings.h"
 #include "config/user_directories.h"
-#include "tests/config/config_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QSettings>
 #include <QtTest/QTest>
 
 using ke2::Settings;
-using ke2::test::ConfigFixture;
+using ke2::test::PrefsFixture;
 
 namespace {
 const QString fileName = QStringLiteral("kestrelEditor2.ini");
@@ -19,7 +19,7 @@ class SettingsTest : public QObject {
 private slots:
     void defaultsAndARoundTripOfEveryKey()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         Settings defaults, settings;
         defaults.read(); // no file
         defaults.write();
@@ -58,7 +58,7 @@ private slots:
     {
         QFETCH(QString, inMemory);
         QFETCH(QString, stored);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QString workspaces = ke2::UserDirectories::workspacesDirectory();
         auto expand = [&](QString text) {
             return text.startsWith("@CASE") ? workspaces.toUpper() + text.mid(5) : text.replace("@", workspaces);
@@ -74,7 +74,7 @@ private slots:
 
     void recentFilesAndTheirLimit()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         Settings settings, reread;
         for (int i = 1; i <= 9; ++i)
             settings.addRecentFile(QString("/f%1.py").arg(i));
@@ -134,7 +134,7 @@ private slots:
     {
         QFETCH(QByteArray, value);
         QFETCH(int, points);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         QVERIFY(fixture.put(fileName, "[preferences]\ncodeEditorFontSize=" + value + "\noutputFontSize=" + value + "\n"));
         Settings settings;
         settings.read();
@@ -144,7 +144,7 @@ private slots:
 
     void wrongTypesAndAbsurdNumbersAreClampedWhereUsed()
     {
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         QVERIFY(fixture.put(fileName, "[main]\nwindowGeometry=not a rect\ncodeEditorVisible=0\noutputZoom=1e9\n"
                                       "[tabs]\nactiveTabViewIndex=7\n[preferences]\ncodeEditorFontSize=100000\n"
                                       "outputFontSize=abc\noutputBufferSize=-5\ntabsSizeMel=@ByteArray(xyz)\n"

@@ -2,14 +2,14 @@
 #include "config/key_bindings.h"
 #include "config/settings.h"
 #include "config/user_directories.h"
-#include "tests/config/config_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDirIterator>
 #include <QtTest/QTest>
 
 using ke2::UserDirectories;
-using ke2::test::ConfigFixture;
+using ke2::test::PrefsFixture;
 using ke2::test::FakeHost;
 using Query = QString (*)();
 
@@ -35,7 +35,7 @@ private slots:
         QFETCH(QString, folder);
         QFETCH(Query, query);
         QFETCH(QString, failure);
-        ConfigFixture fixture;
+        PrefsFixture fixture;
         const QString path = fixture.prefs.configDir() + folder;
         QCOMPARE(UserDirectories::defaultWorkspaceFile(), fixture.prefs.configDir() + "/workspaces/default.ke2-workspace");
         QVERIFY(!QFileInfo::exists(UserDirectories::defaultWorkspaceFile())); // named, not created
@@ -56,13 +56,11 @@ private slots:
     void noPrefsFolderMeansNoPaths()
     {
         FakeHost host; // "internalVar -userPrefDir" fails
-        ke2::Host *previous = ke2::HostBridge::host();
-        ke2::HostBridge::setHost(&host);
+        ke2::test::ScopedHost active(&host);
         QCOMPARE(UserDirectories::settingsFile(), QString());
         QCOMPARE(UserDirectories::tempDirectory(), QString());
         host.answer("internalVar -userPrefDir", QString());
         QCOMPARE(UserDirectories::configDirectory(), QString());
-        ke2::HostBridge::setHost(previous);
         const QString failure = "[KestrelEditor2] Failed to retrieve Maya prefs directory";
         QCOMPARE(host.texts(FakeHost::Kind::Error), (QStringList{failure, failure, failure}));
     }
@@ -83,15 +81,13 @@ private slots:
         QFETCH(QString, config);
         ke2::test::TempPrefs prefs;
         FakeHost host;
-        ke2::Host *previous = ke2::HostBridge::host();
-        ke2::HostBridge::setHost(&host);
+        ke2::test::ScopedHost active(&host);
         const QString current = QDir::currentPath();
         QVERIFY(QDir::setCurrent(prefs.root()));
         host.answer("internalVar -userPrefDir", answer.arg(prefs.root()));
         const QString directory = UserDirectories::configDirectory();
         const QString settings = UserDirectories::settingsFile();
         QDir::setCurrent(current);
-        ke2::HostBridge::setHost(previous);
         QCOMPARE(directory, config.arg(prefs.root()));
         QCOMPARE(settings, config.arg(prefs.root()) + "/kestrelEditor2.ini");
         QVERIFY(QFileInfo(directory).isDir());
@@ -103,8 +99,7 @@ private slots:
         ke2::test::TempPrefs prefs;
         FakeHost host;
         host.answer("internalVar -userPrefDir", QString());
-        ke2::Host *previous = ke2::HostBridge::host();
-        ke2::HostBridge::setHost(&host);
+        ke2::test::ScopedHost active(&host);
         const auto everything = [&prefs] {
             QStringList found;
             QDirIterator it(prefs.root(), QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden, QDirIterator::Subdirectories);
@@ -126,7 +121,6 @@ private slots:
         bindings.read();
         bindings.write();
         QDir::setCurrent(current);
-        ke2::HostBridge::setHost(previous);
         QCOMPARE(settings.outputBufferSize, 77);
         QCOMPARE(everything(), before);
     }

@@ -27,9 +27,13 @@ const QStringList hostCommands{
     "catch", "eval", "source", "window", "columnLayout", "button", "showWindow", "deleteUI", "textField",
     "optionVar", "sphere", "delete", "rename", "substitute", "match", "gmatch", "stringArrayCount",
     "python", "abs", "floor", "pow", "sqrt", "rand", "strip", "toupper", "startsWith", "fopen", "fclose",
-    "fgetline", "feof", "format", "filetest", "connectAttr", "addAttr", "group", "parent", "currentTime", "keyframe"};
+    "fgetline", "feof", "format", "filetest", "connectAttr", "addAttr", "group", "parent", "currentTime", "keyframe",
+    "intSliderGrp", "floatSliderGrp", "textFieldGrp", "checkBox", "formLayout", "tabLayout", "frameLayout",
+    "rowColumnLayout", "text", "optionMenu", "menuItem", "intField", "setParent", "playbackOptions", "setKeyframe",
+    "keyTangent", "scriptJob", "sort", "date", "mag", "max", "deg_to_rad", "rad_to_deg", "cos", "sin", "cross",
+    "dot", "angle", "unit"};
 const QStringList hostRunTimeCommands{"ScriptEditor", "SelectAll"};
-const QStringList hostProcedures{"buildViewMenu", "stringArrayToString"};
+const QStringList hostProcedures{"buildViewMenu", "stringArrayToString", "stringArrayRemoveDuplicates"};
 
 enum Check { Undeclared, Arguments, Returns, Commands, Flags };
 

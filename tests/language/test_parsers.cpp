@@ -1,6 +1,7 @@
 #include "language/first_occurrence_index.h"
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -89,6 +90,21 @@ QString checkRecords(const BaseParser &parser)
     return QString();
 }
 
+// The scanner's functions and classes as "kind name line", with the kinds named as given;
+// `topLevel` keeps those at depth 0 only.
+QStringList definitions(const PythonParser &parser, const QString &function, const QString &cls, bool topLevel)
+{
+    QStringList found;
+    for (const OutlineItem *item : parser.OutlineItems()) {
+        if ((!topLevel || item->depth == 0) && item->kind >= OutlineItem::PythonFunction
+            && item->kind <= OutlineItem::PythonClass)
+            found << QStringLiteral("%1 %2 %3")
+                         .arg(item->kind == OutlineItem::PythonClass ? cls : function, item->name)
+                         .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
+    }
+    return found;
+}
+
 const QString nested = QStringLiteral("Procedures cannot be nested within each other. Expected a '}'.");
 const QString blankLines = QStringLiteral("W 0 0 Empty line(s) at start of file. Line numbers in trace may be incorrect.");
 
@@ -120,8 +136,7 @@ for line, kind, name in sorted(found):
 class ParserTest : public QObject {
     Q_OBJECT
 private slots:
-    // data/scanner_<name>.mel|py dumped must equal data/scanner_<name>.ref. After an intended
-    // change, KE2_REGENERATE_GOLDEN=1 rewrites the references; review the diff before committing.
+    // data/scanner_<name>.mel|py dumped must equal data/scanner_<name>.ref.
     void golden_data()
     {
         QTest::addColumn<QString>("input");
@@ -134,20 +149,8 @@ private slots:
     void golden()
     {
         QFETCH(QString, input);
-        QFile in(input);
-        QVERIFY(in.open(QIODevice::ReadOnly));
-        const QStringList actual = scanned(QString::fromUtf8(in.readAll()), input.endsWith(".mel"), true) << QString();
-        QFile ref(input.left(input.lastIndexOf(QLatin1Char('.'))) + QStringLiteral(".ref"));
-        if (qEnvironmentVariableIntValue("KE2_REGENERATE_GOLDEN") == 1) {
-            QVERIFY(ref.open(QIODevice::WriteOnly | QIODevice::Truncate));
-            ref.write(actual.join(QLatin1Char('\n')).toUtf8());
-            return;
-        }
-        QVERIFY2(ref.open(QIODevice::ReadOnly), qPrintable(ref.fileName()));
-        const QStringList expected = QString::fromUtf8(ref.readAll()).split(QLatin1Char('\n'));
-        for (int i = 0; i < qMin(expected.size(), actual.size()); ++i) // names the first differing record
-            QCOMPARE(actual.at(i), expected.at(i));
-        QCOMPARE(actual.size(), expected.size());
+        const QStringList actual = scanned(QString::fromUtf8(test::readFile(input)), input.endsWith(".mel"), true) << QString();
+        QVERIFY(test::matchesGolden(actual.join(QLatin1Char('\n')).toUtf8(), input.left(input.lastIndexOf('.')) + ".ref"));
     }
 
     // Cases the golden files do not show. Items are "kind depth position name", diagnostics
@@ -332,21 +335,14 @@ private slots:
     void validCodeHasNoErrorMark()
     {
         QFETCH(QString, input);
-        QFile file(input);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray bytes = file.readAll();
+        const QByteArray bytes = test::readFile(input);
         PythonParser parser;
         parser.Parse(QString::fromUtf8(bytes.constData(), bytes.size()), input);
-        QStringList errors, scanned;
+        QStringList errors;
         for (const Diagnostic *d : parser.Errors())
             errors << lineColumn(parser.Text(), d->start) + QLatin1Char(' ') + d->message;
         QCOMPARE(errors, QStringList());
-        for (const OutlineItem *item : parser.OutlineItems()) {
-            if (item->kind >= OutlineItem::PythonFunction && item->kind <= OutlineItem::PythonClass)
-                scanned << QStringLiteral("%1 %2 %3")
-                               .arg(item->kind == OutlineItem::PythonClass ? "C" : "F", item->name)
-                               .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
-        }
+        const QStringList scanned = definitions(parser, "F", "C", false);
         const QString python = QStandardPaths::findExecutable(QStringLiteral("python3"));
         if (python.isEmpty())
             QSKIP("python3 is not installed");
@@ -381,15 +377,8 @@ private slots:
             QVERIFY(file.open(QIODevice::ReadOnly | QIODevice::Text));
             PythonParser parser;
             parser.Parse(QString::fromUtf8(file.readAll()), it.key());
-            QStringList scanned;
-            for (const OutlineItem *item : parser.OutlineItems()) {
-                if (item->depth == 0 && item->kind >= OutlineItem::PythonFunction && item->kind <= OutlineItem::PythonClass)
-                    scanned << QStringLiteral("%1 %2 %3")
-                                   .arg(item->kind == OutlineItem::PythonClass ? "ClassDef" : "FunctionDef", item->name)
-                                   .arg(QStringView(parser.Text()).left(item->position).count('\n') + 1);
-            }
             QVERIFY2(!it.value().isEmpty(), qPrintable(it.key()));
-            QCOMPARE(scanned, it.value());
+            QCOMPARE(definitions(parser, "FunctionDef", "ClassDef", true), it.value());
         }
     }
 };

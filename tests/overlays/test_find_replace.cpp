@@ -13,6 +13,8 @@
 #include <QtWidgets/QToolButton>
 #include <QtWidgets/QVBoxLayout>
 
+#include <algorithm>
+
 using namespace ke2;
 
 namespace {
@@ -42,6 +44,20 @@ struct FindWindow {
     void press(const char *name) { bar->findChild<QToolButton *>(QString::fromLatin1(name))->click(); }
     void search(const QString &text) { bar->FindEdit()->setText(text); }
 };
+
+// Where the editor marks `text` with an extra selection: the find bar's match marks, and the
+// marks of the selected text where the bar selected a match.
+QList<int> markedMatches(const CodeEditor *editor, const QString &text)
+{
+    QList<int> starts;
+    for (const QTextEdit::ExtraSelection &selection : editor->extraSelections()) {
+        if (selection.cursor.selectedText() == text)
+            starts << selection.cursor.selectionStart();
+    }
+    std::sort(starts.begin(), starts.end());
+    starts.erase(std::unique(starts.begin(), starts.end()), starts.end()); // a match may be marked twice
+    return starts;
+}
 
 } // namespace
 
@@ -203,6 +219,7 @@ private slots:
         QVERIFY(w.editor->HasFindScope());
         w.search(QStringLiteral("x"));
         QCOMPARE(w.group->Matches().size(), 2);
+        QCOMPARE(markedMatches(w.editor, "x"), (QList<int>{3, 6})); // the marks agree with the count
         QCOMPARE(w.editor->textCursor().selectedText().size(), 5); // the selection stays
         w.bar->ReplaceEdit()->setText(QStringLiteral("y"));
         w.bar->ReplaceAll();
@@ -210,6 +227,53 @@ private slots:
         w.press("Find in Selection");
         QVERIFY(!w.editor->HasFindScope());
         QCOMPARE(w.group->Matches().size(), 2);
+        QCOMPARE(markedMatches(w.editor, "x"), (QList<int>{0, 9}));
+    }
+
+    // The matches the editor marks in a scope are those the bar counts: a scope that starts
+    // inside a line keeps the line's start for "^" and word boundaries, and one that ends
+    // inside a word leaves out a match that runs past it.
+    void findInSelectionMarksWhatItCounts_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("from");
+        QTest::addColumn<int>("to");
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("regex");
+        QTest::addColumn<QString>("marked"); // the text of each mark
+        QTest::addColumn<QList<int>>("starts");
+        QTest::newRow("plain text") << "foo foo\nfoo foo" << 4 << 11 << "foo" << false << "foo" << QList<int>{4, 8};
+        QTest::newRow("anchor after the scope's start") << "xfoo1 foo2" << 1 << 10 << "^foo\\d" << true << "foo1"
+                                                        << QList<int>{};
+        QTest::newRow("word boundary") << "afoo foo" << 1 << 8 << "\\bfoo" << true << "foo" << QList<int>{5};
+        QTest::newRow("ends inside a match") << "foo foo" << 0 << 6 << "foo" << false << "foo" << QList<int>{0};
+    }
+    void findInSelectionMarksWhatItCounts()
+    {
+        QFETCH(QString, text);
+        QFETCH(int, from);
+        QFETCH(int, to);
+        QFETCH(QString, find);
+        QFETCH(bool, regex);
+        QFETCH(QString, marked);
+        QFETCH(QList<int>, starts);
+        FindWindow w(text);
+        QTextCursor cursor = w.editor->textCursor();
+        cursor.setPosition(from);
+        cursor.setPosition(to, QTextCursor::KeepAnchor);
+        w.editor->setTextCursor(cursor);
+        if (regex)
+            w.press("Use Regular Expression");
+        w.press("Find in Selection");
+        w.search(find);
+        QList<int> counted;
+        for (const TextMatch &match : w.group->Matches())
+            counted << match.start;
+        QCOMPARE(counted, starts);
+        QCOMPARE(markedMatches(w.editor, marked), starts);
+        // With a match selected by the bar, its other places outside the scope stay unmarked.
+        w.group->FindNext();
+        QCOMPARE(markedMatches(w.editor, marked), starts);
     }
 
     // Find in Selection takes the selection the user made, also after typing the search moved

@@ -1,8 +1,8 @@
-#include "tests/support/fake_window_host.h"
 #include "tests/support/dialog_answers.h"
 #include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/color_scheme.h"
 #include "config/key_bindings.h"
@@ -123,12 +123,6 @@ QString assignedShortcuts(PreferencesDialog &dialog, const QString &command)
     return texts.join(QLatin1Char(','));
 }
 
-QByteArray fileBytes(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void writeAll()
 {
     Settings::instance().write();
@@ -138,19 +132,15 @@ void writeAll()
 
 QByteArray allFiles()
 {
-    return fileBytes(UserDirectories::settingsFile()) + fileBytes(UserDirectories::colorsFile())
-           + fileBytes(UserDirectories::bindingsFile());
+    return test::readFile(UserDirectories::settingsFile()) + test::readFile(UserDirectories::colorsFile())
+           + test::readFile(UserDirectories::bindingsFile());
 }
 
 } // namespace
 
-class PreferencesDialogTest : public QObject {
+class PreferencesDialogTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
     static void resetAll()
     {
         Settings::instance() = Settings();
@@ -161,10 +151,7 @@ private:
     // A window with editors in two groups, its output fed by the host, keys active.
     KestrelEditor *window()
     {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 700);
-        m_window->show();
-        if (!QTest::qWaitForWindowActive(m_window.get()))
+        if (!shown(QSize(1000, 700)))
             return nullptr;
         m_window->NewPythonBuffer();
         m_window->OnMoveTabRequested(0, m_window->Group(0)->Count() - 1, 1, 0);
@@ -203,12 +190,11 @@ private slots:
     void init()
     {
         resetAll();
-        test::installFakeHost(m_host, m_prefs);
+        setUpWindow();
     }
     void cleanup()
     {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
+        tearDownWindow();
         resetAll();
     }
 
@@ -593,7 +579,7 @@ private slots:
             QCOMPARE(mel->Language(), LANGUAGE_MEL);
             QTextCursor(mel->document()).insertText(QStringLiteral("print \"x\";  \t\nprint \"y\";  "));
             m_window->SaveAll();
-            QCOMPARE(fileBytes(m_window->Group(0)->Record(0).path), QByteArray("print \"x\";\nprint \"y\";\n"));
+            QCOMPARE(test::readFile(m_window->Group(0)->Record(0).path), QByteArray("print \"x\";\nprint \"y\";\n"));
         } else if (setting == "pylint") {
             // The Python buffer shown in the second group is checked by pylint from now on.
             CodeEditor *python = m_window->Group(1)->CurrentCodeEditor();
@@ -704,7 +690,7 @@ private slots:
         QCOMPARE(QFileInfo::exists(target), written);
         QCOMPARE(child<QLineEdit>(&dialog, "pylintConfigPath")->text(), written ? target : QString());
         if (written)
-            QCOMPARE(fileBytes(target), QByteArray("[MAIN]\n"));
+            QCOMPARE(test::readFile(target), QByteArray("[MAIN]\n"));
         if (script.contains(QLatin1String("bad option")))
             QVERIFY(m_host->texts(FakeHost::Kind::Error).contains(HostBridge::messagePrefix() + QStringLiteral("bad option")));
     }

@@ -3,10 +3,8 @@
 #include "groups/code_editor_group.h"
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
-#include "tests/support/fake_window_host.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 #include "views/status_bar.h"
 
 #include <QtTest/QtTest>
@@ -15,11 +13,8 @@ using namespace ke2;
 using namespace ke2::test;
 
 // What each execute command sends to the host, by language, selection and cursor line.
-class ExecuteRulesTest : public QObject {
+class ExecuteRulesTest : public test::WindowTest {
     Q_OBJECT
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
 
     CodeEditor *newTab(CodeEditorLanguage language)
     {
@@ -33,19 +28,9 @@ class ExecuteRulesTest : public QObject {
 private slots:
     void init()
     {
-        test::installFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
+        setUpWindow();
         Settings::instance().saveAllOnExecute = false;
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(900, 700);
-        m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
-        QApplication::setActiveWindow(m_window.get());
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
+        QVERIFY(shown(QSize(900, 700)));
     }
 
     void sentToTheHost_data()

@@ -1,7 +1,5 @@
-#include "tests/support/fake_window_host.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "tests/groups/groups_test_support.h"
 
@@ -58,22 +56,9 @@ void dragHandle(QSplitter *splitter, int delta)
 
 } // namespace
 
-class KestrelEditorTest : public QObject {
+class KestrelEditorTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
-    KestrelEditor *shown(int width = 1000, int height = 800)
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(width, height);
-        m_window->show();
-        if (!QTest::qWaitForWindowExposed(m_window.get()))
-            return nullptr;
-        return m_window.get();
-    }
     int outputSize() const
     {
         return m_window->OutputSplitter()->sizes().at(Settings::instance().outputTopLeft ? 0 : 1);
@@ -105,14 +90,8 @@ private:
 private slots:
     void init()
     {
-        Settings::instance() = Settings();
         ColorScheme::instance().buildDefaults();
-        test::installFakeHost(m_host, m_prefs);
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
+        setUpWindow();
     }
 
     void firstStartHasAMelAndAPythonBufferAndAQuarterForTheOutput_data()
@@ -126,7 +105,7 @@ private slots:
     {
         QFETCH(bool, outputVertical);
         Settings::instance().outputOrientVertical = outputVertical;
-        QVERIFY(shown(1000, 800));
+        QVERIFY(shown());
         QCOMPARE(m_window->CodeEditorCount(), 2);
         QCOMPARE(m_window->Group(0)->Record(0).language, LANGUAGE_MEL);
         QCOMPARE(m_window->Group(0)->Record(1).language, LANGUAGE_PYTHON);
@@ -164,7 +143,7 @@ private slots:
 
     void outputDraggedToZeroComesBackAtItsSize()
     {
-        QVERIFY(shown(1000, 800));
+        QVERIFY(shown());
         dragHandle(m_window->OutputSplitter(), 100); // the output grows from 200 to 300
         const int before = outputSize();
         QVERIFY2(before > 250, qPrintable(QString::number(before)));
@@ -178,7 +157,7 @@ private slots:
 
     void sideBarToggleRemembersItsWidth()
     {
-        QVERIFY(shown(1000, 800));
+        QVERIFY(shown());
         dragHandle(m_window->SideBarSplitter(), 60);
         const int width = sideBarSize();
         m_window->ToggleSideBar();

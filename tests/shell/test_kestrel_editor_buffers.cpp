@@ -1,8 +1,7 @@
 #include "tests/shell/shell_test_support.h"
 #include "tests/support/dialog_answers.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "config/user_directories.h"
@@ -55,13 +54,10 @@ QString lines(const QString &prefix, int count)
 
 } // namespace
 
-class KestrelEditorBuffersTest : public QObject {
+class KestrelEditorBuffersTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<TempPrefs> m_prefs;
     std::unique_ptr<QTemporaryDir> m_files;
-    std::unique_ptr<KestrelEditor> m_window;
 
     // A new window, as at the start of a new process: the settings are read from the file.
     KestrelEditor *start()
@@ -69,12 +65,11 @@ private:
         m_window.reset();
         Settings::instance() = Settings();
         Settings::instance().read();
+        // Not waiting to be active: a recovery question may be up over it.
         m_window = std::make_unique<KestrelEditor>();
         m_window->resize(1000, 800);
         m_window->show();
-        if (!QTest::qWaitForWindowExposed(m_window.get()))
-            return nullptr;
-        return m_window.get();
+        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
     }
     QString file(const QString &name, const QByteArray &bytes)
     {
@@ -100,21 +95,13 @@ private:
 private slots:
     void init()
     {
-        m_host = std::make_unique<FakeHost>();
-        m_host->hasDockingUi = false;
-        m_prefs = std::make_unique<TempPrefs>();
-        m_prefs->attach(*m_host);
+        setUpWindow();
         m_files = std::make_unique<QTemporaryDir>();
-        HostBridge::setHost(m_host.get());
     }
     void cleanup()
     {
-        m_window.reset();
-        HostBridge::setHost(nullptr);
-        m_host.reset();
+        tearDownWindow();
         m_files.reset();
-        m_prefs.reset();
-        Settings::instance() = Settings();
     }
 
     // Thirty tabs over three groups, files and internal buffers, come back where they were.

@@ -1,8 +1,6 @@
 #include "tests/shell/shell_test_support.h"
-#include "tests/support/fake_window_host.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -27,46 +25,9 @@ using namespace ke2;
 using ke2::test::FakeHost;
 
 // Go to and find in files inside the real window.
-class WindowFindTest : public QObject {
+class WindowFindTest : public test::WindowTest {
     Q_OBJECT
-private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
-    KestrelEditor *shown()
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
-    }
-
-    CodeEditor *editorOf(CodeEditorLanguage language)
-    {
-        CodeEditorGroup *group = m_window->Group(0);
-        for (int i = 0; i < group->Count(); ++i) {
-            if (group->CodeEditorAt(i)->Language() == language) {
-                m_window->SetActiveCodeEditor(0, i);
-                return group->CodeEditorAt(i);
-            }
-        }
-        return nullptr;
-    }
-
 private slots:
-    void init()
-    {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
-    }
-
     // "@" lists the scanner's outline of the buffer as it is now, each entry with what it is
     // inside of and its line, imports only when asked for; Enter puts the cursor there.
     void goToSymbol_data()

@@ -1,17 +1,20 @@
 #include "tests/support/fake_mel_commands.h"
-#include "tests/support/fake_window_host.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
+#include "config/color_scheme.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "language/auto_completer.h"
 #include "language/mel_auto_completer.h"
 #include "language/mel_command_catalog.h"
 #include "shell/kestrel_editor.h"
+#include "views/problems_view.h"
 #include "views/status_bar.h"
 
 #include <QtTest/QtTest>
 #include <QtWidgets/QListView>
+#include <QtWidgets/QMenu>
 
 #include <memory>
 
@@ -20,19 +23,12 @@ using ke2::test::FakeHost;
 
 // MEL help in the real window, with a host that knows three commands: flag completion, signature
 // help in the status bar and the linter's warnings.
-class WindowMelTest : public QObject {
+class WindowMelTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
     CodeEditor *melEditor()
     {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        if (!QTest::qWaitForWindowExposed(m_window.get()))
+        if (!shown())
             return nullptr;
         m_window->NewMelBuffer();
         CodeEditor *editor = m_window->ActiveCodeEditor();
@@ -46,8 +42,7 @@ private:
 private slots:
     void init()
     {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
+        setUpWindow();
         test::teachMelCommands(*m_host, {"polyCube", "ls", "setAttr"});
         MelCommandCatalog::instance().Reset();
         MelAutoCompleter::ReloadSharedModel();
@@ -56,9 +51,8 @@ private slots:
     {
         m_window.reset();
         MelCommandCatalog::instance().Reset();
-        test::removeFakeHost(m_host, m_prefs);
+        tearDownWindow();
         MelAutoCompleter::ReloadSharedModel();
-        Settings::instance() = Settings();
     }
 
     void flagsAreCompletedAfterACommand()
@@ -106,6 +100,36 @@ private slots:
         QTRY_COMPARE(editor->Marks(MARK_WARNING).size(), 1);
         QCOMPARE(editor->LineMessages(MARK_WARNING).value(0), QString("Command polyCube has no flag -foo"));
         QVERIFY(editor->Marks(MARK_ERROR).isEmpty());
+        // Underlined in the warnings' colour under the flag itself, never in the errors'.
+        QStringList underlined;
+        for (const QTextEdit::ExtraSelection &selection : editor->extraSelections()) {
+            const QColor colour = selection.format.underlineColor();
+            if (selection.format.underlineStyle() == QTextCharFormat::NoUnderline)
+                continue;
+            underlined << QStringLiteral("%1 %2")
+                              .arg(selection.cursor.selectedText(),
+                                   colour == ColorScheme::warningFormat().underlineColor() ? "warning"
+                                   : colour == ColorScheme::errorFormat().underlineColor() ? "error"
+                                                                                           : colour.name());
+        }
+        QCOMPARE(underlined, QStringList{"-foo warning"});
+        // View > Problems lists it under the buffer, with its line.
+        QAction *problemsAction = nullptr;
+        for (QMenu *menu : m_window->findChildren<QMenu *>()) {
+            if (menu->title().remove('&') != QLatin1String("View"))
+                continue;
+            for (QAction *action : menu->actions()) {
+                if (action->text().remove('&') == QLatin1String("Problems"))
+                    problemsAction = action;
+            }
+        }
+        QVERIFY(problemsAction);
+        problemsAction->trigger();
+        ProblemsView *problems = m_window->Problems();
+        QVERIFY(problems && problems->isVisible());
+        QTRY_COMPARE(problems->Texts(), (QStringList{QStringLiteral("%1 (1)").arg(editor->DisplayName()),
+                                                     "  Ln 1  Command polyCube has no flag -foo"}));
+
         // On a known flag the status bar shows its argument types; elsewhere on the line, the
         // warning.
         QTextCursor cursor = editor->textCursor();

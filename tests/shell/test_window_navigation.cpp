@@ -1,9 +1,7 @@
 #include "tests/shell/shell_test_support.h"
 #include "tests/support/dialog_answers.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/fake_window_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -23,21 +21,11 @@ using ke2::test::FakeHost;
 
 // Finding one's way back to files in the real window: the recent files and where the open
 // dialog starts.
-class WindowNavigationTest : public QObject {
+class WindowNavigationTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
     std::unique_ptr<QTemporaryDir> m_files;
 
-    KestrelEditor *shown()
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
-    }
     QString file(const QString &name)
     {
         const QString path = m_files->filePath(name);
@@ -56,15 +44,8 @@ private:
 private slots:
     void init()
     {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
+        setUpWindow();
         m_files = std::make_unique<QTemporaryDir>();
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
     }
 
     // Every way of opening a file, and saving under a new name, puts the file at the front of

@@ -1,7 +1,5 @@
-#include "tests/support/fake_host.h"
-#include "tests/support/fake_window_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -23,37 +21,13 @@ using ke2::test::FakeHost;
 
 // The output panel inside the real window: the window's keys act on it when it has the focus,
 // and its header and empty state read as they should.
-class WindowOutputTest : public QObject {
+class WindowOutputTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
-    KestrelEditor *shown()
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        QApplication::setActiveWindow(m_window.get());
-        return QTest::qWaitForWindowActive(m_window.get()) ? m_window.get() : nullptr;
-    }
     OutputView *view() { return m_window->findChild<OutputView *>(); }
     OutputTextEdit *output() { return m_window->findChild<OutputTextEdit *>(); }
 
 private slots:
-    void init()
-    {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
-    }
-
     // Select All, Copy and Find reach the output when it has the focus, and leave the code
     // editor's text and selection alone.
     void windowKeysActOnTheFocusedOutput()

@@ -1,7 +1,5 @@
-#include "tests/support/fake_host.h"
-#include "tests/support/fake_window_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -20,32 +18,9 @@ using namespace ke2;
 using ke2::test::FakeHost;
 
 // Every problem of the open buffers in one list, and F8 / Shift+F8 through the current one.
-class WindowProblemsTest : public QObject {
+class WindowProblemsTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
-    KestrelEditor *shown()
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        QApplication::setActiveWindow(m_window.get());
-        return QTest::qWaitForWindowActive(m_window.get()) ? m_window.get() : nullptr;
-    }
-    CodeEditor *editorOf(CodeEditorLanguage language)
-    {
-        CodeEditorGroup *group = m_window->Group(0);
-        for (int i = 0; i < group->Count(); ++i) {
-            if (group->CodeEditorAt(i)->Language() == language) {
-                m_window->SetActiveCodeEditor(0, i);
-                return group->CodeEditorAt(i);
-            }
-        }
-        return nullptr;
-    }
     static CodeEditorMark markOn(const CodeEditor *editor, int line, const QString &message)
     {
         const int position = editor->document()->findBlockByNumber(line).position();
@@ -53,18 +28,6 @@ private:
     }
 
 private slots:
-    void init()
-    {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
-    }
-
     // A click on the status bar's counts lists the scanner's errors, the other diagnostics and
     // the last run's error of every buffer; a click on an entry goes there, and the list moves
     // with edits as the marks do.

@@ -1,7 +1,5 @@
-#include "tests/support/fake_window_host.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "config/key_bindings.h"
 #include "config/settings.h"
@@ -27,34 +25,9 @@ using namespace ke2;
 using ke2::test::FakeHost;
 
 // The outline and the workspace inside the real window: what they ask reaches the editors.
-class WindowSideViewsTest : public QObject {
+class WindowSideViewsTest : public test::WindowTest {
     Q_OBJECT
-private:
-    std::unique_ptr<FakeHost> m_host;
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<KestrelEditor> m_window;
-
-    KestrelEditor *shown()
-    {
-        m_window = std::make_unique<KestrelEditor>();
-        m_window->resize(1000, 800);
-        m_window->show();
-        return QTest::qWaitForWindowExposed(m_window.get()) ? m_window.get() : nullptr;
-    }
-
 private slots:
-    void init()
-    {
-        Settings::instance() = Settings();
-        test::installFakeHost(m_host, m_prefs);
-    }
-    void cleanup()
-    {
-        m_window.reset();
-        test::removeFakeHost(m_host, m_prefs);
-        Settings::instance() = Settings();
-    }
-
     // Each view has its button in the activity bar and its key: the key shows the view, the button
     // (its tool tip naming the key) folds the side bar away and brings it back with that view.
     void viewsSwitchByKeyAndActivityBar_data()

@@ -34,6 +34,18 @@ std::optional<QVariant> FakeHost::lookup(Kind kind, const QString &text)
     return std::nullopt;
 }
 
+template <typename T>
+bool FakeHost::answerAs(Kind kind, const QString &command, T &result, int type, int alsoType)
+{
+    record(kind, command);
+    const auto value = lookup(kind, command);
+    // An answer of another type fails, as a host command whose result is not of the kind asked.
+    if (!value || (value->userType() != type && value->userType() != alsoType))
+        return false;
+    result = value->value<T>();
+    return true;
+}
+
 bool FakeHost::executeMel(const QString &command)
 {
     record(Kind::Mel, command);
@@ -42,42 +54,22 @@ bool FakeHost::executeMel(const QString &command)
 
 bool FakeHost::executeMelString(const QString &command, QString &result)
 {
-    record(Kind::Mel, command);
-    const auto value = lookup(Kind::Mel, command);
-    if (!value || value->userType() != QMetaType::QString)
-        return false;
-    result = value->toString();
-    return true;
+    return answerAs(Kind::Mel, command, result, QMetaType::QString);
 }
 
 bool FakeHost::executeMelInt(const QString &command, int &result)
 {
-    record(Kind::Mel, command);
-    const auto value = lookup(Kind::Mel, command);
-    if (!value || (value->userType() != QMetaType::Int && value->userType() != QMetaType::Bool))
-        return false;
-    result = value->toInt();
-    return true;
+    return answerAs(Kind::Mel, command, result, QMetaType::Int, QMetaType::Bool);
 }
 
 bool FakeHost::executeMelDouble(const QString &command, double &result)
 {
-    record(Kind::Mel, command);
-    const auto value = lookup(Kind::Mel, command);
-    if (!value || value->userType() != QMetaType::Double)
-        return false;
-    result = value->toDouble();
-    return true;
+    return answerAs(Kind::Mel, command, result, QMetaType::Double);
 }
 
 bool FakeHost::executeMelStringArray(const QString &command, QStringList &result)
 {
-    record(Kind::Mel, command);
-    const auto value = lookup(Kind::Mel, command);
-    if (!value || value->userType() != QMetaType::QStringList)
-        return false;
-    result = value->toStringList();
-    return true;
+    return answerAs(Kind::Mel, command, result, QMetaType::QStringList);
 }
 
 void FakeHost::executeMelOnIdle(const QString &command, bool displayEnabled)
@@ -93,33 +85,18 @@ bool FakeHost::executePython(const QString &command)
 
 bool FakeHost::executePythonStringList(const QString &command, QStringList &result)
 {
-    record(Kind::Python, command);
     result.clear();
-    const auto value = lookup(Kind::Python, command);
-    if (!value || value->userType() != QMetaType::QStringList)
-        return false;
-    result = value->toStringList();
-    return true;
+    return answerAs(Kind::Python, command, result, QMetaType::QStringList);
 }
 
 bool FakeHost::executePythonString(const QString &command, QString &result)
 {
-    record(Kind::Python, command);
-    const auto value = lookup(Kind::Python, command);
-    if (!value || value->userType() != QMetaType::QString)
-        return false;
-    result = value->toString();
-    return true;
+    return answerAs(Kind::Python, command, result, QMetaType::QString);
 }
 
 bool FakeHost::executePythonInt(const QString &command, int &result)
 {
-    record(Kind::Python, command);
-    const auto value = lookup(Kind::Python, command);
-    if (!value || (value->userType() != QMetaType::Int && value->userType() != QMetaType::Bool))
-        return false;
-    result = value->toInt();
-    return true;
+    return answerAs(Kind::Python, command, result, QMetaType::Int, QMetaType::Bool);
 }
 
 void FakeHost::executePythonOnIdle(const QString &command, bool displayEnabled)

@@ -91,6 +91,9 @@ public:
 
 private:
     std::optional<QVariant> lookup(Kind kind, const QString &text);
+    // Records `command` and reads its answer into `result` if it is of `type` (or `alsoType`).
+    template <typename T>
+    bool answerAs(Kind kind, const QString &command, T &result, int type, int alsoType = -1);
     void record(Kind kind, const QString &text, bool display = false);
 
     QHash<QString, QVariant> m_answers;

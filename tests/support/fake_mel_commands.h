@@ -28,7 +28,7 @@ inline QString fakeSyntaxHelp(const QString &command)
                               "\nCommand Type: Command\n");
     if (command == QLatin1String("ls"))
         return QStringLiteral("\nSynopsis: ls [flags] [String...]\nFlags:\n"
-                              "  -dag -dag\n   -l -long\n  -sl -selection\n"
+                              "  -as -assemblies\n  -dag -dag\n   -l -long\n  -sl -selection\n"
                               " -typ -type                      String (multi-use)\n"
                               "   -v -visible\n"
                               "\nCommand Type: Command\n");
@@ -37,6 +37,56 @@ inline QString fakeSyntaxHelp(const QString &command)
                               "   -k -keyable                   on|off\n"
                               "   -l -lock                      on|off\n"
                               " -typ -type                      String\n"
+                              "\nCommand Type: Command\n");
+    if (command == QLatin1String("window"))
+        return QStringLiteral("\nSynopsis: window [flags] [String]\nFlags:\n"
+                              "   -e -edit\n   -q -query\n"
+                              "  -ex -exists\n"
+                              "   -h -height                    Int\n"
+                              " -rtf -resizeToFitChildren       on|off\n"
+                              "   -s -sizeable                  on|off\n"
+                              "   -t -title                     String\n"
+                              " -vis -visible                   on|off\n"
+                              "   -w -width                     Int\n"
+                              "  -wh -widthHeight               Int Int\n"
+                              "\nCommand Type: Command\n");
+    if (command == QLatin1String("checkBox"))
+        return QStringLiteral("\nSynopsis: checkBox [flags] [String]\nFlags:\n"
+                              "   -e -edit\n   -q -query\n"
+                              "  -cc -changeCommand             Script\n"
+                              "  -en -enable                    on|off\n"
+                              "  -ex -exists\n"
+                              "   -l -label                     String\n"
+                              " -ofc -offCommand                Script\n"
+                              " -onc -onCommand                 Script\n"
+                              "   -p -parent                    String\n"
+                              "   -v -value                     on|off\n"
+                              "\nCommand Type: Command\n");
+    if (command == QLatin1String("intSliderGrp"))
+        return QStringLiteral("\nSynopsis: intSliderGrp [flags] [String]\nFlags:\n"
+                              "   -e -edit\n   -q -query\n"
+                              "  -cc -changeCommand             Script\n"
+                              "  -dc -dragCommand               Script\n"
+                              "  -en -enable                    on|off\n"
+                              "   -f -field                     on|off\n"
+                              " -fmn -fieldMinValue             Int\n"
+                              " -fmx -fieldMaxValue             Int\n"
+                              "   -l -label                     String\n"
+                              " -max -maxValue                  Int\n"
+                              " -min -minValue                  Int\n"
+                              "   -v -value                     Int\n"
+                              "\nCommand Type: Command\n");
+    if (command == QLatin1String("optionVar"))
+        return QStringLiteral("\nSynopsis: optionVar [flags]\nFlags:\n"
+                              "  -ca -clearArray                String\n"
+                              "  -ex -exists                    String\n"
+                              "  -fv -floatValue                String Float\n"
+                              "  -iv -intValue                  String Int\n"
+                              "   -l -list\n"
+                              "   -q -query                     String\n"
+                              "  -rm -remove                    String\n"
+                              "  -sv -stringValue               String String\n"
+                              " -sva -stringValueAppend         String String\n"
                               "\nCommand Type: Command\n");
     return {};
 }

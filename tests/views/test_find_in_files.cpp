@@ -103,6 +103,53 @@ private slots:
         QCOMPARE(searchAll(search, query, root), found);
     }
 
+    // The plain-text scan of the bytes: the line and column of a match after many lines (their
+    // breaks counted sixteen bytes at a time, in runs of 255 blocks), at every place of a block,
+    // at the very end of a file without a final line break, and after CRLF line ends.
+    void linesAndColumnsOfTheByteScan_data()
+    {
+        QTest::addColumn<QByteArray>("content");
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("matchCase");
+        QTest::addColumn<QStringList>("found");
+        QByteArray many;
+        for (int n = 0; n < 5000; ++n)
+            many += "line of filler text\n"; // 20 bytes: breaks fall at every place of a block
+        QTest::newRow("after 5,000 lines") << many + "  rig\n" << "rig" << true << QStringList{"f.txt:5001:2:  rig"};
+        QTest::newRow("after 9,000 empty lines") << QByteArray(9000, '\n') + "rig" << "rig" << true
+                                                 << QStringList{"f.txt:9001:0:rig"};
+        QTest::newRow("after 5,000 lines, ignoring case")
+            << many + "RiG\n" << "rig" << false << QStringList{"f.txt:5001:0:RiG"};
+        QStringList shifted;
+        QByteArray content;
+        for (int n = 0; n < 17; ++n) {
+            content += QByteArray(n, ' ') + "ab\n";
+            shifted << QStringLiteral("f.txt:%1:%2:%3ab").arg(n + 1).arg(n).arg(QString(n, QLatin1Char(' ')));
+        }
+        QTest::newRow("two bytes at each place of a block") << content << "ab" << true << shifted;
+        QTest::newRow("at the end without a line break") << many + "xx rig" << "rig" << true
+                                                         << QStringList{"f.txt:5001:3:xx rig"};
+        QTest::newRow("CRLF lines") << QByteArray("a\r\nb\r\nrig\r\n") << "rig" << true << QStringList{"f.txt:3:0:rig"};
+        QTest::newRow("first and last bytes alike, not the middle")
+            << QByteArray("rxg rag\nrig\n") << "rig" << true << QStringList{"f.txt:2:0:rig"};
+    }
+    void linesAndColumnsOfTheByteScan()
+    {
+        QFETCH(QByteArray, content);
+        QFETCH(QString, find);
+        QFETCH(bool, matchCase);
+        QFETCH(QStringList, found);
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/f.txt", content));
+        FindInFilesQuery query;
+        query.regex = TextSearch::BuildRegularExpression(find, matchCase, false, false);
+        query.roots = QStringList{dir.path()};
+        FindInFilesSearch search;
+        QStringList sorted = found;
+        sorted.sort();
+        QCOMPARE(searchAll(search, query, dir.path()), sorted);
+    }
+
     // An open buffer is searched as it is in its tab, not as saved.
     void openBuffersWin()
     {
@@ -147,6 +194,68 @@ private slots:
         view.SearchEdit()->setText(QStringLiteral("rig"));
         view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(false); // searches again
         QTRY_COMPARE(view.StatusText(), QStringLiteral("1 results in 1 files"));
+    }
+
+    // A file not searched to its end (over the size limit, or where the line limit was reached,
+    // by the byte scan or the pattern engine) is marked on its row, matches or not.
+    void fileCutShortIsMarked_data()
+    {
+        QTest::addColumn<QString>("find");
+        QTest::addColumn<bool>("regex");
+        QTest::addColumn<qint64>("sizeLimit");
+        QTest::addColumn<int>("lineLimit");
+        QTest::addColumn<QStringList>("rows"); // each file row: name (count) and its note
+        QTest::addColumn<int>("lines");
+        QTest::newRow("within the limits") << "rig" << false << qint64(1000) << 100
+                                           << QStringList{"a.txt (1)", "b.txt (5)"} << 6;
+        QTest::newRow("too large, a match in the part searched")
+            << "rig" << false << qint64(100) << 100
+            << QStringList{"a.txt (1) cut short: larger than 100 bytes: searched its first 100 bytes only", "b.txt (5)"} << 6;
+        QTest::newRow("too large, the only match past the part searched")
+            << "tail" << false << qint64(100) << 100
+            << QStringList{"a.txt (0) cut short: larger than 100 bytes: searched its first 100 bytes only"} << 0;
+        QTest::newRow("too many lines, the byte scan")
+            << "rig" << false << qint64(1000) << 3 << QStringList{"a.txt (1)", "b.txt (2) cut short: stopped at 2 matching lines"} << 3;
+        QTest::newRow("too many lines, the pattern engine")
+            << "r.g" << true << qint64(1000) << 3 << QStringList{"a.txt (1)", "b.txt (2) cut short: stopped at 2 matching lines"} << 3;
+    }
+    void fileCutShortIsMarked()
+    {
+        QFETCH(QString, find);
+        QFETCH(bool, regex);
+        QFETCH(qint64, sizeLimit);
+        QFETCH(int, lineLimit);
+        QFETCH(QStringList, rows);
+        QFETCH(int, lines);
+        QTemporaryDir dir;
+        QVERIFY(write(dir.path() + "/a.txt", "rig\n" + QByteArray(200, 'x') + "\ntail\n"));
+        QVERIFY(write(dir.path() + "/b.txt", QByteArray("rig 1\nrig 2\nrig 3\nrig 4\nrig 5\n")));
+        FindInFilesView view;
+        view.SetScope({dir.path()}, QStringLiteral("test"));
+        view.SetQueryProvider([&](FindInFilesQuery &query) {
+            query.fileSizeLimit = sizeLimit;
+            query.lineLimit = lineLimit;
+        });
+        view.OptionButton(QStringLiteral("Use Regular Expression"))->setChecked(regex);
+        QSignalSpy finished(view.Search(), &FindInFilesSearch::Finished);
+        view.SearchEdit()->setText(find);
+        view.StartSearch();
+        QVERIFY(finished.wait(5000));
+        QStringList shown;
+        for (int i = 0; i < view.Results()->topLevelItemCount(); ++i) {
+            const QTreeWidgetItem *file = view.Results()->topLevelItem(i);
+            // "\u26a0 name  folder  (count)  cut short: note" read without the folder; the sign
+            // comes first, where the narrow side bar still shows it.
+            QString text = file->text(0);
+            text.replace(QDir::toNativeSeparators(dir.path()), QString());
+            text = text.simplified();
+            if (text.contains(QLatin1String("cut short")) != text.startsWith(QStringLiteral("\u26a0 ")))
+                text.prepend(QStringLiteral("sign missing or misplaced: "));
+            shown << text.remove(QStringLiteral("\u26a0 "));
+        }
+        shown.sort();
+        QCOMPARE(shown, rows);
+        QCOMPARE(view.ResultLineCount(), lines);
     }
 
     void invalidPatternIsShown()

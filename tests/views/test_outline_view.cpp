@@ -1,7 +1,7 @@
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
 #include "tests/support/test_registry.h"
-#include "tests/views/views_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "views/outline_expanded_state.h"
 #include "views/outline_tree_widget.h"
 #include "views/outline_view.h"
@@ -12,7 +12,7 @@
 #include <QtWidgets/QMenu>
 
 using namespace ke2;
-using ke2::test::ViewsFixture;
+using ke2::test::PrefsFixture;
 
 namespace {
 
@@ -86,10 +86,10 @@ private slots:
     {
         QFETCH(QString, sample);
         QFETCH(QStringList, variants);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         Settings &settings = Settings::instance();
         settings.outlineHideImports = false; // start from everything shown
-        const QString source = QString::fromUtf8(test::readViewsData(sample));
+        const QString source = QString::fromUtf8(test::readData(sample));
         QVERIFY(!source.isEmpty());
         std::unique_ptr<BaseParser> parser;
         if (sample.endsWith(".mel"))
@@ -112,7 +112,7 @@ private slots:
         // Sorting off gives the source order back ("Show All" came before it).
         view.ToggleSort();
         QCOMPARE(dumpTree(view.Tree()), allShown);
-        QVERIFY(test::matchesViewsGolden(dump, sample + ".ref"));
+        QVERIFY(test::matchesGolden(dump, sample + ".ref"));
         // Every offset pair names its item in the parsed text (aliases and "from" imports show a
         // composed name whose first word is the one written there; the main guard's name is
         // not in the text).
@@ -128,7 +128,7 @@ private slots:
 
     void filtersMenuShowsTheSwitches()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         Settings::instance().outlineHideProcs = true;
         OutlineView view;
         QMenu menu;
@@ -146,7 +146,7 @@ private slots:
     // even when the parser has been re-filled (or deleted) since.
     void filtersRebuildWithoutTheParser()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto parser = std::make_unique<PythonParser>();
         parser->Parse("import os\nclass A:\n    pass\n", "/a.py");
         OutlineView view;
@@ -178,7 +178,7 @@ private slots:
         QFETCH(QString, source);
         QFETCH(bool, hideMain);
         QFETCH(QString, tree);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         Settings::instance().outlineHideMain = hideMain;
         PythonParser parser;
         parser.Parse(source, "/n.py");
@@ -198,9 +198,9 @@ private slots:
     // was shown in between, with sorting switched, and from the stored settings bytes.
     void expandedStateIsKeptPerFile()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         OutlineExpandedState::instance().Clear();
-        const QString source = QString::fromUtf8(test::readViewsData("outline_sample.py"));
+        const QString source = QString::fromUtf8(test::readData("outline_sample.py"));
         PythonParser first, second;
         first.Parse(source, "/scripts/first.py");
         second.Parse("class Other:\n    def m(self):\n        pass\n", "/scripts/second.py");
@@ -235,27 +235,10 @@ private slots:
         OutlineExpandedState::instance().Clear();
     }
 
-    // Sorting by name ignores case, as a reader scans names.
-    void sortingIgnoresCase()
-    {
-        ViewsFixture fixture;
-        PythonParser parser;
-        parser.Parse("class Options:\n    pass\ndef alpha():\n    pass\nclass Exporter:\n    pass\n"
-                     "def __init__():\n    pass\ndef beta():\n    pass\n",
-                     "/scripts/sorted.py");
-        OutlineView view;
-        view.OnParserUpdated(&parser);
-        view.ToggleSort();
-        QStringList names;
-        for (int i = 0; i < view.Tree()->topLevelItemCount(); ++i)
-            names << view.Tree()->topLevelItem(i)->text(0);
-        QCOMPARE(names, (QStringList{"__init__", "alpha", "beta", "Exporter", "Options"}));
-    }
-
     // Arrow keys preview (the tree keeps the focus); only Return or a click goes.
     void arrowsPreviewReturnGoes()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         PythonParser parser;
         parser.Parse("def one():\n    pass\ndef two():\n    pass\n", "/scripts/keys.py");
         OutlineView view;
@@ -296,7 +279,7 @@ private slots:
         QFETCH(QString, edited);
         QFETCH(bool, sorted);
         QFETCH(bool, sameItems);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         MelParser first, second;
         first.Parse("global proc b() {}\nproc a() { print 1; }\nglobal string $g;\n", "/scripts/a.mel");
         second.Parse(edited, "/scripts/a.mel");
@@ -318,9 +301,9 @@ private slots:
     // asks again.
     void clickAsksForTheNameRange()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         PythonParser parser;
-        const QString source = QString::fromUtf8(test::readViewsData("outline_sample.py"));
+        const QString source = QString::fromUtf8(test::readData("outline_sample.py"));
         parser.Parse(source, "/scripts/tools.py");
         OutlineView view;
         view.resize(300, 600);
@@ -349,7 +332,7 @@ private slots:
     // Every kind has a drawn icon, and the items carry it.
     void everyKindHasItsIcon()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         for (int kind = OutlineItem::MelGlobalProc; kind <= OutlineItem::PythonClassVariable; ++kind)
             QVERIFY2(QFile::exists(OutlineView::IconPath(kind)), qPrintable(OutlineView::IconPath(kind)));
         QCOMPARE(OutlineView::IconPath(4), OutlineView::IconPath(6));
@@ -365,7 +348,7 @@ private slots:
 
     void noParserLeavesTheTreeEmpty()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         MelParser parser;
         parser.Parse("global proc a() {}\n", "/a.mel");
         OutlineView view;

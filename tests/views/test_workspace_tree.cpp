@@ -1,5 +1,5 @@
 #include "tests/support/test_registry.h"
-#include "tests/views/views_test_support.h"
+#include "tests/support/prefs_fixture.h"
 #include "views/workspace_tree_widget.h"
 
 #include <QtCore/QScopeGuard>
@@ -10,7 +10,7 @@
 #include <QtWidgets/QMenu>
 
 using namespace ke2;
-using ke2::test::ViewsFixture;
+using ke2::test::PrefsFixture;
 
 namespace {
 
@@ -109,6 +109,26 @@ QTreeWidgetItem *expandFolder(WorkspaceTreeWidget &tree, const QString &path)
     return tree.FindItem(path);
 }
 
+// A workspace of one fresh folder holding `entries` (a name ending in "/" is a folder, made with
+// its parents) in a tree, its first level read as an expand reads it unless `open` is false.
+struct Workspace {
+    PrefsFixture fixture;
+    std::unique_ptr<QTemporaryDir> dir = makeWorkDir();
+    WorkspaceTreeWidget tree;
+    bool ready = true;
+
+    explicit Workspace(const QStringList &entries, bool open = true)
+    {
+        for (const QString &entry : entries)
+            ready = ready && (entry.endsWith('/') ? QDir(dir->path()).mkpath(entry) : touch(path(entry)));
+        tree.SetFolders({dir->path()});
+        if (open)
+            ready = ready && expandFolder(tree, dir->path());
+    }
+    QString path(const QString &name) const { return dir->filePath(name); }
+    QTreeWidgetItem *item(const QString &name) { return tree.FindItem(path(name)); }
+};
+
 } // namespace
 
 class WorkspaceTreeTest : public QObject {
@@ -126,45 +146,32 @@ private slots:
     {
         QFETCH(bool, hideCompiled);
         QFETCH(QStringList, content);
-        ViewsFixture fixture;
+        Workspace ws({"sub/deeper/", "b.mel", "A.py", "c.txt", "module.py", "module.pyc", ".hidden", "sub/inner.py"}, false);
+        QVERIFY(ws.ready);
         Settings::instance().pythonHideCompiledFiles = hideCompiled;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("sub/deeper"));
-        for (const char *name : {"b.mel", "A.py", "c.txt", "module.py", "module.pyc", ".hidden", "sub/inner.py"})
-            QVERIFY(touch(dir->filePath(name)));
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        QTreeWidgetItem *root = tree.topLevelItem(0);
-        QCOMPARE(root->text(0), QFileInfo(dir->path()).fileName());
+        QTreeWidgetItem *root = ws.tree.topLevelItem(0);
+        QCOMPARE(root->text(0), QFileInfo(ws.dir->path()).fileName());
         QCOMPARE(childTexts(root), QStringList{"placeholder"});
-        root = expandFolder(tree, dir->path());
+        root = expandFolder(ws.tree, ws.dir->path());
         QCOMPARE(childTexts(root), content);
         QCOMPARE(childTexts(root->child(0)), QStringList{"placeholder"}); // "sub" is not read yet
-        QCOMPARE(WorkspaceTreeWidget::ItemPath(root->child(1)), dir->filePath("A.py"));
-        QTreeWidgetItem *sub = expandFolder(tree, dir->filePath("sub"));
+        QCOMPARE(WorkspaceTreeWidget::ItemPath(root->child(1)), ws.path("A.py"));
+        QTreeWidgetItem *sub = expandFolder(ws.tree, ws.path("sub"));
         QCOMPARE(childTexts(sub), (QStringList{"deeper", "inner.py"}));
     }
 
     void iconsByKindAndSuffix()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("folder"));
+        Workspace ws({"folder/", "a.mel", "b.py", "c.pyw", "d.pyi", "e.txt", "f.MEL", "melfile"});
+        QVERIFY(ws.ready);
         const QVector<QPair<QString, QString>> expected{
             {"folder", "folder_closed"}, {"a.mel", "mel_icon"},  {"b.py", "python_icon"}, {"c.pyw", "python_icon"},
             {"d.pyi", "python_icon"},    {"e.txt", "text_icon"}, {"f.MEL", "text_icon"},  {"melfile", "text_icon"}};
-        for (const auto &entry : expected) {
-            if (entry.first != "folder")
-                QVERIFY(touch(dir->filePath(entry.first)));
-        }
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        QTreeWidgetItem *root = expandFolder(tree, dir->path());
-        QCOMPARE(root->icon(0).pixmap(16).toImage(), QIcon(":/ke2_icons/folder_opened.png").pixmap(16).toImage());
+        QCOMPARE(ws.tree.topLevelItem(0)->icon(0).pixmap(16).toImage(), QIcon(":/ke2_icons/folder_opened.png").pixmap(16).toImage());
         for (const auto &entry : expected) {
             const QString icon = ":/ke2_icons/" + entry.second + ".png";
             QVERIFY2(QFile::exists(icon), qPrintable(icon));
-            QCOMPARE(tree.FindItem(dir->filePath(entry.first))->icon(0).pixmap(16).toImage(),
+            QCOMPARE(ws.item(entry.first)->icon(0).pixmap(16).toImage(),
                      QIcon(icon).pixmap(16).toImage());
         }
     }
@@ -173,47 +180,42 @@ private slots:
     // not read.
     void treeFollowsTheDisk()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("open/kept"));
-        QVERIFY(QDir(dir->path()).mkpath("closed"));
-        QVERIFY(touch(dir->filePath("first.mel")));
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        QTreeWidgetItem *root = expandFolder(tree, dir->path());
-        QVERIFY(expandFolder(tree, dir->filePath("open/kept")) == nullptr); // not shown yet
-        QVERIFY(expandFolder(tree, dir->filePath("open")));
-        QVERIFY(expandFolder(tree, dir->filePath("open/kept")));
+        Workspace ws({"open/kept/", "closed/", "first.mel"});
+        QVERIFY(ws.ready);
+        QTreeWidgetItem *root = ws.tree.topLevelItem(0);
+        QVERIFY(expandFolder(ws.tree, ws.path("open/kept")) == nullptr); // not shown yet
+        QVERIFY(expandFolder(ws.tree, ws.path("open")));
+        QVERIFY(expandFolder(ws.tree, ws.path("open/kept")));
 
-        QVERIFY(touch(dir->filePath("new.py")));
+        QVERIFY(touch(ws.path("new.py")));
         QTRY_COMPARE_WITH_TIMEOUT(childTexts(root), (QStringList{"closed", "open", "first.mel", "new.py"}), 1000);
-        QVERIFY(QFile::rename(dir->filePath("first.mel"), dir->filePath("zz.mel")));
+        QVERIFY(QFile::rename(ws.path("first.mel"), ws.path("zz.mel")));
         QTRY_COMPARE_WITH_TIMEOUT(childTexts(root), (QStringList{"closed", "open", "new.py", "zz.mel"}), 1000);
-        QVERIFY(touch(dir->filePath("open/kept/deep.txt")));
-        QTRY_COMPARE_WITH_TIMEOUT(childTexts(tree.FindItem(dir->filePath("open/kept"))), QStringList{"deep.txt"}, 1000);
-        QVERIFY(QFile::remove(dir->filePath("new.py")));
+        QVERIFY(touch(ws.path("open/kept/deep.txt")));
+        QTRY_COMPARE_WITH_TIMEOUT(childTexts(ws.item("open/kept")), QStringList{"deep.txt"}, 1000);
+        QVERIFY(QFile::remove(ws.path("new.py")));
         QTRY_COMPARE_WITH_TIMEOUT(childTexts(root), (QStringList{"closed", "open", "zz.mel"}), 1000);
         // Folders that stayed keep their content and their expanded state.
-        QVERIFY(tree.FindItem(dir->filePath("open"))->isExpanded());
-        QVERIFY(tree.FindItem(dir->filePath("open/kept"))->isExpanded());
+        QVERIFY(ws.item("open")->isExpanded());
+        QVERIFY(ws.item("open/kept")->isExpanded());
 
         // Inside a folder never expanded nothing is read, however it changes.
-        QVERIFY(touch(dir->filePath("closed/unseen.txt")));
+        QVERIFY(touch(ws.path("closed/unseen.txt")));
         QTest::qWait(300);
-        QCOMPARE(childTexts(tree.FindItem(dir->filePath("closed"))), QStringList{"placeholder"});
+        QCOMPARE(childTexts(ws.item("closed")), QStringList{"placeholder"});
 
         // A workspace folder deleted outside empties and turns grey; it stays in the list.
-        QVERIFY(QDir(dir->path()).removeRecursively());
+        QVERIFY(QDir(ws.dir->path()).removeRecursively());
         QTRY_COMPARE_WITH_TIMEOUT(root->childCount(), 0, 1000);
         QTRY_VERIFY_WITH_TIMEOUT(root->toolTip(0).startsWith("Folder not found: "), 1000);
-        QCOMPARE(tree.Folders().size(), 1);
+        QCOMPARE(ws.tree.Folders().size(), 1);
     }
 
     // Twenty thousand files fill in slices while the event loop keeps running; the result is
     // complete and sorted, and a change made meanwhile is not lost.
     void largeFolderFillsInSlices()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         const QString big = dir->filePath("big");
         QVERIFY(QDir().mkdir(big));
@@ -251,25 +253,21 @@ private slots:
         QFETCH(QString, newName);
         QFETCH(QString, message);
         QFETCH(bool, renamed);
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(touch(dir->filePath("tool.mel")) && touch(dir->filePath("other.txt")));
-        WorkspaceTreeWidget tree;
-        tree.resize(300, 400);
-        tree.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&tree));
-        tree.SetFolders({dir->path()});
-        expandFolder(tree, dir->path());
-        QSignalSpy changed(&tree, &WorkspaceTreeWidget::FilePathChanged);
+        Workspace ws({"tool.mel", "other.txt"});
+        QVERIFY(ws.ready);
+        ws.tree.resize(300, 400);
+        ws.tree.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&ws.tree));
+        QSignalSpy changed(&ws.tree, &WorkspaceTreeWidget::FilePathChanged);
         // As a person does it: Rename from the menu, type, Return.
-        QVERIFY(runMenuEntry(tree, tree.FindItem(dir->filePath("tool.mel")), "Rename"));
-        auto *editor = tree.findChild<QLineEdit *>();
+        QVERIFY(runMenuEntry(ws.tree, ws.item("tool.mel"), "Rename"));
+        auto *editor = ws.tree.findChild<QLineEdit *>();
         QVERIFY(editor);
         editor->setText(newName);
         QTest::keyClick(editor, Qt::Key_Return);
         QCoreApplication::processEvents();
-        const QString oldPath = dir->filePath("tool.mel"), newPath = dir->filePath(newName);
-        QCOMPARE(fixture.messages(), message.isEmpty() ? QStringList() : QStringList{message.arg(dir->path())});
+        const QString oldPath = ws.path("tool.mel"), newPath = ws.path(newName);
+        QCOMPARE(ws.fixture.messages(), message.isEmpty() ? QStringList() : QStringList{message.arg(ws.dir->path())});
         QCOMPARE(changed.count(), renamed ? 1 : 0);
         QStringList expected{"other.txt", "tool.mel"};
         if (renamed) {
@@ -281,31 +279,26 @@ private slots:
         } else {
             QVERIFY(QFileInfo::exists(oldPath));
         }
-        QTRY_COMPARE(childTexts(tree.topLevelItem(0)), expected);
+        QTRY_COMPARE(childTexts(ws.tree.topLevelItem(0)), expected);
     }
 
     // A renamed folder keeps its expanded content under the new name, and the path change is
     // announced for the folder (open files below it follow it).
     void renameFolderKeepsItsContent()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("scripts/lib"));
-        QVERIFY(touch(dir->filePath("scripts/lib/rig.mel")));
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        expandFolder(tree, dir->path());
-        expandFolder(tree, dir->filePath("scripts"));
-        expandFolder(tree, dir->filePath("scripts/lib"));
-        QSignalSpy changed(&tree, &WorkspaceTreeWidget::FilePathChanged);
-        tree.FindItem(dir->filePath("scripts"))->setText(0, "tools");
+        Workspace ws({"scripts/lib/", "scripts/lib/rig.mel"});
+        QVERIFY(ws.ready);
+        expandFolder(ws.tree, ws.path("scripts"));
+        expandFolder(ws.tree, ws.path("scripts/lib"));
+        QSignalSpy changed(&ws.tree, &WorkspaceTreeWidget::FilePathChanged);
+        ws.item("scripts")->setText(0, "tools");
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(changed.first(), (QVariantList{dir->filePath("scripts"), dir->filePath("tools")}));
-        QTRY_VERIFY(tree.FindItem(dir->filePath("tools/lib/rig.mel")));
-        QTRY_VERIFY(!tree.IsBusy());
-        QVERIFY(tree.FindItem(dir->filePath("tools"))->isExpanded());
-        QVERIFY(tree.FindItem(dir->filePath("tools/lib"))->isExpanded());
-        QVERIFY(!tree.FindItem(dir->filePath("scripts")));
+        QCOMPARE(changed.first(), (QVariantList{ws.path("scripts"), ws.path("tools")}));
+        QTRY_VERIFY(ws.item("tools/lib/rig.mel"));
+        QTRY_VERIFY(!ws.tree.IsBusy());
+        QVERIFY(ws.item("tools")->isExpanded());
+        QVERIFY(ws.item("tools/lib")->isExpanded());
+        QVERIFY(!ws.item("scripts"));
     }
 
     void deleteMovesToTheTrash_data()
@@ -327,7 +320,7 @@ private slots:
         QFETCH(bool, isFolder);
         QFETCH(bool, yes);
         QFETCH(QString, missingDataFolder);
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         ScopedTrash trash(missingDataFolder);
         auto dir = makeWorkDir();
         const QString cwd = QDir::currentPath();
@@ -376,97 +369,84 @@ private slots:
 
     void contextMenuByItem()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("sub"));
-        QVERIFY(touch(dir->filePath("a.mel")));
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        expandFolder(tree, dir->path());
+        Workspace ws({"sub/", "a.mel"});
+        QVERIFY(ws.ready);
         const QString reveal = WorkspaceTreeWidget::RevealText();
-        QCOMPARE(menuEntries(tree, tree.FindItem(dir->filePath("a.mel"))),
+        QCOMPARE(menuEntries(ws.tree, ws.item("a.mel")),
                  (QStringList{"Open", reveal, "-", "Copy", "Copy Path", "-", "Rename", "Delete"}));
-        QCOMPARE(menuEntries(tree, tree.topLevelItem(0)),
+        QCOMPARE(menuEntries(ws.tree, ws.tree.topLevelItem(0)),
                  (QStringList{"New File", "New Folder", reveal, "-", "Add Folder to Workspace...",
                               "Remove Folder from Workspace", "-", "Find in Folder...", "-", "Paste (off)",
                               "Copy Path", "-", "Delete"}));
-        QCOMPARE(menuEntries(tree, tree.FindItem(dir->filePath("sub"))),
+        QCOMPARE(menuEntries(ws.tree, ws.item("sub")),
                  (QStringList{"New File", "New Folder", reveal, "-", "Find in Folder...", "-", "Paste (off)",
                               "Copy Path", "-", "Delete"}));
-        QCOMPARE(menuEntries(tree, nullptr), (QStringList{"Add Folder to Workspace...", "-", "Find in Workspace..."}));
+        QCOMPARE(menuEntries(ws.tree, nullptr), (QStringList{"Add Folder to Workspace...", "-", "Find in Workspace..."}));
     }
 
     // Copy a file, paste it into another folder; Paste is offered only while the copied file
     // exists.
     void copyAndPaste()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        QVERIFY(QDir(dir->path()).mkpath("sub"));
-        QVERIFY(test::writeFile(dir->filePath("a.mel"), "print 1;"));
-        WorkspaceTreeWidget tree;
-        tree.SetFolders({dir->path()});
-        expandFolder(tree, dir->path());
-        QSignalSpy added(&tree, &WorkspaceTreeWidget::FileAdded);
-        QVERIFY(runMenuEntry(tree, tree.FindItem(dir->filePath("a.mel")), "Copy"));
-        QVERIFY(runMenuEntry(tree, tree.FindItem(dir->filePath("sub")), "Paste"));
-        QCOMPARE(test::readFile(dir->filePath("sub/a.mel")), QByteArray("print 1;"));
-        QVERIFY(tree.FindItem(dir->filePath("sub/a.mel")));
+        Workspace ws({"sub/", "a.mel"});
+        QVERIFY(ws.ready && test::writeFile(ws.path("a.mel"), "print 1;"));
+        QSignalSpy added(&ws.tree, &WorkspaceTreeWidget::FileAdded);
+        QVERIFY(runMenuEntry(ws.tree, ws.item("a.mel"), "Copy"));
+        QVERIFY(runMenuEntry(ws.tree, ws.item("sub"), "Paste"));
+        QCOMPARE(test::readFile(ws.path("sub/a.mel")), QByteArray("print 1;"));
+        QVERIFY(ws.item("sub/a.mel"));
         QCOMPARE(added.count(), 1);
-        QVERIFY(runMenuEntry(tree, tree.FindItem(dir->filePath("sub")), "Paste"));
-        QCOMPARE(fixture.messages(), QStringList{"File already exists: " + dir->filePath("sub/a.mel")});
-        QVERIFY(QFile::remove(dir->filePath("a.mel")));
-        QVERIFY(!runMenuEntry(tree, tree.FindItem(dir->filePath("sub")), "Paste"));
+        QVERIFY(runMenuEntry(ws.tree, ws.item("sub"), "Paste"));
+        QCOMPARE(ws.fixture.messages(), QStringList{"File already exists: " + ws.path("sub/a.mel")});
+        QVERIFY(QFile::remove(ws.path("a.mel")));
+        QVERIFY(!runMenuEntry(ws.tree, ws.item("sub"), "Paste"));
     }
 
     void newFileAndFolder()
     {
-        ViewsFixture fixture;
-        auto dir = makeWorkDir();
-        WorkspaceTreeWidget tree;
+        Workspace ws({}, false);
         QString answer;
         QStringList asked;
-        tree.askName = [&](const QString &title, const QString &label) {
+        ws.tree.askName = [&](const QString &title, const QString &label) {
             asked << title + "/" + label;
             return answer;
         };
-        tree.SetFolders({dir->path()});
-        QSignalSpy opened(&tree, &WorkspaceTreeWidget::FileOpenRequested);
-        QSignalSpy added(&tree, &WorkspaceTreeWidget::FileAdded);
-        tree.NewFile(); // nothing selected
-        QCOMPARE(fixture.messages(), QStringList{"A folder needs to be selected first."});
+        QSignalSpy opened(&ws.tree, &WorkspaceTreeWidget::FileOpenRequested);
+        QSignalSpy added(&ws.tree, &WorkspaceTreeWidget::FileAdded);
+        ws.tree.NewFile(); // nothing selected
+        QCOMPARE(ws.fixture.messages(), QStringList{"A folder needs to be selected first."});
 
         answer = "tool.py";
-        QVERIFY(runMenuEntry(tree, tree.topLevelItem(0), "New File"));
-        QVERIFY(QFileInfo(dir->filePath("tool.py")).isFile());
-        QCOMPARE(tree.currentItem(), tree.FindItem(dir->filePath("tool.py")));
+        QVERIFY(runMenuEntry(ws.tree, ws.tree.topLevelItem(0), "New File"));
+        QVERIFY(QFileInfo(ws.path("tool.py")).isFile());
+        QCOMPARE(ws.tree.currentItem(), ws.item("tool.py"));
         QCOMPARE(opened.count(), 1);
-        QCOMPARE(opened.first().at(0).toString(), dir->filePath("tool.py"));
+        QCOMPARE(opened.first().at(0).toString(), ws.path("tool.py"));
         answer = "lib";
-        QVERIFY(runMenuEntry(tree, tree.topLevelItem(0), "New Folder"));
-        QVERIFY(QFileInfo(dir->filePath("lib")).isDir());
-        QCOMPARE(childTexts(tree.topLevelItem(0)), (QStringList{"lib", "tool.py"}));
+        QVERIFY(runMenuEntry(ws.tree, ws.tree.topLevelItem(0), "New Folder"));
+        QVERIFY(QFileInfo(ws.path("lib")).isDir());
+        QCOMPARE(childTexts(ws.tree.topLevelItem(0)), (QStringList{"lib", "tool.py"}));
         QCOMPARE(added.count(), 2);
         QCOMPARE(asked, (QStringList{"New File/File Name", "New Folder/Folder Name"}));
 
-        fixture.host.clearCommands();
+        ws.fixture.host.clearCommands();
         answer = "tool.py";
-        QVERIFY(runMenuEntry(tree, tree.topLevelItem(0), "New File"));
+        QVERIFY(runMenuEntry(ws.tree, ws.tree.topLevelItem(0), "New File"));
         answer = "lib";
-        QVERIFY(runMenuEntry(tree, tree.topLevelItem(0), "New Folder"));
+        QVERIFY(runMenuEntry(ws.tree, ws.tree.topLevelItem(0), "New Folder"));
         answer = "a/b.mel";
-        QVERIFY(runMenuEntry(tree, tree.topLevelItem(0), "New File"));
-        QCOMPARE(fixture.messages(),
-                 (QStringList{"File already exists: " + dir->filePath("tool.py"),
-                              "Directory already exists: " + dir->filePath("lib"),
-                              "Failed to create file: " + dir->filePath("a/b.mel")}));
+        QVERIFY(runMenuEntry(ws.tree, ws.tree.topLevelItem(0), "New File"));
+        QCOMPARE(ws.fixture.messages(),
+                 (QStringList{"File already exists: " + ws.path("tool.py"),
+                              "Directory already exists: " + ws.path("lib"),
+                              "Failed to create file: " + ws.path("a/b.mel")}));
         QCOMPARE(added.count(), 2);
     }
 
     // The expanded folders live in the settings and open again in a new tree.
     void expandedFoldersAreKeptInTheSettings()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto dir = makeWorkDir();
         QVERIFY(QDir(dir->path()).mkpath("a/b"));
         QVERIFY(QDir(dir->path()).mkpath("c"));
@@ -497,29 +477,25 @@ private slots:
     // and deleting the link leaves what it points to.
     void symbolicLinkLoop()
     {
-        ViewsFixture fixture;
         ScopedTrash trash;
-        auto dir = makeWorkDir();
-        QVERIFY(touch(dir->filePath("a.mel")));
-        if (!QFile::link(dir->path(), dir->filePath("loop")))
+        Workspace ws({"a.mel"}, false);
+        if (!QFile::link(ws.dir->path(), ws.path("loop")))
             QSKIP("no symbolic links here");
-        WorkspaceTreeWidget tree;
-        tree.askQuestion = [](const QString &, const QString &) { return true; };
-        tree.SetFolders({dir->path()});
-        expandFolder(tree, dir->path());
-        QTreeWidgetItem *inner = expandFolder(tree, dir->filePath("loop"));
+        ws.tree.askQuestion = [](const QString &, const QString &) { return true; };
+        QVERIFY(expandFolder(ws.tree, ws.dir->path()));
+        QTreeWidgetItem *inner = expandFolder(ws.tree, ws.path("loop"));
         QCOMPARE(childTexts(inner), (QStringList{"loop", "a.mel"}));
-        inner = expandFolder(tree, dir->filePath("loop/loop"));
+        inner = expandFolder(ws.tree, ws.path("loop/loop"));
         QCOMPARE(childTexts(inner), (QStringList{"loop", "a.mel"}));
-        QVERIFY(runMenuEntry(tree, tree.FindItem(dir->filePath("loop")), "Delete"));
-        QVERIFY(!QFileInfo(dir->filePath("loop")).isSymLink());
-        QVERIFY(QFileInfo::exists(dir->filePath("a.mel")));
-        QTRY_COMPARE(childTexts(tree.topLevelItem(0)), QStringList{"a.mel"});
+        QVERIFY(runMenuEntry(ws.tree, ws.item("loop"), "Delete"));
+        QVERIFY(!QFileInfo(ws.path("loop")).isSymLink());
+        QVERIFY(QFileInfo::exists(ws.path("a.mel")));
+        QTRY_COMPARE(childTexts(ws.tree.topLevelItem(0)), QStringList{"a.mel"});
     }
 
     void findAndWorkspaceFolders()
     {
-        ViewsFixture fixture;
+        PrefsFixture fixture;
         auto first = makeWorkDir(), second = makeWorkDir();
         WorkspaceTreeWidget tree;
         tree.SetFolders({first->path()});
