@@ -109,8 +109,9 @@ QVector<Line> splitLines(const QByteArray &text)
 }
 
 // Every value of an INI file as QSettings reads it. False when QSettings cannot make sense of the
-// file (or a forged value asks for absurd memory).
-bool readValues(const QString &path, Values &values)
+// file (or a forged value asks for absurd memory). `clean`: whether every line was a setting, a
+// group or a comment; a stray line is noticed only while the values are read.
+bool readValues(const QString &path, Values &values, bool *clean = nullptr)
 {
     values.clear();
     try {
@@ -120,6 +121,8 @@ bool readValues(const QString &path, Values &values)
             return false;
         for (const QString &key : settings.allKeys())
             values.insert(key, settings.value(key));
+        if (clean)
+            *clean = settings.status() == QSettings::NoError;
     } catch (const std::bad_alloc &) {
         values.clear();
         return false;
@@ -224,15 +227,19 @@ QByteArray merge(const QByteArray &original, const Values &before, const Values 
     return result;
 }
 
-// Whether `bytes`, read as a settings file, still hold every key of `after` and the new values
-// of those that changed since `baseline` (unchanged keys keep their own lines and readings).
-bool readsBackAs(const QByteArray &bytes, const Values &baseline, const Values &after, const QString &tempTemplate)
+// Whether `bytes`, read as a settings file, still hold every key of `after`, the new values of
+// those that changed since `baseline` and the old readings (`before`) of the others, and, when the
+// file was `clean` before, no stray line either. An unclosed quote can swallow the lines after
+// it: a changed line may then be part of another key's value, or uncover a line.
+bool readsBackAs(const QByteArray &bytes, const Values &before, const Values &baseline, const Values &after,
+                 const QString &tempTemplate, bool clean)
 {
     QTemporaryFile check(tempTemplate);
     if (!check.open() || check.write(bytes) != bytes.size() || !check.flush())
         return false;
     Values read;
-    if (!readValues(check.fileName(), read))
+    bool readClean = false;
+    if (!readValues(check.fileName(), read, &readClean) || (clean && !readClean))
         return false;
     for (auto it = after.cbegin(); it != after.cend(); ++it) {
         if (!read.contains(it.key()))
@@ -242,6 +249,8 @@ bool readsBackAs(const QByteArray &bytes, const Values &baseline, const Values &
         const auto empty = [](const QVariant &v) { return v.toString().isEmpty() && v.toStringList().join(QString()).isEmpty(); };
         if (changed && !qtcompat::sameIniValue(read.value(it.key()), it.value()) &&
             !(empty(read.value(it.key())) && empty(it.value())))
+            return false;
+        if (!changed && before.contains(it.key()) && !qtcompat::sameIniValue(read.value(it.key()), before.value(it.key())))
             return false;
     }
     return true;
@@ -331,6 +340,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
         return false;
     QByteArray original;
     Values before;
+    bool originalClean = true;
     if (target.exists()) {
         QFile in(path);
         bool read = in.open(QIODevice::ReadOnly);
@@ -338,7 +348,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
             original = in.readAll();
             read = in.error() == QFileDevice::NoError && current.write(original) == original.size() && current.flush();
         }
-        if (!read || !readValues(current.fileName(), before)) {
+        if (!read || !readValues(current.fileName(), before, &originalClean)) {
             if (!setAside(path))
                 return false; // never replace what we could not read
             original.clear();
@@ -386,7 +396,7 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     // A hand-broken line (an unclosed quote, say) can swallow a line added after it: a merge that
     // does not read back as intended gives way to the plain rewrite, with the old bytes kept
     // beside the file.
-    if (result != generated && !readsBackAs(result, baseline, after, tempTemplate)) {
+    if (result != generated && !readsBackAs(result, before, baseline, after, tempTemplate, originalClean)) {
         const QString backup = path + QStringLiteral(".bak");
         QFile::remove(backup);
         if (!QFile::copy(path, backup))

@@ -68,6 +68,8 @@ bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions o
             if (++i >= pattern.size())
                 return false;
             const QChar next = pattern.at(i);
+            if (next.unicode() < 0x20)
+                return false; // an escaped line break (a pasted one) is still one
             if (next.unicode() >= 0x80 || !next.isLetterOrNumber())
                 continue; // an escaped sign stands for itself
             if (next.isDigit() && next != QLatin1Char('0') && !inClass)

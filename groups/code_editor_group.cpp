@@ -246,24 +246,19 @@ void CodeEditorGroup::OnPylintOutput(const QString &filePath, const QStringList 
     if (!editor || editor->Language() != LANGUAGE_PYTHON || !Settings::instance().pylintActive())
         return;
     CodeEditorMarks marks[MARK_CLASS_COUNT];
-    static const QRegularExpression message(QStringLiteral("^([A-Z]):(\\d+):(\\d+):\\[([A-Z]\\d+)\\]:(.*)$"),
-                                            QRegularExpression::DotMatchesEverythingOption);
-    for (const QString &part : n > 0 ? parts : QStringList()) {
-        const QRegularExpressionMatch match = message.match(part);
-        if (!match.hasMatch())
-            continue; // pylint's headers and score between the messages
+    for (const PylintWorker::Message &message : n > 0 ? PylintWorker::Messages(parts) : QVector<PylintWorker::Message>()) {
         // pylint's categories: F (fatal) and E (error) are errors, W (warning) warnings, and
         // C (convention), R (refactor) and I (information) the third, informational class.
-        const QChar category = match.captured(1).at(0);
+        const QChar category = message.category;
         const CodeEditorMarkClass markClass = category == QLatin1Char('F') || category == QLatin1Char('E') ? MARK_ERROR
                                               : category == QLatin1Char('W')                              ? MARK_WARNING
                                                                                                             : MARK_INFORMATION;
-        const QTextBlock block = editor->document()->findBlockByNumber(match.captured(2).toInt() - 1);
+        const QTextBlock block = editor->document()->findBlockByNumber(message.line - 1);
         if (!block.isValid())
             continue;
         const int lineEnd = block.position() + block.length() - 1;
-        const int start = std::min(block.position() + match.captured(3).toInt(), lineEnd);
-        marks[markClass].append({start, lineEnd, QStringLiteral("%1: %2").arg(match.captured(4), match.captured(5).trimmed())});
+        const int start = block.position() + std::min(message.column, block.length() - 1);
+        marks[markClass].append({start, lineEnd, QStringLiteral("%1: %2").arg(message.id, message.text)});
     }
     editor->SetDiagnostics(marks[MARK_ERROR], marks[MARK_WARNING], marks[MARK_INFORMATION]);
 }

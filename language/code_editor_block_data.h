@@ -58,6 +58,10 @@ public:
     void addLineCommentRange(int start, int end) { m_lineCommentRanges.append({start, end}); }
     void addBlockCommentRange(int start, int end) { m_blockCommentRanges.append({start, end}); }
     void setLeadingWhitespace(const QString &whitespace) { m_leadingWhitespace = whitespace; }
+    // The state of the previous line when this one was highlighted: a line whose previous line now
+    // ends in another state must be highlighted again.
+    void setStartState(int state) { m_startState = state; }
+    int startState() const { return m_startState; }
     void setBlank(bool blank) { m_blank = blank; }
     void setCodeText(const QString &code) { m_codeText = code; }
     void setIndentHint(int hint) { m_indentHint = hint; }
@@ -112,6 +116,7 @@ private:
     QString m_codeText;
     bool m_blank = true;
     int m_indentHint = 0;
+    int m_startState = -1;
 };
 
 } // namespace ke2

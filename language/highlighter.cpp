@@ -94,9 +94,17 @@ Highlighter::Highlighter(QTextDocument *document)
     m_sliceTimer.setSingleShot(true);
     m_sliceTimer.setInterval(0);
     connect(&m_sliceTimer, &QTimer::timeout, this, [this] { continuePending(false); });
-    // Connected after the base's own reformatting slot: the pass of an edit ends here.
+    // Connected after the base's own reformatting slot: the pass of an edit ends here. The base
+    // walks on from an edit only while the lines it highlights change their state; the line after
+    // an edit that splits or joins lines may have a new previous line whose state differs from
+    // the one it was highlighted from, with nothing changed in the lines the base did.
     if (document)
-        connect(document, &QTextDocument::contentsChange, this, [this] { closePass(); });
+        connect(document, &QTextDocument::contentsChange, this, [this](int from, int, int added) {
+            closePass();
+            if (this->document())
+                walkOnFrom(this->document()->findBlock(from + added).next());
+            closePass();
+        });
 }
 
 Highlighter::~Highlighter()
@@ -178,11 +186,29 @@ void Highlighter::continuePending(bool unbounded)
         }
         const QTextBlock last = m_lastBlockNumber >= 0 ? document()->findBlockByNumber(m_lastBlockNumber) : block;
         block = (last.isValid() && last.blockNumber() >= block.blockNumber() ? last : block).next();
+        // Past the waiting range, a line still highlighted from an old state is done too.
+        if (block.isValid() && block.position() > end)
+            walkOnFrom(block);
     }
     m_unbounded = false;
     closePass();
     if (!HighlightPending())
         emit PendingFinished();
+}
+
+void Highlighter::walkOnFrom(QTextBlock block)
+{
+    while (block.isValid()) {
+        const CodeEditorBlockData *data = CodeEditorBlockData::of(block);
+        const QTextBlock previous = block.previous();
+        if (!data || data->startState() == (previous.isValid() ? previous.userState() : -1))
+            return;
+        m_lastBlockNumber = -1;
+        rehighlightBlock(block);
+        if (m_lastBlockNumber < block.blockNumber())
+            return; // it waits for a slice, which walks on from there
+        block = document()->findBlockByNumber(m_lastBlockNumber).next();
+    }
 }
 
 void Highlighter::setHighlightingEnabled(bool enabled)
@@ -245,6 +271,7 @@ void Highlighter::highlightBlock(const QString &rawText)
         data = new CodeEditorBlockData;
         setCurrentBlockUserData(data);
     }
+    data->setStartState(previousBlockState());
     if (!g_highlightingEnabled)
         return;
 

@@ -104,6 +104,9 @@ private:
     void deferCurrentBlock();
     // Highlights waiting lines for one slice; queues the next one while any remain.
     void continuePending(bool unbounded);
+    // Highlights `block` again, and the lines after it while their states change, when the line
+    // before it now ends in another state than it started from.
+    void walkOnFrom(QTextBlock block);
     void openPass();
     void closePass() { m_passOpen = false; }
 

@@ -18,6 +18,8 @@
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
 
+#include <limits>
+
 namespace ke2 {
 
 const char *const PylintWorker::messageTemplate = "::{C}:{line}:{column}:[{msg_id}]:{msg}::";
@@ -210,6 +212,27 @@ bool PylintWorker::IsMessage(const QString &part)
 {
     static const QRegularExpression message(QStringLiteral("^[A-Z]:\\d+:\\d+:\\[[A-Z]\\d+\\]:"));
     return message.match(part).hasMatch();
+}
+
+QVector<PylintWorker::Message> PylintWorker::Messages(const QStringList &parts)
+{
+    static const QRegularExpression message(QStringLiteral("^([A-Z]):(\\d+):(\\d+):\\[([A-Z]\\d+)\\]:(.*)$"),
+                                            QRegularExpression::DotMatchesEverythingOption);
+    // Digits only, so the one way to fail is a number too large for an int.
+    const auto number = [](const QString &digits) {
+        bool ok = false;
+        const int value = digits.toInt(&ok);
+        return ok ? value : std::numeric_limits<int>::max();
+    };
+    QVector<Message> messages;
+    for (const QString &part : parts) {
+        const QRegularExpressionMatch match = message.match(part);
+        if (!match.hasMatch())
+            continue;
+        messages.append({match.captured(1).at(0), number(match.captured(2)), number(match.captured(3)),
+                         match.captured(4), match.captured(5).trimmed()});
+    }
+    return messages;
 }
 
 void PylintWorker::SetOptions(const ke2::PylintWorker::Options &options)

@@ -4,6 +4,7 @@
 #include <QtCore/QObject>
 #include <QtCore/QProcess>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 #include <optional>
 
@@ -69,6 +70,19 @@ public:
     static QString ImportPath(const QString &filePath, const QString &pythonPath);
     // Whether a part of the output is one message made by the template.
     static bool IsMessage(const QString &part);
+
+    // One message of the template, read. Numbers too large for an int are taken as the largest:
+    // a line past the end marks nothing, a column past the end of its line marks from the end.
+    struct Message {
+        QChar category; // F, E, W, C, R, I
+        int line = 0;   // 1-based
+        int column = 0; // 0-based
+        QString id;     // "E0602"
+        QString text;   // the message, trimmed
+    };
+    // The messages among the output's parts, in order; pylint's headers and score between them
+    // are left out.
+    static QVector<Message> Messages(const QStringList &parts);
 
 public slots:
     void Pylint(const QString &source, const QString &filePath, const QString &pythonPath);

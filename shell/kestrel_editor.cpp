@@ -96,6 +96,10 @@ KestrelEditor::KestrelEditor(QWidget *parent) : QWidget(parent), m_bindings(KeyB
 KestrelEditor::~KestrelEditor()
 {
     disconnect(qApp, &QApplication::focusChanged, this, &KestrelEditor::OnApplicationFocusChanged);
+    // The editors go after this class's part of the window: what they say on the way out (their
+    // destruction, above all) must not reach it.
+    for (CodeEditor *editor : findChildren<CodeEditor *>())
+        disconnect(editor, nullptr, this, nullptr);
     // The binding table outlives the window; its actions go with it.
     for (auto it = m_bindingActions.cbegin(); it != m_bindingActions.cend(); ++it)
         m_bindings.setAction(it.key(), nullptr);

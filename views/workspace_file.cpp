@@ -84,7 +84,9 @@ bool WorkspaceFile::Write(const QString &path, const QStringList &folders, bool 
     QSaveFile out(path);
     if (!out.open(QIODevice::WriteOnly))
         return false;
-    const QByteArray bytes = QJsonDocument(object).toJson(QJsonDocument::Indented);
+    // The reader drops a U+FEFF that starts a string as if it were a byte-order mark; escaped, it
+    // stays. Only strings hold such bytes.
+    const QByteArray bytes = QJsonDocument(object).toJson(QJsonDocument::Indented).replace("\xEF\xBB\xBF", "\\ufeff");
     if (out.write(bytes) != bytes.size())
         return false; // never committed: QSaveFile drops the partial copy
     return out.commit();

@@ -175,6 +175,25 @@ private slots:
         QVERIFY(ke2::IniFile::write(fixture.file("broken.ini"), [](QSettings &s) { s.setValue("size", 3); }));
         QCOMPARE(fixture.get("broken.ini.bak"), broken);
         QCOMPARE(ke2::IniFile::openForReading(fixture.file("broken.ini"))->value("size").toInt(), 3);
+
+        // Replacing that value uncovers the line it swallowed, which alone is no setting: the
+        // file is written whole too, and reads back without an error.
+        const QByteArray swallowing = "[foo]\nbar=\"open\nloose\n";
+        QVERIFY(fixture.put("swallowing.ini", swallowing));
+        QVERIFY(ke2::IniFile::write(fixture.file("swallowing.ini"), [](QSettings &s) { s.setValue("foo/bar", 1); }));
+        QCOMPARE(fixture.get("swallowing.ini.bak"), swallowing);
+        const auto reread = ke2::IniFile::openForReading(fixture.file("swallowing.ini"));
+        QCOMPARE(reread->value("foo/bar").toInt(), 1);
+        QCOMPARE(reread->status(), QSettings::NoError);
+
+        // A key's line inside another key's swallowed value: changing it must not change that value.
+        const QByteArray inside = "[General]\nsize=13\nname=\"a\nsize=12\nname=\"b\n";
+        QVERIFY(fixture.put("inside.ini", inside));
+        const QVariant name = ke2::IniFile::openForReading(fixture.file("inside.ini"))->value("name");
+        QVERIFY(ke2::IniFile::write(fixture.file("inside.ini"), [](QSettings &s) { s.setValue("size", 14); }));
+        const auto after = ke2::IniFile::openForReading(fixture.file("inside.ini"));
+        QCOMPARE(after->value("size").toInt(), 14);
+        QCOMPARE(after->value("name"), name);
     }
 
     // A file that cannot be read is never overwritten: it is kept aside, with a warning.

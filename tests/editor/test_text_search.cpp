@@ -42,6 +42,7 @@ private slots:
         QTest::newRow("no empty match where one ended") << "x*" << "abxd" << 0 << -1 << "0+0 1+0 2+1 4+0";
         QTest::newRow("an empty line in an empty text") << "^" << "" << 0 << -1 << "0+0";
         QTest::newRow("a match never spans lines") << "a\\s+b" << "a\nb a  b" << 0 << -1 << "4+4";
+        QTest::newRow("nor does an escaped line break") << QRegularExpression::escape("FOO\n_") << "FOO\n_" << 0 << -1 << "";
         QTest::newRow("a negated class stops at the line end") << "\"[^\"]*\"" << "\"a\n\"b\"" << 0 << -1 << "3+3";
         QTest::newRow("line ends before CR LF") << "c$" << "abc\r\nabc" << 0 << -1 << "2+1 7+1";
         QTest::newRow("groups, one a line") << "node_(\\d+)" << "node_1 x\nnode_22\n" << 0 << -1 << "0+6 9+7";

@@ -332,6 +332,18 @@ private slots:
         doc.highlighter->FinishPending();
         QCOMPARE(count, 2);
         QCOMPARE(doc.line(50).userState(), 4);
+
+        // Text pasted over a selection that spans a line end: the line after it gets a new
+        // previous line that ends outside the string its old one ended in.
+        Document<PythonHighlighter> pasted(QStringLiteral("x = 1\ns = \"\"\"\ninside\nend\"\"\""));
+        QTextCursor selection(&pasted.document);
+        selection.setPosition(1);
+        selection.setPosition(11, QTextCursor::KeepAnchor);
+        selection.insertText(QStringLiteral("A\nB\nC"));
+        pasted.highlighter->FinishPending();
+        QCOMPARE(pasted.line(3).text(), QStringLiteral("inside"));
+        QCOMPARE(pasted.line(3).userState(), -1);
+        QCOMPARE(pasted.line(4).userState(), 1);
     }
 
     // Input that must neither crash nor hang, with what highlighting still gets right on it.

@@ -351,13 +351,14 @@ private slots:
     }
 
     // The group sends its Python buffer to its worker's thread and turns the answer into marks:
-    // errors, warnings and information by pylint's category.
+    // errors, warnings and information by pylint's category. A column past the line's end (even
+    // past an int) marks from the line's end.
     void groupMarksTheEditorFromPylint()
     {
         const QString pylint = writeScript(m_scripts, "fixed pylint",
                                            "echo '************* Module x'\n"
                                            "echo '::E:2:4:[E0602]:Undefined variable y::'\n"
-                                           "echo '::W:1:0:[W0611]:Unused import os::'\n"
+                                           "echo '::W:2:2147483647:[W0611]:Unused import os::'\n"
                                            "echo '::C:3:0:[C0114]:Missing docstring::'\nexit 18");
         Settings::instance().pylintEnabled = true;
         Settings::instance().pylintPath = pylint;
@@ -370,6 +371,7 @@ private slots:
         QCOMPARE(editor->Marks(MARK_ERROR)[0].start, 14);
         QCOMPARE(editor->Marks(MARK_ERROR)[0].message, QString("E0602: Undefined variable y"));
         QCOMPARE(editor->Marks(MARK_WARNING).size(), 1);
+        QCOMPARE(editor->Marks(MARK_WARNING)[0].start, 15);
         QCOMPARE(editor->Marks(MARK_INFORMATION).size(), 1);
 
         Settings::instance().pylintEnabled = false;
