@@ -51,7 +51,7 @@ QString UnescapedLiteral(const QString &pattern)
 // line alone finds: nothing in the pattern can match or look at a line break, and "^" (which
 // the engine does not match after a final newline) is absent. Decided on a short list of
 // constructs known to stay on one line; anything else is searched line by line.
-bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions options, bool *dollar)
+bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions options)
 {
     const auto allowed = QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption
                          | QRegularExpression::DontCaptureOption | QRegularExpression::InvertedGreedinessOption;
@@ -103,8 +103,6 @@ bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions o
                 return false; // lookaround, options, comments, conditions
         } else if (c == QLatin1Char('^')) {
             return false;
-        } else if (c == QLatin1Char('$')) {
-            *dollar = true;
         }
     }
     return !inClass;
@@ -189,7 +187,7 @@ TextSearch::TextSearch(const QRegularExpression &regex, bool templateReplace)
     // The engine's own way to refuse an empty match at the start offset, set from the pattern.
     const QString moveOn = QStringLiteral("(*NOTEMPTY_ATSTART)") + pattern;
     m_moveOn = QRegularExpression(moveOn, options);
-    m_atOnce = StaysOnOneLine(pattern, options, &m_dollar);
+    m_atOnce = StaysOnOneLine(pattern, options);
     if (m_atOnce) {
         m_lines = QRegularExpression(pattern, options | QRegularExpression::MultilineOption);
         m_linesMoveOn = QRegularExpression(moveOn, options | QRegularExpression::MultilineOption);
@@ -221,7 +219,9 @@ bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatc
     const bool valid = text.isValidUtf16();
     const Range range{text, from, to, emptyAtTo,
                       valid ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption};
-    if (m_atOnce && valid && !(m_dollar && HasOtherLineEnds(text))) {
+    // A CR before a line's "\n" is no part of the line, yet the engine would match it (".") or
+    // between it and the "\n" (an empty match): such a text is searched line by line.
+    if (m_atOnce && valid && !HasOtherLineEnds(text)) {
         int stoppedAt = from;
         bool stopped = false;
         if (FindAtOnce(range, matches, deadline, cancelled, stoppedAt, stopped))
