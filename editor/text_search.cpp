@@ -32,9 +32,15 @@ QString UnescapedLiteral(const QString &pattern)
             if (++i >= pattern.size())
                 return QString();
             const QChar next = pattern.at(i);
-            if (next == QLatin1Char('0'))
-                text.append(QChar(0));
-            else if (IsAsciiAlphanumeric(next))
+            if (next == QLatin1Char('0')) {
+                // As the engine reads it: up to two more octal digits belong to the code.
+                int code = 0;
+                for (int digits = 0; digits < 2 && i + 1 < pattern.size() && pattern.at(i + 1) >= QLatin1Char('0')
+                                     && pattern.at(i + 1) <= QLatin1Char('7');
+                     ++digits)
+                    code = code * 8 + (pattern.at(++i).unicode() - '0');
+                text.append(QChar(code));
+            } else if (IsAsciiAlphanumeric(next))
                 return QString();
             else
                 text.append(next);
@@ -143,12 +149,36 @@ int LineEndOf(const QString &text, int position)
 
 } // namespace
 
+namespace {
+
+// QRegularExpression::escape writes NUL as "\\0", which a digit typed after it would extend into
+// another octal code; "\\000" is complete.
+QString EscapedText(const QString &text)
+{
+    QString escaped = QRegularExpression::escape(text);
+    if (!text.contains(QChar(0)))
+        return escaped;
+    QString out;
+    out.reserve(escaped.size() + 8);
+    for (int i = 0; i < escaped.size(); ++i) {
+        out += escaped.at(i);
+        if (escaped.at(i) == QLatin1Char('\\') && i + 1 < escaped.size()) {
+            out += escaped.at(++i);
+            if (escaped.at(i) == QLatin1Char('0'))
+                out += QLatin1String("00");
+        }
+    }
+    return out;
+}
+
+} // namespace
+
 QRegularExpression TextSearch::BuildRegularExpression(const QString &text, bool matchCase, bool wholeWord,
                                                       bool regularExpression)
 {
     if (text.isEmpty())
         return QRegularExpression();
-    QString pattern = regularExpression ? text : QRegularExpression::escape(text);
+    QString pattern = regularExpression ? text : EscapedText(text);
     if (wholeWord)
         pattern = QStringLiteral("\\b%1\\b").arg(pattern);
     return QRegularExpression(pattern, matchCase ? QRegularExpression::NoPatternOption

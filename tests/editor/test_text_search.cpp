@@ -72,6 +72,18 @@ private slots:
         QCOMPARE(spans(matches), found);
     }
 
+    // A NUL typed before a digit is that NUL and that digit, for the engine as for the plain scan.
+    void plainNulBeforeADigit()
+    {
+        const QString find = QString(QChar(0)) + QLatin1Char('0');
+        const QString text = QString(QChar(0)) + find;
+        const QRegularExpression regex = TextSearch::BuildRegularExpression(find, true, false, false);
+        QCOMPARE(regex.match(text).capturedStart(), 1);
+        QVector<TextMatch> matches;
+        QVERIFY(TextSearch(regex).FindAll(text, 0, int(text.size()), matches));
+        QCOMPARE(spans(matches), QString("1+2"));
+    }
+
     // The same matches whether the pattern runs over the whole text at once or line by line.
     void searchesAtOnceOnlyWhereLinesCannotMeet_data()
     {
