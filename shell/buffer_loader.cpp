@@ -121,9 +121,13 @@ void BufferLoader::InsertSlice()
         return;
     const QString &text = m_decoded->text;
     int length = std::min(m_sliceLength, int(text.size()) - m_inserted);
-    // The two halves of a surrogate pair go in together.
-    if (length > 1 && m_inserted + length < text.size() && text.at(m_inserted + length - 1).isHighSurrogate())
-        --length;
+    // A slice ends where a line does: the document lays out and colours a whole line at each
+    // change to it, so a long line put in over several slices would cost that many times its
+    // length. (A line is at most TextFile::wholeLineLength long: longer ones arrive in rows.)
+    if (m_inserted + length < text.size()) {
+        const int lineEnd = int(text.indexOf(QLatin1Char('\n'), m_inserted + length - 1));
+        length = (lineEnd < 0 ? int(text.size()) : lineEnd + 1) - m_inserted;
+    }
     QElapsedTimer timer;
     timer.start();
     QTextDocument *document = m_editor->document();

@@ -87,8 +87,10 @@ constexpr qint64 probeSize = 64 * 1024;
 constexpr qint64 longLineSize = 1024 * 1024;
 // The editor lays out a whole line at each change to it: lines longer than `wholeLineLength`
 // are shown in rows of `pieceLength` (see TextFileFormat::pieceBreak) so a key costs the same
-// in a line of 5 MB as in one of 5 KB.
-constexpr int wholeLineLength = 10000;
+// in a line of 5 MB as in one of 5 KB. Only the lines the open question told of are broken:
+// shorter ones cost more per key but stay whole for everything that reads lines (the scanners'
+// marks, line numbers in errors, go to line, find).
+constexpr int wholeLineLength = int(longLineSize);
 constexpr int pieceLength = 200;
 
 TextFileProbe Probe(const QString &path);

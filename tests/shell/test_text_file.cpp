@@ -183,15 +183,17 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<bool>("broken");
-        const QByteArray longLine = QByteArray("abcdefghij").repeated(2501); // 25,010 characters
-        QTest::newRow("a line of 10,000 stays whole") << QByteArray("x").repeated(TextFile::wholeLineLength) + "\n" << false;
+        const QByteArray longLine = QByteArray("abcdefghij").repeated(TextFile::wholeLineLength / 10 + 1);
+        QTest::newRow("a line just short of it stays whole") << QByteArray("x").repeated(TextFile::wholeLineLength) + "\n" << false;
+        // An embedded icon: broken, the string would read as unterminated to the scanner.
+        QTest::newRow("a 50,000-character string") << "icon = '" + QByteArray("QUJD").repeated(12500) + "'\n" << false;
         QTest::newRow("UTF-8, LF") << "a = 1\n" + longLine + "\nb = 2\n" << true;
         QTest::newRow("CRLF, two long lines, no final break") << longLine + "\r\n\r\n" + longLine << true;
-        QTest::newRow("Latin-1 with NULs") << QByteArray("\xE9\0", 2).repeated(8000) + "\r\nend\r\n" << true;
+        QTest::newRow("Latin-1 with NULs") << QByteArray("\xE9\0", 2).repeated(TextFile::wholeLineLength / 2 + 1) + "\r\nend\r\n" << true;
         QByteArray utf16("\xFF\xFE", 2);
         for (int i = 0; i < 12000; ++i)
             utf16.append(i % 1000 == 999 ? QByteArray("\r\0\n\0", 4) : QByteArray("y\0", 2));
-        utf16.append(QByteArray("z\0", 2).repeated(20000));
+        utf16.append(QByteArray("z\0", 2).repeated(TextFile::wholeLineLength + 1));
         QTest::newRow("UTF-16 LE") << utf16 << true;
         // A four-byte character whose two halves would fall on either side of a row's end.
         QTest::newRow("surrogate pair at a row's end")
@@ -246,7 +248,7 @@ private slots:
         QFETCH(int, removed);
         QFETCH(QString, inserted);
         QString line;
-        for (int i = 0; i < 25000; ++i)
+        for (int i = 0; i <= TextFile::wholeLineLength; ++i)
             line += QChar('a' + i % 26);
         TextFileFormat format;
         const QString text = TextFile::Decode(line.toUtf8(), true, format);
