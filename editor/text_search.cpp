@@ -32,9 +32,15 @@ QString UnescapedLiteral(const QString &pattern)
             if (++i >= pattern.size())
                 return QString();
             const QChar next = pattern.at(i);
-            if (next == QLatin1Char('0'))
-                text.append(QChar(0));
-            else if (IsAsciiAlphanumeric(next))
+            if (next == QLatin1Char('0')) {
+                // As the engine reads it: up to two more octal digits belong to the code.
+                int code = 0;
+                for (int digits = 0; digits < 2 && i + 1 < pattern.size() && pattern.at(i + 1) >= QLatin1Char('0')
+                                     && pattern.at(i + 1) <= QLatin1Char('7');
+                     ++digits)
+                    code = code * 8 + (pattern.at(++i).unicode() - '0');
+                text.append(QChar(code));
+            } else if (IsAsciiAlphanumeric(next))
                 return QString();
             else
                 text.append(next);
@@ -51,7 +57,7 @@ QString UnescapedLiteral(const QString &pattern)
 // line alone finds: nothing in the pattern can match or look at a line break, and "^" (which
 // the engine does not match after a final newline) is absent. Decided on a short list of
 // constructs known to stay on one line; anything else is searched line by line.
-bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions options, bool *dollar)
+bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions options)
 {
     const auto allowed = QRegularExpression::CaseInsensitiveOption | QRegularExpression::UseUnicodePropertiesOption
                          | QRegularExpression::DontCaptureOption | QRegularExpression::InvertedGreedinessOption;
@@ -103,8 +109,6 @@ bool StaysOnOneLine(const QString &pattern, QRegularExpression::PatternOptions o
                 return false; // lookaround, options, comments, conditions
         } else if (c == QLatin1Char('^')) {
             return false;
-        } else if (c == QLatin1Char('$')) {
-            *dollar = true;
         }
     }
     return !inClass;
@@ -145,12 +149,36 @@ int LineEndOf(const QString &text, int position)
 
 } // namespace
 
+namespace {
+
+// QRegularExpression::escape writes NUL as "\\0", which a digit typed after it would extend into
+// another octal code; "\\000" is complete.
+QString EscapedText(const QString &text)
+{
+    QString escaped = QRegularExpression::escape(text);
+    if (!text.contains(QChar(0)))
+        return escaped;
+    QString out;
+    out.reserve(escaped.size() + 8);
+    for (int i = 0; i < escaped.size(); ++i) {
+        out += escaped.at(i);
+        if (escaped.at(i) == QLatin1Char('\\') && i + 1 < escaped.size()) {
+            out += escaped.at(++i);
+            if (escaped.at(i) == QLatin1Char('0'))
+                out += QLatin1String("00");
+        }
+    }
+    return out;
+}
+
+} // namespace
+
 QRegularExpression TextSearch::BuildRegularExpression(const QString &text, bool matchCase, bool wholeWord,
                                                       bool regularExpression)
 {
     if (text.isEmpty())
         return QRegularExpression();
-    QString pattern = regularExpression ? text : QRegularExpression::escape(text);
+    QString pattern = regularExpression ? text : EscapedText(text);
     if (wholeWord)
         pattern = QStringLiteral("\\b%1\\b").arg(pattern);
     return QRegularExpression(pattern, matchCase ? QRegularExpression::NoPatternOption
@@ -189,7 +217,7 @@ TextSearch::TextSearch(const QRegularExpression &regex, bool templateReplace)
     // The engine's own way to refuse an empty match at the start offset, set from the pattern.
     const QString moveOn = QStringLiteral("(*NOTEMPTY_ATSTART)") + pattern;
     m_moveOn = QRegularExpression(moveOn, options);
-    m_atOnce = StaysOnOneLine(pattern, options, &m_dollar);
+    m_atOnce = StaysOnOneLine(pattern, options);
     if (m_atOnce) {
         m_lines = QRegularExpression(pattern, options | QRegularExpression::MultilineOption);
         m_linesMoveOn = QRegularExpression(moveOn, options | QRegularExpression::MultilineOption);
@@ -221,7 +249,9 @@ bool TextSearch::FindAll(const QString &text, int from, int to, QVector<TextMatc
     const bool valid = text.isValidUtf16();
     const Range range{text, from, to, emptyAtTo,
                       valid ? QRegularExpression::DontCheckSubjectStringMatchOption : QRegularExpression::NoMatchOption};
-    if (m_atOnce && valid && !(m_dollar && HasOtherLineEnds(text))) {
+    // A CR before a line's "\n" is no part of the line, yet the engine would match it (".") or
+    // between it and the "\n" (an empty match): such a text is searched line by line.
+    if (m_atOnce && valid && !HasOtherLineEnds(text)) {
         int stoppedAt = from;
         bool stopped = false;
         if (FindAtOnce(range, matches, deadline, cancelled, stoppedAt, stopped))

@@ -112,7 +112,6 @@ private:
     bool m_nothing = true;
     bool m_literal = false;
     bool m_atOnce = false;
-    bool m_dollar = false;
     bool m_templateReplace = false;
     bool m_matchCase = true;
     bool m_wholeWord = false;

@@ -117,7 +117,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         replaced += text.mid(at, match.start - at);
         if (asTemplate) {
             // The match again, at its place in its line, for its groups.
-            const int lineStart = text.lastIndexOf(QLatin1Char('\n'), match.start - 1) + 1;
+            // (From -1 the search would start at the end of the text.)
+            const int lineStart = match.start > 0 ? text.lastIndexOf(QLatin1Char('\n'), match.start - 1) + 1 : 0;
             int lineEnd = text.indexOf(QLatin1Char('\n'), match.start);
             if (lineEnd < 0)
                 lineEnd = text.size();

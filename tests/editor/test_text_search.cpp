@@ -45,6 +45,8 @@ private slots:
         QTest::newRow("nor does an escaped line break") << QRegularExpression::escape("FOO\n_") << "FOO\n_" << 0 << -1 << "";
         QTest::newRow("a negated class stops at the line end") << "\"[^\"]*\"" << "\"a\n\"b\"" << 0 << -1 << "3+3";
         QTest::newRow("line ends before CR LF") << "c$" << "abc\r\nabc" << 0 << -1 << "2+1 7+1";
+        QTest::newRow("CR LF: no match takes the CR") << "3." << "3\r\n3x" << 0 << -1 << "3+2";
+        QTest::newRow("CR LF: no empty match inside the line end") << " *" << "a\r\nb" << 0 << -1 << "0+0 1+0 3+0 4+0";
         QTest::newRow("groups, one a line") << "node_(\\d+)" << "node_1 x\nnode_22\n" << 0 << -1 << "0+6 9+7";
         QTest::newRow("lookbehind at a line start") << "(?<!\\s)b" << "a\nb" << 0 << -1 << "2+1";
         // A selection from offset 1: anchors and boundaries still see the line's start.
@@ -68,6 +70,18 @@ private slots:
         QVector<TextMatch> matches;
         QVERIFY(search.FindAll(text, from, to < 0 ? text.size() : to, matches));
         QCOMPARE(spans(matches), found);
+    }
+
+    // A NUL typed before a digit is that NUL and that digit, for the engine as for the plain scan.
+    void plainNulBeforeADigit()
+    {
+        const QString find = QString(QChar(0)) + QLatin1Char('0');
+        const QString text = QString(QChar(0)) + find;
+        const QRegularExpression regex = TextSearch::BuildRegularExpression(find, true, false, false);
+        QCOMPARE(regex.match(text).capturedStart(), 1);
+        QVector<TextMatch> matches;
+        QVERIFY(TextSearch(regex).FindAll(text, 0, int(text.size()), matches));
+        QCOMPARE(spans(matches), QString("1+2"));
     }
 
     // The same matches whether the pattern runs over the whole text at once or line by line.
