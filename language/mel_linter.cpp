@@ -245,9 +245,10 @@ void MelLinter::FindProcedures()
         procedure.bodyOpen = close + 1;
         procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
         const QStringView name = TextOf(at);
+        const int parameters = int(procedure.parameterNames.size());
         bool first = false;
-        int &found = m_procedureIndex.Insert(name, m_procedures.size(), &first);
-        if (!first && found >= 0 && m_procedures.at(found).parameterNames.size() != procedure.parameterNames.size())
+        int &found = m_procedureIndex.Insert(name, parameters, &first);
+        if (!first && found != parameters)
             found = -2; // two definitions that disagree: no count is certain
         m_procedures.append(procedure);
         i = procedure.bodyOpen;
@@ -264,21 +265,9 @@ bool MelLinter::IsProcedureName(int token) const
 
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
-    return m_procedureIndex.Value(name) != MelNameTable::missing;
+    return ProcedureTable().Value(name) != MelNameTable::missing;
 }
 
-bool MelLinter::DefinesNamesAtRunTime() const
-{
-    for (int i = 0; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
-        if (IsWord(i, "source") || IsWord(i, "loadPlugin"))
-            return true;
-        // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
-        if (token.kind == MelToken::String && mayDefineNames(TextOf(i)))
-            return true;
-    }
-    return false;
-}
 
 bool MelLinter::IsAssignment(int token) const
 {
@@ -339,10 +328,15 @@ const QVector<MelLinter::Call> &MelLinter::Calls() const
 
 void MelLinter::FindCalls() const
 {
-    const bool anyProcedure = !m_procedureIndex.IsEmpty();
-    const auto visit = [this, anyProcedure](Call &call) {
+    const MelNameTable &procedures = ProcedureTable();
+    const bool anyProcedure = !procedures.IsEmpty();
+    int caughtUntil = -1; // the closing parenthesis of the catch under way
+    const auto visit = [&](Call &call) {
         if (anyProcedure)
-            call.procedure = m_procedureIndex.Value(TextOf(call.nameToken));
+            call.procedure = procedures.Value(TextOf(call.nameToken));
+        call.caught = call.nameToken < caughtUntil;
+        if (IsWord(call.nameToken, "catch") || IsWord(call.nameToken, "catchQuiet"))
+            caughtUntil = std::max(caughtUntil, call.argumentsEnd);
         m_calls.append(call);
     };
     m_calls.reserve(m_tokens.size() / 8);
@@ -524,7 +518,9 @@ int MelLinter::ArgumentCount(const Call &call) const
             if (token.kind == MelToken::Flag)
                 return -1;
             if (token.kind == MelToken::Operator) {
-                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore;
+                // Only a minus before a number is surely a sign: "-$x" may read as a subtraction.
+                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore
+                                  && m_tokens.at(i + 1).kind == MelToken::Number;
                 if (!sign)
                     return -1;
             }
@@ -541,22 +537,18 @@ int MelLinter::ArgumentCount(const Call &call) const
 void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 {
     // Names declared "global" anywhere in the file: their message says what is missing.
-    MelNameTable globals;
-    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
-        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
-            for (int k = i + 2; k < m_tokens.size() && !Is(k, ";"); ++k) {
-                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                    globals.Insert(TextOf(k), 1);
-            }
-        }
+    MelNameTable ownGlobals;
+    if (!m_file) {
+        for (int token : GlobalDeclarations())
+            ownGlobals.Insert(TextOf(token), 1);
     }
+    const MelNameTable &globals = m_file ? m_file->globals : ownGlobals;
     // The names each procedure knows so far, by the number of the procedure that last met them:
     // one table for all procedures, never cleared.
     MelNameTable knownIn;
     int number = 0;
     for (const MelProcedure &procedure : m_procedures) {
         ++number;
-        const auto known = [&knownIn, number](QStringView name) { return knownIn.Value(name) == number; };
         for (const QString &name : procedure.parameterNames)
             knownIn.Insert(QStringView(name), number) = number;
         int depth = 0;
@@ -578,8 +570,10 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
             if (token.kind != MelToken::Variable)
                 continue;
             const QStringView name = TextOf(i);
-            if (known(name))
+            int &seenIn = knownIn.Insert(name, 0);
+            if (seenIn == number)
                 continue;
+            seenIn = number;
             bool declares = false;
             if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
                 declares = true; // "int $x", "global string $g[]"
@@ -604,7 +598,6 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 }
                 declares = IsAssignment(k);
             }
-            knownIn.Insert(name, number) = number;
             if (declares)
                 continue;
             if (globals.Value(name) == 1)
@@ -619,13 +612,12 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 
 void MelLinter::CheckArgumentCounts(QVector<MelLintWarning> &out) const
 {
-    if (m_procedures.isEmpty())
+    if (ProcedureTable().IsEmpty())
         return;
     for (const Call &call : Calls()) {
-        const int index = call.procedure;
-        if (index < 0)
+        const int expected = call.procedure;
+        if (expected < 0)
             continue;
-        const int expected = m_procedures.at(index).parameterNames.size();
         const int given = ArgumentCount(call);
         if (given < 0 || given == expected)
             continue;
@@ -651,34 +643,110 @@ void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
     }
 }
 
-void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
+QVector<int> MelLinter::GlobalDeclarations() const
 {
-    if (!names.KnowsCommands() || DefinesNamesAtRunTime())
+    QVector<int> found;
+    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
+        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
+            int k = i + 2;
+            for (; k < m_tokens.size() && !Is(k, ";"); ++k) {
+                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+                    found.append(k);
+            }
+            i = k;
+        }
+    }
+    return found;
+}
+
+void MelNameUses::Append(const MelNameUses &other, int offset)
+{
+    for (MelToken token : other.calls) {
+        token.start += offset;
+        calls.append(token);
+    }
+    for (MelToken token : other.guarded) {
+        token.start += offset;
+        guarded.append(token);
+    }
+    runTime = runTime || other.runTime;
+}
+
+void MelLinter::CollectNameUses(MelNameUses &out) const
+{
+    const int count = m_tokens.size();
+    for (int i = 0; i < count && !out.runTime; ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (token.kind == MelToken::String) {
+            const QStringView inside = TextOf(i).mid(1, token.length - 2);
+            // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
+            if (mayDefineNames(inside)) {
+                out.runTime = true;
+            } else if (!inside.isEmpty() && token.length >= 3 && TextOf(i).endsWith(QLatin1Char('"'))
+                       && std::all_of(inside.begin(), inside.end(), [](QChar c) {
+                              return c.isLetterOrNumber() || c == QLatin1Char('_');
+                          })) {
+                // A name written as a string is most often tested for ("exists", "whatIs") or
+                // run under a guard: calls of it are left alone.
+                out.guarded.append({token.start + 1, token.length - 2, MelToken::Word, false});
+            }
+        } else if (token.kind == MelToken::Word) {
+            // Sources scripts, loads plug-ins, makes commands, or asks whether one is loaded.
+            if (IsWord(i, "source") || IsWord(i, "loadPlugin") || IsWord(i, "pluginInfo")
+                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash"))
+                out.runTime = true;
+            else if ((IsWord(i, "exists") || IsWord(i, "whatIs")) && i + 1 < count
+                     && m_tokens.at(i + 1).kind == MelToken::Word)
+                out.guarded.append(m_tokens.at(i + 1));
+        }
+    }
+    if (out.runTime)
         return;
     MelNameTable seen;
-    QVector<int> unknown;
-    bool sourcesScripts = false;
     for (const Call &call : Calls()) {
-        if (call.procedure != -1)
-            continue; // defined in this file
+        if (call.procedure != -1 || call.caught)
+            continue; // defined in this file, or caught when missing
         const QStringView word = TextOf(call.nameToken);
         bool first = false;
         seen.Insert(word, 1, &first);
+        if (first && !IsMelReservedWord(word) && !isLanguageBuiltin(word))
+            out.calls.append(m_tokens.at(call.nameToken));
+    }
+}
+
+void MelLinter::ReportUnknownNames(const QString &text, const MelNameUses &uses, MelNameSource &names,
+                                   QVector<MelLintWarning> &out)
+{
+    if (uses.runTime || uses.calls.isEmpty() || !names.KnowsCommands())
+        return;
+    MelNameTable skip; // guarded names, and names met before
+    for (const MelToken &token : uses.guarded)
+        skip.Insert(TokenText(text, token), 1);
+    QVector<const MelToken *> unknown;
+    for (const MelToken &token : uses.calls) {
+        const QStringView word = TokenText(text, token);
+        bool first = false;
+        skip.Insert(word, 1, &first);
         if (!first)
-            continue;
-        if (IsMelReservedWord(word) || isLanguageBuiltin(word))
             continue;
         const QString name = word.toString();
         if (!names.IsKnownName(name))
-            unknown.append(call.nameToken);
+            unknown.append(&token);
         else if (names.IsUnsourcedScript(name))
-            sourcesScripts = true;
+            return; // a script that the file's own calls source may define any of the names
     }
-    // A script that the file's own calls source may define any of the names: none is certain.
-    if (sourcesScripts)
+    for (const MelToken *token : qAsConst(unknown))
+        out.append({QStringLiteral("Unknown command or procedure %1").arg(TokenText(text, *token).toString()),
+                    token->start, token->start + token->length});
+}
+
+void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
+{
+    if (!names.KnowsCommands())
         return;
-    for (int token : qAsConst(unknown))
-        Warn(out, token, QStringLiteral("Unknown command or procedure %1").arg(TextOf(token).toString()));
+    MelNameUses uses;
+    CollectNameUses(uses);
+    ReportUnknownNames(m_text, uses, names, out);
 }
 
 void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const
@@ -716,7 +784,10 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
             if (!syntax || syntax->flags.isEmpty())
                 break;
             const QStringView flag = TextOf(i).mid(1);
-            if (!syntax->Find(flag))
+            // Query and edit are the host's own flags for every command that has them.
+            const bool queryOrEdit = flag == QLatin1String("q") || flag == QLatin1String("e")
+                                     || flag == QLatin1String("query") || flag == QLatin1String("edit");
+            if (!queryOrEdit && !syntax->Find(flag))
                 Warn(out, i, QStringLiteral("Command %1 has no flag -%2").arg(word.toString(), flag.toString()));
         }
     }

@@ -41,6 +41,9 @@ public:
     // A script on the host's path that is not sourced yet: calling it sources it, and whatever
     // procedures it defines become known only then.
     virtual bool IsUnsourcedScript(const QString &name) { Q_UNUSED(name) return false; }
+    // Changes whenever CommandSyntax() or KnowsCommands() may answer otherwise than before, so
+    // that flag warnings worked out earlier can be kept; -1: not known, nothing is kept.
+    virtual int SyntaxRevision() { return -1; }
 };
 
 // Names (views of text that outlives the table) to numbers, asked for nearly every token by the
@@ -87,6 +90,23 @@ private:
     int m_count = 0;
 };
 
+// What the rest of a file tells the checks of one part of it: the procedures the whole file
+// defines (name -> number of parameters, -2 when two definitions disagree) and the variables it
+// declares "global" anywhere.
+struct MelFileContext {
+    MelNameTable procedures;
+    MelNameTable globals;
+};
+
+// The names a text calls without defining them, for the unknown-command check, which needs them
+// for the whole file: token ranges of the text (only start and length are meaningful).
+struct MelNameUses {
+    QVector<MelToken> calls;   // the first call of each name, outside catch
+    QVector<MelToken> guarded; // names the text tests for (exists, whatIs) or writes as a string
+    bool runTime = false;      // the text may define names at run time (sources, loads plug-ins...)
+    void Append(const MelNameUses &other, int offset);
+};
+
 // A procedure as the file defines it.
 struct MelProcedure {
     QString name;
@@ -118,6 +138,11 @@ struct MelLintWarning {
 class MelLinter {
 public:
     explicit MelLinter(const QString &text);
+    // `text` is one part of a file: names defined elsewhere in the file come from `file`. Set
+    // before any check runs; `file` must outlive the checks.
+    void SetFileContext(const MelFileContext *file) { m_file = file; }
+    // The names this text declares global (token indices).
+    QVector<int> GlobalDeclarations() const;
 
     const QString &Text() const { return m_text; }
     const QVector<MelToken> &Tokens() const { return m_tokens; }
@@ -132,6 +157,11 @@ public:
     void CheckReturnValues(QVector<MelLintWarning> &out) const;
     // A word in command position that nothing defines (needs the host's lists).
     void CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const;
+    // The first half of that check, for one part of a file...
+    void CollectNameUses(MelNameUses &out) const;
+    // ...and the second, over what all parts of `text` collected (ranges of `text`).
+    static void ReportUnknownNames(const QString &text, const MelNameUses &uses, MelNameSource &names,
+                                   QVector<MelLintWarning> &out);
     // A flag that the host command does not have (needs the host's syntax help).
     void CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const;
 
@@ -151,9 +181,11 @@ public:
         int argumentsBegin = -1;
         int argumentsEnd = -1;
         bool functionSyntax = false;
-        // The file's procedure of that name (the index in Procedures()), -1 when the file defines
+        // The number of parameters of the file's procedure of that name, -1 when the file defines
         // none, -2 when it defines two that disagree: looked up once for every check.
         int procedure = -1;
+        // Inside the parentheses of catch or catchQuiet: a missing name is caught there.
+        bool caught = false;
     };
     // Every call in command position and every function call inside expressions, in text order;
     // found by the first request, kept for the others.
@@ -192,9 +224,6 @@ private:
     void FindProcedures();
     // End (exclusive) of the command arguments that start at `from`.
     int CommandArgumentsEnd(int from, bool insideBackquote) const;
-    // Whether the file may define names at run time that no scan can see (it sources scripts,
-    // loads plug-ins or evaluates procedure definitions).
-    bool DefinesNamesAtRunTime() const;
     void Warn(QVector<MelLintWarning> &out, int token, const QString &message) const;
     bool IsAssignment(int token) const;
     bool SameText(const MelToken &token, const char *text, int length) const
@@ -211,7 +240,9 @@ private:
     QVector<MelToken> m_tokens;
     QVector<int> m_match; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
-    MelNameTable m_procedureIndex; // name -> first procedure; -2 when defined twice differently
+    MelNameTable m_procedureIndex; // name -> number of parameters; -2 when defined twice differently
+    const MelFileContext *m_file = nullptr;
+    const MelNameTable &ProcedureTable() const { return m_file ? m_file->procedures : m_procedureIndex; }
     mutable QVector<Call> m_calls;
     mutable bool m_callsFound = false;
 };
