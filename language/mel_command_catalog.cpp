@@ -30,6 +30,7 @@ MelCommandCatalog &MelCommandCatalog::instance()
 void MelCommandCatalog::Reset()
 {
     Flush();
+    ++m_revision;
     m_generation = -1;
     m_commands.clear();
     m_otherNames.clear();
@@ -48,6 +49,7 @@ void MelCommandCatalog::Sync()
     if (generation == m_generation)
         return;
     Flush();
+    ++m_revision;
     m_generation = generation;
     m_commands.clear();
     m_otherNames.clear();
@@ -97,6 +99,12 @@ bool MelCommandCatalog::IsKnownName(const QString &name)
     if (kind.startsWith(QLatin1String("Script")))
         m_unsourcedScripts.insert(name);
     return known;
+}
+
+int MelCommandCatalog::SyntaxRevision()
+{
+    Sync();
+    return hostHasMel() ? m_revision : -1;
 }
 
 bool MelCommandCatalog::IsUnsourcedScript(const QString &name)

@@ -714,30 +714,55 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
     }
 }
 
-void MelLinter::ReportUnknownNames(const QString &text, const MelNameUses &uses, MelNameSource &names,
-                                   QVector<MelLintWarning> &out)
+void MelNameUseCounts::Add(QStringView text, const MelNameUses &uses, int sign)
 {
-    if (uses.runTime || uses.calls.isEmpty() || !names.KnowsCommands())
-        return;
-    MelNameTable skip; // guarded names, and names met before
+    const auto count = [&](const MelToken &token) -> Entry & {
+        const QStringView name = text.mid(token.start, token.length);
+        int index = m_index.Value(name);
+        if (index == MelNameTable::missing) {
+            // The table keeps a view: of the entry's own copy of the name, which moves with it.
+            index = int(m_entries.size());
+            m_entries.push_back({name.toString(), 0, 0});
+            m_index.Insert(QStringView(m_entries.back().name), index);
+        }
+        return m_entries[size_t(index)];
+    };
+    for (const MelToken &token : uses.calls)
+        count(token).calls += sign;
     for (const MelToken &token : uses.guarded)
-        skip.Insert(TokenText(text, token), 1);
-    QVector<const MelToken *> unknown;
-    for (const MelToken &token : uses.calls) {
-        const QStringView word = TokenText(text, token);
-        bool first = false;
-        skip.Insert(word, 1, &first);
-        if (!first)
+        count(token).guards += sign;
+    if (uses.runTime)
+        m_runTime += sign;
+}
+
+MelNameTable MelNameUseCounts::UnknownNames(MelNameSource &names) const
+{
+    MelNameTable unknown;
+    if (m_runTime > 0 || !names.KnowsCommands())
+        return unknown;
+    for (const Entry &entry : m_entries) {
+        if (entry.calls <= 0 || entry.guards > 0)
             continue;
-        const QString name = word.toString();
-        if (!names.IsKnownName(name))
-            unknown.append(&token);
-        else if (names.IsUnsourcedScript(name))
-            return; // a script that the file's own calls source may define any of the names
+        if (!names.IsKnownName(entry.name))
+            unknown.Insert(QStringView(entry.name), 1);
+        else if (names.IsUnsourcedScript(entry.name))
+            return MelNameTable();
     }
-    for (const MelToken *token : qAsConst(unknown))
-        out.append({QStringLiteral("Unknown command or procedure %1").arg(TokenText(text, *token).toString()),
-                    token->start, token->start + token->length});
+    return unknown;
+}
+
+void MelLinter::ReportUnknownNames(QStringView text, const QVector<MelToken> &calls, int offset,
+                                   MelNameTable &unknown, QVector<MelLintWarning> &out)
+{
+    for (const MelToken &token : calls) {
+        const QStringView word = text.mid(token.start + offset, token.length);
+        int &left = unknown.Insert(word, 0);
+        if (left != 1)
+            continue;
+        left = 0; // the first call only
+        out.append({QStringLiteral("Unknown command or procedure %1").arg(word.toString()), token.start + offset,
+                    token.start + offset + token.length});
+    }
 }
 
 void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
@@ -746,7 +771,11 @@ void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarnin
         return;
     MelNameUses uses;
     CollectNameUses(uses);
-    ReportUnknownNames(m_text, uses, names, out);
+    MelNameUseCounts counts;
+    counts.Add(m_text, uses, 1);
+    MelNameTable unknown = counts.UnknownNames(names);
+    if (!unknown.IsEmpty())
+        ReportUnknownNames(m_text, uses.calls, 0, unknown, out);
 }
 
 void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const

@@ -107,6 +107,27 @@ struct MelNameUses {
     void Append(const MelNameUses &other, int offset);
 };
 
+// How many parts of a file call, or test for, each name: kept up to date part by part, so that
+// the unknown-name check over a whole file costs what its names are, not what its calls are.
+class MelNameUseCounts {
+public:
+    // Counts the names of `uses` (ranges of `text`) in (sign 1) or out (sign -1).
+    void Add(QStringView text, const MelNameUses &uses, int sign);
+    // The names called and neither tested for nor known to `names`; none when the file may
+    // define names at run time or calls a script not sourced yet, which may define any of them.
+    MelNameTable UnknownNames(MelNameSource &names) const;
+
+private:
+    struct Entry {
+        QString name;
+        int calls = 0;
+        int guards = 0;
+    };
+    std::vector<Entry> m_entries; // the table's views point into their names
+    MelNameTable m_index;
+    int m_runTime = 0;
+};
+
 // A procedure as the file defines it.
 struct MelProcedure {
     QString name;
@@ -159,9 +180,9 @@ public:
     void CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const;
     // The first half of that check, for one part of a file...
     void CollectNameUses(MelNameUses &out) const;
-    // ...and the second, over what all parts of `text` collected (ranges of `text`).
-    static void ReportUnknownNames(const QString &text, const MelNameUses &uses, MelNameSource &names,
-                                   QVector<MelLintWarning> &out);
+    // ...and the second: the first of `calls` (ranges of `text`) to each of `unknown`.
+    static void ReportUnknownNames(QStringView text, const QVector<MelToken> &calls, int offset,
+                                   MelNameTable &unknown, QVector<MelLintWarning> &out);
     // A flag that the host command does not have (needs the host's syntax help).
     void CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const;
 
