@@ -421,6 +421,8 @@ void MelLinter::FindCalls() const
         }
         const QStringView word = TextOf(i);
         const bool callParen = Is(i + 1, "(") && !m_tokens.at(i + 1).spaceBefore;
+        if ((word == QLatin1String("catch") || word == QLatin1String("catchQuiet")) && Is(i + 1, "("))
+            caughtUntil = std::max(caughtUntil, m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count);
         if (start) {
             if (word == QLatin1String("if") || word == QLatin1String("while") || word == QLatin1String("for")
                 || word == QLatin1String("switch")) {
