@@ -29,9 +29,14 @@ MelCommandCatalog &MelCommandCatalog::instance()
 
 void MelCommandCatalog::Reset()
 {
+    Forget(-1);
+}
+
+void MelCommandCatalog::Forget(int generation)
+{
     Flush();
     ++m_revision;
-    m_generation = -1;
+    m_generation = generation;
     m_commands.clear();
     m_otherNames.clear();
     m_syntax.clear();
@@ -48,11 +53,7 @@ void MelCommandCatalog::Sync()
     const int generation = HostBridge::melListsGeneration();
     if (generation == m_generation)
         return;
-    Flush();
-    ++m_revision;
-    m_generation = generation;
-    m_commands.clear();
-    m_otherNames.clear();
+    Forget(generation);
     for (const QString &name : HostBridge::melCommands()) {
         if (!name.isEmpty())
             m_commands.insert(name);
@@ -63,13 +64,6 @@ void MelCommandCatalog::Sync()
                 m_otherNames.insert(name);
         }
     }
-    m_syntax.clear();
-    m_helpTexts.clear();
-    m_whatIsKnown.clear();
-    m_unsourcedScripts.clear();
-    m_diskLoaded = false;
-    m_dirty = false;
-    m_cacheFile.clear();
 }
 
 bool MelCommandCatalog::KnowsCommands() const

@@ -34,6 +34,8 @@ public:
 
 private:
     void Sync();
+    // Drops all the host told, for the lists of `generation`.
+    void Forget(int generation);
     void LoadDiskCache();
 
     int m_generation = -1;

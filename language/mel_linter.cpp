@@ -468,6 +468,20 @@ void MelLinter::FindCalls() const
     }
 }
 
+bool MelLinter::Step(Nesting &nesting, int token) const
+{
+    const MelToken &t = m_tokens.at(token);
+    if (t.kind == MelToken::Backquote)
+        nesting.backquote = !nesting.backquote;
+    else if (isOpener(m_text, t))
+        ++nesting.depth;
+    else if (isCloser(m_text, t))
+        --nesting.depth;
+    else
+        return false;
+    return true;
+}
+
 int MelLinter::ArgumentCount(const Call &call) const
 {
     const int begin = call.argumentsBegin;
@@ -476,17 +490,9 @@ int MelLinter::ArgumentCount(const Call &call) const
         if (begin >= end)
             return 0;
         int commas = 0;
-        int depth = 0;
-        bool backquote = false;
+        Nesting nesting;
         for (int i = begin; i < end; ++i) {
-            const MelToken &token = m_tokens.at(i);
-            if (token.kind == MelToken::Backquote)
-                backquote = !backquote;
-            else if (isOpener(m_text, token))
-                ++depth;
-            else if (isCloser(m_text, token))
-                --depth;
-            else if (depth == 0 && !backquote && Is(i, ","))
+            if (!Step(nesting, i) && nesting.Top() && Is(i, ","))
                 ++commas;
         }
         return commas + 1;
@@ -789,19 +795,12 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
         if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
             continue;
         const QStringView word = TextOf(call.nameToken);
-        int depth = 0;
-        bool backquote = false;
+        Nesting nesting;
         const MelCommandSyntax *syntax = nullptr;
         bool asked = false;
         for (int i = call.argumentsBegin; i < call.argumentsEnd; ++i) {
-            const MelToken &token = m_tokens.at(i);
-            if (token.kind == MelToken::Backquote)
-                backquote = !backquote;
-            else if (isOpener(m_text, token))
-                ++depth;
-            else if (isCloser(m_text, token))
-                --depth;
-            if (token.kind != MelToken::Flag || depth != 0 || backquote)
+            Step(nesting, i);
+            if (m_tokens.at(i).kind != MelToken::Flag || !nesting.Top())
                 continue;
             if (!asked) {
                 asked = true;

@@ -246,6 +246,14 @@ private:
     // End (exclusive) of the command arguments that start at `from`.
     int CommandArgumentsEnd(int from, bool insideBackquote) const;
     void Warn(QVector<MelLintWarning> &out, int token, const QString &message) const;
+    // The brackets and backquotes open around a token, followed token by token.
+    struct Nesting {
+        int depth = 0;
+        bool backquote = false;
+        bool Top() const { return depth == 0 && !backquote; }
+    };
+    // Moves `nesting` past `token`; whether the token was a bracket or a backquote.
+    bool Step(Nesting &nesting, int token) const;
     bool IsAssignment(int token) const;
     bool SameText(const MelToken &token, const char *text, int length) const
     {
