@@ -93,7 +93,7 @@ int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
 {
     // At most half full: probes stay short.
     if (size_t(m_count + 1) * 2 > m_slots.size()) {
-        std::vector<Slot> old(std::max<size_t>(64, m_slots.size() * 2));
+        std::vector<Slot> old(std::max<size_t>(16, m_slots.size() * 2));
         old.swap(m_slots);
         const size_t mask = m_slots.size() - 1;
         for (const Slot &slot : old) {
@@ -159,7 +159,7 @@ QString MelProcedure::Signature() const
     QString head = global ? QStringLiteral("global proc ") : QStringLiteral("proc ");
     if (!returnType.isEmpty())
         head += returnType + QLatin1Char(' ');
-    return head + name + QLatin1Char('(') + parameters.join(QStringLiteral(", ")) + QLatin1Char(')');
+    return head + name + QLatin1Char('(') + parameterList + QLatin1Char(')');
 }
 
 // --- structure ------------------------------------------------------------------------------------
@@ -227,25 +227,26 @@ void MelLinter::FindProcedures()
         procedure.headToken = procedure.global ? i - 1 : i;
         procedure.nameToken = at;
         // Parameters: "type $name" or "type $name[]", separated by commas.
-        QString parameter;
+        procedure.parametersOpen = open;
+        bool separator = false;
         for (int k = open + 1; k < close; ++k) {
             if (Is(k, ",")) {
-                procedure.parameters.append(parameter);
-                parameter.clear();
+                separator = true;
                 continue;
             }
             if (m_tokens.at(k).kind == MelToken::Variable)
-                procedure.parameterNames.append(TextOf(k).toString());
-            if (!parameter.isEmpty() && m_tokens.at(k).spaceBefore)
-                parameter += QLatin1Char(' ');
-            parameter += TextOf(k);
+                ++procedure.parameterCount;
+            if (separator && !procedure.parameterList.isEmpty())
+                procedure.parameterList += QLatin1String(", ");
+            else if (!procedure.parameterList.isEmpty() && m_tokens.at(k).spaceBefore)
+                procedure.parameterList += QLatin1Char(' ');
+            separator = false;
+            procedure.parameterList += TextOf(k);
         }
-        if (!parameter.isEmpty())
-            procedure.parameters.append(parameter);
         procedure.bodyOpen = close + 1;
         procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
         const QStringView name = TextOf(at);
-        const int parameters = int(procedure.parameterNames.size());
+        const int parameters = procedure.parameterCount;
         bool first = false;
         int &found = m_procedureIndex.Insert(name, parameters, &first);
         if (!first && found != parameters)
@@ -557,8 +558,10 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
     int number = 0;
     for (const MelProcedure &procedure : m_procedures) {
         ++number;
-        for (const QString &name : procedure.parameterNames)
-            knownIn.Insert(QStringView(name), number) = number;
+        for (int k = procedure.parametersOpen + 1; k < procedure.bodyOpen - 1; ++k) {
+            if (m_tokens.at(k).kind == MelToken::Variable)
+                knownIn.Insert(TextOf(k), number) = number;
+        }
         int depth = 0;
         int declarationDepth = -1; // nesting depth of the declaration statement under way
         for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {

@@ -132,8 +132,9 @@ private:
 struct MelProcedure {
     QString name;
     QString returnType;          // empty when declared without one ("string[]" for arrays)
-    QStringList parameters;      // as written: "string $names[]"
-    QStringList parameterNames;  // "$names"
+    QString parameterList;       // as written: "string $names[], int $count"
+    int parameterCount = 0;
+    int parametersOpen = -1;     // token index of "("
     bool global = false;
     int headToken = -1; // "global" or "proc"
     int nameToken = -1;

@@ -69,7 +69,7 @@ int MelParser::ReadPart(QStringView part, int index, const QVector<LintPart> &ol
     uint hash = 0;
     for (const MelProcedure &procedure : read.procedures) {
         const MelToken &name = linter->Tokens().at(procedure.nameToken);
-        const int parameters = int(procedure.parameterNames.size());
+        const int parameters = procedure.parameterCount;
         read.definitions.append({name.start, name.length, parameters});
         hash = hash * 31 + qHash(linter->TextOf(procedure.nameToken)) + uint(parameters);
     }
