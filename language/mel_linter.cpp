@@ -1,6 +1,7 @@
 #include "language/mel_linter.h"
 
 #include <QtCore/QSet>
+#include <QtCore/QVarLengthArray>
 
 #include <algorithm>
 
@@ -173,7 +174,7 @@ MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(t
 void MelLinter::MatchBrackets()
 {
     m_match.fill(-1, m_tokens.size());
-    QVector<int> open;
+    QVarLengthArray<int, 64> open;
     for (int i = 0; i < m_tokens.size(); ++i) {
         const MelToken &token = m_tokens.at(i);
         if (isOpener(m_text, token)) {
@@ -349,7 +350,8 @@ void MelLinter::FindCalls() const
         bool caseLabel;    // the statement began with case or default: its ":" starts the next
         bool commandArgs;  // the rest of the statement are a command's arguments
     };
-    QVector<Frame> stack{{Top, true, false, false, false}};
+    QVarLengthArray<Frame, 32> stack;
+    stack.append({Top, true, false, false, false});
     int nextProcedure = 0; // procedures come in text order: the next head to meet
     const auto atProcedureHead = [&](int token) {
         while (nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken < token)
