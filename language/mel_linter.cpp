@@ -746,6 +746,19 @@ void MelNameUseCounts::Add(QStringView text, const MelNameUses &uses, int sign)
         count(token).guards += sign;
     if (uses.runTime)
         m_runTime += sign;
+    // Names typed and gone again stay behind with no count: drop them now and then.
+    if (m_entries.size() > 2 * m_compactedSize + 64) {
+        std::vector<Entry> live;
+        for (Entry &entry : m_entries) {
+            if (entry.calls != 0 || entry.guards != 0)
+                live.push_back(std::move(entry));
+        }
+        m_entries.swap(live);
+        m_index = MelNameTable();
+        for (int i = 0; i < int(m_entries.size()); ++i)
+            m_index.Insert(QStringView(m_entries[size_t(i)].name), i);
+        m_compactedSize = m_entries.size();
+    }
 }
 
 MelNameTable MelNameUseCounts::UnknownNames(MelNameSource &names) const

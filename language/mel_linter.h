@@ -125,6 +125,7 @@ private:
     };
     std::vector<Entry> m_entries; // the table's views point into their names
     MelNameTable m_index;
+    size_t m_compactedSize = 0;
     int m_runTime = 0;
 };
 
