@@ -516,9 +516,14 @@ void CodeEditorGroup::Analyse(const QString *known)
         return;
     CodeEditor *editor = CurrentCodeEditor();
     BaseParser *parser = nullptr;
-    if (editor && editor->Language() == LANGUAGE_MEL)
+    // The scanners read the whole text on this thread: in a buffer past this size (a scene file
+    // of many megabytes) a pause would hold up typing for seconds, so it goes without outline
+    // and diagnostics.
+    constexpr int analysedLength = 8 * 1024 * 1024;
+    const bool analysed = editor && editor->document()->characterCount() <= analysedLength;
+    if (analysed && editor->Language() == LANGUAGE_MEL)
         parser = &m_melParser;
-    else if (editor && editor->Language() == LANGUAGE_PYTHON)
+    else if (analysed && editor->Language() == LANGUAGE_PYTHON)
         parser = &m_pythonParser;
     if (!parser) {
         if (editor)

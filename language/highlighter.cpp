@@ -246,7 +246,7 @@ void Highlighter::onDemandChange(int from, int added)
     const QTextBlock last = document()->findBlock(from + added);
     if (!block.isValid())
         return;
-    if (last.isValid() && last.blockNumber() - block.blockNumber() < MinLinesPerSlice) {
+    if (!m_changesUncoloured && last.isValid() && last.blockNumber() - block.blockNumber() < MinLinesPerSlice) {
         // An edit: its lines are coloured at once, as the base would.
         while (block.isValid() && block.blockNumber() <= last.blockNumber()) {
             colour(block);

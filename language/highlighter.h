@@ -53,6 +53,8 @@ public:
     bool OnDemand() const { return m_onDemand; }
     // Colours `block` if it has not been (on demand only).
     void ColourShown(const QTextBlock &block);
+    // On demand, while set, changes colour none of their lines however few (a load's slices).
+    void SetChangesUncoloured(bool uncoloured) { m_changesUncoloured = uncoloured; }
 
     // The global switch: while highlighting is off, lines only get their state and block data
     // reset. Existing documents need a rehighlight() to follow a change.
@@ -129,6 +131,7 @@ private:
 
     bool m_onDemand = false;
     bool m_colouring = false;
+    bool m_changesUncoloured = false;
     // Lines before `m_sweptEnd` have known states, except from `m_sweepFrom` (when set) to past
     // `m_changedEnd`, where edits may have changed them.
     QTextCursor m_sweptEnd;

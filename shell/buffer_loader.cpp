@@ -189,7 +189,12 @@ void BufferLoader::InsertSlice()
     // The editor's cursor shares the end of an empty document with the insertion, and would be
     // carried along: it stays at the start, where the reader begins.
     const bool first = m_inserted == 0 && document->isEmpty();
+    auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter());
+    if (highlighter)
+        highlighter->SetChangesUncoloured(true);
     m_end.insertText(m_inPiece == 0 && length == text.size() ? text : text.mid(m_inPiece, length));
+    if (highlighter)
+        highlighter->SetChangesUncoloured(false);
     m_inPiece += length;
     m_inserted += length;
     if (first)
