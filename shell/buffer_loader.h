@@ -66,7 +66,9 @@ private:
     Stage m_stage = Stage::Idle;
     std::shared_ptr<Decoded> m_decoded;
     QTextCursor m_end;
-    int m_inserted = 0;
+    qint64 m_inserted = 0;
+    // Characters of the first waiting piece already in.
+    int m_inPiece = 0;
     int m_sliceLength = 64 * 1024;
     bool m_wasReadOnly = false;
     bool m_editedMeanwhile = false;

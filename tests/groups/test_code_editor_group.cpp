@@ -317,6 +317,13 @@ private slots:
         QCOMPARE(updates.size(), suspended + 1);
         QVERIFY(updates.last()[0].value<BaseParser *>()->IsPython());
         QCOMPARE(changes.size(), 1);
+
+        // A scene of many megabytes is not scanned on a pause: typing would wait for it.
+        group->AddCodeEditor(record(LANGUAGE_MEL, QStringLiteral("scene.ma")),
+                             QStringLiteral("setAttr \".v\" 1\n").repeated(600000));
+        group->SetCurrentIndex(3);
+        QCOMPARE(updates.last()[0].value<BaseParser *>(), nullptr);
+        QVERIFY(group->CurrentCodeEditor()->Marks(MARK_ERROR).isEmpty());
     }
 
     // The tab context menu lists its entries in order and asks for the tab under the mouse.
