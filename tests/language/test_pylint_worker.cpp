@@ -4,6 +4,7 @@
 #include "language/pylint_worker.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/stack_probe.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -36,28 +37,6 @@ QString writeScript(const QString &folder, const QString &name, const QString &b
     file.setPermissions(file.permissions() | QFileDevice::ExeOwner | QFileDevice::ExeUser);
     return path;
 }
-
-// Records how deep in its thread's stack each request reaches the worker: a request handled
-// inside another one's wait shows up deeper than the first.
-class StackProbe : public QObject {
-public:
-    QAtomicInteger<quintptr> lowest{~quintptr(0)};
-    QAtomicInteger<quintptr> highest{0};
-    QAtomicInt requests{0};
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::MetaCall) {
-            volatile char marker = 0;
-            const quintptr here = quintptr(&marker);
-            for (quintptr low = lowest.loadAcquire(); here < low && !lowest.testAndSetOrdered(low, here);)
-                low = lowest.loadAcquire();
-            for (quintptr high = highest.loadAcquire(); here > high && !highest.testAndSetOrdered(high, here);)
-                high = highest.loadAcquire();
-            requests.fetchAndAddOrdered(1);
-        }
-        return QObject::eventFilter(watched, event);
-    }
-};
 
 // A stand-in that imports each module the checked file imports, with the environment pylint gets.
 const char *const importingPylint = "for name in $(sed -n 's/^import //p' \"$last\"); do\n"
