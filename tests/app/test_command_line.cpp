@@ -75,9 +75,6 @@ private slots:
                                << "print(\"hi\")\nhi\n" << "";
         QTest::newRow("error exits 1") << QStringList{"--run", "div.py"} << QByteArray("1/0") << 1
                                        << "1/0\n" + error.arg("ZeroDivisionError", "1: division by zero") << "";
-        QTest::newRow("sys.exit chooses the exit code")
-            << QStringList{"--run", "exit.py"} << QByteArray("import sys\nprint('before')\nsys.exit(3)\n") << 3
-            << "import sys\nprint('before')\nsys.exit(3)\nbefore\n" << "";
         QTest::newRow("MEL needs Maya") << QStringList{"--run", "scene.mel"} << QByteArray("polySphere;") << 1
                                         << "polySphere;\n// Error: MEL needs a Maya session; this standalone editor runs "
                                            "Python only. //\n" << "";
