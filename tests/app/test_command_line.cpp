@@ -1,4 +1,5 @@
 #include "app/command_line.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QProcess>
@@ -95,10 +96,8 @@ private slots:
         QFETCH(int, exitCode);
         QFETCH(QString, out);
         QFETCH(QString, err);
-        if (!text.isEmpty()) {
-            QFile file(arguments[1] = m_dir.filePath(arguments[1]));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(text) == text.size());
-        }
+        if (!text.isEmpty())
+            QVERIFY(ke2::test::writeFile(arguments[1] = m_dir.filePath(arguments[1]), text));
         const Result result = launch(arguments);
         QCOMPARE(result.out, QString(out).replace("%FILE%", arguments.value(1)));
         QCOMPARE(result.exitCode, exitCode);
@@ -145,10 +144,8 @@ private slots:
         QFETCH(QString, out);
         QFETCH(QString, err);
         QTemporaryDir dir;
-        for (int i = 0; i + 1 < files.size(); i += 2) {
-            QFile file(dir.filePath(files.at(i)));
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(files.at(i + 1).toUtf8()) >= 0);
-        }
+        for (int i = 0; i + 1 < files.size(); i += 2)
+            QVERIFY(ke2::test::writeFile(dir.filePath(files.at(i)), files.at(i + 1).toUtf8()));
         QStringList paths{"--check"};
         for (const QString &name : arguments)
             paths << dir.filePath(name);
@@ -160,10 +157,8 @@ private slots:
 
     QString script(const QString &name, const QByteArray &text)
     {
-        QFile file(m_dir.filePath(name));
-        if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size())
-            return QString();
-        return file.fileName();
+        const QString path = m_dir.filePath(name);
+        return ke2::test::writeFile(path, text) ? path : QString();
     }
 
     // A script ends as it ends under python3: the same exit status, the same standard error

@@ -9,6 +9,7 @@
 #include "shell/kestrel_editor.h"
 #include "tests/support/fake_key_state.h"
 #include "tests/support/python_window.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "views/side_bar.h"
 #include "views/status_bar.h"
@@ -136,10 +137,7 @@ private slots:
         QVERIFY(m_dir.isValid());
         m_main = m_dir.filePath("tool_main.py");
         m_helper = m_dir.filePath("helper.py");
-        QFile main(m_main), helper(m_helper);
-        QVERIFY(main.open(QIODevice::WriteOnly) && helper.open(QIODevice::WriteOnly));
-        main.write(kMain);
-        helper.write(kHelper);
+        QVERIFY(test::writeFile(m_main, kMain) && test::writeFile(m_helper, kHelper));
     }
 
     void init()
@@ -255,9 +253,7 @@ private slots:
             "stack 1",
         };
         QCOMPARE(notes, expected);
-        QFile marker(m_dir.filePath("marker.txt"));
-        QVERIFY(marker.open(QIODevice::ReadOnly));
-        QCOMPARE(marker.readAll(), QByteArray("finally ran"));
+        QCOMPARE(test::readFile(m_dir.filePath("marker.txt")), QByteArray("finally ran"));
         QTRY_VERIFY(m_window->OutputText().contains("doubled 10\n"));
         QCOMPARE(main->PausedLine(), -1);
         QVERIFY(!m_window->findChild<OutputView *>()->EvaluateLine()->isVisible());

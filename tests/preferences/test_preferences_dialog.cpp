@@ -444,13 +444,7 @@ private slots:
         const QKeySequence keys(QStringLiteral("Ctrl+Alt+D"));
         // A stand-in for pylint that finds one error in whatever it is given.
         const QString pylint = m_prefs->root() + QStringLiteral("/pylint");
-        {
-            QFile script(pylint);
-            QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write("#!/bin/sh\necho '::E:1:0:[E0602]:Undefined variable y::'\n");
-            script.close();
-            script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
-        }
+        QVERIFY(test::writeScript(pylint, "echo '::E:1:0:[E0602]:Undefined variable y::'"));
         // The find bar is open while its keys change.
         m_window->Group(1)->FindReplace()->Show(false);
         throughTheWindow([&](PreferencesDialog *dialog) {
@@ -707,11 +701,7 @@ private slots:
         QString executable;
         if (!script.isEmpty()) {
             executable = m_prefs->root() + QStringLiteral("/fake-pylint");
-            QFile file(executable);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("#!/bin/sh\n" + script.toUtf8() + "\n");
-            file.close();
-            file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
+            QVERIFY(test::writeScript(executable, script.toUtf8()));
         }
         PreferencesDialog dialog(nullptr, PreferencesDialog::firstPageNumber + PreferencesDialog::PYTHON_PAGE);
         child<QLineEdit>(&dialog, "pylintPath")->setText(executable);

@@ -9,6 +9,7 @@
 #include "views/status_bar.h"
 #include "tests/support/dialog_answers.h"
 #include "tests/support/python_window.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QTemporaryDir>
@@ -294,10 +295,8 @@ private slots:
         QApplication::setQuitOnLastWindowClosed(false);
         Settings::instance().saveAllOnExit = false; // the close asks about modified files
         QTemporaryDir files;
-        QFile file(files.filePath("tool.py"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x = 1\n") > 0);
-        file.close();
-        m_window->OpenFile(file.fileName());
+        QVERIFY(test::writeFile(files.filePath("tool.py"), "x = 1\n"));
+        m_window->OpenFile(files.filePath("tool.py"));
         m_window->ActiveCodeEditor()->insertPlainText("y");
         test::DialogAnswers answers({QStringLiteral("Cancel"), QStringLiteral("No")});
         QTest::keyClick(m_window->ActiveCodeEditor(), Qt::Key_Q, Qt::ControlModifier);
