@@ -40,6 +40,7 @@
 
 using namespace ke2;
 using ke2::test::FakeHost;
+using ke2::test::whenModal;
 
 namespace {
 
@@ -49,17 +50,6 @@ const char *const pageObjects[] = {"generalPage",     "keyboardPage", "tabsSetti
 template <typename T> T *child(QObject *root, const char *name)
 {
     return root->findChild<T *>(QString::fromLatin1(name));
-}
-
-// Acts on the next modal window of type T once it is up, as the user would.
-template <typename T> void whenModal(std::function<void(T *)> act, int attempts = 2000)
-{
-    QTimer::singleShot(10, [act, attempts] {
-        if (auto *window = qobject_cast<T *>(QApplication::activeModalWidget()))
-            act(window);
-        else if (attempts > 0)
-            whenModal<T>(act, attempts - 1);
-    });
 }
 
 // Picks `color` in the colour chooser that the next click opens.
