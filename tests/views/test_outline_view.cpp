@@ -235,6 +235,28 @@ private slots:
         OutlineExpandedState::instance().Clear();
     }
 
+    // Arrow keys preview (the tree keeps the focus); only Return or a click goes.
+    void arrowsPreviewReturnGoes()
+    {
+        PrefsFixture fixture;
+        PythonParser parser;
+        parser.Parse("def one():\n    pass\ndef two():\n    pass\n", "/scripts/keys.py");
+        OutlineView view;
+        view.OnParserUpdated(&parser);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QSignalSpy preview(&view, &OutlineView::OutlinePreviewRequested);
+        QSignalSpy go(&view, &OutlineView::OutlineSelectionChanged);
+        view.Tree()->setCurrentItem(view.Tree()->topLevelItem(0));
+        QTest::keyClick(view.Tree(), Qt::Key_Down);
+        QCOMPARE(preview.count(), 2);
+        QCOMPARE(preview.last().at(0).toInt(), 24);
+        QCOMPARE(go.count(), 0);
+        QTest::keyClick(view.Tree(), Qt::Key_Return);
+        QCOMPARE(go.count(), 1);
+        QCOMPARE(go.last().at(0).toInt(), 24);
+    }
+
     // A parse that only moved the entries keeps the tree's items and gives them the new offsets;
     // any other change rebuilds; sorted or not, the tree is the one a fresh view shows.
     void updateAfterAPause_data()
