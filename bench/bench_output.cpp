@@ -5,6 +5,7 @@
 // output has caught up, and the longest single pass of it is reported. The final text is compared
 // with what inserting every line on its own into a document of the same bound gives. Bad input
 // rows follow: one enormous line, ten million empty lines, NUL and replacement characters.
+#include "bench_support.h"
 #include "config/color_scheme.h"
 #include "config/settings.h"
 #include "output/output_text_edit.h"
@@ -55,22 +56,6 @@ public:
     }
 };
 
-// Notes when a key press reaches a widget.
-class KeyWatcher : public QObject {
-public:
-    explicit KeyWatcher(const QElapsedTimer &clock) : m_clock(clock) {}
-    double answeredMs = -1;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::KeyPress && answeredMs < 0)
-            answeredMs = m_clock.nsecsElapsed() / 1e6;
-        return false;
-    }
-
-private:
-    const QElapsedTimer &m_clock;
-};
-
 // Posts a key press the moment the producer ends, then runs the event loop until `done` holds,
 // the key press was handled and a few further passes found nothing to do. Returns the longest
 // single pass in milliseconds.
@@ -78,16 +63,10 @@ double catchUp(QWidget &target, const std::function<bool()> &done, double *total
 {
     QElapsedTimer all;
     all.start();
-    KeyWatcher watcher(all);
+    ke2bench::KeyWatcher watcher(all);
     target.installEventFilter(&watcher);
     QCoreApplication::postEvent(&target, new QKeyEvent(QEvent::KeyPress, Qt::Key_End, Qt::ControlModifier));
-    double longest = 0;
-    auto pass = [&] {
-        QElapsedTimer one;
-        one.start();
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        longest = std::max(longest, one.nsecsElapsed() / 1e6);
-    };
+    ke2bench::EventLoopPasses pass;
     while (!done() || watcher.answeredMs < 0)
         pass();
     for (int i = 0; i < 10; ++i)
@@ -95,7 +74,7 @@ double catchUp(QWidget &target, const std::function<bool()> &done, double *total
     *total = all.nsecsElapsed() / 1e6;
     *keyMs = watcher.answeredMs;
     target.removeEventFilter(&watcher);
-    return longest;
+    return pass.longestMs;
 }
 
 void prefill(OutputTextEdit &edit)
@@ -159,8 +138,7 @@ Row runOurs(const char *name, const std::function<void(OutputTextEdit &)> &produ
 
 int main(int argc, char **argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    ke2bench::offscreenUnlessSet();
     QApplication app(argc, argv);
     if (argc > 1 && QByteArray(argv[1]).toInt() > 0)
         lineCount = QByteArray(argv[1]).toInt();

@@ -60,12 +60,7 @@ QRect stackRect(const CodeEditorGroup &group)
 class CodeEditorGroupTest : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        HostBridge::setHost(&m_host);
-        m_host.clearCommands();
-    }
-    void cleanup() { HostBridge::setHost(nullptr); }
+    void init() { m_host.clearCommands(); }
 
     // A tab dragged over a group (with or without an editor in it, editors laid out side by side
     // or stacked) lands before, in or after it by where along the axis it is.
@@ -491,6 +486,7 @@ private slots:
 
 private:
     FakeHost m_host;
+    ScopedHost m_active{&m_host};
 };
 
 KE2_TEST_CLASS(CodeEditorGroupTest)

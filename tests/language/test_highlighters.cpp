@@ -282,7 +282,7 @@ private slots:
         host.answer("hxGetMelInfo(0, 0, 1)", QStringList{"myProc", ""});
         host.answer("KestrelEditorHelpers.list_keywords()", QStringList{"if", "def"});
         host.answer("KestrelEditorHelpers.list_builtins()", QStringList{"len"});
-        HostBridge::setHost(&host);
+        test::ScopedHost active(&host);
         HostBridge::loadMelLists();
         QTextDocument document;
         MelHighlighter mel(&document);
@@ -300,7 +300,6 @@ private slots:
         host.answer("hxGetMelInfo(1, 0, 0)", QStringList{"ls", "polySphere", "newCommand"});
         HostBridge::loadMelLists();
         MelHighlighter third(&document);
-        HostBridge::setHost(nullptr);
         QVERIFY(!MelHighlighter::commands().contains("newCommand"));
     }
 

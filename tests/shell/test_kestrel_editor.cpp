@@ -1,4 +1,5 @@
 #include "tests/support/dialog_answers.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "tests/support/window_test.h"
 
@@ -304,9 +305,7 @@ private slots:
         Settings saved;
         saved.read();
         QVERIFY(saved.pylintEnabled);
-        QFile file(pylint);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
+        QVERIFY(test::writeFile(pylint, QByteArray()));
         m_window->OnPreferencesModified();
         QVERIFY(Settings::instance().pylintActive());
     }
