@@ -330,6 +330,7 @@ void KestrelEditor::LoadInPieces(CodeEditor *editor, bool whenShown, int cursorP
 {
     const QString path = editor->Path();
     auto *loader = new BufferLoader(editor, path, BufferIo::Utf8Preferred(), editor);
+    loader->SetPositionsToRestore(cursorPosition, scrollPosition);
     connect(loader, &BufferLoader::Progress, this, [this, editor](int percent) {
         if (editor == ActiveCodeEditor())
             m_statusBar->UpdateLoadProgress(percent);
@@ -1163,6 +1164,11 @@ void KestrelEditor::SaveState()
             entry.current = i == group->CurrentIndex();
             entry.cursorPosition = editor->textCursor().position();
             entry.scrollPosition = editor->verticalScrollBar()->value();
+            const auto *loader = editor->findChild<BufferLoader *>(QString(), Qt::FindDirectChildrenOnly);
+            if (loader && loader->IsLoading() && loader->CursorToRestore() >= 0) {
+                entry.cursorPosition = loader->CursorToRestore();
+                entry.scrollPosition = std::max(0, loader->ScrollToRestore());
+            }
             if (record.kind == CODE_EDITOR_INTERNAL_BUFFER)
                 entry.name = editor->DisplayName();
             details.append(entry.ToString());
