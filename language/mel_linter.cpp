@@ -1,7 +1,6 @@
 #include "language/mel_linter.h"
 
 #include <QtCore/QSet>
-#include <QtCore/QVarLengthArray>
 
 #include <algorithm>
 
@@ -93,10 +92,11 @@ static bool mayDefineNames(QStringView text)
 int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
 {
     // At most half full: probes stay short.
-    if (size_t(m_count + 1) * 2 > m_slots.size()) {
-        std::vector<Slot> old(std::max<size_t>(16, m_slots.size() * 2));
-        old.swap(m_slots);
-        const size_t mask = m_slots.size() - 1;
+    if (m_count + 1 > m_slots.size() / 2) {
+        const QVarLengthArray<Slot, 32> old = m_slots;
+        m_slots.clear();
+        m_slots.resize(std::max(32, int(old.size()) * 2));
+        const size_t mask = size_t(m_slots.size()) - 1;
         for (const Slot &slot : old) {
             if (!slot.data)
                 continue;
@@ -808,7 +808,8 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
 {
     if (!names.KnowsCommands())
         return;
-    QHash<QStringView, const MelCommandSyntax *> syntaxes;
+    MelNameTable commands; // command -> index in syntaxes
+    QVarLengthArray<const MelCommandSyntax *, 16> syntaxes;
     for (const Call &call : Calls()) {
         if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
             continue;
@@ -822,12 +823,13 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
                 continue;
             if (!asked) {
                 asked = true;
-                auto known = syntaxes.constFind(word);
-                if (known == syntaxes.constEnd()) {
+                bool first = false;
+                const int index = commands.Insert(word, int(syntaxes.size()), &first);
+                if (first) {
                     const bool ours = IsMelReservedWord(word) || call.procedure != -1;
-                    known = syntaxes.insert(word, ours ? nullptr : names.CommandSyntax(word.toString()));
+                    syntaxes.append(ours ? nullptr : names.CommandSyntax(word.toString()));
                 }
-                syntax = *known;
+                syntax = syntaxes.at(index);
             }
             if (!syntax || syntax->flags.isEmpty())
                 break;

@@ -4,6 +4,7 @@
 
 #include <QtCore/QHash>
 #include <QtCore/QStringList>
+#include <QtCore/QVarLengthArray>
 #include <QtCore/QVector>
 
 #include <algorithm>
@@ -54,7 +55,7 @@ public:
     bool IsEmpty() const { return m_count == 0; }
     int Value(QStringView name, int otherwise = missing) const
     {
-        if (m_slots.empty())
+        if (m_slots.isEmpty())
             return otherwise;
         const Slot &slot = m_slots[Find(name, Hash(name))];
         return slot.data ? slot.value : otherwise;
@@ -86,7 +87,8 @@ private:
                 return at;
         }
     }
-    std::vector<Slot> m_slots;
+    // Most tables (a procedure's variables, a part's names) fit the first slots: no allocation.
+    QVarLengthArray<Slot, 32> m_slots;
     int m_count = 0;
 };
 
