@@ -127,6 +127,7 @@ void Highlighter::openPass()
         return;
     m_passOpen = true;
     m_passLines = 0;
+    m_passMinLines = MinLinesPerSlice;
     m_passTimer.start();
     // A pass the document did not start (rehighlight()) ends with this turn of the event loop.
     QMetaObject::invokeMethod(this, [this] { closePass(); }, Qt::QueuedConnection);
@@ -352,7 +353,7 @@ void Highlighter::sweepStates()
 
 void Highlighter::continuePending(bool unbounded)
 {
-    if (!HighlightPending() || !document())
+    if (m_pendingStart.isNull() || !document())
         return;
     QTextBlock block = document()->findBlock(m_pendingStart.position());
     const int end = std::max(m_pendingEnd.position(), m_pendingStart.position());
@@ -360,6 +361,7 @@ void Highlighter::continuePending(bool unbounded)
     m_pendingEnd = QTextCursor();
     m_passOpen = false;
     openPass();
+    m_passMinLines = MinLinesPerLaterSlice;
     m_unbounded = unbounded;
     // Each waiting line is highlighted as the base does after an edit (walking on while states
     // change); a line it reached that way is not done twice.
@@ -445,7 +447,7 @@ void Highlighter::reloadFormats()
 void Highlighter::highlightBlock(const QString &rawText)
 {
     openPass();
-    if (!m_unbounded && m_passLines >= MinLinesPerSlice && m_passTimer.elapsed() >= SliceBudgetMs) {
+    if (!m_unbounded && m_passLines >= m_passMinLines && m_passTimer.elapsed() >= SliceBudgetMs) {
         deferCurrentBlock();
         return;
     }

@@ -34,6 +34,9 @@ public:
     // A pass always gets this many lines, however long they take: a thread held up by a busy
     // machine still highlights the edited lines at once, and short documents are never sliced.
     static constexpr int MinLinesPerSlice = 256;
+    // A later slice (no edit waits for it) needs only to make some headway: each line it does is
+    // laid out as well, and a key pressed meanwhile waits for the whole slice.
+    static constexpr int MinLinesPerLaterSlice = 16;
 
     explicit Highlighter(QTextDocument *document);
     ~Highlighter() override;
@@ -141,6 +144,7 @@ private:
 
     bool m_passOpen = false;
     int m_passLines = 0;
+    int m_passMinLines = MinLinesPerSlice;
     bool m_unbounded = false;
     QElapsedTimer m_passTimer;
     // The waiting lines: from the start of the first to the start of the last, as cursors so
