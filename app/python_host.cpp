@@ -11,6 +11,7 @@
 
 #include "config/ini_file.h"
 #include "plugin/debug_pause.h"
+#include "plugin/python_analysis_thread.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -754,6 +755,7 @@ bool PythonHost::finalize(bool waitForThreads)
 {
     if (!g_pythonReady)
         return false;
+    PythonAnalysisThread::Drain(); // the analysis thread may be inside the interpreter
     if (waitForThreads && !waitForScriptThreads(-1))
         waitForThreads = false; // interrupted: end now, as python3 does on a second Ctrl+C
     m_finalizing = true;
