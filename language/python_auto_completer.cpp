@@ -637,8 +637,11 @@ void PythonAutoCompleter::Answered(unsigned ticket, const QStringList &names, bo
                       && now.expression == m_asked.expression && now.memberMode == m_asked.memberMode
                       && m_lineCache && !m_lineCache->ChangedOutside(m_asked.first, m_asked.last);
     if (!fits) {
-        if (again)
+        if (again) {
+            m_pendingCursor = cursor;
+            m_pendingRect = editor->cursorRect();
             m_pendingTimer.start();
+        }
         return;
     }
     wordStart = m_asked.wordStart;

@@ -2,12 +2,14 @@
 #include "language/mel_auto_completer.h"
 #include "language/python_auto_completer.h"
 #include "plugin/host_bridge.h"
+#include "plugin/python_analysis_thread.h"
 #include "tests/editor/editor_test_support.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QSemaphore>
 #include <QtCore/QSortFilterProxyModel>
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QScreen>
@@ -282,6 +284,43 @@ private slots:
         QCOMPARE(popup->VisibleCandidates().first(), QString("sep"));
         typeKeys(*editor, "\b\b\b\b\b\b");
         QTRY_VERIFY(!popup->isVisible());
+    }
+
+    // The embedded host answers on the analysis thread while keys go on. What happens between the
+    // request and its answer decides whether the answer is shown: the analysis thread is held
+    // busy until then, so the answer always arrives after it.
+    void lateAnswers_data()
+    {
+        QTest::addColumn<QString>("keys");     // typed after the request left
+        QTest::addColumn<bool>("editAbove");   // an edit on the first line meanwhile
+        QTest::addColumn<QStringList>("shown"); // empty: dropped
+        QTest::newRow("nothing meanwhile") << "" << false << QStringList{"indent", "index"};
+        QTest::newRow("letters typed into the same word") << "dex" << false << QStringList{"index"};
+        QTest::newRow("cursor moved to the line's start") << "\x01" << false << QStringList();
+        QTest::newRow("an edit on another line") << "" << true << QStringList();
+    }
+    void lateAnswers()
+    {
+        QFETCH(QString, keys);
+        QFETCH(bool, editAbove);
+        QFETCH(QStringList, shown);
+        QSemaphore release;
+        // The analysis thread runs nothing else until the test lets it, even when a check fails.
+        const std::unique_ptr<QSemaphore, void (*)(QSemaphore *)> guard(&release, [](QSemaphore *s) { s->release(); });
+        PythonAnalysisThread::Submit([&release] { release.acquire(); }, {});
+        auto editor = makeEditor(LANGUAGE_PYTHON, "index = 1\nindent = 2\nx = |");
+        editor->show();
+        typeKeys(*editor, "in");
+        auto *popup = qobject_cast<PythonAutoCompleter *>(popupOf(*editor));
+        QVERIFY(popup);
+        QTest::qWait(20); // the request leaves, and waits behind the busy thread
+        QVERIFY(popup->QueryPending() && !popup->isVisible());
+        typeKeys(*editor, keys);
+        if (editAbove)
+            QTextCursor(editor->document()).insertText("y = 0\n");
+        release.release();
+        QTRY_VERIFY(!popup->QueryPending());
+        QCOMPARE(popup->isVisible() ? popup->VisibleCandidates() : QStringList(), shown);
     }
 
     // The rewritten buffer: the statement under the cursor becomes the locator; line numbers stay.
