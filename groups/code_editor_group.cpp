@@ -510,7 +510,7 @@ void CodeEditorGroup::UpdateParser()
     Analyse();
 }
 
-void CodeEditorGroup::Analyse()
+void CodeEditorGroup::Analyse(const QString *known)
 {
     if (m_tabUpdatesSuspended || !isVisible())
         return;
@@ -527,7 +527,7 @@ void CodeEditorGroup::Analyse()
         emit ParserUpdated(nullptr);
         return;
     }
-    const QString text = editor->toPlainText();
+    const QString text = known ? *known : editor->toPlainText();
     if (parser == &m_melParser)
         m_melParser.SetLinting(Settings::instance().melLintEnabled, &MelCommandCatalog::instance());
     parser->Parse(text, editor->Path());
@@ -701,7 +701,7 @@ void CodeEditorGroup::OnCodeEditorReceivedFocus() { emit ReceivedFocus(this); }
 void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
     if (IsCurrentSender()) {
-        Analyse();
+        Analyse(&text);
         UpdateCounter();
     }
     emit TextChanged(path, text);

@@ -221,7 +221,9 @@ private:
     void ConnectCodeEditor(CodeEditor *codeEditor);
     void DisconnectCodeEditor(CodeEditor *codeEditor);
     void UpdateTab(int index);
-    void Analyse();
+    // `text` is the current editor's text when the caller already has it (a megabyte buffer costs
+    // milliseconds to copy out again).
+    void Analyse(const QString *text = nullptr);
     // Drag handling shared by the group and its editors' viewports; `pos` in group coordinates.
     // Returns whether the drag is one the group takes.
     bool UpdateDrag(const QPoint &pos, const QMimeData *mime);

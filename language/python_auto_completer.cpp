@@ -631,7 +631,7 @@ void PythonAutoCompleter::Answered(unsigned ticket, const QStringList &names, bo
     const QTextCursor cursor = editor->textCursor();
     const bool proceed = PreparePrefix(cursor);
     const Asked now = Describe(cursor);
-    const bool fits = (proceed || memberMode) && cursor.position() - prefix.size() == m_asked.wordStart
+    const bool fits = m_asked.document && (proceed || memberMode) && cursor.position() - prefix.size() == m_asked.wordStart
                       && now.document == m_asked.document && now.first == m_asked.first && now.last == m_asked.last
                       && now.cut == m_asked.cut && now.extras == m_asked.extras && now.locatorLine == m_asked.locatorLine
                       && now.expression == m_asked.expression && now.memberMode == m_asked.memberMode

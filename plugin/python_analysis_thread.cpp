@@ -1,17 +1,9 @@
 #include "plugin/python_analysis_thread.h"
 
-#include <QtCore/QtGlobal>
-
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
-
-#ifdef Q_OS_LINUX
-#include <sys/resource.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-#endif
 
 namespace ke2 {
 
@@ -60,10 +52,6 @@ public:
 private:
     void Loop()
     {
-#ifdef Q_OS_LINUX
-        // Analysis is background work: on a busy machine the keys' thread gets the processor first.
-        setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10);
-#endif
         std::unique_lock<std::mutex> lock(m_mutex);
         for (;;) {
             m_wake.wait(lock, [this] { return m_stop || !m_jobs.empty(); });

@@ -304,10 +304,10 @@ private slots:
         QFETCH(QString, keys);
         QFETCH(bool, editAbove);
         QFETCH(QStringList, shown);
-        QSemaphore release;
         // The analysis thread runs nothing else until the test lets it, even when a check fails.
-        const std::unique_ptr<QSemaphore, void (*)(QSemaphore *)> guard(&release, [](QSemaphore *s) { s->release(); });
-        PythonAnalysisThread::Submit([&release] { release.acquire(); }, {});
+        const auto busy = std::make_shared<QSemaphore>();
+        const std::unique_ptr<QSemaphore, void (*)(QSemaphore *)> guard(busy.get(), [](QSemaphore *s) { s->release(); });
+        PythonAnalysisThread::Submit([busy] { busy->acquire(); }, {});
         auto editor = makeEditor(LANGUAGE_PYTHON, "index = 1\nindent = 2\nx = |");
         editor->show();
         typeKeys(*editor, "in");
@@ -318,7 +318,7 @@ private slots:
         typeKeys(*editor, keys);
         if (editAbove)
             QTextCursor(editor->document()).insertText("y = 0\n");
-        release.release();
+        busy->release();
         QTRY_VERIFY(!popup->QueryPending());
         QCOMPARE(popup->isVisible() ? popup->VisibleCandidates() : QStringList(), shown);
     }
