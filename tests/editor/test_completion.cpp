@@ -229,6 +229,27 @@ private slots:
         QCOMPARE(editorState(*editor), accepted);
     }
 
+    // Modules that must be imported to list their members (here one in a standard library archive,
+    // as embedded interpreters ship it) may print: completion shows nothing of it, whichever thread
+    // asked.
+    void analysisPrintsNothing()
+    {
+        const QString archive = QDir::toNativeSeparators(m_packages.filePath("python99.zip"));
+        QVERIFY(m_host->executePython("import sys, zipfile\nwith zipfile.ZipFile(r'" + archive + "', 'w') as _z:\n"
+                                      "    _z.writestr('ke2noisy.py', \"import sys\\nprint('imported')\\nsys.stderr.write('warned\\\\n')\\ndef shout():\\n    pass\\n\")\n"
+                                      "sys.path.insert(0, r'" + archive + "')"));
+        QStringList received;
+        m_host->output().setReceiver([&received](const QString &text) { received.append(text); });
+        auto editor = makeEditor(LANGUAGE_PYTHON, "|");
+        editor->show();
+        const QStringList shown = complete(*editor, "import ke2noisy\n|", "ke2noisy.sh");
+        m_host->executePython("import sys\nsys.path.remove(r'" + archive + "')\nsys.modules.pop('ke2noisy', None)");
+        QTest::qWait(50); // output of other threads reaches the panel through the event loop
+        m_host->output().setReceiver({});
+        QCOMPARE(shown, QStringList{"shout"});
+        QCOMPARE(received, QStringList());
+    }
+
     void fromImportListsEverything()
     {
         auto editor = makeEditor(LANGUAGE_PYTHON, "|");
