@@ -93,6 +93,21 @@ PythonAutoCompleter::PythonAutoCompleter(QWidget *editor) : AutoCompleter(editor
     m_pendingTimer.setSingleShot(true);
     m_pendingTimer.setInterval(0);
     connect(&m_pendingTimer, &QTimer::timeout, this, &PythonAutoCompleter::RunPending);
+    m_retryTimer.setSingleShot(true);
+    connect(&m_retryTimer, &QTimer::timeout, this, [this] {
+        const int quiet = int(m_sinceRequest.elapsed());
+        if (quiet < retryPauseMs) {
+            m_retryTimer.start(retryPauseMs - quiet);
+            return;
+        }
+        auto *editor = qobject_cast<QPlainTextEdit *>(parentWidget());
+        if (!m_askAgain || !editor)
+            return;
+        m_pendingCursor = editor->textCursor();
+        m_pendingRect = editor->cursorRect();
+        m_pendingTimer.start();
+    });
+    m_sinceRequest.start();
 }
 
 PythonAutoCompleter::~PythonAutoCompleter() = default;
@@ -191,6 +206,7 @@ void PythonAutoCompleter::Update(const QTextCursor &cursor, const QRect &cursorR
 {
     // Only the latest request counts; one that needs the host waits until the keys already
     // typed have been handled.
+    m_sinceRequest.restart();
     const bool proceed = PreparePrefix(cursor);
     if (!proceed && !memberMode) {
         m_pendingTimer.stop();
@@ -569,7 +585,7 @@ PythonAutoCompleter::Asked PythonAutoCompleter::Describe(const QTextCursor &curs
 
 void PythonAutoCompleter::Ask(Host &host, const QTextCursor &cursor)
 {
-    if (m_awaited) {
+    if (m_awaited || m_retryTimer.isActive()) {
         m_askAgain = true; // the answer on its way decides: shown if it still fits, else asked again
         return;
     }
@@ -637,11 +653,9 @@ void PythonAutoCompleter::Answered(unsigned ticket, const QStringList &names, bo
                       && now.expression == m_asked.expression && now.memberMode == m_asked.memberMode
                       && m_lineCache && !m_lineCache->ChangedOutside(m_asked.first, m_asked.last);
     if (!fits) {
-        if (again) {
-            m_pendingCursor = cursor;
-            m_pendingRect = editor->cursorRect();
-            m_pendingTimer.start();
-        }
+        m_askAgain = again;
+        if (again)
+            m_retryTimer.start(std::max(0, retryPauseMs - int(m_sinceRequest.elapsed())));
         return;
     }
     wordStart = m_asked.wordStart;

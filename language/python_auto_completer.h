@@ -2,6 +2,7 @@
 
 #include "language/auto_completer.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QTimer>
 
 #include <memory>
@@ -41,10 +42,11 @@ public:
     bool MemberMode() const { return memberMode; }
     int WordStart() const { return wordStart; }
     // Whether a host query waits to run or for its answer.
-    bool QueryPending() const { return m_pendingTimer.isActive() || m_awaited; }
+    bool QueryPending() const { return m_pendingTimer.isActive() || m_awaited || m_retryTimer.isActive(); }
     void Cancel() override
     {
         m_pendingTimer.stop();
+        m_retryTimer.stop();
         m_asked = Asked(); // an answer on its way fits nothing any more
         m_askAgain = false;
         hide();
@@ -104,6 +106,12 @@ private:
     unsigned m_ticket = 0;
     bool m_awaited = false;  // an answer is on its way
     bool m_askAgain = false; // keys asked meanwhile
+    // After an answer that no longer fit, the host is asked again once the keys pause: while they
+    // come, every answer about a large buffer would be late again, and the work would only take
+    // the processor from the keys.
+    static constexpr int retryPauseMs = 150;
+    QTimer m_retryTimer;
+    QElapsedTimer m_sinceRequest;
 
     QTimer m_pendingTimer;
     QTextCursor m_pendingCursor;

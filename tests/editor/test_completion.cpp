@@ -319,6 +319,7 @@ private slots:
         QTest::newRow("letters typed into the same word") << "dex" << false << QStringList{"index"};
         QTest::newRow("cursor moved to the line's start") << "\x01" << false << QStringList();
         QTest::newRow("an edit on another line") << "" << true << QStringList();
+        QTest::newRow("a new word typed meanwhile: asked again") << " + ind" << false << QStringList{"indent", "index"};
     }
     void lateAnswers()
     {
