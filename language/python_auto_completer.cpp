@@ -669,6 +669,10 @@ void PythonAutoCompleter::Answered(unsigned ticket, const QStringList &names, bo
 
 QString PythonAutoCompleter::Escaped(const QString &text)
 {
+    // Most lines hold nothing to escape: they are shared, not copied character by character.
+    const auto special = [](QChar c) { return c == QLatin1Char('\\') || c == QLatin1Char('\n') || c == QLatin1Char('"'); };
+    if (std::none_of(text.cbegin(), text.cend(), special))
+        return text;
     QString escaped;
     escaped.reserve(text.size() + text.size() / 16 + 16);
     for (const QChar c : text) {
