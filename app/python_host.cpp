@@ -11,6 +11,7 @@
 
 #include "config/ini_file.h"
 #include "plugin/debug_pause.h"
+#include "plugin/python_analysis_thread.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDir>
@@ -41,6 +42,9 @@ bool g_forkedChild = false;
 Qt::HANDLE g_uiThread = nullptr;
 LineAssembler g_errorLine;
 ThreadOutputQueue g_threadOutput;
+// Calls the editor makes from its analysis thread are quiet, as its calls from the interface
+// thread are: whatever they print is dropped, not queued for the output panel.
+thread_local int t_quietCalls = 0;
 PyObject *g_helpers = nullptr;   // the bootstrap's globals
 PyObject *g_runSource = nullptr; // _ke2host.run_source
 PyObject *g_evaluate = nullptr;  // _ke2host.evaluate
@@ -367,6 +371,8 @@ PyObject *hostEmit(PyObject *, PyObject *args)
     PyObject *text = nullptr;
     if (!PyArg_ParseTuple(args, "iU", &type, &text))
         return nullptr;
+    if (t_quietCalls > 0)
+        Py_RETURN_NONE;
     if (!forEachChunk(text, "backslashreplace", [type](const QString &piece) { deliver(type, piece); }))
         return nullptr;
     Py_RETURN_NONE;
@@ -380,6 +386,8 @@ PyObject *hostWrite(PyObject *, PyObject *args)
     PyObject *text = nullptr;
     if (!PyArg_ParseTuple(args, "iU", &kind, &text))
         return nullptr;
+    if (t_quietCalls > 0)
+        return PyLong_FromSsize_t(PyUnicode_GET_LENGTH(text));
     const bool display = kind == static_cast<int>(MessageType::Display);
     const bool ok = display ? forEachChunk(text, "strict", [kind](const QString &piece) { deliver(kind, piece); })
                             : forEachChunk(text, "backslashreplace", [](const QString &piece) {
@@ -482,6 +490,18 @@ public:
 
 private:
     PyGILState_STATE m_state;
+};
+
+// A call through the host port from a thread other than the interface thread: quiet while it lasts.
+class OffThreadCall {
+public:
+    OffThreadCall() : m_quiet(QThread::currentThreadId() != g_uiThread) { t_quietCalls += m_quiet ? 1 : 0; }
+    ~OffThreadCall() { t_quietCalls -= m_quiet ? 1 : 0; }
+    OffThreadCall(const OffThreadCall &) = delete;
+    OffThreadCall &operator=(const OffThreadCall &) = delete;
+
+private:
+    const bool m_quiet;
 };
 
 PyObject *toPython(const QString &text)
@@ -754,6 +774,7 @@ bool PythonHost::finalize(bool waitForThreads)
 {
     if (!g_pythonReady)
         return false;
+    PythonAnalysisThread::Drain(); // the analysis thread may be inside the interpreter
     if (waitForThreads && !waitForScriptThreads(-1))
         waitForThreads = false; // interrupted: end now, as python3 does on a second Ctrl+C
     m_finalizing = true;
@@ -884,6 +905,7 @@ bool PythonHost::evaluate(const QString &source, void **value)
 
 bool PythonHost::executePython(const QString &command)
 {
+    OffThreadCall quiet;
     Gil gil;
     void *value = nullptr;
     const bool ok = evaluate(command, &value);
@@ -894,6 +916,7 @@ bool PythonHost::executePython(const QString &command)
 bool PythonHost::executePythonStringList(const QString &command, QStringList &result)
 {
     result.clear();
+    OffThreadCall quiet;
     Gil gil;
     void *raw = nullptr;
     if (!evaluate(command, &raw))
@@ -908,6 +931,7 @@ bool PythonHost::executePythonStringList(const QString &command, QStringList &re
 
 bool PythonHost::executePythonString(const QString &command, QString &result)
 {
+    OffThreadCall quiet;
     Gil gil;
     void *raw = nullptr;
     if (!evaluate(command, &raw))
@@ -925,6 +949,7 @@ bool PythonHost::executePythonString(const QString &command, QString &result)
 
 bool PythonHost::executePythonInt(const QString &command, int &result)
 {
+    OffThreadCall quiet;
     Gil gil;
     void *raw = nullptr;
     if (!evaluate(command, &raw))

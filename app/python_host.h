@@ -80,6 +80,8 @@ public:
     bool executeMelStringArray(const QString &command, QStringList &result) override;
     void executeMelOnIdle(const QString &command, bool displayEnabled) override;
 
+    // Every call takes the interpreter lock, which the user-interface thread hands back between calls.
+    bool pythonCallableFromAnyThread() const override { return true; }
     bool executePython(const QString &command) override;
     bool executePythonStringList(const QString &command, QStringList &result) override;
     bool executePythonString(const QString &command, QString &result) override;

@@ -1,17 +1,22 @@
 // Key handling speed of the code editor on a large buffer: a 50,000-line Python module with
 // highlighting, guides, line numbers and diagnostics on; 2,000 characters typed in its middle
 // (Return with smart indent, brackets and quotes with their auto-closing) and cursor moves with
-// brace matching. Each key event is timed together with the repaint it causes.
+// brace matching. Each key event is timed together with the repaint it causes. Completion is on,
+// answered by the embedded interpreter as in the standalone program.
+#include "app/python_host.h"
 #include "bench_target.h"
 #include "editor/code_editor.h"
+#include "plugin/host_bridge.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QTemporaryDir>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QTextBlock>
 #include <QtWidgets/QApplication>
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 using namespace ke2;
@@ -64,9 +69,21 @@ Stats stats(std::vector<double> samples)
     return s;
 }
 
+double threadMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
+}
+
+// The processor time of the keys' thread: on a loaded machine the wall time also holds the
+// time other programs had the processor.
+std::vector<double> g_keyCpu;
+
 // Sends one key press and release and lets the editor repaint; returns the time in ms.
 double timedKey(CodeEditor &editor, int key, const QString &text, Qt::KeyboardModifiers modifiers = Qt::NoModifier)
 {
+    const double cpu = threadMs();
     QElapsedTimer timer;
     timer.start();
     QKeyEvent press(QEvent::KeyPress, key, modifiers, text);
@@ -74,6 +91,7 @@ double timedKey(CodeEditor &editor, int key, const QString &text, Qt::KeyboardMo
     QKeyEvent release(QEvent::KeyRelease, key, modifiers, text);
     QCoreApplication::sendEvent(&editor, &release);
     QCoreApplication::processEvents();
+    g_keyCpu.push_back(threadMs() - cpu);
     return timer.nsecsElapsed() / 1e6;
 }
 
@@ -95,6 +113,11 @@ int main(int argc, char **argv)
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     QApplication app(argc, argv);
+    QTemporaryDir prefs;
+    PythonHost host(prefs.path());
+    host.addCallbacks(nullptr);
+    HostBridge::setHost(&host);
+    HostBridge::loadEmbeddedScripts();
 
     const int lineCount = 50000;
     QElapsedTimer timer;
@@ -146,6 +169,7 @@ int main(int argc, char **argv)
     for (int i = 0; i < 2000; ++i)
         moves.push_back(timedKey(editor, moveKeys[i % 8], QString()));
 
+    const Stats cpu = stats(std::vector<double>(g_keyCpu.begin(), g_keyCpu.begin() + typing.size()));
     const Stats t = stats(typing);
     const Stats m = stats(moves);
     std::printf("bench_code_editor: %d-line Python buffer, highlighting and decorations on (open + first paint %.0f ms)\n",
@@ -159,5 +183,7 @@ int main(int argc, char **argv)
                 m.median, m.p99, m.max);
     ke2bench::BelowRow("typing in 50,000 lines, completion on: p99", t.p99, "ms", 5);
     ke2bench::TargetRow("typing in 50,000 lines, completion on: median", t.median, "ms", "(measured)", true);
+    ke2bench::TargetRow("typing in 50,000 lines, completion on: p99 thread time", cpu.p99, "ms", "(measured)", true);
+    HostBridge::setHost(nullptr); // waits for an answer still being worked out
     return 0;
 }

@@ -7,6 +7,7 @@
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
+#include "language/highlighter.h"
 #include "language/auto_completer.h"
 #include "plugin/host_bridge.h"
 
@@ -14,11 +15,13 @@
 #include <QtCore/QStandardPaths>
 #include <QtCore/QTemporaryDir>
 #include <QtCore/QThread>
+#include <QtCore/QTimer>
 #include <QtTest/QTest>
 #include <QtWidgets/QApplication>
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <vector>
 
 namespace {
@@ -92,8 +95,12 @@ double roundTrip(ke2::CodeEditor &editor, const QString &keys)
     clock.start();
     QTest::keyClick(&editor, keys.back().toLatin1());
     auto *popup = editor.findChild<ke2::AutoCompleter *>();
+    // The loop sleeps between events as the program's own does: an answer worked out on another
+    // thread must not compete with a loop spinning for it. The timer bounds each wait.
+    QTimer tick;
+    tick.start(20);
     while (!(popup && popup->isVisible()) && clock.elapsed() < 2000) {
-        QApplication::processEvents();
+        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
         popup = editor.findChild<ke2::AutoCompleter *>();
     }
     const double elapsed = clock.nsecsElapsed() / 1e6;
@@ -136,10 +143,22 @@ void quietPlatform(QtMsgType type, const QMessageLogContext &, const QString &me
 }
 
 
-// Typing a statement into a module of about 5 MB with completion on and the embedded host
-// answering: each key is timed with the event-loop work it causes (the host's answer included),
-// as the user feels it.
-void typingInALargeModule()
+// The processor time of the calling thread: on a loaded machine the wall time also holds the
+// time other programs had the processor.
+double threadMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
+}
+
+// Typing statements into a module of about 5 MB with completion on and the embedded host
+// answering, in an editor group as in the window: keys come every 30 ms with the event loop
+// turning in between (the host's answers and popups land there), and after each statement the
+// typing pauses long enough for the per-pause work (parser, outline, diagnostics). Each key is
+// timed with the event-loop work it causes; a turn of the loop while paused is as long as a key
+// typed then would wait.
+void typingInALargeModule(const QString &folder)
 {
     QStringList lines{"import os", "import sys", ""};
     int size = 0;
@@ -161,33 +180,75 @@ void typingInALargeModule()
         lines << chunk;
     }
     lines << "def main():" << "    widget = Widget0('a')" << "    ";
-    ke2::CodeEditor editor(ke2::LANGUAGE_PYTHON);
-    editor.resize(900, 700);
-    editor.setPlainText(lines.join(QLatin1Char('\n')));
-    editor.moveCursor(QTextCursor::End);
-    editor.show();
+    ke2::CodeEditorGroup group(0);
+    group.resize(900, 700);
+    group.AddCodeEditor({ke2::CODE_EDITOR_FILE, ke2::LANGUAGE_PYTHON, folder + QStringLiteral("/large.py"), QString()},
+                        lines.join(QLatin1Char('\n')));
+    group.show();
+    ke2::CodeEditor *editor = group.CurrentCodeEditor();
+    editor->moveCursor(QTextCursor::End);
     QApplication::processEvents();
+    // The module is opened and settled first: its first highlighting (sliced) and first analysis
+    // are opening costs, measured elsewhere.
+    if (auto *highlighter = qobject_cast<ke2::Highlighter *>(editor->Highlighter()))
+        highlighter->FinishPending();
+    const auto turns = [](int milliseconds, std::vector<double> &longest) {
+        QElapsedTimer wait;
+        wait.start();
+        while (wait.elapsed() < milliseconds) {
+            QElapsedTimer turn;
+            turn.start();
+            QApplication::processEvents(QEventLoop::AllEvents, 5);
+            longest.push_back(turn.nsecsElapsed() / 1e6);
+            QThread::msleep(1);
+        }
+    };
+    std::vector<double> opening;
+    turns(ke2::CodeEditor::textChangedDelay + 600, opening);
     std::vector<double> keys;
+    std::vector<double> keysCpu;
+    std::vector<double> typingTurns;
+    std::vector<double> pauseTurns;
+    int popups = 0;
     const QString statement = QStringLiteral("result = widget.compute(len(sys.argv))\n    ");
     for (int round = 0; round < 3; ++round) {
         for (const QChar c : statement) {
             QElapsedTimer clock;
             clock.start();
+            const double cpu = threadMs();
             if (c == QLatin1Char('\n'))
-                QTest::keyClick(&editor, Qt::Key_Return);
+                QTest::keyClick(editor, Qt::Key_Return);
             else
-                QTest::keyClick(&editor, c.toLatin1());
+                QTest::keyClick(editor, c.toLatin1());
             QApplication::processEvents();
             keys.push_back(clock.nsecsElapsed() / 1e6);
-            if (auto *popup = editor.findChild<ke2::AutoCompleter *>(); popup && popup->isVisible() && c == QLatin1Char('('))
-                popup->hide();
+            keysCpu.push_back(threadMs() - cpu);
+            turns(30, typingTurns);
+            if (auto *popup = editor->findChild<ke2::AutoCompleter *>(); popup && popup->isVisible()) {
+                ++popups;
+                if (c == QLatin1Char('('))
+                    popup->hide();
+            }
         }
+        turns(ke2::CodeEditor::textChangedDelay + 600, pauseTurns);
     }
     const Figures k = figures(keys);
-    std::printf("\ntyping in a %d KB module with the embedded host, %d keys (ms): median %.2f, p99 %.2f, max %.2f\n",
-                size / 1024, static_cast<int>(keys.size()), k.median, k.p99, k.maximum);
+    const Figures t = figures(typingTurns);
+    const Figures p = figures(pauseTurns);
+    std::printf("\ntyping in a %d KB module with the embedded host, %d keys 30 ms apart, a pause after each line (ms)\n",
+                size / 1024, static_cast<int>(keys.size()));
+    std::printf("%-44s %8s %8s %8s\n", "", "median", "p99", "max");
+    const Figures kc = figures(keysCpu);
+    std::printf("%-44s %8.2f %8.2f %8.2f\n", "per key", k.median, k.p99, k.maximum);
+    std::printf("%-44s %8.2f %8.2f %8.2f\n", "per key, thread time", kc.median, kc.p99, kc.maximum);
+    std::printf("%-44s %8.2f %8.2f %8.2f\n", "event-loop turn between keys", t.median, t.p99, t.maximum);
+    std::printf("%-44s %8.2f %8.2f %8.2f\n", "event-loop turn in the pauses", p.median, p.p99, p.maximum);
+    std::printf("keys that found the popup shown: %d\n", popups);
     ke2bench::BelowRow("typing in a 5 MB module, completion by the embedded host: p99", k.p99, "ms", 16);
     ke2bench::TargetRow("typing in a 5 MB module, completion by the embedded host: median", k.median, "ms", "(measured)", true);
+    ke2bench::TargetRow("typing in a 5 MB module, completion by the embedded host: p99 thread time", kc.p99, "ms", "(measured)", true);
+    ke2bench::BelowRow("typing in a 5 MB module: longest turn between keys", t.maximum, "ms", 16);
+    ke2bench::BelowRow("typing in a 5 MB module: longest turn in a pause (per-pause work)", p.maximum, "ms", 16);
 }
 
 } // namespace
@@ -226,7 +287,7 @@ int main(int argc, char **argv)
         met = met && f.median < 30 && f.p99 < 50 && misses == 0;
     }
     std::printf("completion targets (median < 30 ms, p99 < 50 ms): %s\n", met ? "met" : "NOT met");
-    typingInALargeModule();
+    typingInALargeModule(prefs.path());
 
     // Key handling while pylint runs: bursts of typing with a pause after each, long enough for
     // the editor's text notification, so every pause sends the module to pylint again. The keys

@@ -2,8 +2,12 @@
 
 #include "config/settings.h"
 #include "plugin/forced_imports.h"
+#include "plugin/host.h"
 #include "plugin/host_bridge.h"
+#include "plugin/python_analysis_thread.h"
 
+#include <QtCore/QCoreApplication>
+#include <QtCore/QPointer>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSortFilterProxyModel>
 #include <QtGui/QStandardItemModel>
@@ -12,6 +16,7 @@
 #include <QtWidgets/QPlainTextEdit>
 
 #include <algorithm>
+#include <limits>
 
 namespace ke2 {
 
@@ -88,6 +93,21 @@ PythonAutoCompleter::PythonAutoCompleter(QWidget *editor) : AutoCompleter(editor
     m_pendingTimer.setSingleShot(true);
     m_pendingTimer.setInterval(0);
     connect(&m_pendingTimer, &QTimer::timeout, this, &PythonAutoCompleter::RunPending);
+    m_retryTimer.setSingleShot(true);
+    connect(&m_retryTimer, &QTimer::timeout, this, [this] {
+        const int quiet = int(m_sinceRequest.elapsed());
+        if (quiet < retryPauseMs) {
+            m_retryTimer.start(retryPauseMs - quiet);
+            return;
+        }
+        auto *editor = qobject_cast<QPlainTextEdit *>(parentWidget());
+        if (!m_askAgain || !editor)
+            return;
+        m_pendingCursor = editor->textCursor();
+        m_pendingRect = editor->cursorRect();
+        m_pendingTimer.start();
+    });
+    m_sinceRequest.start();
 }
 
 PythonAutoCompleter::~PythonAutoCompleter() = default;
@@ -186,6 +206,7 @@ void PythonAutoCompleter::Update(const QTextCursor &cursor, const QRect &cursorR
 {
     // Only the latest request counts; one that needs the host waits until the keys already
     // typed have been handled.
+    m_sinceRequest.restart();
     const bool proceed = PreparePrefix(cursor);
     if (!proceed && !memberMode) {
         m_pendingTimer.stop();
@@ -193,7 +214,7 @@ void PythonAutoCompleter::Update(const QTextCursor &cursor, const QRect &cursorR
         return;
     }
     const bool needsHost = !isVisible() || prefix.isEmpty();
-    if (!needsHost && !m_pendingTimer.isActive()) {
+    if (!needsHost && !m_pendingTimer.isActive() && !m_awaited) {
         UpdateNow(cursorRect, applyIfSingle);
         return;
     }
@@ -235,6 +256,10 @@ void PythonAutoCompleter::RunPending()
         }
     }
     wordStart = cursor.position() - prefix.size();
+    if (Host *active = HostBridge::host(); active && active->pythonCallableFromAnyThread()) {
+        Ask(*active, cursor);
+        return;
+    }
     QueryHost(cursor);
     if (Filter() == 0) {
         hide();
@@ -264,15 +289,18 @@ void PythonAutoCompleter::UpdateNow(const QRect &cursorRect, bool applyIfSingle)
 
 void PythonAutoCompleter::QueryHost(const QTextCursor &cursor)
 {
-    sourceModel->clear();
     Query query = BuildEscapedQuery(cursor.document(), cursor.position());
     const QStringList &forced = ForcedImports::Accepted();
     if (!forced.isEmpty())
         query.source.prepend(Escaped(forced.join(QLatin1Char('\n')) + QLatin1Char('\n')));
     const Settings &settings = Settings::instance();
-    const QStringList names = HostBridge::parsePython(query.source, expression,
-                                                      query.extras && settings.pythonIncludeKeywords,
-                                                      query.extras && settings.pythonIncludeBuiltins);
+    SetCandidates(HostBridge::parsePython(query.source, expression, query.extras && settings.pythonIncludeKeywords,
+                                          query.extras && settings.pythonIncludeBuiltins));
+}
+
+void PythonAutoCompleter::SetCandidates(const QStringList &names)
+{
+    sourceModel->clear();
     // One insertion for all rows: row by row, the filter would run once per name.
     QList<QStandardItem *> items;
     items.reserve(names.size());
@@ -368,9 +396,10 @@ QString rewrittenLine(const QString &text)
 
 } // namespace
 
-// The document's lines, rewritten and escaped, each with its escaped newline, in one string that
-// follows every change of the document; made on the first request, so buffers that never ask for
-// completion pay nothing. A request then copies two spans of it.
+// The document's lines, rewritten and escaped, each with its escaped newline, following every
+// change of the document; made on the first request, so buffers that never ask for completion pay
+// nothing. One string per line: a key rewrites its line only, and a request takes the list as it
+// is (shared, not copied) to the analysis thread.
 class PythonAutoCompleter::LineCache : public QObject {
 public:
     explicit LineCache(const QTextDocument *document) : m_document(document)
@@ -381,25 +410,29 @@ public:
     }
 
     const QTextDocument *Document() const { return m_document; }
-    // Where line `number` starts; the line count gives the end of the text.
-    int Start(int number) const { return m_starts.at(number); }
-    // Lines [from, to) appended to `out`.
-    void Append(QString &out, int from, int to) const
-    {
-        out.append(m_text.constData() + m_starts.at(from), m_starts.at(to) - m_starts.at(from));
-    }
-    bool Valid() const { return m_starts.size() == m_document->blockCount() + 1; }
+    const QVector<QString> &Lines() const { return m_lines; }
+    bool Valid() const { return m_lines.size() == m_document->blockCount(); }
 
     void Reload()
     {
-        m_text.clear();
-        m_starts.clear();
-        m_starts.reserve(m_document->blockCount() + 1);
-        for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next()) {
-            m_starts.append(int(m_text.size()));
-            m_text += Line(block);
-        }
-        m_starts.append(int(m_text.size()));
+        m_lines.clear();
+        m_lines.reserve(m_document->blockCount());
+        for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next())
+            m_lines.append(Line(block));
+        m_shifted = true;
+    }
+
+    // Starts watching which lines change; ChangedOutside then tells whether an edit since touched
+    // a line outside [from, to] or moved lines.
+    void Mark()
+    {
+        m_dirtyFrom = std::numeric_limits<int>::max();
+        m_dirtyTo = -1;
+        m_shifted = false;
+    }
+    bool ChangedOutside(int from, int to) const
+    {
+        return m_shifted || (m_dirtyTo >= 0 && (m_dirtyFrom < from || m_dirtyTo > to));
     }
 
 private:
@@ -410,12 +443,12 @@ private:
 
     void OnContentsChange(int position, int, int charsAdded)
     {
-        // Lines first..last now stand where first..last - (blocks gained) stood.
+        // Lines first..last now stand where first..oldLast stood.
         const QTextBlock firstBlock = m_document->findBlock(position);
         QTextBlock lastBlock = m_document->findBlock(position + charsAdded);
         if (!lastBlock.isValid())
             lastBlock = m_document->lastBlock();
-        const int lines = int(m_starts.size()) - 1;
+        const int lines = int(m_lines.size());
         if (!firstBlock.isValid()) {
             Reload();
             return;
@@ -427,37 +460,63 @@ private:
             Reload();
             return;
         }
-        QString fresh;
-        QVector<int> freshStarts;
-        freshStarts.reserve(last - first + 1);
-        const int from = m_starts.at(first);
+        const int oldCount = oldLast - first + 1;
+        const int newCount = last - first + 1;
+        const int common = std::min(oldCount, newCount);
+        if (newCount > oldCount)
+            m_lines.insert(first + oldCount, newCount - oldCount, QString());
+        else if (newCount < oldCount)
+            m_lines.remove(first + common, oldCount - common);
+        int line = first;
         for (QTextBlock block = firstBlock; block.isValid(); block = block.next()) {
-            freshStarts.append(from + int(fresh.size()));
-            fresh += Line(block);
+            m_lines[line++] = Line(block);
             if (block == lastBlock)
                 break;
         }
-        const int to = m_starts.at(oldLast + 1);
-        const int delta = int(fresh.size()) - (to - from);
-        m_text.replace(from, to - from, fresh);
-        const int oldCount = oldLast - first + 1;
-        const int common = std::min(oldCount, int(freshStarts.size()));
-        for (int i = 0; i < common; ++i)
-            m_starts[first + i] = freshStarts.at(i);
-        if (freshStarts.size() > oldCount)
-            m_starts.insert(first + oldCount, int(freshStarts.size()) - oldCount, 0);
-        else if (freshStarts.size() < oldCount)
-            m_starts.remove(first + common, oldCount - common);
-        for (int i = common; i < freshStarts.size(); ++i)
-            m_starts[first + i] = freshStarts.at(i);
-        for (int i = first + int(freshStarts.size()); i < m_starts.size(); ++i)
-            m_starts[i] += delta;
+        m_shifted = m_shifted || newCount != oldCount;
+        m_dirtyFrom = std::min(m_dirtyFrom, first);
+        m_dirtyTo = std::max(m_dirtyTo, last);
     }
 
     const QTextDocument *m_document;
-    QString m_text;
-    QVector<int> m_starts; // one per line and one for the end
+    QVector<QString> m_lines;
+    int m_dirtyFrom = std::numeric_limits<int>::max();
+    int m_dirtyTo = -1;
+    bool m_shifted = true;
 };
+
+namespace {
+
+// Lines [from, to) of `lines` appended to `out`.
+void appendLines(QString &out, const QVector<QString> &lines, int from, int to)
+{
+    for (int i = from; i < to; ++i)
+        out += lines.at(i);
+}
+
+int linesSize(const QVector<QString> &lines, int from, int to)
+{
+    int size = 0;
+    for (int i = from; i < to; ++i)
+        size += int(lines.at(i).size());
+    return size;
+}
+
+// The escaped source of a query from the cached lines: the lines before the statement, the
+// locator with one newline per line it stands for, and what follows unless it is cut off.
+QString joinedQuery(const QVector<QString> &lines, int first, int after, int end, const QString &locator, int spanned)
+{
+    QString out;
+    out.reserve(linesSize(lines, 0, first) + locator.size() + 2 * spanned + linesSize(lines, after, end));
+    appendLines(out, lines, 0, first);
+    out += locator;
+    for (int i = 0; i < spanned; ++i)
+        out += QLatin1String("\\n");
+    appendLines(out, lines, after, end);
+    return out;
+}
+
+} // namespace
 
 PythonAutoCompleter::Query PythonAutoCompleter::BuildQuery(const QTextDocument *document, int position)
 {
@@ -490,27 +549,130 @@ PythonAutoCompleter::Query PythonAutoCompleter::BuildEscapedQuery(const QTextDoc
     if (!planQuery(document, position, plan))
         return query;
     query.extras = plan.extras;
+    const LineCache &cache = Cache(document);
+    const int after = plan.cursorBlock.blockNumber() + 1;
+    query.source = joinedQuery(cache.Lines(), plan.first.blockNumber(), after,
+                               plan.cut ? after : document->blockCount(), Escaped(plan.locatorLine), plan.spanned);
+    return query;
+}
+
+PythonAutoCompleter::LineCache &PythonAutoCompleter::Cache(const QTextDocument *document)
+{
     if (!m_lineCache || m_lineCache->Document() != document)
         m_lineCache = std::make_unique<LineCache>(document);
     if (!m_lineCache->Valid())
         m_lineCache->Reload();
-    const int first = plan.first.blockNumber();
-    const int after = plan.cursorBlock.blockNumber() + 1;
-    const int end = plan.cut ? after : document->blockCount();
-    const QString locator = Escaped(plan.locatorLine);
-    QString &out = query.source;
-    out.reserve(m_lineCache->Start(first) + locator.size() + 2 * plan.spanned + m_lineCache->Start(end)
-                - m_lineCache->Start(after));
-    m_lineCache->Append(out, 0, first);
-    out += locator;
-    for (int i = 0; i < plan.spanned; ++i)
-        out += QLatin1String("\\n");
-    m_lineCache->Append(out, after, end);
-    return query;
+    return *m_lineCache;
+}
+
+PythonAutoCompleter::Asked PythonAutoCompleter::Describe(const QTextCursor &cursor) const
+{
+    Asked asked;
+    QueryPlan plan;
+    if (!planQuery(cursor.document(), cursor.position(), plan))
+        return asked;
+    asked.document = cursor.document();
+    asked.first = plan.first.blockNumber();
+    asked.last = plan.cursorBlock.blockNumber();
+    asked.cut = plan.cut;
+    asked.extras = plan.extras;
+    asked.locatorLine = plan.locatorLine;
+    asked.expression = expression;
+    asked.memberMode = memberMode;
+    asked.wordStart = wordStart;
+    return asked;
+}
+
+void PythonAutoCompleter::Ask(Host &host, const QTextCursor &cursor)
+{
+    if (m_awaited || m_retryTimer.isActive()) {
+        m_askAgain = true; // the answer on its way decides: shown if it still fits, else asked again
+        return;
+    }
+    const Asked asked = Describe(cursor);
+    if (!asked.document) {
+        hide();
+        return;
+    }
+    // A list shown for another expression must not be filtered by the new word meanwhile.
+    hide();
+    LineCache &cache = Cache(asked.document);
+    cache.Mark();
+    m_asked = asked;
+    m_awaited = true;
+    m_askAgain = false;
+    const QVector<QString> lines = cache.Lines();
+    const int after = asked.last + 1;
+    const int end = asked.cut ? after : asked.document->blockCount();
+    const int spanned = asked.last - asked.first + 1;
+    const QString locator = Escaped(asked.locatorLine);
+    const QStringList &forced = ForcedImports::Accepted();
+    const QString imports = forced.isEmpty() ? QString() : Escaped(forced.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+    const Settings &settings = Settings::instance();
+    const bool keywords = asked.extras && settings.pythonIncludeKeywords;
+    const bool builtins = asked.extras && settings.pythonIncludeBuiltins;
+    const QString objectExpression = expression;
+    const QPointer<PythonAutoCompleter> self(this);
+    const unsigned ticket = ++m_ticket;
+    const auto deliver = [self, ticket](const QStringList &names, bool answered) {
+        if (QCoreApplication *application = QCoreApplication::instance())
+            QMetaObject::invokeMethod(application, [self, ticket, names, answered] {
+                if (self)
+                    self->Answered(ticket, names, answered);
+            }, Qt::QueuedConnection);
+    };
+    Host *target = &host;
+    PythonAnalysisThread::Submit(
+        [=] {
+            const QString source = imports + joinedQuery(lines, asked.first, after, end, locator, spanned);
+            deliver(HostBridge::parsePythonOffThread(
+                        *target, HostBridge::parsePythonCommand(source, objectExpression, keywords, builtins)),
+                    true);
+        },
+        [=] { deliver(QStringList(), false); });
+}
+
+void PythonAutoCompleter::Answered(unsigned ticket, const QStringList &names, bool answered)
+{
+    if (ticket != m_ticket)
+        return;
+    m_awaited = false;
+    const bool again = m_askAgain;
+    m_askAgain = false;
+    auto *editor = qobject_cast<QPlainTextEdit *>(parentWidget());
+    if (!answered || !editor || !editor->isVisible())
+        return;
+    // Shown only for the place it was asked for: the same word of the same statement, with no
+    // edit elsewhere since. Letters typed into the word meanwhile only filter it further.
+    const QTextCursor cursor = editor->textCursor();
+    const bool proceed = PreparePrefix(cursor);
+    const Asked now = Describe(cursor);
+    const bool fits = m_asked.document && (proceed || memberMode) && cursor.position() - prefix.size() == m_asked.wordStart
+                      && now.document == m_asked.document && now.first == m_asked.first && now.last == m_asked.last
+                      && now.cut == m_asked.cut && now.extras == m_asked.extras && now.locatorLine == m_asked.locatorLine
+                      && now.expression == m_asked.expression && now.memberMode == m_asked.memberMode
+                      && m_lineCache && !m_lineCache->ChangedOutside(m_asked.first, m_asked.last);
+    if (!fits) {
+        m_askAgain = again;
+        if (again)
+            m_retryTimer.start(std::max(0, retryPauseMs - int(m_sinceRequest.elapsed())));
+        return;
+    }
+    wordStart = m_asked.wordStart;
+    SetCandidates(names);
+    if (Filter() == 0) {
+        hide();
+        return;
+    }
+    ShowOrApply(editor->cursorRect(), m_pendingApplyIfSingle);
 }
 
 QString PythonAutoCompleter::Escaped(const QString &text)
 {
+    // Most lines hold nothing to escape: they are shared, not copied character by character.
+    const auto special = [](QChar c) { return c == QLatin1Char('\\') || c == QLatin1Char('\n') || c == QLatin1Char('"'); };
+    if (std::none_of(text.cbegin(), text.cend(), special))
+        return text;
     QString escaped;
     escaped.reserve(text.size() + text.size() / 16 + 16);
     for (const QChar c : text) {

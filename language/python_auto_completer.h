@@ -2,6 +2,7 @@
 
 #include "language/auto_completer.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QTimer>
 
 #include <memory>
@@ -11,15 +12,19 @@ class QTextDocument;
 
 namespace ke2 {
 
+class Host;
+
 // Python completion: the candidates come from the analysis script in the host's interpreter,
 // asked about a copy of the buffer in which the statement under the cursor is replaced by a
 // locator. Dotted words complete members of what stands before the last "."; import lines list
 // modules and module members.
 //
-// The host call runs on the user-interface thread, so it is never made from inside a key press:
-// a request that needs the host is queued, and keys that arrive before it runs replace it. The
-// host is then asked once, about the text as it is by then, and its answer is filtered by the word
-// as typed by then: a late answer is never shown for a cursor that has moved on.
+// The host call is never made from inside a key press: a request that needs the host is queued,
+// and keys that arrive before it runs replace it. The host is then asked once, about the text as
+// it is by then. A host whose Python may be called from any thread answers on the analysis thread
+// while keys go on; its answer is shown only if the cursor is still in the word it was asked for
+// (filtered by the word as typed by then), and dropped otherwise. Other hosts (Maya) are asked on
+// the user-interface thread from the event loop.
 class PythonAutoCompleter : public AutoCompleter {
     Q_OBJECT
 public:
@@ -36,11 +41,14 @@ public:
     QString Expression() const { return expression; }
     bool MemberMode() const { return memberMode; }
     int WordStart() const { return wordStart; }
-    // Whether a host query waits to run.
-    bool QueryPending() const { return m_pendingTimer.isActive(); }
+    // Whether a host query waits to run or for its answer.
+    bool QueryPending() const { return m_pendingTimer.isActive() || m_awaited || m_retryTimer.isActive(); }
     void Cancel() override
     {
         m_pendingTimer.stop();
+        m_retryTimer.stop();
+        m_asked = Asked(); // an answer on its way fits nothing any more
+        m_askAgain = false;
         hide();
     }
 
@@ -67,6 +75,24 @@ private:
     void UpdateNow(const QRect &cursorRect, bool applyIfSingle);
     // Refills the candidates from the host for the cursor's place.
     void QueryHost(const QTextCursor &cursor);
+    void SetCandidates(const QStringList &names);
+
+    // What an answer was asked for: it fits a cursor that gives the same.
+    struct Asked {
+        const QTextDocument *document = nullptr;
+        int first = -1; // the statement's lines
+        int last = -1;
+        bool cut = false;
+        bool extras = true;
+        QString locatorLine;
+        QString expression;
+        bool memberMode = false;
+        int wordStart = -1;
+    };
+    Asked Describe(const QTextCursor &cursor) const;
+    // Asks `host` on the analysis thread; Answered takes the answer back.
+    void Ask(Host &host, const QTextCursor &cursor);
+    void Answered(unsigned ticket, const QStringList &names, bool answered);
 
     QStandardItemModel *sourceModel = nullptr;
     QString expression;
@@ -74,7 +100,18 @@ private:
     int wordStart = 0;
 
     class LineCache;
+    LineCache &Cache(const QTextDocument *document);
     std::unique_ptr<LineCache> m_lineCache;
+    Asked m_asked;
+    unsigned m_ticket = 0;
+    bool m_awaited = false;  // an answer is on its way
+    bool m_askAgain = false; // keys asked meanwhile
+    // After an answer that no longer fit, the host is asked again once the keys pause: while they
+    // come, every answer about a large buffer would be late again, and the work would only take
+    // the processor from the keys.
+    static constexpr int retryPauseMs = 150;
+    QTimer m_retryTimer;
+    QElapsedTimer m_sinceRequest;
 
     QTimer m_pendingTimer;
     QTextCursor m_pendingCursor;

@@ -72,6 +72,9 @@ public:
         DockingUi,  // workspace controls, the main menu bar and the shelf
     };
     virtual bool hasFeature(Feature feature) const;
+    // Whether the Python calls above may be made from a thread other than the user-interface one
+    // (the interpreter takes its own lock). Maya's Python may not.
+    virtual bool pythonCallableFromAnyThread() const { return false; }
 
     // A Python callable expression, evaluated in the host's `__main__`, that hands a debugger
     // stop to the editor and returns the user's action (see DebugPause). Inside Maya it is the

@@ -2,6 +2,7 @@
 
 #include "plugin/host.h"
 #include "plugin/host_bridge_internal.h"
+#include "plugin/python_analysis_thread.h"
 
 namespace ke2::HostBridge {
 namespace {
@@ -23,8 +24,10 @@ Host *host()
 
 void setHost(Host *host)
 {
-    if (g_host != host)
+    if (g_host != host) {
+        PythonAnalysisThread::Drain(); // nothing may still be asking the host that goes
         resetCaches();
+    }
     g_host = host;
 }
 

@@ -132,6 +132,12 @@ QString pythonVersion();
 // (both off for a query that wants no extras).
 QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
                         bool includeBuiltins);
+// The expression parsePython evaluates.
+QString parsePythonCommand(const QString &source, const QString &objectExpression, bool includeKeywords,
+                           bool includeBuiltins);
+// Evaluates a parsePythonCommand on the analysis thread, for a host whose Python may be called from
+// there: no output scope is touched (the script prints nothing), the interpreter's lock is the host's.
+QStringList parsePythonOffThread(Host &host, const QString &command);
 bool executePythonStatement(const QString &statement);
 QStringList pythonSyntaxCheck(const QString &source);
 void printPythonPath();

@@ -84,18 +84,44 @@ QString pythonVersion()
     return g_version;
 }
 
-QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
-                        bool includeBuiltins)
+QString parsePythonCommand(const QString &source, const QString &objectExpression, bool includeKeywords,
+                           bool includeBuiltins)
 {
     const QString keywords = includeKeywords ? QStringLiteral("1") : QStringLiteral("0");
     const QString builtins = includeBuiltins ? QStringLiteral("1") : QStringLiteral("0");
-    const QString command =
-        objectExpression.isEmpty()
-            ? QStringLiteral("KestrelEditorParser().parse_source(\"%3\", None, %1, %2)").arg(keywords, builtins, source)
-            : QStringLiteral("KestrelEditorParser().parse_source(\"%4\", \"%3\", %1, %2)")
-                  .arg(keywords, builtins, objectExpression, source);
+    // Concatenated rather than QString::arg: the buffer is megabytes and holds "%" signs.
+    QString command;
+    command.reserve(source.size() + objectExpression.size() + 64);
+    command += QLatin1String("KestrelEditorParser().parse_source(\"");
+    command += source;
+    command += QLatin1String("\", ");
+    if (objectExpression.isEmpty()) {
+        command += QLatin1String("None");
+    } else {
+        command += QLatin1Char('"');
+        command += objectExpression;
+        command += QLatin1Char('"');
+    }
+    command += QLatin1String(", ") + keywords + QLatin1String(", ") + builtins + QLatin1Char(')');
+    return command;
+}
+
+QStringList parsePython(const QString &source, const QString &objectExpression, bool includeKeywords,
+                        bool includeBuiltins)
+{
+    if (!host())
+        return {};
     QStringList result;
-    quietStringList(command, result);
+    quietStringList(parsePythonCommand(source, objectExpression, includeKeywords, includeBuiltins), result);
+    return result;
+}
+
+QStringList parsePythonOffThread(Host &host, const QString &command)
+{
+    QStringList result;
+    if (!host.executePythonStringList(command, result))
+        result.clear();
+    host.executePython(QStringLiteral("pass"));
     return result;
 }
 

@@ -2,12 +2,14 @@
 #include "language/mel_auto_completer.h"
 #include "language/python_auto_completer.h"
 #include "plugin/host_bridge.h"
+#include "plugin/python_analysis_thread.h"
 #include "tests/editor/editor_test_support.h"
 #include "tests/support/fake_host.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
+#include <QtCore/QSemaphore>
 #include <QtCore/QSortFilterProxyModel>
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QScreen>
@@ -227,6 +229,27 @@ private slots:
         QCOMPARE(editorState(*editor), accepted);
     }
 
+    // Modules that must be imported to list their members (here one in a standard library archive,
+    // as embedded interpreters ship it) may print: completion shows nothing of it, whichever thread
+    // asked.
+    void analysisPrintsNothing()
+    {
+        const QString archive = QDir::toNativeSeparators(m_packages.filePath("python99.zip"));
+        QVERIFY(m_host->executePython("import sys, zipfile\nwith zipfile.ZipFile(r'" + archive + "', 'w') as _z:\n"
+                                      "    _z.writestr('ke2noisy.py', \"import sys\\nprint('imported')\\nsys.stderr.write('warned\\\\n')\\ndef shout():\\n    pass\\n\")\n"
+                                      "sys.path.insert(0, r'" + archive + "')"));
+        QStringList received;
+        m_host->output().setReceiver([&received](const QString &text) { received.append(text); });
+        auto editor = makeEditor(LANGUAGE_PYTHON, "|");
+        editor->show();
+        const QStringList shown = complete(*editor, "import ke2noisy\n|", "ke2noisy.sh");
+        m_host->executePython("import sys\nsys.path.remove(r'" + archive + "')\nsys.modules.pop('ke2noisy', None)");
+        QTest::qWait(50); // output of other threads reaches the panel through the event loop
+        m_host->output().setReceiver({});
+        QCOMPARE(shown, QStringList{"shout"});
+        QCOMPARE(received, QStringList());
+    }
+
     void fromImportListsEverything()
     {
         auto editor = makeEditor(LANGUAGE_PYTHON, "|");
@@ -282,6 +305,44 @@ private slots:
         QCOMPARE(popup->VisibleCandidates().first(), QString("sep"));
         typeKeys(*editor, "\b\b\b\b\b\b");
         QTRY_VERIFY(!popup->isVisible());
+    }
+
+    // The embedded host answers on the analysis thread while keys go on. What happens between the
+    // request and its answer decides whether the answer is shown: the analysis thread is held
+    // busy until then, so the answer always arrives after it.
+    void lateAnswers_data()
+    {
+        QTest::addColumn<QString>("keys");     // typed after the request left
+        QTest::addColumn<bool>("editAbove");   // an edit on the first line meanwhile
+        QTest::addColumn<QStringList>("shown"); // empty: dropped
+        QTest::newRow("nothing meanwhile") << "" << false << QStringList{"indent", "index"};
+        QTest::newRow("letters typed into the same word") << "dex" << false << QStringList{"index"};
+        QTest::newRow("cursor moved to the line's start") << "\x01" << false << QStringList();
+        QTest::newRow("an edit on another line") << "" << true << QStringList();
+        QTest::newRow("a new word typed meanwhile: asked again") << " + ind" << false << QStringList{"indent", "index"};
+    }
+    void lateAnswers()
+    {
+        QFETCH(QString, keys);
+        QFETCH(bool, editAbove);
+        QFETCH(QStringList, shown);
+        // The analysis thread runs nothing else until the test lets it, even when a check fails.
+        const auto busy = std::make_shared<QSemaphore>();
+        const std::unique_ptr<QSemaphore, void (*)(QSemaphore *)> guard(busy.get(), [](QSemaphore *s) { s->release(); });
+        PythonAnalysisThread::Submit([busy] { busy->acquire(); }, {});
+        auto editor = makeEditor(LANGUAGE_PYTHON, "index = 1\nindent = 2\nx = |");
+        editor->show();
+        typeKeys(*editor, "in");
+        auto *popup = qobject_cast<PythonAutoCompleter *>(popupOf(*editor));
+        QVERIFY(popup);
+        QTest::qWait(20); // the request leaves, and waits behind the busy thread
+        QVERIFY(popup->QueryPending() && !popup->isVisible());
+        typeKeys(*editor, keys);
+        if (editAbove)
+            QTextCursor(editor->document()).insertText("y = 0\n");
+        busy->release();
+        QTRY_VERIFY(!popup->QueryPending());
+        QCOMPARE(popup->isVisible() ? popup->VisibleCandidates() : QStringList(), shown);
     }
 
     // The rewritten buffer: the statement under the cursor becomes the locator; line numbers stay.
