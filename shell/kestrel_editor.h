@@ -228,6 +228,9 @@ public slots:
     void OnFilePathChanged(const QString &oldFilePath, const QString &newFilePath);
     // Puts unsaved typing on disk: internal buffers in place, file buffers as recovery copies.
     void AutosaveBuffers();
+    // Counts the edits of the sending document: a recovery copy is written again only when the
+    // text changed since the last one (rewriting a 100 MB copy at every pause blocks typing).
+    void CountEdit();
     void OnShowInSideBarRequested(const QString &path);
 
     // Editing, acting on the focused code editor.

@@ -204,6 +204,19 @@ void KestrelEditor::AttachCodeEditor(CodeEditor *codeEditor)
     // Every edit brings the next silent save closer.
     connect(codeEditor->document(), &QTextDocument::contentsChanged, &m_bufferIo->Autosave(), &AutosaveTimer::Touch,
             Qt::UniqueConnection);
+    connect(codeEditor->document(), &QTextDocument::contentsChanged, this, &KestrelEditor::CountEdit,
+            Qt::UniqueConnection);
+}
+
+namespace {
+const char *const editsProperty = "ke2Edits";
+const char *const recoveredEditsProperty = "ke2RecoveredEdits";
+} // namespace
+
+void KestrelEditor::CountEdit()
+{
+    if (QObject *document = sender())
+        document->setProperty(editsProperty, document->property(editsProperty).toULongLong() + 1);
 }
 
 int KestrelEditor::CreateCodeEditor(CodeEditorGroup *group, const CodeEditorRecord &record, const QString &text, int index)
@@ -653,8 +666,15 @@ void KestrelEditor::AutosaveBuffers()
                 if (group->IsModified(i) && WriteFile(editor, record.path, false))
                     editor->document()->setModified(false);
             } else if (group->IsModified(i)) {
-                // Never the user's file itself: only saving decides what goes there.
-                m_bufferIo->Recovery().Write(record.path, TextFile::DocumentText(*editor->document()));
+                // Never the user's file itself: only saving decides what goes there. A copy of
+                // the same text is not written twice.
+                QTextDocument *document = editor->document();
+                const QVariant edits = document->property(editsProperty);
+                if (edits.isValid() && document->property(recoveredEditsProperty) == edits
+                    && m_bufferIo->Recovery().Exists(record.path))
+                    continue;
+                if (m_bufferIo->Recovery().Write(record.path, TextFile::DocumentText(*document)))
+                    document->setProperty(recoveredEditsProperty, edits);
             } else {
                 m_bufferIo->Recovery().Remove(record.path);
             }

@@ -90,9 +90,9 @@ class CrashRecoveryTest : public QObject {
         return true;
     }
 
-    // The window of `editor`'s dialog: a visible window with the editor's name that is not `main`.
-    // A dialog window other than `main` and the dialog answered before (which may still be on
-    // screen for a moment on a loaded machine: a key sent to it would be lost).
+    // The window of `editor`'s dialog: a visible window with the editor's name that is neither
+    // `main` nor the dialog answered before (which may still be on screen for a moment on a
+    // loaded machine: a key sent to it would be lost).
     QString dialogBesides(const QString &main, const QString &answered = QString())
     {
         for (int tries = 0; tries < 150; ++tries) {

@@ -505,6 +505,32 @@ private slots:
         QVERIFY(!group->IsModified(group->IndexOfPath(bigPath)));
     }
 
+    // A modified file's recovery copy follows its edits, and a pause after typing elsewhere does
+    // not write it again (a copy of a big file would hold up typing for as long).
+    void recoveryCopiesFollowTheirOwnEdits()
+    {
+        const QString first = file(QStringLiteral("first.py"), "a = 1\n");
+        const QString second = file(QStringLiteral("second.py"), "b = 2\n");
+        QVERIFY(start());
+        CodeEditor *one = open(first);
+        CodeEditor *two = open(second);
+        QVERIFY(one && two);
+        const RecoveryCopies copies(UserDirectories::internalBufferDirectory());
+        const auto copyOf = [&](const QString &path) {
+            QString text;
+            return copies.Read(path, text) ? text : QString();
+        };
+        QTest::keyClicks(one, "x");
+        QTRY_COMPARE_WITH_TIMEOUT(copyOf(first), QStringLiteral("xa = 1\n"), 10000);
+        QVERIFY(copies.Write(first, QStringLiteral("left as it was")));
+        QTest::keyClicks(two, "y");
+        QTRY_COMPARE_WITH_TIMEOUT(copyOf(second), QStringLiteral("yb = 2\n"), 10000);
+        QCOMPARE(copyOf(first), QStringLiteral("left as it was"));
+        one->moveCursor(QTextCursor::End);
+        QTest::keyClicks(one, "z");
+        QTRY_COMPARE_WITH_TIMEOUT(copyOf(first), QStringLiteral("xa = 1\nz"), 10000);
+    }
+
     // Another program's change is never overwritten unseen: a save asks first, and the reload
     // a question offers is one undoable step.
     void outsideChangesAreNeverOverwritten_data()
