@@ -10,11 +10,17 @@
 #include <QtCore/QFile>
 #include <QtCore/QMimeData>
 #include <QtCore/QTextStream>
+#include <QtGui/QPainter>
 #include <QtGui/QTextBlock>
+#include <QtGui/QTextLayout>
+#include <QtGui/QClipboard>
 #include <QtGui/QCursor>
+#include <QtGui/QGuiApplication>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QWheelEvent>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QMenu>
+#include <QtWidgets/QPlainTextDocumentLayout>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QToolButton>
 
@@ -41,10 +47,73 @@ QTextCharFormat outputRole(const char *name)
     return ColorScheme::instance().outputRoles.format(QString::fromLatin1(name));
 }
 
+// The advance of one column: the drawn pieces of a long line are placed by their column, so no
+// piece before them has to be laid out to know where they go.
+qreal columnWidth(const QTextDocument *document)
+{
+    return std::max<qreal>(1, QFontMetricsF(document->defaultFont()).horizontalAdvance(QLatin1Char('x')));
+}
+
+// A hidden piece's own layout, one row, made when it is first drawn.
+QTextLayout *pieceLayout(const QTextBlock &piece)
+{
+    QTextLayout *layout = piece.layout();
+    if (layout->lineCount() == 0) {
+        layout->setTextOption(piece.document()->defaultTextOption());
+        layout->beginLayout();
+        QTextLine line = layout->createLine();
+        if (line.isValid()) {
+            line.setLeadingIncluded(true);
+            line.setLineWidth(std::numeric_limits<int>::max() / 4);
+            line.setPosition(QPointF(0, 0));
+        }
+        layout->endLayout();
+    }
+    return layout;
+}
+
+// The plain-text layout, except that hidden blocks are never laid out (a line of a million
+// characters has a thousand of them) and that the document is as wide as its longest line in
+// pieces, which the view draws on one row.
+class OutputDocumentLayout : public QPlainTextDocumentLayout {
+public:
+    using QPlainTextDocumentLayout::QPlainTextDocumentLayout;
+
+    QRectF blockBoundingRect(const QTextBlock &block) const override
+    {
+        return block.isVisible() ? QPlainTextDocumentLayout::blockBoundingRect(block) : QRectF();
+    }
+
+    QSizeF documentSize() const override
+    {
+        QSizeF size = QPlainTextDocumentLayout::documentSize();
+        if (m_longestLine > 0) {
+            const qreal wide = (m_longestLine + 1) * columnWidth(document()) + 2 * document()->documentMargin();
+            // The scroll bar's range is an int.
+            size.setWidth(std::max(size.width(), std::min(wide, qreal(std::numeric_limits<int>::max() / 2))));
+        }
+        return size;
+    }
+
+    void setLongestLine(int characters)
+    {
+        if (characters == m_longestLine)
+            return;
+        m_longestLine = characters;
+        emit documentSizeChanged(documentSize());
+    }
+
+private:
+    int m_longestLine = 0;
+};
+
 } // namespace
 
 OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
 {
+    auto *text = new QTextDocument(this);
+    text->setDocumentLayout(new OutputDocumentLayout(text));
+    setDocument(text);
     setReadOnly(true);
     setUndoRedoEnabled(false);
     setFrameStyle(QFrame::NoFrame);
@@ -168,12 +237,16 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
     if (chunk.replacesDocument) {
         document()->clear();
         m_continuedBlocks = 0;
+        m_openLineLength = 0;
+        m_openLineBroken = false;
+        m_longestBrokenLine = 0;
     }
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
     const int insertedAt = cursor.position();
     cursor.insertText(chunk.text);
     MarkPieces(insertedAt, chunk.text);
+    MeasureLongLines(chunk.text);
     const int grown = before + chunk.text.size();
     TrimToLimits();
     // Characters that left the top, for positions taken before the insertion.
@@ -186,10 +259,10 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
             kept.setPosition(std::max(anchor, 0));
             kept.setPosition(std::max(position, 0), QTextCursor::KeepAnchor);
         }
-        setTextCursor(kept);
+        SetTextCursorInPlace(kept);
     } else if (following) {
         cursor.movePosition(QTextCursor::End);
-        setTextCursor(cursor);
+        SetTextCursorInPlace(cursor);
     }
     if (following) {
         bar->setValue(bar->maximum());
@@ -220,8 +293,70 @@ void OutputTextEdit::MarkPieces(int position, const QString &text)
             block.setUserState(1);
             ++m_continuedBlocks;
             block = block.next();
+            block.setVisible(m_piecesAsRows);
         }
     }
+    // The layout counted the hidden pieces as rows when they went in.
+    if (!m_piecesAsRows)
+        document()->markContentsDirty(position, text.size());
+}
+
+void OutputTextEdit::MeasureLongLines(const QString &inserted)
+{
+    const QChar pieceBreak(OutputBuffer::pieceBreak);
+    const int longest = m_longestBrokenLine;
+    if (!m_openLineBroken && !inserted.contains(pieceBreak)) {
+        const int lastEnd = int(inserted.lastIndexOf(QLatin1Char('\n')));
+        m_openLineLength = lastEnd < 0 ? m_openLineLength + int(inserted.size()) : int(inserted.size()) - lastEnd - 1;
+        return;
+    }
+    for (const QChar c : inserted) {
+        if (c == QLatin1Char('\n')) {
+            m_openLineLength = 0;
+            m_openLineBroken = false;
+        } else if (c == pieceBreak) {
+            m_openLineBroken = true;
+        } else {
+            ++m_openLineLength;
+        }
+        if (m_openLineBroken)
+            m_longestBrokenLine = std::max(m_longestBrokenLine, m_openLineLength);
+    }
+    if (m_longestBrokenLine != longest)
+        static_cast<OutputDocumentLayout *>(document()->documentLayout())->setLongestLine(m_longestBrokenLine);
+}
+
+void OutputTextEdit::MeasureAllLongLines()
+{
+    int longest = 0, length = 0;
+    bool broken = false;
+    for (QTextBlock block = document()->firstBlock(); block.isValid(); block = block.next()) {
+        length += block.length() - 1;
+        if (ContinuesOnNextBlock(block)) {
+            broken = true;
+            continue;
+        }
+        if (broken)
+            longest = std::max(longest, length);
+        length = 0;
+        broken = false;
+    }
+    m_longestBrokenLine = longest;
+    static_cast<OutputDocumentLayout *>(document()->documentLayout())->setLongestLine(longest);
+}
+
+void OutputTextEdit::ShowPiecesAsRows(bool rows)
+{
+    if (rows == m_piecesAsRows)
+        return;
+    m_piecesAsRows = rows;
+    if (m_continuedBlocks == 0)
+        return;
+    for (QTextBlock block = document()->firstBlock(); block.isValid(); block = block.next()) {
+        if (ContinuesOnNextBlock(block))
+            block.next().setVisible(rows);
+    }
+    document()->markContentsDirty(0, document()->characterCount());
 }
 
 bool OutputTextEdit::ContinuesOnNextBlock(const QTextBlock &block)
@@ -237,20 +372,17 @@ int OutputTextEdit::LineCount() const
 
 void OutputTextEdit::TrimToLimits()
 {
-    int excessBlocks = document()->blockCount() - m_queue.blockLimit();
     int excessLines = LineCount() - m_lineLimit;
-    if (excessBlocks <= 0 && excessLines <= 0)
+    if (excessLines <= 0)
         return;
-    // Whole lines from the top, or pieces when one line alone holds too much text.
+    // Whole printed lines from the top, with all their pieces.
     QTextBlock block = document()->firstBlock();
-    int dropped = 0, continued = 0;
-    while (block.isValid() && (excessBlocks > 0 || excessLines > 0)) {
+    int continued = 0;
+    while (block.isValid() && excessLines > 0) {
         if (ContinuesOnNextBlock(block))
             ++continued;
         else
             --excessLines;
-        --excessBlocks;
-        ++dropped;
         block = block.next();
     }
     if (!block.isValid())
@@ -258,7 +390,10 @@ void OutputTextEdit::TrimToLimits()
     QTextCursor cursor(document());
     cursor.setPosition(block.position(), QTextCursor::KeepAnchor);
     cursor.removeSelectedText();
-    m_continuedBlocks -= continued;
+    if (continued > 0) {
+        m_continuedBlocks -= continued;
+        MeasureAllLongLines();
+    }
 }
 
 void OutputTextEdit::JumpToEnd()
@@ -293,6 +428,9 @@ void OutputTextEdit::ClearAll()
     m_queue.clear();
     document()->clear();
     m_continuedBlocks = 0;
+    m_openLineLength = 0;
+    m_openLineBroken = false;
+    MeasureAllLongLines();
     m_following = true;
     m_jumpToEnd->hide();
     setExtraSelections({});
@@ -311,11 +449,10 @@ void OutputTextEdit::ApplySettings()
 {
     const Settings &settings = Settings::instance();
     const int lines = Settings::clampOutputBufferSize(settings.outputBufferSize);
-    // One line of pieces per line on top of the lines themselves: the text an enormous line may
-    // hold stays bounded as before, and a long line still counts as one.
     m_lineLimit = lines;
-    m_queue.setLimits(lines, 2 * lines + 1);
+    m_queue.setLineLimit(lines);
     setLineWrapMode(settings.outputWordWrapEnabled ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
+    ShowPiecesAsRows(settings.outputWordWrapEnabled);
 
     const QTextCharFormat plain = outputRole(ColorRoleName::plainText);
     const QTextCharFormat selected = outputRole(ColorRoleName::selectedText);
@@ -448,8 +585,8 @@ void OutputTextEdit::UpdateExtraSelections()
     if (m_inserting || document()->isEmpty())
         return;
     const QRect area = viewport()->rect();
-    const int start = std::max(0, cursorForPosition(area.topLeft()).position() - selectionMarginBefore);
-    const int end = cursorForPosition(area.bottomRight() + QPoint(0, selectionMarginBelow)).position();
+    const int start = std::max(0, PositionAt(area.topLeft()) - selectionMarginBefore);
+    const int end = PositionAt(area.bottomRight() + QPoint(0, selectionMarginBelow));
 
     QList<QTextEdit::ExtraSelection> selections;
     if (Settings::instance().outputSyntaxHighlightingEnabled) {
@@ -518,12 +655,15 @@ bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
         pieces.clear();
         text.clear();
         const QTextBlock first = block;
+        int column = 0;
         for (;;) {
-            const bool inRange = block.position() + block.length() > start && block.position() <= end;
+            const bool inRange = block.position() + block.length() > start && block.position() <= end
+                                 && PieceInView(column, block.length() - 1);
             if (block == first || inRange) {
                 pieces.append({int(text.size()), block.position(), block.length() - 1});
                 text += block.text();
             }
+            column += block.length() - 1;
             const bool continues = ContinuesOnNextBlock(block);
             block = block.next();
             if (!continues || !block.isValid() || block.position() > end)
@@ -594,9 +734,132 @@ void OutputTextEdit::wheelEvent(QWheelEvent *event)
 
 void OutputTextEdit::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    const int onPieces = event->button() == Qt::LeftButton ? PiecePositionAt(event->pos()) : -1;
+    if (onPieces >= 0) {
+        QTextCursor cursor(document());
+        cursor.setPosition(onPieces);
+        cursor.select(QTextCursor::WordUnderCursor);
+        SetTextCursorInPlace(Settings::instance().outputDoubleClickIncludesDollarSign ? IncludeDollarSign(cursor)
+                                                                                        : cursor);
+        event->accept();
+        return;
+    }
     QPlainTextEdit::mouseDoubleClickEvent(event);
     if (Settings::instance().outputDoubleClickIncludesDollarSign)
         setTextCursor(IncludeDollarSign(textCursor()));
+}
+
+bool OutputTextEdit::PieceInView(int column, int length) const
+{
+    if (m_piecesAsRows || column == 0)
+        return true;
+    // Columns are measured from the text's left edge; the first piece may be a little narrower
+    // or wider than its columns, which the margin covers.
+    const qreal width = columnWidth(document());
+    const int first = int(horizontalScrollBar()->value() / width) - selectionMarginBefore;
+    const int last = int((horizontalScrollBar()->value() + viewport()->width()) / width) + selectionMarginBefore;
+    return column <= last && column + length >= first;
+}
+
+qreal OutputTextEdit::PiecesLeft(const QTextBlock &head) const
+{
+    const QTextLine line = head.layout()->lineCount() > 0 ? head.layout()->lineAt(0) : QTextLine();
+    const qreal headWidth =
+        line.isValid() ? line.x() + line.naturalTextWidth()
+                       : document()->documentMargin() + (head.length() - 1) * columnWidth(document());
+    return contentOffset().x() + headWidth;
+}
+
+int OutputTextEdit::PiecePositionAt(const QPoint &viewportPosition) const
+{
+    if (m_piecesAsRows || m_continuedBlocks == 0)
+        return -1;
+    const QTextBlock head = cursorForPosition(viewportPosition).block();
+    if (!ContinuesOnNextBlock(head) || !head.isVisible())
+        return -1;
+    qreal left = PiecesLeft(head);
+    if (viewportPosition.x() < left)
+        return -1;
+    const qreal width = columnWidth(document());
+    for (QTextBlock piece = head.next(); piece.isValid(); piece = piece.next()) {
+        const qreal right = left + (piece.length() - 1) * width;
+        if (viewportPosition.x() < right || !ContinuesOnNextBlock(piece)) {
+            const QTextLine line = pieceLayout(piece)->lineAt(0);
+            const int column = line.isValid() ? line.xToCursor(viewportPosition.x() - left) : 0;
+            return piece.position() + std::min(column, piece.length() - 1);
+        }
+        left = right;
+    }
+    return -1;
+}
+
+int OutputTextEdit::PositionAt(const QPoint &viewportPosition) const
+{
+    const int onPieces = PiecePositionAt(viewportPosition);
+    return onPieces >= 0 ? onPieces : cursorForPosition(viewportPosition).position();
+}
+
+void OutputTextEdit::SetTextCursorInPlace(const QTextCursor &cursor)
+{
+    const int horizontal = horizontalScrollBar()->value(), vertical = verticalScrollBar()->value();
+    setTextCursor(cursor);
+    horizontalScrollBar()->setValue(horizontal);
+    verticalScrollBar()->setValue(vertical);
+}
+
+void OutputTextEdit::paintEvent(QPaintEvent *event)
+{
+    QPlainTextEdit::paintEvent(event);
+    if (m_piecesAsRows || m_continuedBlocks == 0)
+        return;
+    QPainter painter(viewport());
+    const QRect area = event->rect();
+    QTextBlock block = firstVisibleBlock();
+    qreal top = blockBoundingGeometry(block).translated(contentOffset()).top();
+    for (; block.isValid() && top <= area.bottom(); block = block.next()) {
+        if (!block.isVisible())
+            continue;
+        const qreal height = blockBoundingRect(block).height();
+        if (ContinuesOnNextBlock(block) && top + height >= area.top())
+            PaintPieces(painter, block, top, area);
+        top += height;
+    }
+}
+
+void OutputTextEdit::PaintPieces(QPainter &painter, const QTextBlock &head, qreal top, const QRect &area) const
+{
+    const QTextLine headLine = head.layout()->lineCount() > 0 ? head.layout()->lineAt(0) : QTextLine();
+    const qreal y = top + (headLine.isValid() ? headLine.y() : 0);
+    const qreal width = columnWidth(document());
+    // The selection and the extra selections as ranges of the pieces drawn; the user's
+    // selection last, on top, as Qt draws it.
+    QList<QTextEdit::ExtraSelection> selections = extraSelections();
+    if (textCursor().hasSelection()) {
+        QTextEdit::ExtraSelection selection;
+        selection.cursor = textCursor();
+        selection.format.setBackground(palette().brush(QPalette::Highlight));
+        selection.format.setForeground(palette().brush(QPalette::HighlightedText));
+        selections.append(selection);
+    }
+    painter.setPen(palette().text().color());
+    qreal left = PiecesLeft(head);
+    for (QTextBlock piece = head.next(); piece.isValid() && left <= area.right(); piece = piece.next()) {
+        const int length = piece.length() - 1;
+        const qreal right = left + length * width;
+        if (right >= area.left()) {
+            QVector<QTextLayout::FormatRange> ranges;
+            for (const QTextEdit::ExtraSelection &selection : qAsConst(selections)) {
+                const int from = std::max(selection.cursor.selectionStart() - piece.position(), 0);
+                const int to = std::min(selection.cursor.selectionEnd() - piece.position(), length);
+                if (to > from)
+                    ranges.append({from, to - from, selection.format});
+            }
+            pieceLayout(piece)->draw(&painter, QPointF(left, y), ranges, area);
+        }
+        left = right;
+        if (!ContinuesOnNextBlock(piece))
+            break;
+    }
 }
 
 bool OutputTextEdit::IsErrorLink(const QTextBlock &block) const
@@ -628,7 +891,7 @@ void OutputTextEdit::SetHoveredLink(int block)
 
 void OutputTextEdit::UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers)
 {
-    const QTextBlock block = cursorForPosition(viewportPosition).block();
+    const QTextBlock block = document()->findBlock(PositionAt(viewportPosition));
     SetHoveredLink((modifiers & Qt::ControlModifier) && IsErrorLink(block) ? block.blockNumber() : -1);
 }
 
@@ -642,13 +905,56 @@ void OutputTextEdit::mousePressEvent(QMouseEvent *event)
             return;
         }
     }
+    // Qt knows nothing of the drawn pieces: a selection that starts on them is made here.
+    const int onPieces = event->button() == Qt::LeftButton ? PiecePositionAt(event->pos()) : -1;
+    if (onPieces >= 0) {
+        QTextCursor cursor = textCursor();
+        cursor.setPosition(onPieces, (event->modifiers() & Qt::ShiftModifier) ? QTextCursor::KeepAnchor
+                                                                               : QTextCursor::MoveAnchor);
+        SetTextCursorInPlace(cursor);
+        setFocus(Qt::MouseFocusReason);
+        m_pieceDrag = true;
+        event->accept();
+        return;
+    }
     QPlainTextEdit::mousePressEvent(event);
 }
 
 void OutputTextEdit::mouseMoveEvent(QMouseEvent *event)
 {
     UpdateHoveredLink(event->pos(), event->modifiers());
+    if (event->buttons() & Qt::LeftButton) {
+        int position = PiecePositionAt(event->pos());
+        if (position < 0 && m_pieceDrag)
+            position = PositionAt(event->pos());
+        if (position >= 0) {
+            QTextCursor cursor = textCursor();
+            cursor.setPosition(position, QTextCursor::KeepAnchor);
+            SetTextCursorInPlace(cursor);
+            // Dragging past a side scrolls the long line along.
+            QScrollBar *bar = horizontalScrollBar();
+            if (event->pos().x() > viewport()->width())
+                bar->setValue(bar->value() + event->pos().x() - viewport()->width());
+            else if (event->pos().x() < 0)
+                bar->setValue(bar->value() + event->pos().x());
+            event->accept();
+            return;
+        }
+    }
     QPlainTextEdit::mouseMoveEvent(event);
+}
+
+void OutputTextEdit::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_pieceDrag && event->button() == Qt::LeftButton) {
+        m_pieceDrag = false;
+        QClipboard *clipboard = QGuiApplication::clipboard();
+        if (clipboard->supportsSelection() && textCursor().hasSelection())
+            clipboard->setMimeData(createMimeDataFromSelection(), QClipboard::Selection);
+        event->accept();
+        return;
+    }
+    QPlainTextEdit::mouseReleaseEvent(event);
 }
 
 void OutputTextEdit::keyPressEvent(QKeyEvent *event)
