@@ -131,6 +131,8 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     connect(verticalScrollBar(), &QScrollBar::actionTriggered, this, &OutputTextEdit::QueueUpdateExtraSelections);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &OutputTextEdit::UpdateExtraSelections);
+    // The pieces of a long line that scroll into view are coloured before they are drawn.
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(this, &QPlainTextEdit::selectionChanged, this, &OutputTextEdit::UpdateExtraSelections);
     // Links show under the mouse without a button held.
     viewport()->setMouseTracking(true);

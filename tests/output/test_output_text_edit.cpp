@@ -332,12 +332,13 @@ private slots:
             QTextCursor at = broken;
             at.clearSelection();
             edit.setTextCursor(at);
+            edit.UpdateExtraSelections();
         } else {
             const qreal column = QFontMetricsF(edit.document()->defaultFont()).horizontalAdvance(QLatin1Char('x'));
             edit.horizontalScrollBar()->setValue(int(breakAt * column) - edit.viewport()->width() / 2);
             edit.verticalScrollBar()->setValue(0);
         }
-        edit.UpdateExtraSelections();
+        // Scrolling refreshes the colours of what comes into view.
         const QString coloured = selectedTexts(edit).join(QString()).remove(QChar(QChar::ParagraphSeparator));
         if (!wholeLine) {
             QCOMPARE(coloured, QStringLiteral("xy"));
