@@ -239,6 +239,8 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
     if (chunk.replacesDocument) {
         document()->clear();
         m_continuedBlocks = 0;
+        m_longLines.clear();
+        m_droppedBlocks = 0;
         m_openLineLength = 0;
         m_openLineBroken = false;
         m_longestBrokenLine = 0;
@@ -286,15 +288,22 @@ void OutputTextEdit::MarkPieces(int position, const QString &text)
         return;
     // One pass over the text: every break, of either kind, ends the next block.
     QTextBlock block = document()->findBlock(position);
+    int number = block.blockNumber() + m_droppedBlocks;
     const QChar *data = text.constData();
     for (int i = 0; i < text.size() && block.isValid(); ++i) {
         const char16_t c = data[i].unicode();
         if (c == u'\n') {
             block = block.next();
+            ++number;
         } else if (c == OutputBuffer::pieceBreak) {
             block.setUserState(1);
             ++m_continuedBlocks;
+            if (!m_longLines.empty() && m_longLines.back().head + m_longLines.back().pieces == number)
+                ++m_longLines.back().pieces;
+            else
+                m_longLines.push_back({number, 1});
             block = block.next();
+            ++number;
             block.setVisible(m_piecesAsRows);
         }
     }
@@ -330,18 +339,10 @@ void OutputTextEdit::MeasureLongLines(const QString &inserted)
 
 void OutputTextEdit::MeasureAllLongLines()
 {
-    int longest = 0, length = 0;
-    bool broken = false;
-    for (QTextBlock block = document()->firstBlock(); block.isValid(); block = block.next()) {
-        length += block.length() - 1;
-        if (ContinuesOnNextBlock(block)) {
-            broken = true;
-            continue;
-        }
-        if (broken)
-            longest = std::max(longest, length);
-        length = 0;
-        broken = false;
+    int longest = 0;
+    for (const LongLine &line : m_longLines) {
+        const QTextBlock head = HeadOf(line), tail = TailOf(line);
+        longest = std::max(longest, ColumnOf(head, tail) + tail.length() - 1);
     }
     m_longestBrokenLine = longest;
     static_cast<OutputDocumentLayout *>(document()->documentLayout())->setLongestLine(longest);
@@ -379,12 +380,16 @@ void OutputTextEdit::TrimToLimits()
         return;
     // Whole printed lines from the top, with all their pieces.
     QTextBlock block = document()->firstBlock();
-    int continued = 0;
+    int continued = 0, dropped = 0;
     while (block.isValid() && excessLines > 0) {
-        if (ContinuesOnNextBlock(block))
-            ++continued;
-        else
-            --excessLines;
+        if (const LongLine *line = ContinuesOnNextBlock(block) ? LongLineAt(block.blockNumber()) : nullptr) {
+            // A long line leaves whole: its pieces are skipped in one step.
+            continued += line->pieces;
+            dropped += line->pieces;
+            block = TailOf(*line);
+        }
+        --excessLines;
+        ++dropped;
         block = block.next();
     }
     if (!block.isValid())
@@ -392,6 +397,9 @@ void OutputTextEdit::TrimToLimits()
     QTextCursor cursor(document());
     cursor.setPosition(block.position(), QTextCursor::KeepAnchor);
     cursor.removeSelectedText();
+    m_droppedBlocks += dropped;
+    while (!m_longLines.empty() && m_longLines.front().head < m_droppedBlocks)
+        m_longLines.pop_front();
     if (continued > 0) {
         m_continuedBlocks -= continued;
         MeasureAllLongLines();
@@ -430,6 +438,8 @@ void OutputTextEdit::ClearAll()
     m_queue.clear();
     document()->clear();
     m_continuedBlocks = 0;
+    m_longLines.clear();
+    m_droppedBlocks = 0;
     m_openLineLength = 0;
     m_openLineBroken = false;
     MeasureAllLongLines();
@@ -649,27 +659,33 @@ bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
         int length;
     };
     QTextBlock block = document()->findBlock(start);
-    while (block.isValid() && block.previous().isValid() && ContinuesOnNextBlock(block.previous()))
-        block = block.previous();
+    if (const LongLine *line = LongLineAt(block.blockNumber()))
+        block = HeadOf(*line);
+    int firstColumn = 0, lastColumn = 0;
+    VisibleColumns(firstColumn, lastColumn);
     QVector<Piece> pieces;
     QString text;
     while (block.isValid() && block.position() <= end) {
         pieces.clear();
         text.clear();
-        const QTextBlock first = block;
-        int column = 0;
-        for (;;) {
-            const bool inRange = block.position() + block.length() > start && block.position() <= end
-                                 && PieceInView(column, block.length() - 1);
-            if (block == first || inRange) {
-                pieces.append({int(text.size()), block.position(), block.length() - 1});
-                text += block.text();
+        const QTextBlock head = block;
+        pieces.append({0, head.position(), head.length() - 1});
+        text += head.text();
+        block = head.next();
+        if (const LongLine *line = ContinuesOnNextBlock(head) ? LongLineAt(head.blockNumber()) : nullptr) {
+            // The pieces inside the range and, on one row, inside the visible columns: found by
+            // search, so a line of any length costs what is in view.
+            const QTextBlock tail = TailOf(*line);
+            const QTextBlock from = start > head.next().position() ? document()->findBlock(start) : head.next();
+            const QTextBlock to = end < tail.position() ? document()->findBlock(end) : tail;
+            int number = std::max({from.blockNumber(), PieceAtColumn(*line, head, firstColumn).blockNumber()});
+            const int last = std::min({to.blockNumber(), PieceAtColumn(*line, head, lastColumn).blockNumber()});
+            for (QTextBlock piece = document()->findBlockByNumber(number); piece.isValid() && number <= last;
+                 piece = piece.next(), ++number) {
+                pieces.append({int(text.size()), piece.position(), piece.length() - 1});
+                text += piece.text();
             }
-            column += block.length() - 1;
-            const bool continues = ContinuesOnNextBlock(block);
-            block = block.next();
-            if (!continues || !block.isValid() || block.position() > end)
-                break;
+            block = tail.next();
         }
         auto documentPosition = [&](int offset) {
             for (int i = pieces.size() - 1; i >= 0; --i)
@@ -751,16 +767,58 @@ void OutputTextEdit::mouseDoubleClickEvent(QMouseEvent *event)
         setTextCursor(IncludeDollarSign(textCursor()));
 }
 
-bool OutputTextEdit::PieceInView(int column, int length) const
+const OutputTextEdit::LongLine *OutputTextEdit::LongLineAt(int blockNumber) const
 {
-    if (m_piecesAsRows || column == 0)
-        return true;
-    // Columns are measured from the text's left edge; the first piece may be a little narrower
-    // or wider than its columns, which the margin covers.
+    const int number = blockNumber + m_droppedBlocks;
+    auto after = std::upper_bound(m_longLines.cbegin(), m_longLines.cend(), number,
+                                  [](int value, const LongLine &line) { return value < line.head; });
+    if (after == m_longLines.cbegin())
+        return nullptr;
+    const LongLine &line = *std::prev(after);
+    return number <= line.head + line.pieces ? &line : nullptr;
+}
+
+QTextBlock OutputTextEdit::HeadOf(const LongLine &line) const
+{
+    return document()->findBlockByNumber(line.head - m_droppedBlocks);
+}
+
+QTextBlock OutputTextEdit::TailOf(const LongLine &line) const
+{
+    return document()->findBlockByNumber(line.head - m_droppedBlocks + line.pieces);
+}
+
+int OutputTextEdit::ColumnOf(const QTextBlock &head, const QTextBlock &piece)
+{
+    // Every block before `piece` in the line adds one position, its break, and no column.
+    return piece.position() - head.position() - (piece.blockNumber() - head.blockNumber());
+}
+
+QTextBlock OutputTextEdit::PieceAtColumn(const LongLine &line, const QTextBlock &head, qreal column) const
+{
+    int low = head.blockNumber() + 1, high = low + line.pieces - 1;
+    while (low < high) {
+        const int middle = low + (high - low + 1) / 2;
+        if (ColumnOf(head, document()->findBlockByNumber(middle)) <= column)
+            low = middle;
+        else
+            high = middle - 1;
+    }
+    return document()->findBlockByNumber(low);
+}
+
+void OutputTextEdit::VisibleColumns(int &first, int &last) const
+{
+    if (m_piecesAsRows) {
+        first = 0;
+        last = std::numeric_limits<int>::max();
+        return;
+    }
+    // The first piece may be a little narrower or wider than its columns; the margin covers it.
     const qreal width = columnWidth(document());
-    const int first = int(horizontalScrollBar()->value() / width) - selectionMarginBefore;
-    const int last = int((horizontalScrollBar()->value() + viewport()->width()) / width) + selectionMarginBefore;
-    return column <= last && column + length >= first;
+    const qreal left = horizontalScrollBar()->value();
+    first = int(left / width) - selectionMarginBefore;
+    last = int(std::min((left + viewport()->width()) / width + selectionMarginBefore, qreal(std::numeric_limits<int>::max())));
 }
 
 qreal OutputTextEdit::PiecesLeft(const QTextBlock &head) const
@@ -774,25 +832,20 @@ qreal OutputTextEdit::PiecesLeft(const QTextBlock &head) const
 
 int OutputTextEdit::PiecePositionAt(const QPoint &viewportPosition) const
 {
-    if (m_piecesAsRows || m_continuedBlocks == 0)
+    if (m_piecesAsRows || m_longLines.empty())
         return -1;
     const QTextBlock head = cursorForPosition(viewportPosition).block();
-    if (!ContinuesOnNextBlock(head) || !head.isVisible())
-        return -1;
-    qreal left = PiecesLeft(head);
-    if (viewportPosition.x() < left)
+    const LongLine *line = ContinuesOnNextBlock(head) && head.isVisible() ? LongLineAt(head.blockNumber()) : nullptr;
+    const qreal piecesLeft = line ? PiecesLeft(head) : 0;
+    if (!line || viewportPosition.x() < piecesLeft)
         return -1;
     const qreal width = columnWidth(document());
-    for (QTextBlock piece = head.next(); piece.isValid(); piece = piece.next()) {
-        const qreal right = left + (piece.length() - 1) * width;
-        if (viewportPosition.x() < right || !ContinuesOnNextBlock(piece)) {
-            const QTextLine line = pieceLayout(piece)->lineAt(0);
-            const int column = line.isValid() ? line.xToCursor(viewportPosition.x() - left) : 0;
-            return piece.position() + std::min(column, piece.length() - 1);
-        }
-        left = right;
-    }
-    return -1;
+    const int headLength = head.length() - 1;
+    const QTextBlock piece = PieceAtColumn(*line, head, headLength + (viewportPosition.x() - piecesLeft) / width);
+    const qreal left = piecesLeft + (ColumnOf(head, piece) - headLength) * width;
+    const QTextLine row = pieceLayout(piece)->lineAt(0);
+    const int column = row.isValid() ? row.xToCursor(viewportPosition.x() - left) : 0;
+    return piece.position() + std::clamp(column, 0, piece.length() - 1);
 }
 
 int OutputTextEdit::PositionAt(const QPoint &viewportPosition) const
@@ -812,27 +865,30 @@ void OutputTextEdit::SetTextCursorInPlace(const QTextCursor &cursor)
 void OutputTextEdit::paintEvent(QPaintEvent *event)
 {
     QPlainTextEdit::paintEvent(event);
-    if (m_piecesAsRows || m_continuedBlocks == 0)
+    if (m_piecesAsRows || m_longLines.empty())
         return;
     QPainter painter(viewport());
     const QRect area = event->rect();
     QTextBlock block = firstVisibleBlock();
     qreal top = blockBoundingGeometry(block).translated(contentOffset()).top();
-    for (; block.isValid() && top <= area.bottom(); block = block.next()) {
-        if (!block.isVisible())
-            continue;
+    while (block.isValid() && top <= area.bottom()) {
+        const LongLine *line = ContinuesOnNextBlock(block) ? LongLineAt(block.blockNumber()) : nullptr;
         const qreal height = blockBoundingRect(block).height();
-        if (ContinuesOnNextBlock(block) && top + height >= area.top())
-            PaintPieces(painter, block, top, area);
+        if (line && block.isVisible() && top + height >= area.top())
+            PaintPieces(painter, *line, block, top, area);
         top += height;
+        block = line ? TailOf(*line).next() : block.next();
     }
 }
 
-void OutputTextEdit::PaintPieces(QPainter &painter, const QTextBlock &head, qreal top, const QRect &area) const
+void OutputTextEdit::PaintPieces(QPainter &painter, const LongLine &line, const QTextBlock &head, qreal top,
+                                 const QRect &area) const
 {
     const QTextLine headLine = head.layout()->lineCount() > 0 ? head.layout()->lineAt(0) : QTextLine();
     const qreal y = top + (headLine.isValid() ? headLine.y() : 0);
     const qreal width = columnWidth(document());
+    const int headLength = head.length() - 1;
+    const qreal piecesLeft = PiecesLeft(head);
     // The selection and the extra selections as ranges of the pieces drawn; the user's
     // selection last, on top, as Qt draws it.
     QList<QTextEdit::ExtraSelection> selections = extraSelections();
@@ -844,23 +900,21 @@ void OutputTextEdit::PaintPieces(QPainter &painter, const QTextBlock &head, qrea
         selections.append(selection);
     }
     painter.setPen(palette().text().color());
-    qreal left = PiecesLeft(head);
-    for (QTextBlock piece = head.next(); piece.isValid() && left <= area.right(); piece = piece.next()) {
+    QTextBlock piece = PieceAtColumn(line, head, headLength + (area.left() - piecesLeft) / width);
+    int number = piece.blockNumber();
+    const int last = head.blockNumber() + line.pieces;
+    qreal left = piecesLeft + (ColumnOf(head, piece) - headLength) * width;
+    for (; piece.isValid() && number <= last && left <= area.right(); piece = piece.next(), ++number) {
         const int length = piece.length() - 1;
-        const qreal right = left + length * width;
-        if (right >= area.left()) {
-            QVector<QTextLayout::FormatRange> ranges;
-            for (const QTextEdit::ExtraSelection &selection : qAsConst(selections)) {
-                const int from = std::max(selection.cursor.selectionStart() - piece.position(), 0);
-                const int to = std::min(selection.cursor.selectionEnd() - piece.position(), length);
-                if (to > from)
-                    ranges.append({from, to - from, selection.format});
-            }
-            pieceLayout(piece)->draw(&painter, QPointF(left, y), ranges, area);
+        QVector<QTextLayout::FormatRange> ranges;
+        for (const QTextEdit::ExtraSelection &selection : qAsConst(selections)) {
+            const int from = std::max(selection.cursor.selectionStart() - piece.position(), 0);
+            const int to = std::min(selection.cursor.selectionEnd() - piece.position(), length);
+            if (to > from)
+                ranges.append({from, to - from, selection.format});
         }
-        left = right;
-        if (!ContinuesOnNextBlock(piece))
-            break;
+        pieceLayout(piece)->draw(&painter, QPointF(left, y), ranges, area);
+        left += length * width;
     }
 }
 

@@ -10,6 +10,7 @@
 #include <QtGui/QTextCharFormat>
 #include <QtWidgets/QPlainTextEdit>
 
+#include <deque>
 #include <functional>
 #include <memory>
 
@@ -147,10 +148,26 @@ private:
     int PiecePositionAt(const QPoint &viewportPosition) const;
     // Where the drawn pieces of `head`'s line start, in viewport coordinates.
     qreal PiecesLeft(const QTextBlock &head) const;
-    void PaintPieces(QPainter &painter, const QTextBlock &head, qreal top, const QRect &area) const;
-    // Whether a piece starting `column` characters into its line shows within the visible columns
-    // (with a margin), when long lines are one row.
-    bool PieceInView(int column, int length) const;
+
+    // The lines kept in pieces, in document order: the number of the first block (counted since
+    // the document was last emptied) and how many blocks follow it in the line. Lines only go
+    // in at the end and leave at the top, so finding a piece by line or by column takes a binary
+    // search instead of a walk over a line's thousands of blocks.
+    struct LongLine {
+        int head;
+        int pieces;
+    };
+    const LongLine *LongLineAt(int blockNumber) const;
+    QTextBlock HeadOf(const LongLine &line) const;
+    QTextBlock TailOf(const LongLine &line) const;
+    // The block of `line` holding `column` (characters from the start of the line), clamped to
+    // the line's blocks.
+    QTextBlock PieceAtColumn(const LongLine &line, const QTextBlock &head, qreal column) const;
+    static int ColumnOf(const QTextBlock &head, const QTextBlock &piece);
+    // The columns in view, with a margin, when long lines are one row.
+    void VisibleColumns(int &first, int &last) const;
+    void PaintPieces(QPainter &painter, const LongLine &line, const QTextBlock &head, qreal top,
+                     const QRect &area) const;
     // Sets the cursor without scrolling: a position in a hidden piece has no place Qt knows of.
     void SetTextCursorInPlace(const QTextCursor &cursor);
     void PlaceJumpToEnd();
@@ -175,6 +192,8 @@ private:
     int m_openLineLength = 0;     // characters of the last line so far
     bool m_openLineBroken = false; // ... which is in pieces
     int m_longestBrokenLine = 0;  // characters of the longest line in pieces
+    std::deque<LongLine> m_longLines;
+    int m_droppedBlocks = 0; // blocks pushed out at the top since the document was last emptied
     bool m_pieceDrag = false;     // a mouse selection started on the drawn pieces
     bool m_following = true;   // the view keeps the newest output in sight
     ErrorLinkTest m_linkTest;

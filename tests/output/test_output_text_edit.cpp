@@ -99,6 +99,8 @@ private slots:
             << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1001;
         QTest::newRow("a 1,000,000-character line keeps the others")
             << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 1996;
+        QTest::newRow("a line in pieces is pushed out whole")
+            << (QStringList{piece.repeated(7) + QLatin1Char('\n')} << numberedLines(1000)) << "line 1" << 1001;
         QTest::newRow("a line of more pieces than twice the lines stays whole")
             << (numberedLines(999) << piece.repeated(2100) + QLatin1Char('\n')) << "line 1" << 3096;
         QTest::newRow("the line after it pushes out the first")
