@@ -308,9 +308,9 @@ int main(int argc, char **argv)
     std::printf("\nBad input (block ms: the longest event-loop block after the producer ended, target under 50 ms)\n");
     std::printf("%-34s %10s %10s %12s %9s %7s %7s %7s %8s\n", "case", "produce ms", "catch-up", "rate",
                 "block ms", "key ms", "paints", "blocks", "max line");
-    // One enormous line arrives as the host hands it over: in pieces of 2^20 characters. At
-    // 20 MB the whole line is still waiting when the producer ends; at 200 MB the queue's bound
-    // has trimmed it while it arrived.
+    // One enormous line arrives as the host hands it over: in pieces of 2^20 characters. It is
+    // still waiting when the producer ends, and the panel keeps it whole (lines leave the buffer
+    // whole or not at all).
     for (const int megabytes : {20, 200}) {
         const QString piece(1 << 20, QLatin1Char('x'));
         const qint64 characters = qint64(megabytes) * 1000 * 1000;

@@ -15,12 +15,12 @@ namespace ke2 {
 // Line breaks are normalised to "\n" per piece ("\r\n", a lone "\r", and the paragraph and frame
 // separators that a text document also treats as block ends), so that gathering never joins a
 // "\r" and a "\n" of two pieces into one break. A line stays whole up to `wholeLineLength`
-// characters; beyond that the rest is broken into pieces of `maximumLineLength`: the view lays
-// out and paints every line it shows whole, so a screenful of enormous lines would freeze it each
-// time the output moves on, while one row of a few thousand characters costs little. A piece
-// ends in `pieceBreak`
-// instead of "\n": the document makes a block of it like any other, and the panel marks such
-// blocks as continued so that the line stays one line for rules, copying and counting.
+// characters; beyond that the rest is broken into pieces of `maximumLineLength`: a text document
+// lays out and paints a block whole, so an enormous block would freeze the view each time the
+// output moves on, while a block of a few thousand characters costs little. A piece ends in
+// `pieceBreak` instead of "\n": the document makes a block of it like any other, and the panel
+// marks such blocks as continued so that the line stays one line for rules, copying and counting
+// (and, without word wrap, draws them on the first piece's row).
 class OutputBuffer {
 public:
     static constexpr int wholeLineLength = 5000;
