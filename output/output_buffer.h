@@ -17,13 +17,14 @@ namespace ke2 {
 // "\r" and a "\n" of two pieces into one break. A line stays whole up to `wholeLineLength`
 // characters; beyond that the rest is broken into pieces of `maximumLineLength`: a text document
 // lays out and paints a block whole, so an enormous block would freeze the view each time the
-// output moves on, while a block of a few thousand characters costs little. A piece ends in
+// output moves on. Without word wrap a screenful of long lines shows only their first pieces'
+// text, so a short first piece keeps each repaint small. A piece ends in
 // `pieceBreak` instead of "\n": the document makes a block of it like any other, and the panel
 // marks such blocks as continued so that the line stays one line for rules, copying and counting
 // (and, without word wrap, draws them on the first piece's row).
 class OutputBuffer {
 public:
-    static constexpr int wholeLineLength = 5000;
+    static constexpr int wholeLineLength = 1000;
     static constexpr int maximumLineLength = 1000;
     static constexpr char16_t pieceBreak = 0x2029;
 

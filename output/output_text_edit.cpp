@@ -680,11 +680,21 @@ bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
             const QTextBlock to = end < tail.position() ? document()->findBlock(end) : tail;
             int number = std::max({from.blockNumber(), PieceAtColumn(*line, head, firstColumn).blockNumber()});
             const int last = std::min({to.blockNumber(), PieceAtColumn(*line, head, lastColumn).blockNumber()});
-            for (QTextBlock piece = document()->findBlockByNumber(number); piece.isValid() && number <= last;
-                 piece = piece.next(), ++number) {
+            // Where pieces are left out a line end stands in for them, so that no match spans
+            // the gap; the last piece always comes along, so that "$" means the line's end.
+            int previous = head.blockNumber();
+            auto append = [&](const QTextBlock &piece, int pieceNumber) {
+                if (pieceNumber != previous + 1)
+                    text += QLatin1Char('\n');
+                previous = pieceNumber;
                 pieces.append({int(text.size()), piece.position(), piece.length() - 1});
                 text += piece.text();
-            }
+            };
+            for (QTextBlock piece = document()->findBlockByNumber(number); piece.isValid() && number <= last;
+                 piece = piece.next(), ++number)
+                append(piece, number);
+            if (previous < tail.blockNumber())
+                append(tail, tail.blockNumber());
             block = tail.next();
         }
         auto documentPosition = [&](int offset) {

@@ -107,7 +107,7 @@ private slots:
             << QStringList{x + QLatin1Char('\n')} << QVector<int>{whole, 0} << "n";
         QTest::newRow("one more character starts a piece") << QStringList{x + QLatin1Char('y')} << QVector<int>{whole, 1}
                                                               << "p";
-        QTest::newRow("pieces after the first are shorter")
+        QTest::newRow("the rest in pieces")
             << QStringList{x + QString(2 * max + 1, QLatin1Char('y'))} << QVector<int>{whole, max, max, 1} << "ppp";
         QTest::newRow("a line growing over several appends")
             << QStringList{x.left(whole - 1), "yy", QString(max, QLatin1Char('z')), QStringLiteral("z\n")}

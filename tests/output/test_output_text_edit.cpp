@@ -96,16 +96,16 @@ private slots:
         QTest::newRow("the 1001st newline-ended line removes the first") << numberedLines(1001) << "line 2" << 1001;
         QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4001" << 1001;
         QTest::newRow("a 5,000-character line counts once")
-            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1001;
+            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1005;
         QTest::newRow("a 1,000,000-character line keeps the others")
-            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 1996;
+            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 2000;
         QTest::newRow("a line in pieces is pushed out whole")
             << (QStringList{piece.repeated(7) + QLatin1Char('\n')} << numberedLines(1000)) << "line 1" << 1001;
         QTest::newRow("a line of more pieces than twice the lines stays whole")
-            << (numberedLines(999) << piece.repeated(2100) + QLatin1Char('\n')) << "line 1" << 3096;
+            << (numberedLines(999) << piece.repeated(2100) + QLatin1Char('\n')) << "line 1" << 3100;
         QTest::newRow("the line after it pushes out the first")
             << (numberedLines(999) << piece.repeated(7) + QLatin1Char('\n') << QStringLiteral("last\n"))
-            << "line 2" << 1003;
+            << "line 2" << 1007;
     }
 
     void bufferSizeBoundsTheDocument()
@@ -416,6 +416,23 @@ private slots:
         const int start = int(line.indexOf(copied.left(16)));
         QVERIFY2(std::abs(start - 56010) <= 1 && std::abs(int(copied.size()) - 2490) <= 2, qPrintable(copied.left(30)));
         QCOMPARE(copied, line.mid(start, copied.size()));
+    }
+
+    // Without word wrap only the pieces of a long line in view are searched, with its last piece:
+    // an anchored rule still means the line's end, not the end of what is in view.
+    void endAnchorMeansTheLineEnd()
+    {
+        test::OutputFixture fixture;
+        Settings::instance().outputWordWrapEnabled = false;
+        ColorScheme::instance().outputHighlightRules = {
+            OutputHighlightRule::create("end", QColor(Qt::red), QColor(), "a+$", true, false, true)};
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(QString(3000, QLatin1Char('a')) + QStringLiteral("b\nab\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        edit.verticalScrollBar()->setValue(0);
+        edit.UpdateExtraSelections();
+        QCOMPARE(selectedTexts(edit), QStringList());
     }
 
     // A rule that runs away on a line (nested repeats failing at the end) is cut off at its
