@@ -400,6 +400,12 @@ void OutputTextEdit::TrimToLimits()
     m_droppedBlocks += dropped;
     while (!m_longLines.empty() && m_longLines.front().head < m_droppedBlocks)
         m_longLines.pop_front();
+    // Counted from the first block again now and then, so that a session's count never overflows.
+    if (m_droppedBlocks > (1 << 30)) {
+        for (LongLine &line : m_longLines)
+            line.head -= m_droppedBlocks;
+        m_droppedBlocks = 0;
+    }
     if (continued > 0) {
         m_continuedBlocks -= continued;
         MeasureAllLongLines();
