@@ -4,8 +4,10 @@
 // event loop, as a script printing in a loop does; afterwards the event loop runs until the
 // output has caught up, and the longest single pass of it is reported. The final text is compared
 // with what inserting every line on its own into a document of the same bound gives. Bad input
-// rows follow: one enormous line, ten million empty lines, NUL and replacement characters.
+// rows follow: one enormous line, ten million empty lines, NUL and replacement characters. Last,
+// a line of 1,000,000 characters without word wrap, scrolled sideways from end to end.
 #include "bench_support.h"
+#include "bench_target.h"
 #include "config/color_scheme.h"
 #include "config/settings.h"
 #include "output/output_text_edit.h"
@@ -18,6 +20,7 @@
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QPlainTextDocumentLayout>
 #include <QtWidgets/QPlainTextEdit>
+#include <QtWidgets/QScrollBar>
 
 #include <algorithm>
 #include <cstdio>
@@ -134,6 +137,55 @@ Row runOurs(const char *name, const std::function<void(OutputTextEdit &)> &produ
     return row;
 }
 
+// A line of a million characters printed at once into a full panel without word wrap, then scrolled
+// sideways across its whole width in 40 steps, each repainted at once as a drag of the scroll bar
+// does. Returns the longest block: the print itself, a pass of the event loop while the line goes
+// in, or one scroll step with its repaint.
+double longLineSideways(double *stepsMs)
+{
+    Settings::instance().outputWordWrapEnabled = false;
+    OutputTextEdit edit;
+    edit.resize(800, 500);
+    edit.show();
+    QCoreApplication::processEvents();
+    prefill(edit);
+    QCoreApplication::processEvents();
+    QString text = QStringLiteral("# Error: ");
+    for (int i = 0; text.size() < 1000000; ++i)
+        text += QStringLiteral("item %1, ").arg(i);
+    text.truncate(1000000);
+    text += QLatin1Char('\n');
+    double longest = 0;
+    auto timed = [&](const std::function<void()> &work) {
+        QElapsedTimer one;
+        one.start();
+        work();
+        const double ms = one.nsecsElapsed() / 1e6;
+        longest = std::max(longest, ms);
+        return ms;
+    };
+    timed([&] { edit.AppendText(text); });
+    while (edit.HasPendingOutput())
+        timed([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
+    for (int i = 0; i < 5; ++i)
+        timed([] { QCoreApplication::processEvents(QEventLoop::AllEvents); });
+    // The long line is the last but one row; the view follows the end, so it is on screen.
+    QScrollBar *bar = edit.horizontalScrollBar();
+    const int steps = 40;
+    double all = 0;
+    for (int step = 0; step <= steps; ++step) {
+        all += timed([&] {
+            bar->setValue(int(qint64(bar->maximum()) * step / steps));
+            edit.viewport()->repaint();
+            QCoreApplication::processEvents(QEventLoop::AllEvents);
+        });
+    }
+    *stepsMs = all / (steps + 1);
+    std::printf("long line: %d characters, scroll range %d px, document rows %.0f\n", int(text.size() - 1),
+                bar->maximum(), edit.document()->documentLayout()->documentSize().height());
+    return longest;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -234,9 +286,9 @@ int main(int argc, char **argv)
     std::printf("\nBad input (block ms: the longest event-loop block after the producer ended, target under 50 ms)\n");
     std::printf("%-34s %10s %10s %12s %9s %7s %7s %7s %8s\n", "case", "produce ms", "catch-up", "rate",
                 "block ms", "key ms", "paints", "blocks", "max line");
-    // One enormous line arrives as the host hands it over: in pieces of 2^20 characters. At
-    // 20 MB the whole line is still waiting when the producer ends; at 200 MB the queue's bound
-    // has trimmed it while it arrived.
+    // One enormous line arrives as the host hands it over: in pieces of 2^20 characters. It is
+    // still waiting when the producer ends, and the panel keeps it whole (lines leave the buffer
+    // whole or not at all).
     for (const int megabytes : {20, 200}) {
         const QString piece(1 << 20, QLatin1Char('x'));
         const qint64 characters = qint64(megabytes) * 1000 * 1000;
@@ -272,5 +324,11 @@ int main(int argc, char **argv)
                      && badInputLongestMs < 50;
     std::printf("\nlongest event-loop block after bad input: %.1f ms (target under 50 ms)\n", badInputLongestMs);
     std::printf("flood targets met: %s\n", met ? "yes" : "NO");
+
+    double stepMs = 0;
+    const double sidewaysMs = longLineSideways(&stepMs);
+    std::printf("long line scrolled sideways: %.1f ms per step with its repaint\n", stepMs);
+    ke2bench::BelowRow("1,000,000-character line, no wrap: print, then scroll sideways: longest block",
+                       sidewaysMs, "ms", 50);
     return 0;
 }

@@ -15,10 +15,9 @@ bool isBreak(char16_t c)
 
 } // namespace
 
-void OutputBuffer::setLimits(int lines, int blocks)
+void OutputBuffer::setLineLimit(int lines)
 {
     m_lineLimit = std::max(1, lines);
-    m_limit = std::max(1, blocks);
 }
 
 void OutputBuffer::append(QStringView text)
@@ -57,46 +56,37 @@ void OutputBuffer::append(QStringView text)
 
 void OutputBuffer::addBreak(bool endsLine)
 {
-    ++m_breaks;
     if (endsLine) {
         ++m_lineBreaks;
         m_lineLength = 0;
     }
     m_pieceLength = 0;
-    // Trimming at twice the limit keeps the work per appended line constant, and one enormous
-    // piece never sits in memory whole. One line end more than the line limit is kept: the
-    // document decides whether the last, unfinished line counts.
-    if (m_breaks >= 2 * m_limit || m_lineBreaks >= 2 * (m_lineLimit + 1))
-        trimTo(m_limit, m_lineLimit + 1);
+    // Trimming at twice the limit keeps the work per appended line constant. One line end more
+    // than the line limit is kept: the document decides whether the last, unfinished line counts.
+    if (endsLine && m_lineBreaks >= 2 * (m_lineLimit + 1))
+        trimTo(m_lineLimit + 1);
 }
 
-void OutputBuffer::trimTo(int breaks, int lineBreaks)
+void OutputBuffer::trimTo(int lineBreaks)
 {
     const char16_t *data = reinterpret_cast<const char16_t *>(m_text.constData());
-    int seen = 0, seenLines = 0;
+    int seenLines = 0;
     for (qsizetype i = m_text.size() - 1; i >= m_head; --i) {
-        const bool lineEnd = data[i] == u'\n';
-        if (!lineEnd && data[i] != pieceBreak)
+        if (data[i] != u'\n' || ++seenLines < lineBreaks)
             continue;
-        ++seen;
-        if (lineEnd)
-            ++seenLines;
-        if (seen == breaks || seenLines == lineBreaks) {
-            // The kept text starts with the break that ends the last line (or piece) pushed out.
-            m_text.remove(0, i);
-            m_head = 0;
-            m_breaks = seen;
-            m_lineBreaks = seenLines;
-            m_replaces = true;
-            return;
-        }
+        // The kept text starts with the line end of the last line pushed out.
+        m_text.remove(0, i);
+        m_head = 0;
+        m_lineBreaks = seenLines;
+        m_replaces = true;
+        return;
     }
 }
 
 OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
 {
-    if (m_breaks >= m_limit || m_lineBreaks >= m_lineLimit + 1)
-        trimTo(m_limit, m_lineLimit + 1);
+    if (m_lineBreaks >= m_lineLimit + 1)
+        trimTo(m_lineLimit + 1);
     Chunk chunk;
     chunk.replacesDocument = m_replaces;
     if (m_replaces)
@@ -106,7 +96,6 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
         chunk.text = m_head == 0 ? std::move(m_text) : m_text.mid(m_head);
         m_text = QString();
         m_head = 0;
-        m_breaks = 0;
         m_lineBreaks = 0;
         return chunk;
     }
@@ -116,9 +105,7 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
         ++cut;
     chunk.text = m_text.mid(m_head, cut - m_head);
     m_head = cut;
-    const int lineEnds = int(chunk.text.count(QLatin1Char('\n')));
-    m_lineBreaks -= lineEnds;
-    m_breaks -= lineEnds + int(chunk.text.count(QChar(pieceBreak)));
+    m_lineBreaks -= int(chunk.text.count(QLatin1Char('\n')));
     // Dropping the handed-out part only once it outweighs the rest keeps the copying linear.
     if (m_head > m_text.size() / 2) {
         m_text.remove(0, m_head);
@@ -131,7 +118,6 @@ void OutputBuffer::clear()
 {
     m_text.clear();
     m_head = 0;
-    m_breaks = 0;
     m_lineBreaks = 0;
     m_replaces = false;
     m_lineLength = 0;

@@ -15,24 +15,24 @@ namespace ke2 {
 // Line breaks are normalised to "\n" per piece ("\r\n", a lone "\r", and the paragraph and frame
 // separators that a text document also treats as block ends), so that gathering never joins a
 // "\r" and a "\n" of two pieces into one break. A line stays whole up to `wholeLineLength`
-// characters; beyond that the rest is broken into pieces of `maximumLineLength`: the view lays
-// out and paints every line it shows whole, so a screenful of enormous lines would freeze it each
-// time the output moves on, while one row of a few thousand characters costs little. A piece
-// ends in `pieceBreak`
-// instead of "\n": the document makes a block of it like any other, and the panel marks such
-// blocks as continued so that the line stays one line for rules, copying and counting.
+// characters; beyond that the rest is broken into pieces of `maximumLineLength`: a text document
+// lays out and paints a block whole, so an enormous block would freeze the view each time the
+// output moves on. Without word wrap a screenful of long lines shows only their first pieces'
+// text, so a short first piece keeps each repaint small. A piece ends in
+// `pieceBreak` instead of "\n": the document makes a block of it like any other, and the panel
+// marks such blocks as continued so that the line stays one line for rules, copying and counting
+// (and, without word wrap, draws them on the first piece's row).
 class OutputBuffer {
 public:
-    static constexpr int wholeLineLength = 5000;
+    static constexpr int wholeLineLength = 1000;
     static constexpr int maximumLineLength = 1000;
     static constexpr char16_t pieceBreak = 0x2029;
 
-    // The document's bounds: at most `lines` lines (a line ends with "\n"; the empty line after
-    // the last break does not count) and at most `blocks` blocks, pieces included (so that an
-    // enormous line cannot hold more than that many pieces of text). Both at least 1.
-    void setLimits(int lines, int blocks);
+    // The document's bound: at most `lines` printed lines (a line ends with "\n"; the empty line
+    // after the last break does not count), at least 1. Only whole lines are pushed out: the
+    // pieces of a long line never count against it.
+    void setLineLimit(int lines);
     int lineLimit() const { return m_lineLimit; }
-    int blockLimit() const { return m_limit; }
 
     void append(QStringView text);
 
@@ -54,18 +54,15 @@ public:
 
 private:
     void addBreak(bool endsLine);
-    // Keeps the shortest tail holding `breaks` breaks or `lineBreaks` line ends, whichever
-    // comes first from the end.
-    void trimTo(int breaks, int lineBreaks);
+    // Keeps the shortest tail holding `lineBreaks` line ends.
+    void trimTo(int lineBreaks);
 
     QString m_text;
     // Where the queued text starts in m_text: slices are handed out from the front without
     // moving the rest each time.
     qsizetype m_head = 0;
-    int m_limit = 6001;
     int m_lineLimit = 3000;
-    int m_breaks = 0;     // block breaks in the queued text, pieces included
-    int m_lineBreaks = 0; // of which line ends
+    int m_lineBreaks = 0; // line ends in the queued text
     int m_lineLength = 0;  // characters since the last line end, across the document and the queue
     int m_pieceLength = 0; // characters since the last break of either kind
     bool m_replaces = false;

@@ -10,11 +10,17 @@
 #include <QtCore/QFile>
 #include <QtCore/QMimeData>
 #include <QtCore/QTextStream>
+#include <QtGui/QPainter>
 #include <QtGui/QTextBlock>
+#include <QtGui/QTextLayout>
+#include <QtGui/QClipboard>
 #include <QtGui/QCursor>
+#include <QtGui/QGuiApplication>
 #include <QtGui/QKeyEvent>
 #include <QtGui/QWheelEvent>
+#include <QtWidgets/QApplication>
 #include <QtWidgets/QMenu>
+#include <QtWidgets/QPlainTextDocumentLayout>
 #include <QtWidgets/QScrollBar>
 #include <QtWidgets/QToolButton>
 
@@ -41,10 +47,73 @@ QTextCharFormat outputRole(const char *name)
     return ColorScheme::instance().outputRoles.format(QString::fromLatin1(name));
 }
 
+// The advance of one column: the drawn pieces of a long line are placed by their column, so no
+// piece before them has to be laid out to know where they go.
+qreal columnWidth(const QTextDocument *document)
+{
+    return std::max<qreal>(1, QFontMetricsF(document->defaultFont()).horizontalAdvance(QLatin1Char('x')));
+}
+
+// A hidden piece's own layout, one row, made when it is first drawn.
+QTextLayout *pieceLayout(const QTextBlock &piece)
+{
+    QTextLayout *layout = piece.layout();
+    if (layout->lineCount() == 0) {
+        layout->setTextOption(piece.document()->defaultTextOption());
+        layout->beginLayout();
+        QTextLine line = layout->createLine();
+        if (line.isValid()) {
+            line.setLeadingIncluded(true);
+            line.setLineWidth(std::numeric_limits<int>::max() / 4);
+            line.setPosition(QPointF(0, 0));
+        }
+        layout->endLayout();
+    }
+    return layout;
+}
+
+// The plain-text layout, except that hidden blocks are never laid out (a line of a million
+// characters has a thousand of them) and that the document is as wide as its longest line in
+// pieces, which the view draws on one row.
+class OutputDocumentLayout : public QPlainTextDocumentLayout {
+public:
+    using QPlainTextDocumentLayout::QPlainTextDocumentLayout;
+
+    QRectF blockBoundingRect(const QTextBlock &block) const override
+    {
+        return block.isVisible() ? QPlainTextDocumentLayout::blockBoundingRect(block) : QRectF();
+    }
+
+    QSizeF documentSize() const override
+    {
+        QSizeF size = QPlainTextDocumentLayout::documentSize();
+        if (m_longestLine > 0) {
+            const qreal wide = (m_longestLine + 1) * columnWidth(document()) + 2 * document()->documentMargin();
+            // The scroll bar's range is an int.
+            size.setWidth(std::max(size.width(), std::min(wide, qreal(std::numeric_limits<int>::max() / 2))));
+        }
+        return size;
+    }
+
+    void setLongestLine(int characters)
+    {
+        if (characters == m_longestLine)
+            return;
+        m_longestLine = characters;
+        emit documentSizeChanged(documentSize());
+    }
+
+private:
+    int m_longestLine = 0;
+};
+
 } // namespace
 
 OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
 {
+    auto *text = new QTextDocument(this);
+    text->setDocumentLayout(new OutputDocumentLayout(text));
+    setDocument(text);
     setReadOnly(true);
     setUndoRedoEnabled(false);
     setFrameStyle(QFrame::NoFrame);
@@ -62,6 +131,8 @@ OutputTextEdit::OutputTextEdit(QWidget *parent) : QPlainTextEdit(parent)
     connect(verticalScrollBar(), &QScrollBar::actionTriggered, this, &OutputTextEdit::QueueUpdateExtraSelections);
     connect(verticalScrollBar(), &QScrollBar::valueChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(verticalScrollBar(), &QScrollBar::rangeChanged, this, &OutputTextEdit::UpdateExtraSelections);
+    // The pieces of a long line that scroll into view are coloured before they are drawn.
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, this, &OutputTextEdit::UpdateExtraSelections);
     connect(this, &QPlainTextEdit::selectionChanged, this, &OutputTextEdit::UpdateExtraSelections);
     // Links show under the mouse without a button held.
     viewport()->setMouseTracking(true);
@@ -168,12 +239,18 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
     if (chunk.replacesDocument) {
         document()->clear();
         m_continuedBlocks = 0;
+        m_longLines.clear();
+        m_droppedBlocks = 0;
+        m_openLineLength = 0;
+        m_openLineBroken = false;
+        m_longestBrokenLine = 0;
     }
     QTextCursor cursor(document());
     cursor.movePosition(QTextCursor::End);
     const int insertedAt = cursor.position();
     cursor.insertText(chunk.text);
     MarkPieces(insertedAt, chunk.text);
+    MeasureLongLines(chunk.text);
     const int grown = before + chunk.text.size();
     TrimToLimits();
     // Characters that left the top, for positions taken before the insertion.
@@ -186,10 +263,10 @@ void OutputTextEdit::InsertQueued(int maxCharacters)
             kept.setPosition(std::max(anchor, 0));
             kept.setPosition(std::max(position, 0), QTextCursor::KeepAnchor);
         }
-        setTextCursor(kept);
+        SetTextCursorInPlace(kept);
     } else if (following) {
         cursor.movePosition(QTextCursor::End);
-        setTextCursor(cursor);
+        SetTextCursorInPlace(cursor);
     }
     if (following) {
         bar->setValue(bar->maximum());
@@ -211,17 +288,78 @@ void OutputTextEdit::MarkPieces(int position, const QString &text)
         return;
     // One pass over the text: every break, of either kind, ends the next block.
     QTextBlock block = document()->findBlock(position);
+    int number = block.blockNumber() + m_droppedBlocks;
     const QChar *data = text.constData();
     for (int i = 0; i < text.size() && block.isValid(); ++i) {
         const char16_t c = data[i].unicode();
         if (c == u'\n') {
             block = block.next();
+            ++number;
         } else if (c == OutputBuffer::pieceBreak) {
             block.setUserState(1);
             ++m_continuedBlocks;
+            if (!m_longLines.empty() && m_longLines.back().head + m_longLines.back().pieces == number)
+                ++m_longLines.back().pieces;
+            else
+                m_longLines.push_back({number, 1});
             block = block.next();
+            ++number;
+            block.setVisible(m_piecesAsRows);
         }
     }
+    // The layout counted the hidden pieces as rows when they went in.
+    if (!m_piecesAsRows)
+        document()->markContentsDirty(position, text.size());
+}
+
+void OutputTextEdit::MeasureLongLines(const QString &inserted)
+{
+    const QChar pieceBreak(OutputBuffer::pieceBreak);
+    const int longest = m_longestBrokenLine;
+    if (!m_openLineBroken && !inserted.contains(pieceBreak)) {
+        const int lastEnd = int(inserted.lastIndexOf(QLatin1Char('\n')));
+        m_openLineLength = lastEnd < 0 ? m_openLineLength + int(inserted.size()) : int(inserted.size()) - lastEnd - 1;
+        return;
+    }
+    for (const QChar c : inserted) {
+        if (c == QLatin1Char('\n')) {
+            m_openLineLength = 0;
+            m_openLineBroken = false;
+        } else if (c == pieceBreak) {
+            m_openLineBroken = true;
+        } else {
+            ++m_openLineLength;
+        }
+        if (m_openLineBroken)
+            m_longestBrokenLine = std::max(m_longestBrokenLine, m_openLineLength);
+    }
+    if (m_longestBrokenLine != longest)
+        static_cast<OutputDocumentLayout *>(document()->documentLayout())->setLongestLine(m_longestBrokenLine);
+}
+
+void OutputTextEdit::MeasureAllLongLines()
+{
+    int longest = 0;
+    for (const LongLine &line : m_longLines) {
+        const QTextBlock head = HeadOf(line), tail = TailOf(line);
+        longest = std::max(longest, ColumnOf(head, tail) + tail.length() - 1);
+    }
+    m_longestBrokenLine = longest;
+    static_cast<OutputDocumentLayout *>(document()->documentLayout())->setLongestLine(longest);
+}
+
+void OutputTextEdit::ShowPiecesAsRows(bool rows)
+{
+    if (rows == m_piecesAsRows)
+        return;
+    m_piecesAsRows = rows;
+    if (m_continuedBlocks == 0)
+        return;
+    for (QTextBlock block = document()->firstBlock(); block.isValid(); block = block.next()) {
+        if (ContinuesOnNextBlock(block))
+            block.next().setVisible(rows);
+    }
+    document()->markContentsDirty(0, document()->characterCount());
 }
 
 bool OutputTextEdit::ContinuesOnNextBlock(const QTextBlock &block)
@@ -237,19 +375,20 @@ int OutputTextEdit::LineCount() const
 
 void OutputTextEdit::TrimToLimits()
 {
-    int excessBlocks = document()->blockCount() - m_queue.blockLimit();
     int excessLines = LineCount() - m_lineLimit;
-    if (excessBlocks <= 0 && excessLines <= 0)
+    if (excessLines <= 0)
         return;
-    // Whole lines from the top, or pieces when one line alone holds too much text.
+    // Whole printed lines from the top, with all their pieces.
     QTextBlock block = document()->firstBlock();
-    int dropped = 0, continued = 0;
-    while (block.isValid() && (excessBlocks > 0 || excessLines > 0)) {
-        if (ContinuesOnNextBlock(block))
-            ++continued;
-        else
-            --excessLines;
-        --excessBlocks;
+    int continued = 0, dropped = 0;
+    while (block.isValid() && excessLines > 0) {
+        if (const LongLine *line = ContinuesOnNextBlock(block) ? LongLineAt(block.blockNumber()) : nullptr) {
+            // A long line leaves whole: its pieces are skipped in one step.
+            continued += line->pieces;
+            dropped += line->pieces;
+            block = TailOf(*line);
+        }
+        --excessLines;
         ++dropped;
         block = block.next();
     }
@@ -258,7 +397,19 @@ void OutputTextEdit::TrimToLimits()
     QTextCursor cursor(document());
     cursor.setPosition(block.position(), QTextCursor::KeepAnchor);
     cursor.removeSelectedText();
-    m_continuedBlocks -= continued;
+    m_droppedBlocks += dropped;
+    while (!m_longLines.empty() && m_longLines.front().head < m_droppedBlocks)
+        m_longLines.pop_front();
+    // Counted from the first block again now and then, so that a session's count never overflows.
+    if (m_droppedBlocks > (1 << 30)) {
+        for (LongLine &line : m_longLines)
+            line.head -= m_droppedBlocks;
+        m_droppedBlocks = 0;
+    }
+    if (continued > 0) {
+        m_continuedBlocks -= continued;
+        MeasureAllLongLines();
+    }
 }
 
 void OutputTextEdit::JumpToEnd()
@@ -293,6 +444,11 @@ void OutputTextEdit::ClearAll()
     m_queue.clear();
     document()->clear();
     m_continuedBlocks = 0;
+    m_longLines.clear();
+    m_droppedBlocks = 0;
+    m_openLineLength = 0;
+    m_openLineBroken = false;
+    MeasureAllLongLines();
     m_following = true;
     m_jumpToEnd->hide();
     setExtraSelections({});
@@ -311,11 +467,10 @@ void OutputTextEdit::ApplySettings()
 {
     const Settings &settings = Settings::instance();
     const int lines = Settings::clampOutputBufferSize(settings.outputBufferSize);
-    // One line of pieces per line on top of the lines themselves: the text an enormous line may
-    // hold stays bounded as before, and a long line still counts as one.
     m_lineLimit = lines;
-    m_queue.setLimits(lines, 2 * lines + 1);
+    m_queue.setLineLimit(lines);
     setLineWrapMode(settings.outputWordWrapEnabled ? QPlainTextEdit::WidgetWidth : QPlainTextEdit::NoWrap);
+    ShowPiecesAsRows(settings.outputWordWrapEnabled);
 
     const QTextCharFormat plain = outputRole(ColorRoleName::plainText);
     const QTextCharFormat selected = outputRole(ColorRoleName::selectedText);
@@ -448,8 +603,8 @@ void OutputTextEdit::UpdateExtraSelections()
     if (m_inserting || document()->isEmpty())
         return;
     const QRect area = viewport()->rect();
-    const int start = std::max(0, cursorForPosition(area.topLeft()).position() - selectionMarginBefore);
-    const int end = cursorForPosition(area.bottomRight() + QPoint(0, selectionMarginBelow)).position();
+    const int start = std::max(0, PositionAt(area.topLeft()) - selectionMarginBefore);
+    const int end = PositionAt(area.bottomRight() + QPoint(0, selectionMarginBelow));
 
     QList<QTextEdit::ExtraSelection> selections;
     if (Settings::instance().outputSyntaxHighlightingEnabled) {
@@ -510,24 +665,43 @@ bool OutputTextEdit::AddMatches(QList<QTextEdit::ExtraSelection> &selections, co
         int length;
     };
     QTextBlock block = document()->findBlock(start);
-    while (block.isValid() && block.previous().isValid() && ContinuesOnNextBlock(block.previous()))
-        block = block.previous();
+    if (const LongLine *line = LongLineAt(block.blockNumber()))
+        block = HeadOf(*line);
+    int firstColumn = 0, lastColumn = 0;
+    VisibleColumns(firstColumn, lastColumn);
     QVector<Piece> pieces;
     QString text;
     while (block.isValid() && block.position() <= end) {
         pieces.clear();
         text.clear();
-        const QTextBlock first = block;
-        for (;;) {
-            const bool inRange = block.position() + block.length() > start && block.position() <= end;
-            if (block == first || inRange) {
-                pieces.append({int(text.size()), block.position(), block.length() - 1});
-                text += block.text();
-            }
-            const bool continues = ContinuesOnNextBlock(block);
-            block = block.next();
-            if (!continues || !block.isValid() || block.position() > end)
-                break;
+        const QTextBlock head = block;
+        pieces.append({0, head.position(), head.length() - 1});
+        text += head.text();
+        block = head.next();
+        if (const LongLine *line = ContinuesOnNextBlock(head) ? LongLineAt(head.blockNumber()) : nullptr) {
+            // The pieces inside the range and, on one row, inside the visible columns: found by
+            // search, so a line of any length costs what is in view.
+            const QTextBlock tail = TailOf(*line);
+            const QTextBlock from = start > head.next().position() ? document()->findBlock(start) : head.next();
+            const QTextBlock to = end < tail.position() ? document()->findBlock(end) : tail;
+            int number = std::max({from.blockNumber(), PieceAtColumn(*line, head, firstColumn).blockNumber()});
+            const int last = std::min({to.blockNumber(), PieceAtColumn(*line, head, lastColumn).blockNumber()});
+            // Where pieces are left out a line end stands in for them, so that no match spans
+            // the gap; the last piece always comes along, so that "$" means the line's end.
+            int previous = head.blockNumber();
+            auto append = [&](const QTextBlock &piece, int pieceNumber) {
+                if (pieceNumber != previous + 1)
+                    text += QLatin1Char('\n');
+                previous = pieceNumber;
+                pieces.append({int(text.size()), piece.position(), piece.length() - 1});
+                text += piece.text();
+            };
+            for (QTextBlock piece = document()->findBlockByNumber(number); piece.isValid() && number <= last;
+                 piece = piece.next(), ++number)
+                append(piece, number);
+            if (previous < tail.blockNumber())
+                append(tail, tail.blockNumber());
+            block = tail.next();
         }
         auto documentPosition = [&](int offset) {
             for (int i = pieces.size() - 1; i >= 0; --i)
@@ -594,9 +768,170 @@ void OutputTextEdit::wheelEvent(QWheelEvent *event)
 
 void OutputTextEdit::mouseDoubleClickEvent(QMouseEvent *event)
 {
+    const int onPieces = event->button() == Qt::LeftButton ? PiecePositionAt(event->pos()) : -1;
+    if (onPieces >= 0) {
+        QTextCursor cursor(document());
+        cursor.setPosition(onPieces);
+        cursor.select(QTextCursor::WordUnderCursor);
+        SetTextCursorInPlace(Settings::instance().outputDoubleClickIncludesDollarSign ? IncludeDollarSign(cursor)
+                                                                                        : cursor);
+        event->accept();
+        return;
+    }
     QPlainTextEdit::mouseDoubleClickEvent(event);
     if (Settings::instance().outputDoubleClickIncludesDollarSign)
         setTextCursor(IncludeDollarSign(textCursor()));
+}
+
+const OutputTextEdit::LongLine *OutputTextEdit::LongLineAt(int blockNumber) const
+{
+    const int number = blockNumber + m_droppedBlocks;
+    auto after = std::upper_bound(m_longLines.cbegin(), m_longLines.cend(), number,
+                                  [](int value, const LongLine &line) { return value < line.head; });
+    if (after == m_longLines.cbegin())
+        return nullptr;
+    const LongLine &line = *std::prev(after);
+    return number <= line.head + line.pieces ? &line : nullptr;
+}
+
+QTextBlock OutputTextEdit::HeadOf(const LongLine &line) const
+{
+    return document()->findBlockByNumber(line.head - m_droppedBlocks);
+}
+
+QTextBlock OutputTextEdit::TailOf(const LongLine &line) const
+{
+    return document()->findBlockByNumber(line.head - m_droppedBlocks + line.pieces);
+}
+
+int OutputTextEdit::ColumnOf(const QTextBlock &head, const QTextBlock &piece)
+{
+    // Every block before `piece` in the line adds one position, its break, and no column.
+    return piece.position() - head.position() - (piece.blockNumber() - head.blockNumber());
+}
+
+QTextBlock OutputTextEdit::PieceAtColumn(const LongLine &line, const QTextBlock &head, qreal column) const
+{
+    int low = head.blockNumber() + 1, high = low + line.pieces - 1;
+    while (low < high) {
+        const int middle = low + (high - low + 1) / 2;
+        if (ColumnOf(head, document()->findBlockByNumber(middle)) <= column)
+            low = middle;
+        else
+            high = middle - 1;
+    }
+    return document()->findBlockByNumber(low);
+}
+
+void OutputTextEdit::VisibleColumns(int &first, int &last) const
+{
+    if (m_piecesAsRows) {
+        first = 0;
+        last = std::numeric_limits<int>::max();
+        return;
+    }
+    // The first piece may be a little narrower or wider than its columns; the margin covers it.
+    const qreal width = columnWidth(document());
+    const qreal left = horizontalScrollBar()->value();
+    first = int(left / width) - selectionMarginBefore;
+    last = int(std::min((left + viewport()->width()) / width + selectionMarginBefore, qreal(std::numeric_limits<int>::max())));
+}
+
+qreal OutputTextEdit::PiecesLeft(const QTextBlock &head) const
+{
+    const QTextLine line = head.layout()->lineCount() > 0 ? head.layout()->lineAt(0) : QTextLine();
+    const qreal headWidth =
+        line.isValid() ? line.x() + line.naturalTextWidth()
+                       : document()->documentMargin() + (head.length() - 1) * columnWidth(document());
+    return contentOffset().x() + headWidth;
+}
+
+int OutputTextEdit::PiecePositionAt(const QPoint &viewportPosition) const
+{
+    if (m_piecesAsRows || m_longLines.empty())
+        return -1;
+    const QTextBlock head = cursorForPosition(viewportPosition).block();
+    const LongLine *line = ContinuesOnNextBlock(head) && head.isVisible() ? LongLineAt(head.blockNumber()) : nullptr;
+    const qreal piecesLeft = line ? PiecesLeft(head) : 0;
+    if (!line || viewportPosition.x() < piecesLeft)
+        return -1;
+    const qreal width = columnWidth(document());
+    const int headLength = head.length() - 1;
+    const QTextBlock piece = PieceAtColumn(*line, head, headLength + (viewportPosition.x() - piecesLeft) / width);
+    const qreal left = piecesLeft + (ColumnOf(head, piece) - headLength) * width;
+    const QTextLine row = pieceLayout(piece)->lineAt(0);
+    const int column = row.isValid() ? row.xToCursor(viewportPosition.x() - left) : 0;
+    return piece.position() + std::clamp(column, 0, piece.length() - 1);
+}
+
+int OutputTextEdit::PositionAt(const QPoint &viewportPosition) const
+{
+    const int onPieces = PiecePositionAt(viewportPosition);
+    return onPieces >= 0 ? onPieces : cursorForPosition(viewportPosition).position();
+}
+
+void OutputTextEdit::SetTextCursorInPlace(const QTextCursor &cursor)
+{
+    const int horizontal = horizontalScrollBar()->value(), vertical = verticalScrollBar()->value();
+    setTextCursor(cursor);
+    horizontalScrollBar()->setValue(horizontal);
+    verticalScrollBar()->setValue(vertical);
+}
+
+void OutputTextEdit::paintEvent(QPaintEvent *event)
+{
+    QPlainTextEdit::paintEvent(event);
+    if (m_piecesAsRows || m_longLines.empty())
+        return;
+    QPainter painter(viewport());
+    const QRect area = event->rect();
+    QTextBlock block = firstVisibleBlock();
+    qreal top = blockBoundingGeometry(block).translated(contentOffset()).top();
+    while (block.isValid() && top <= area.bottom()) {
+        const LongLine *line = ContinuesOnNextBlock(block) ? LongLineAt(block.blockNumber()) : nullptr;
+        const qreal height = blockBoundingRect(block).height();
+        if (line && block.isVisible() && top + height >= area.top())
+            PaintPieces(painter, *line, block, top, area);
+        top += height;
+        block = line ? TailOf(*line).next() : block.next();
+    }
+}
+
+void OutputTextEdit::PaintPieces(QPainter &painter, const LongLine &line, const QTextBlock &head, qreal top,
+                                 const QRect &area) const
+{
+    const QTextLine headLine = head.layout()->lineCount() > 0 ? head.layout()->lineAt(0) : QTextLine();
+    const qreal y = top + (headLine.isValid() ? headLine.y() : 0);
+    const qreal width = columnWidth(document());
+    const int headLength = head.length() - 1;
+    const qreal piecesLeft = PiecesLeft(head);
+    // The selection and the extra selections as ranges of the pieces drawn; the user's
+    // selection last, on top, as Qt draws it.
+    QList<QTextEdit::ExtraSelection> selections = extraSelections();
+    if (textCursor().hasSelection()) {
+        QTextEdit::ExtraSelection selection;
+        selection.cursor = textCursor();
+        selection.format.setBackground(palette().brush(QPalette::Highlight));
+        selection.format.setForeground(palette().brush(QPalette::HighlightedText));
+        selections.append(selection);
+    }
+    painter.setPen(palette().text().color());
+    QTextBlock piece = PieceAtColumn(line, head, headLength + (area.left() - piecesLeft) / width);
+    int number = piece.blockNumber();
+    const int last = head.blockNumber() + line.pieces;
+    qreal left = piecesLeft + (ColumnOf(head, piece) - headLength) * width;
+    for (; piece.isValid() && number <= last && left <= area.right(); piece = piece.next(), ++number) {
+        const int length = piece.length() - 1;
+        QVector<QTextLayout::FormatRange> ranges;
+        for (const QTextEdit::ExtraSelection &selection : qAsConst(selections)) {
+            const int from = std::max(selection.cursor.selectionStart() - piece.position(), 0);
+            const int to = std::min(selection.cursor.selectionEnd() - piece.position(), length);
+            if (to > from)
+                ranges.append({from, to - from, selection.format});
+        }
+        pieceLayout(piece)->draw(&painter, QPointF(left, y), ranges, area);
+        left += length * width;
+    }
 }
 
 bool OutputTextEdit::IsErrorLink(const QTextBlock &block) const
@@ -628,7 +963,7 @@ void OutputTextEdit::SetHoveredLink(int block)
 
 void OutputTextEdit::UpdateHoveredLink(const QPoint &viewportPosition, Qt::KeyboardModifiers modifiers)
 {
-    const QTextBlock block = cursorForPosition(viewportPosition).block();
+    const QTextBlock block = document()->findBlock(PositionAt(viewportPosition));
     SetHoveredLink((modifiers & Qt::ControlModifier) && IsErrorLink(block) ? block.blockNumber() : -1);
 }
 
@@ -642,13 +977,56 @@ void OutputTextEdit::mousePressEvent(QMouseEvent *event)
             return;
         }
     }
+    // Qt knows nothing of the drawn pieces: a selection that starts on them is made here.
+    const int onPieces = event->button() == Qt::LeftButton ? PiecePositionAt(event->pos()) : -1;
+    if (onPieces >= 0) {
+        QTextCursor cursor = textCursor();
+        cursor.setPosition(onPieces, (event->modifiers() & Qt::ShiftModifier) ? QTextCursor::KeepAnchor
+                                                                               : QTextCursor::MoveAnchor);
+        SetTextCursorInPlace(cursor);
+        setFocus(Qt::MouseFocusReason);
+        m_pieceDrag = true;
+        event->accept();
+        return;
+    }
     QPlainTextEdit::mousePressEvent(event);
 }
 
 void OutputTextEdit::mouseMoveEvent(QMouseEvent *event)
 {
     UpdateHoveredLink(event->pos(), event->modifiers());
+    if (event->buttons() & Qt::LeftButton) {
+        int position = PiecePositionAt(event->pos());
+        if (position < 0 && m_pieceDrag)
+            position = PositionAt(event->pos());
+        if (position >= 0) {
+            QTextCursor cursor = textCursor();
+            cursor.setPosition(position, QTextCursor::KeepAnchor);
+            SetTextCursorInPlace(cursor);
+            // Dragging past a side scrolls the long line along.
+            QScrollBar *bar = horizontalScrollBar();
+            if (event->pos().x() > viewport()->width())
+                bar->setValue(bar->value() + event->pos().x() - viewport()->width());
+            else if (event->pos().x() < 0)
+                bar->setValue(bar->value() + event->pos().x());
+            event->accept();
+            return;
+        }
+    }
     QPlainTextEdit::mouseMoveEvent(event);
+}
+
+void OutputTextEdit::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_pieceDrag && event->button() == Qt::LeftButton) {
+        m_pieceDrag = false;
+        QClipboard *clipboard = QGuiApplication::clipboard();
+        if (clipboard->supportsSelection() && textCursor().hasSelection())
+            clipboard->setMimeData(createMimeDataFromSelection(), QClipboard::Selection);
+        event->accept();
+        return;
+    }
+    QPlainTextEdit::mouseReleaseEvent(event);
 }
 
 void OutputTextEdit::keyPressEvent(QKeyEvent *event)

@@ -10,6 +10,7 @@
 #include <QtGui/QTextCharFormat>
 #include <QtWidgets/QPlainTextEdit>
 
+#include <deque>
 #include <functional>
 #include <memory>
 
@@ -79,6 +80,9 @@ public:
     // Printed lines in the document: a line broken into pieces counts once, and the empty line
     // after the last line end does not count.
     int LineCount() const;
+    // The document position under a viewport point, also on the part of a long line that is
+    // drawn beside its first piece (see paintEvent).
+    int PositionAt(const QPoint &viewportPosition) const;
     // Whether a block continues the same printed line on the next block.
     static bool ContinuesOnNextBlock(const QTextBlock &block);
     // Shown while output arrived below the part the user is reading; a click follows the end.
@@ -108,12 +112,16 @@ public slots:
 protected:
     // Copies a long line whole: the pieces it was broken into for the view join again.
     QMimeData *createMimeDataFromSelection() const override;
+    // Without word wrap the pieces after the first of a long line are hidden blocks, drawn here
+    // beside it, only those within the visible columns: the row costs the same at any length.
+    void paintEvent(QPaintEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void focusInEvent(QFocusEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
     void mouseDoubleClickEvent(QMouseEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
     void keyReleaseEvent(QKeyEvent *event) override;
     void leaveEvent(QEvent *event) override;
@@ -129,8 +137,39 @@ private:
     void InsertQueued(int maxCharacters);
     // Marks the blocks that `text`, inserted at `position`, continues across.
     void MarkPieces(int position, const QString &text);
-    // Drops the oldest lines (or pieces) beyond the buffer's bounds.
+    // Drops the oldest printed lines beyond the buffer's bound.
     void TrimToLimits();
+    // Keeps the width of the longest broken line for the horizontal scroll bar.
+    void MeasureLongLines(const QString &inserted);
+    void MeasureAllLongLines();
+    // Shows the pieces after the first as rows of their own (word wrap) or hides them.
+    void ShowPiecesAsRows(bool rows);
+    // The position under a point on the drawn pieces of a long line, or -1 elsewhere.
+    int PiecePositionAt(const QPoint &viewportPosition) const;
+    // Where the drawn pieces of `head`'s line start, in viewport coordinates.
+    qreal PiecesLeft(const QTextBlock &head) const;
+
+    // The lines kept in pieces, in document order: the number of the first block (counted since
+    // the document was last emptied) and how many blocks follow it in the line. Lines only go
+    // in at the end and leave at the top, so finding a piece by line or by column takes a binary
+    // search instead of a walk over a line's thousands of blocks.
+    struct LongLine {
+        int head;
+        int pieces;
+    };
+    const LongLine *LongLineAt(int blockNumber) const;
+    QTextBlock HeadOf(const LongLine &line) const;
+    QTextBlock TailOf(const LongLine &line) const;
+    // The block of `line` holding `column` (characters from the start of the line), clamped to
+    // the line's blocks.
+    QTextBlock PieceAtColumn(const LongLine &line, const QTextBlock &head, qreal column) const;
+    static int ColumnOf(const QTextBlock &head, const QTextBlock &piece);
+    // The columns in view, with a margin, when long lines are one row.
+    void VisibleColumns(int &first, int &last) const;
+    void PaintPieces(QPainter &painter, const LongLine &line, const QTextBlock &head, qreal top,
+                     const QRect &area) const;
+    // Sets the cursor without scrolling: a position in a hidden piece has no place Qt knows of.
+    void SetTextCursorInPlace(const QTextCursor &cursor);
     void PlaceJumpToEnd();
     void OnIdle();
     void AfterInsertion();
@@ -149,6 +188,13 @@ private:
     QToolButton *m_jumpToEnd = nullptr;
     int m_lineLimit = 3000;
     int m_continuedBlocks = 0; // blocks marked as continuing on the next one
+    bool m_piecesAsRows = false;  // word wrap: the pieces of a long line are visible blocks
+    int m_openLineLength = 0;     // characters of the last line so far
+    bool m_openLineBroken = false; // ... which is in pieces
+    int m_longestBrokenLine = 0;  // characters of the longest line in pieces
+    std::deque<LongLine> m_longLines;
+    int m_droppedBlocks = 0; // blocks pushed out at the top since the document was last emptied
+    bool m_pieceDrag = false;     // a mouse selection started on the drawn pieces
     bool m_following = true;   // the view keeps the newest output in sight
     ErrorLinkTest m_linkTest;
     int m_hoveredLink = -1;

@@ -56,7 +56,7 @@ private slots:
         QFETCH(int, slice);
 
         OutputBuffer buffer;
-        buffer.setLimits(limit, limit);
+        buffer.setLineLimit(limit);
         QPlainTextEdit gathered;
         gathered.document()->setMaximumBlockCount(limit);
         auto insert = [&] {
@@ -84,14 +84,14 @@ private slots:
     void queueStaysBounded()
     {
         OutputBuffer buffer;
-        buffer.setLimits(100, 100);
+        buffer.setLineLimit(100);
         const QString line = QStringLiteral("0123456789\n");
         for (int i = 0; i < 100000; ++i)
             buffer.append(line);
         QVERIFY2(buffer.size() <= 2 * 100 * line.size() + 1, qPrintable(QString::number(buffer.size())));
         const OutputBuffer::Chunk chunk = buffer.take();
         QVERIFY(chunk.replacesDocument);
-        QCOMPARE(chunk.text.count(QLatin1Char('\n')), 99);
+        QCOMPARE(chunk.text.count(QLatin1Char('\n')), 100);
     }
 
     void longLinesAreBroken_data()
@@ -107,7 +107,7 @@ private slots:
             << QStringList{x + QLatin1Char('\n')} << QVector<int>{whole, 0} << "n";
         QTest::newRow("one more character starts a piece") << QStringList{x + QLatin1Char('y')} << QVector<int>{whole, 1}
                                                               << "p";
-        QTest::newRow("pieces after the first are shorter")
+        QTest::newRow("the rest in pieces")
             << QStringList{x + QString(2 * max + 1, QLatin1Char('y'))} << QVector<int>{whole, max, max, 1} << "ppp";
         QTest::newRow("a line growing over several appends")
             << QStringList{x.left(whole - 1), "yy", QString(max, QLatin1Char('z')), QStringLiteral("z\n")}
@@ -126,7 +126,7 @@ private slots:
         QFETCH(QVector<int>, lineLengths);
         QFETCH(QString, breaks);
         OutputBuffer buffer;
-        buffer.setLimits(100, 100);
+        buffer.setLineLimit(100);
         for (const QString &piece : pieces)
             buffer.append(piece);
         QVector<int> lengths{0};
@@ -141,6 +141,32 @@ private slots:
         }
         QCOMPARE(lengths, lineLengths);
         QCOMPARE(kinds, breaks);
+    }
+
+    // Only whole lines are pushed out: a line of many more pieces than the bound has lines stays
+    // whole, however it arrives.
+    void longLineKeepsItsHead_data()
+    {
+        QTest::addColumn<int>("appends");
+        QTest::newRow("in one append") << 1;
+        QTest::newRow("in many appends") << 40;
+    }
+
+    void longLineKeepsItsHead()
+    {
+        QFETCH(int, appends);
+        OutputBuffer buffer;
+        buffer.setLineLimit(1);
+        const QString line = QStringLiteral("head") + QString(OutputBuffer::wholeLineLength
+                                                              + 20 * OutputBuffer::maximumLineLength, QLatin1Char('x'));
+        buffer.append(QStringLiteral("before\n"));
+        const int step = int(line.size()) / appends + 1;
+        for (int at = 0; at < line.size(); at += step)
+            buffer.append(QStringView(line).mid(at, step));
+        buffer.append(QStringLiteral("\nafter"));
+        QString taken = buffer.take().text;
+        taken.remove(QChar(OutputBuffer::pieceBreak));
+        QVERIFY(taken.endsWith(line + QStringLiteral("\nafter")));
     }
 
     // A cleared document starts a fresh line: the count of the old one does not carry over.

@@ -96,12 +96,16 @@ private slots:
         QTest::newRow("the 1001st newline-ended line removes the first") << numberedLines(1001) << "line 2" << 1001;
         QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4001" << 1001;
         QTest::newRow("a 5,000-character line counts once")
-            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1001;
+            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1005;
         QTest::newRow("a 1,000,000-character line keeps the others")
-            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 1996;
+            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 2000;
+        QTest::newRow("a line in pieces is pushed out whole")
+            << (QStringList{piece.repeated(7) + QLatin1Char('\n')} << numberedLines(1000)) << "line 1" << 1001;
+        QTest::newRow("a line of more pieces than twice the lines stays whole")
+            << (numberedLines(999) << piece.repeated(2100) + QLatin1Char('\n')) << "line 1" << 3100;
         QTest::newRow("the line after it pushes out the first")
             << (numberedLines(999) << piece.repeated(7) + QLatin1Char('\n') << QStringLiteral("last\n"))
-            << "line 2" << 1003;
+            << "line 2" << 1007;
     }
 
     void bufferSizeBoundsTheDocument()
@@ -285,44 +289,150 @@ private slots:
         QCOMPARE(selectedTexts(edit), expected);
     }
 
-    // A long printed line is one line: one row with word wrap off while it stays whole, coloured
-    // whole by a whole-line rule across its pieces, and matched across the place where it was
-    // broken.
+    // A long printed line is one line: one row with word wrap off at any length, coloured whole
+    // by a whole-line rule across its pieces wherever it is scrolled to, and matched across the
+    // place where it was broken.
     void longLineIsOneLineForRules_data()
     {
         QTest::addColumn<int>("length");
         QTest::addColumn<bool>("wholeLine");
-        QTest::addColumn<bool>("oneRow");
+        QTest::addColumn<bool>("wrap");
         const int whole = OutputBuffer::wholeLineLength;
-        QTest::newRow("2,509 characters, whole-line rule") << 2509 << true << true;
+        QTest::newRow("2,509 characters, whole-line rule") << 2509 << true << false;
         QTest::newRow("in pieces, whole-line rule") << whole + 2500 << true << false;
         QTest::newRow("in pieces, a match across the break") << whole + 2500 << false << false;
+        QTest::newRow("a million characters, whole-line rule") << 1000000 << true << false;
+        QTest::newRow("wrapped, in pieces, whole-line rule") << whole + 2500 << true << true;
+        QTest::newRow("wrapped, a match across the break") << whole + 2500 << false << true;
     }
 
     void longLineIsOneLineForRules()
     {
         QFETCH(int, length);
         QFETCH(bool, wholeLine);
-        QFETCH(bool, oneRow);
+        QFETCH(bool, wrap);
         test::OutputFixture fixture;
-        Settings::instance().outputWordWrapEnabled = false;
+        Settings::instance().outputWordWrapEnabled = wrap;
         const QString pattern = wholeLine ? QStringLiteral("# Error:") : QStringLiteral("xy");
         ColorScheme::instance().outputHighlightRules = {OutputHighlightRule::create(
             QStringLiteral("rule"), QColor(Qt::red), QColor(), pattern, false, wholeLine, true)};
         OutputTextEdit edit;
         showAndWait(edit);
         QString line = QStringLiteral("# Error: ") + QString(length - 9, QLatin1Char('x'));
-        if (length > OutputBuffer::wholeLineLength)
-            line[OutputBuffer::wholeLineLength] = QLatin1Char('y');
+        const int breakAt = std::min(OutputBuffer::wholeLineLength, length / 2);
+        line[breakAt] = QLatin1Char('y');
         edit.AppendText(QStringLiteral("before\n") + line + QStringLiteral("\nafter\n"));
         QTRY_VERIFY(!edit.HasPendingOutput());
-        const QTextBlock first = edit.document()->findBlockByNumber(1);
-        QCOMPARE(first.layout()->lineCount() == 1 && first.length() - 1 == length, oneRow);
+        // Rows of the document: before, the line, after, and the empty line after the last end.
+        if (!wrap)
+            QCOMPARE(edit.document()->documentLayout()->documentSize().height(), 4.0);
+        const int first = edit.document()->findBlockByNumber(1).position();
+        // In view: the place where the line was broken, the middle of the viewport.
+        const QTextCursor broken = edit.document()->find(QStringLiteral("y"));
+        QVERIFY(!broken.isNull());
+        if (wrap) {
+            QTextCursor at = broken;
+            at.clearSelection();
+            edit.setTextCursor(at);
+            edit.UpdateExtraSelections();
+        } else {
+            const qreal column = QFontMetricsF(edit.document()->defaultFont()).horizontalAdvance(QLatin1Char('x'));
+            edit.horizontalScrollBar()->setValue(int(breakAt * column) - edit.viewport()->width() / 2);
+            edit.verticalScrollBar()->setValue(0);
+        }
+        // Scrolling refreshes the colours of what comes into view.
+        const QString coloured = selectedTexts(edit).join(QString()).remove(QChar(QChar::ParagraphSeparator));
+        if (!wholeLine) {
+            QCOMPARE(coloured, QStringLiteral("xy"));
+            return;
+        }
+        // The start of the line and what is shown around the break are coloured.
+        QVERIFY(coloured.startsWith(QLatin1String("# Error: ")));
+        const int row = edit.cursorRect(QTextCursor(edit.document()->findBlockByNumber(1))).center().y();
+        const int shown = wrap ? broken.selectionStart() : edit.PositionAt(QPoint(edit.viewport()->width() / 2, row));
+        QVERIFY2(std::abs(shown - broken.selectionStart()) <= 3, qPrintable(QString::number(shown - broken.selectionStart())));
+        const QList<QTextEdit::ExtraSelection> selections = edit.extraSelections();
+        for (const int position : {shown - 50, shown + 50}) {
+            QVERIFY(std::any_of(selections.cbegin(), selections.cend(), [&](const QTextEdit::ExtraSelection &selection) {
+                return selection.cursor.selectionStart() <= position && selection.cursor.selectionEnd() > position;
+            }) || position > first + length);
+        }
+    }
+
+    // Without word wrap a long line is drawn on one row, scrolled sideways, and what the mouse
+    // selects on it is what was printed there, across the pieces it is kept in.
+    void longLineIsDrawnAndSelectedOnOneRow()
+    {
+        test::OutputFixture fixture;
+        Settings::instance().outputWordWrapEnabled = false;
+        OutputTextEdit edit;
+        showAndWait(edit);
+        QString line;
+        for (int word = 0; word < 10000; ++word)
+            line += QStringLiteral("w%1 ").arg(word, 6, 10, QLatin1Char('0'));
+        edit.AppendText(QStringLiteral("before\n") + line + QStringLiteral("\nafter\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
+        edit.verticalScrollBar()->setValue(0);
+        const QTextBlock head = edit.document()->findBlockByNumber(1);
+        const int row = edit.cursorRect(QTextCursor(head)).center().y();
+        const qreal column = QFontMetricsF(edit.document()->defaultFont()).horizontalAdvance(QLatin1Char('x'));
+        const qreal margin = edit.document()->documentMargin();
+        QScrollBar *bar = edit.horizontalScrollBar();
+        QVERIFY(bar->maximum() >= int(line.size() * column) - edit.viewport()->width());
+        // The viewport x of a column of the line once scrolled to show `leftColumn` first.
+        const auto scrollTo = [&](int leftColumn) { bar->setValue(int(leftColumn * column)); };
+        const auto xOf = [&](int lineColumn) {
+            return int(margin + (lineColumn + 0.5) * column) - bar->value();
+        };
+        const auto send = [&](QEvent::Type type, int x, Qt::MouseButtons buttons) {
+            QMouseEvent event(type, QPointF(x, row), Qt::LeftButton, buttons, Qt::NoModifier);
+            QCoreApplication::sendEvent(edit.viewport(), &event);
+        };
+
+        // The row is drawn where the pieces are.
+        scrollTo(56000);
+        const QImage image = edit.viewport()->grab().toImage();
+        const QColor base = edit.palette().color(QPalette::Base);
+        int inked = 0;
+        for (int x = 0; x < image.width(); ++x)
+            inked += image.pixelColor(x, row) != base;
+        QVERIFY2(inked > 20, qPrintable(QString::number(inked)));
+
+        // A double click selects the word under it.
+        const int word = 7003;
+        send(QEvent::MouseButtonPress, xOf(word * 8 + 3), Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, xOf(word * 8 + 3), Qt::NoButton);
+        send(QEvent::MouseButtonDblClick, xOf(word * 8 + 3), Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, xOf(word * 8 + 3), Qt::NoButton);
+        QCOMPARE(edit.textCursor().selectedText(), QStringLiteral("w%1").arg(word, 6, 10, QLatin1Char('0')));
+
+        // A drag from one piece into another, scrolled along, copies the printed text exactly.
+        send(QEvent::MouseButtonPress, xOf(56010), Qt::LeftButton);
+        scrollTo(58400);
+        send(QEvent::MouseMove, xOf(58500), Qt::LeftButton);
+        send(QEvent::MouseButtonRelease, xOf(58500), Qt::NoButton);
+        edit.copy();
+        const QString copied = QGuiApplication::clipboard()->text();
+        const int start = int(line.indexOf(copied.left(16)));
+        QVERIFY2(std::abs(start - 56010) <= 1 && std::abs(int(copied.size()) - 2490) <= 2, qPrintable(copied.left(30)));
+        QCOMPARE(copied, line.mid(start, copied.size()));
+    }
+
+    // Without word wrap only the pieces of a long line in view are searched, with its last piece:
+    // an anchored rule still means the line's end, not the end of what is in view.
+    void endAnchorMeansTheLineEnd()
+    {
+        test::OutputFixture fixture;
+        Settings::instance().outputWordWrapEnabled = false;
+        ColorScheme::instance().outputHighlightRules = {
+            OutputHighlightRule::create("end", QColor(Qt::red), QColor(), "a+$", true, false, true)};
+        OutputTextEdit edit;
+        showAndWait(edit);
+        edit.AppendText(QString(3000, QLatin1Char('a')) + QStringLiteral("b\nab\n"));
+        QTRY_VERIFY(!edit.HasPendingOutput());
         edit.verticalScrollBar()->setValue(0);
         edit.UpdateExtraSelections();
-        // A selection across the break also covers the block end between the pieces.
-        const QString coloured = selectedTexts(edit).join(QString()).remove(QChar(QChar::ParagraphSeparator));
-        QCOMPARE(coloured, wholeLine ? line : QStringLiteral("xy"));
+        QCOMPARE(selectedTexts(edit), QStringList());
     }
 
     // A rule that runs away on a line (nested repeats failing at the end) is cut off at its
