@@ -22,6 +22,7 @@
 #endif
 
 #include <cstdio>
+#include <ctime>
 #include <functional>
 #include <memory>
 
@@ -159,9 +160,19 @@ void finish(KSyntaxHighlighting::SyntaxHighlighter *)
 }
 #endif
 
+// This thread's processor time in milliseconds: what a pass costs, whatever else the machine
+// runs meanwhile (the comparison with the library is a ratio of two such costs).
+double threadMs()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return now.tv_sec * 1e3 + now.tv_nsec / 1e6;
+}
+
 // Milliseconds of a full highlighting pass over `text` with a fresh highlighter; best of `runs`.
+// With `cpu`, the thread's processor time instead of the wall clock's.
 template <typename Make>
-double fullPass(const QString &text, Make make, int runs = 3)
+double fullPass(const QString &text, Make make, int runs = 3, bool cpu = false)
 {
     double best = 1e300;
     for (int run = 0; run < runs; ++run) {
@@ -170,9 +181,10 @@ double fullPass(const QString &text, Make make, int runs = 3)
         auto highlighter = make(&doc.document);
         QElapsedTimer timer;
         timer.start();
+        const double started = threadMs();
         highlighter->rehighlight();
         finish(highlighter.get());
-        best = qMin(best, timer.nsecsElapsed() / 1e6);
+        best = qMin(best, cpu ? threadMs() - started : timer.nsecsElapsed() / 1e6);
     }
     return best;
 }
@@ -271,11 +283,11 @@ int main(int argc, char **argv)
         double ours = 1e300;
         double theirs = 1e300;
         for (int run = 0; run < 5; ++run) {
-            ours = qMin(ours, fullPass(python, makePython, 1));
-            theirs = qMin(theirs, fullPass(python, makeTheirs, 1));
+            ours = qMin(ours, fullPass(python, makePython, 1, true));
+            theirs = qMin(theirs, fullPass(python, makeTheirs, 1, true));
         }
-        row("Python 100,000 lines, ours", rate(kLines, ours));
-        row("Python 100,000 lines, KDE syntax-highlighting (Python)", rate(kLines, theirs));
+        row("Python 100,000 lines, ours (thread time)", rate(kLines, ours));
+        row("Python 100,000 lines, KDE syntax-highlighting (thread time)", rate(kLines, theirs));
         row("Python: our speed / KDE speed", QStringLiteral("%1x").arg(theirs / ours, 0, 'f', 2));
         ke2bench::TargetRow("Python highlighting, 100,000 lines: our speed / KDE's", theirs / ours, "x", ">= 2x",
                             theirs / ours >= 2);

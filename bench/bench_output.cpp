@@ -6,6 +6,7 @@
 // with what inserting every line on its own into a document of the same bound gives. Bad input
 // rows follow: one enormous line, ten million empty lines, NUL and replacement characters. Last,
 // a line of 1,000,000 characters without word wrap, scrolled sideways from end to end.
+#include "bench_support.h"
 #include "bench_target.h"
 #include "config/color_scheme.h"
 #include "config/settings.h"
@@ -58,22 +59,6 @@ public:
     }
 };
 
-// Notes when a key press reaches a widget.
-class KeyWatcher : public QObject {
-public:
-    explicit KeyWatcher(const QElapsedTimer &clock) : m_clock(clock) {}
-    double answeredMs = -1;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::KeyPress && answeredMs < 0)
-            answeredMs = m_clock.nsecsElapsed() / 1e6;
-        return false;
-    }
-
-private:
-    const QElapsedTimer &m_clock;
-};
-
 // Posts a key press the moment the producer ends, then runs the event loop until `done` holds,
 // the key press was handled and a few further passes found nothing to do. Returns the longest
 // single pass in milliseconds.
@@ -81,16 +66,10 @@ double catchUp(QWidget &target, const std::function<bool()> &done, double *total
 {
     QElapsedTimer all;
     all.start();
-    KeyWatcher watcher(all);
+    ke2bench::KeyWatcher watcher(all);
     target.installEventFilter(&watcher);
     QCoreApplication::postEvent(&target, new QKeyEvent(QEvent::KeyPress, Qt::Key_End, Qt::ControlModifier));
-    double longest = 0;
-    auto pass = [&] {
-        QElapsedTimer one;
-        one.start();
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        longest = std::max(longest, one.nsecsElapsed() / 1e6);
-    };
+    ke2bench::EventLoopPasses pass;
     while (!done() || watcher.answeredMs < 0)
         pass();
     for (int i = 0; i < 10; ++i)
@@ -98,7 +77,7 @@ double catchUp(QWidget &target, const std::function<bool()> &done, double *total
     *total = all.nsecsElapsed() / 1e6;
     *keyMs = watcher.answeredMs;
     target.removeEventFilter(&watcher);
-    return longest;
+    return pass.longestMs;
 }
 
 void prefill(OutputTextEdit &edit)
@@ -211,8 +190,7 @@ double longLineSideways(double *stepsMs)
 
 int main(int argc, char **argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    ke2bench::offscreenUnlessSet();
     QApplication app(argc, argv);
     if (argc > 1 && QByteArray(argv[1]).toInt() > 0)
         lineCount = QByteArray(argv[1]).toInt();

@@ -4,6 +4,7 @@
 // press was handled. Rows: the lines as given (the rule matches each at once), the same lines
 // ending in "b" (the rule fails on each only after trying every split), an ordinary rule on the
 // same lines for comparison, and lines short enough to be shown whole, each ending in "b".
+#include "bench_support.h"
 #include "config/color_scheme.h"
 #include "config/settings.h"
 #include "output/output_text_edit.h"
@@ -26,21 +27,6 @@ struct Result {
     int selections = 0;
 };
 
-class KeyWatcher : public QObject {
-public:
-    explicit KeyWatcher(const QElapsedTimer &clock) : m_clock(clock) {}
-    double answeredMs = -1;
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        if (event->type() == QEvent::KeyPress && answeredMs < 0)
-            answeredMs = m_clock.nsecsElapsed() / 1e6;
-        return false;
-    }
-
-private:
-    const QElapsedTimer &m_clock;
-};
-
 Result run(const QString &pattern, const QString &line, int lines)
 {
     ColorScheme::instance().outputHighlightRules = {
@@ -52,12 +38,7 @@ Result run(const QString &pattern, const QString &line, int lines)
     edit.ApplySettings();
     QElapsedTimer clock;
     clock.start();
-    auto pass = [&] {
-        QElapsedTimer one;
-        one.start();
-        QCoreApplication::processEvents(QEventLoop::AllEvents);
-        result.longestMs = std::max(result.longestMs, one.nsecsElapsed() / 1e6);
-    };
+    ke2bench::EventLoopPasses pass;
     for (int i = 0; i < lines; ++i)
         edit.AppendText(line + QLatin1Char('\n'));
     while (edit.HasPendingOutput())
@@ -71,13 +52,14 @@ Result run(const QString &pattern, const QString &line, int lines)
     for (int i = 0; i < 10; ++i)
         QCoreApplication::postEvent(viewport, new QWheelEvent(at, QPointF(viewport->mapToGlobal(at.toPoint())), QPoint(), QPoint(0, 120),
                                                               Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase, false));
-    KeyWatcher watcher(clock);
+    ke2bench::KeyWatcher watcher(clock);
     edit.installEventFilter(&watcher);
     QCoreApplication::postEvent(&edit, new QKeyEvent(QEvent::KeyPress, Qt::Key_Home, Qt::ControlModifier));
     while (watcher.answeredMs < 0)
         pass();
     for (int i = 0; i < 10; ++i)
         pass();
+    result.longestMs = pass.longestMs;
     result.keyMs = watcher.answeredMs;
     result.selections = edit.extraSelections().size();
     edit.removeEventFilter(&watcher);
@@ -88,8 +70,7 @@ Result run(const QString &pattern, const QString &line, int lines)
 
 int main(int argc, char **argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    ke2bench::offscreenUnlessSet();
     QApplication app(argc, argv);
     Settings::instance() = Settings();
     const int lines = argc > 1 && QByteArray(argv[1]).toInt() > 0 ? QByteArray(argv[1]).toInt() : 1000;

@@ -1,5 +1,6 @@
 // Scanner throughput on generated MEL and Python files, compared with the interpreter's own
 // parser, and the scanners' cost on pathological inputs at two sizes to show it stays linear.
+#include "bench/generated_text.h"
 #include "language/mel_parser.h"
 #include "language/python_parser.h"
 
@@ -20,33 +21,6 @@ using namespace ke2;
 namespace {
 
 const int targetSize = 10 * 1000 * 1000;
-
-const char melChunk[] = R"(global proc string[] ke2Tool%1(string $root, int $depth)
-{
-    // Collect the children of the root. TODO: cache the result
-    string $children[] = `listRelatives -c -f $root`;
-    for ($i = 0; $i < size($children); $i++) {
-        if ($depth > 0 && `objExists $children[$i]`) {
-            print ("child: " + $children[$i] + " of \"" + $root + "\"\n");
-            ke2Tool%1($children[$i], $depth - 1);
-        }
-    }
-    return $children;
-}
-
-global int $gKe2Counter%1 = 0;
-global string $gKe2Names%1[];
-
-proc float ke2Helper%1(float $value)
-{
-    /* Scale by the
-       global factor. */
-    float $scaled = $value * %2.5;
-    setAttr "pCube%1.translateX" $scaled;
-    return $scaled;
-}
-
-)";
 
 const char pythonChunk[] = R"PY(import os, sys
 from collections import OrderedDict as OD, defaultdict
@@ -90,16 +64,6 @@ def helper_%1(a, b,
 
 
 )PY";
-
-QString generate(const char *chunk, int size)
-{
-    QString text;
-    text.reserve(size + 4096);
-    QRandomGenerator random(42);
-    for (int i = 0; text.size() < size; ++i)
-        text += QString::fromLatin1(chunk).arg(i).arg(random.bounded(9) + 1);
-    return text;
-}
 
 // Best of several runs, so the figure is the scanner's own and not the machine's mood.
 double bestSeconds(const std::function<void()> &work, int minRuns = 5, double minTotal = 0.3)
@@ -186,8 +150,8 @@ int main(int argc, char **argv)
 
     // "--pathological" runs only the second table.
     const bool pathologicalOnly = app.arguments().contains(QStringLiteral("--pathological"));
-    const QString mel = generate(melChunk, pathologicalOnly ? 0 : targetSize);
-    const QString python = generate(pythonChunk, pathologicalOnly ? 0 : targetSize);
+    const QString mel = ke2bench::GenerateText(ke2bench::melChunk, pathologicalOnly ? 0 : targetSize);
+    const QString python = ke2bench::GenerateText(pythonChunk, pathologicalOnly ? 0 : targetSize);
     MelParser melParser;
     PythonParser pythonParser;
 

@@ -6,8 +6,8 @@
 #include "app/python_host.h"
 #include "language/pylint_worker.h"
 #include "plugin/host_bridge.h"
+#include "tests/support/stack_probe.h"
 
-#include <QtCore/QAtomicInteger>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
@@ -19,25 +19,6 @@
 using namespace ke2;
 
 namespace {
-
-// Lowest and highest stack address at which the worker's thread delivered a queued call to it.
-class StackProbe : public QObject {
-public:
-    QAtomicInteger<quintptr> lowest{~quintptr(0)};
-    QAtomicInteger<quintptr> highest{0};
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::MetaCall) {
-            volatile char marker = 0;
-            const quintptr here = quintptr(&marker);
-            for (quintptr low = lowest.loadAcquire(); here < low && !lowest.testAndSetOrdered(low, here);)
-                low = lowest.loadAcquire();
-            for (quintptr high = highest.loadAcquire(); here > high && !highest.testAndSetOrdered(high, here);)
-                high = highest.loadAcquire();
-        }
-        return QObject::eventFilter(watched, event);
-    }
-};
 
 // Resident memory in KB, as the kernel reports it; -1 where that is not available.
 long residentKb(const char *field)
@@ -71,7 +52,7 @@ int main(int argc, char **argv)
     }
     QThread thread;
     auto *worker = new PylintWorker;
-    auto *probe = new StackProbe;
+    auto *probe = new test::StackProbe;
     worker->installEventFilter(probe);
     PylintWorker::Options options;
     options.pylintEnabled = true;

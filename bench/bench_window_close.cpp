@@ -3,6 +3,7 @@
 // deleted: what the program runs before its interpreter ends (the close checks, saving the
 // buffers and the session, deleting the editors). Median of 5 runs, each a fresh session.
 #include "app/python_host.h"
+#include "bench_support.h"
 #include "bench_target.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -11,11 +12,9 @@
 #include "shell/kestrel_editor.h"
 
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 #include <QtWidgets/QApplication>
 
-#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -40,19 +39,15 @@ QByteArray pythonFile(int lines)
 
 int main(int argc, char **argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    ke2bench::offscreenUnlessSet();
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     QTemporaryDir dir;
     QStringList paths;
     for (int i = 0; i < files; ++i) {
         const QString path = dir.filePath(QStringLiteral("module%1.py").arg(i));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(pythonFile(linesPerFile)) < 0) {
-            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+        if (!ke2bench::writeFile(path, pythonFile(linesPerFile)))
             return 1;
-        }
         paths << path;
     }
 
@@ -87,14 +82,10 @@ int main(int argc, char **argv)
         samples.push_back(double(clock.nsecsElapsed()) / 1e6);
         app.processEvents();
     }
-    std::vector<double> sorted = samples;
-    std::sort(sorted.begin(), sorted.end());
-    const double median = sorted[sorted.size() / 2];
+    const double median = ke2bench::median(samples);
     std::printf("Closing the standalone window, %d tabs (%d files of %d lines, 2 typed-in buffers)\n", files + 2, files,
                 linesPerFile);
-    std::printf("  runs (ms):");
-    for (double sample : samples)
-        std::printf(" %.1f", sample);
+    ke2bench::printSamples("runs (ms)", samples);
     std::printf("\n  median: %.1f ms (target < %.0f ms): %s\n", median, targetMs, median < targetMs ? "met" : "NOT met");
     ke2bench::BelowRow("closing the window, 20 tabs: close to window deleted", median, "ms", targetMs);
     return 0;

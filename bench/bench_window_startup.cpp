@@ -3,6 +3,7 @@
 // editor. Median of 5 runs; also tells how many of the 19 hidden tabs were highlighted before
 // that first paint (the target is none: a hidden tab highlights when it is first shown).
 // Then a session of two 5 MB Python files (one of them current) and twenty small ones.
+#include "bench_support.h"
 #include "bench_target.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
@@ -10,7 +11,6 @@
 #include "shell/kestrel_editor.h"
 
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
 #include <QtCore/QTemporaryDir>
 #include <QtGui/QTextBlock>
 #include <QtGui/QTextLayout>
@@ -30,53 +30,46 @@ constexpr int linesPerFile = 2000;
 constexpr int runs = 5;
 constexpr double targetMs = 300.0;
 
-QString melFile(int lines)
+// `lines` lines of `chunk` over and over, "%1" in it numbering the repetitions.
+template <int n> QString repeated(const char *const (&chunk)[n], int lines)
 {
-    static const char *const chunk[] = {
-        "global proc string[] kTool%1(string $nodes[], int $depth)",
-        "{",
-        "    string $result[];",
-        "    for ($node in $nodes) {",
-        "        if (`objExists $node` && $depth < 10) {",
-        "            $result[size($result)] = `getAttr ($node + \".name\")`; // keep it",
-        "        } else {",
-        "            warning (\"skipped \" + $node);",
-        "        }",
-        "    }",
-        "    return $result;",
-        "}",
-        "",
-    };
-    const int n = int(sizeof(chunk) / sizeof(chunk[0]));
     QStringList out;
     for (int i = 0; out.size() < lines; ++i)
         out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
     return out.join(QLatin1Char('\n'));
 }
 
-QString pythonFile(int lines)
-{
-    static const char *const chunk[] = {
-        "class Node%1(object):",
-        "    \"\"\"A node of the graph.\"\"\"",
-        "",
-        "    def __init__(self, name, parent=None):",
-        "        self.name = name  # display name",
-        "        self.children = [child for child in range(10) if child % 2]",
-        "",
-        "    def walk(self, depth=0):",
-        "        for child in self.children:",
-        "            if isinstance(child, Node%1) and depth < 10:",
-        "                yield from child.walk(depth + 1)",
-        "        return None",
-        "",
-    };
-    const int n = int(sizeof(chunk) / sizeof(chunk[0]));
-    QStringList out;
-    for (int i = 0; out.size() < lines; ++i)
-        out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
-    return out.join(QLatin1Char('\n'));
-}
+const char *const melChunk[] = {
+    "global proc string[] kTool%1(string $nodes[], int $depth)",
+    "{",
+    "    string $result[];",
+    "    for ($node in $nodes) {",
+    "        if (`objExists $node` && $depth < 10) {",
+    "            $result[size($result)] = `getAttr ($node + \".name\")`; // keep it",
+    "        } else {",
+    "            warning (\"skipped \" + $node);",
+    "        }",
+    "    }",
+    "    return $result;",
+    "}",
+    "",
+};
+
+const char *const pythonChunk[] = {
+    "class Node%1(object):",
+    "    \"\"\"A node of the graph.\"\"\"",
+    "",
+    "    def __init__(self, name, parent=None):",
+    "        self.name = name  # display name",
+    "        self.children = [child for child in range(10) if child % 2]",
+    "",
+    "    def walk(self, depth=0):",
+    "        for child in self.children:",
+    "            if isinstance(child, Node%1) and depth < 10:",
+    "                yield from child.walk(depth + 1)",
+    "        return None",
+    "",
+};
 
 // Records the moment the watched widget first paints.
 class FirstPaint : public QObject {
@@ -101,12 +94,6 @@ bool highlighted(const CodeEditor *editor)
         if (!block.text().trimmed().isEmpty())
             return !block.layout()->formats().isEmpty();
     return false;
-}
-
-double medianOf(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values.empty() ? 0 : values[values.size() / 2];
 }
 
 bool measure(QApplication &app, const QStringList &tabs, int runCount, std::vector<double> &samples,
@@ -150,20 +137,15 @@ bool measure(QApplication &app, const QStringList &tabs, int runCount, std::vect
 
 int main(int argc, char **argv)
 {
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-        qputenv("QT_QPA_PLATFORM", "offscreen");
+    ke2bench::offscreenUnlessSet();
     QApplication app(argc, argv);
     QTemporaryDir dir;
     QStringList tabs;
     for (int i = 0; i < 2 * tabsPerLanguage; ++i) {
         const bool mel = i < tabsPerLanguage;
         const QString path = dir.filePath(QStringLiteral("script%1.%2").arg(i).arg(mel ? "mel" : "py"));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly)) {
-            std::fprintf(stderr, "cannot write %s\n", qPrintable(path));
+        if (!ke2bench::writeFile(path, repeated(mel ? melChunk : pythonChunk, linesPerFile).toUtf8()))
             return 1;
-        }
-        file.write((mel ? melFile(linesPerFile) : pythonFile(linesPerFile)).toUtf8());
         // The last tab is the current one, as a user who opened them in order left it.
         tabs.append(QStringLiteral("0;1;%1;%2;0;0").arg(path).arg(i == 2 * tabsPerLanguage - 1 ? 1 : 0));
     }
@@ -174,22 +156,15 @@ int main(int argc, char **argv)
     int hiddenHighlighted = 0;
     if (!measure(app, tabs, runs, samples, constructed, cpu, hiddenHighlighted))
         return 1;
-    std::vector<double> sorted = samples;
-    std::sort(sorted.begin(), sorted.end());
-    const double median = sorted[sorted.size() / 2];
+    const double median = ke2bench::median(samples);
     std::printf("Window start-up, %d tabs of %d lines (%d MEL, %d Python), to the first paint\n", 2 * tabsPerLanguage,
                 linesPerFile, tabsPerLanguage, tabsPerLanguage);
-    std::printf("  runs (ms):");
-    for (double sample : samples)
-        std::printf(" %.1f", sample);
-    std::printf("\n  of which constructing the window and restoring the tabs (ms):");
-    for (double sample : constructed)
-        std::printf(" %.1f", sample);
-    std::printf("\n  processor time to the first paint (ms):");
-    for (double sample : cpu)
-        std::printf(" %.1f", sample);
-    std::sort(cpu.begin(), cpu.end());
-    std::printf(" (median %.1f)", cpu[cpu.size() / 2]);
+    ke2bench::printSamples("runs (ms)", samples);
+    std::printf("\n");
+    ke2bench::printSamples("of which constructing the window and restoring the tabs (ms)", constructed);
+    std::printf("\n");
+    ke2bench::printSamples("processor time to the first paint (ms)", cpu);
+    std::printf(" (median %.1f)", ke2bench::median(cpu));
     std::printf("\n  median: %.1f ms (target < %.0f ms): %s\n", median, targetMs, median < targetMs ? "met" : "NOT met");
     std::printf("  hidden tabs highlighted before the first paint: %d of %d (target 0): %s\n", hiddenHighlighted,
                 2 * tabsPerLanguage - 1, hiddenHighlighted == 0 ? "met" : "NOT met");
@@ -200,15 +175,13 @@ int main(int argc, char **argv)
     QStringList large;
     for (int i = 0; i < 20; ++i) {
         const QString path = dir.filePath(QStringLiteral("small%1.py").arg(i));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(pythonFile(20).toUtf8()) < 0)
+        if (!ke2bench::writeFile(path, repeated(pythonChunk, 20).toUtf8()))
             return 1;
         large.append(QStringLiteral("0;1;%1;0;0;0").arg(path));
     }
     for (int i = 0; i < 2; ++i) {
         const QString path = dir.filePath(QStringLiteral("large%1.py").arg(i));
-        QFile file(path);
-        if (!file.open(QIODevice::WriteOnly) || file.write(pythonFile(5 * 1024 * 1024 / 40).toUtf8()) < 0)
+        if (!ke2bench::writeFile(path, repeated(pythonChunk, 5 * 1024 * 1024 / 40).toUtf8()))
             return 1;
         large.append(QStringLiteral("0;1;%1;%2;0;0").arg(path).arg(i));
     }
@@ -218,7 +191,7 @@ int main(int argc, char **argv)
         return 1;
     std::printf("Window start-up, two 5 MB Python files and twenty small ones: first paint %.1f ms (processor %.1f ms), "
                 "constructing %.1f ms, median of 3\n",
-                medianOf(largeSamples), medianOf(largeCpu), medianOf(largeConstructed));
-    ke2bench::BelowRow("start-up, two 5 MB and twenty small files: window shown", medianOf(largeSamples), "ms", 1000);
+                ke2bench::median(largeSamples), ke2bench::median(largeCpu), ke2bench::median(largeConstructed));
+    ke2bench::BelowRow("start-up, two 5 MB and twenty small files: window shown", ke2bench::median(largeSamples), "ms", 1000);
     return 0;
 }

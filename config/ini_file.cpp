@@ -70,6 +70,72 @@ QVector<QPair<QByteArray, QByteArray>> physicalLines(const QByteArray &text)
     return lines;
 }
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+// Qt 5's writer, given a text codec, converts each UTF-16 unit on its own, so a character outside
+// the Basic Multilingual Plane (an emoji in a recent file's path) is written as "??" and lost.
+// Written without a codec, every non-ASCII character is a "\xHHHH" escape instead, which loses
+// nothing; this turns those escapes in the values back into UTF-8 so that the file stays readable.
+// Keys are left alone: "\" there is a group separator, not an escape.
+QByteArray valuesAsUtf8(const QByteArray &written)
+{
+    const auto hexDigit = [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+    };
+    // As the reader takes an escape: every hex digit after "\x".
+    const auto escapeAt = [&](const QByteArray &text, int at, int *end) {
+        uint value = 0;
+        int i = at + 2;
+        while (i < text.size() && hexDigit(text.at(i)) && value <= 0xFFFF)
+            value = value * 16 + uint(QByteArray(1, text.at(i++)).toUInt(nullptr, 16));
+        *end = i;
+        return i > at + 2 && (i >= text.size() || !hexDigit(text.at(i))) ? value : 0u;
+    };
+    QByteArray result;
+    result.reserve(written.size());
+    for (const auto &line : physicalLines(written)) {
+        const QByteArray &bytes = line.first;
+        const int equals = bytes.startsWith('[') ? -1 : bytes.indexOf('=');
+        // Values Qt writes byte for byte, never through a codec, stay as written.
+        const QByteArray value = equals < 0 ? QByteArray() : bytes.mid(equals + 1).trimmed();
+        if (equals < 0 || value.startsWith("@ByteArray(") || value.startsWith("@Variant(")) {
+            result += bytes + line.second;
+            continue;
+        }
+        result += bytes.left(equals + 1);
+        for (int i = equals + 1; i < bytes.size(); ++i) {
+            const char c = bytes.at(i);
+            if (c != '\\' || i + 1 >= bytes.size()) {
+                result += c;
+                continue;
+            }
+            int end = 0;
+            const uint value = bytes.at(i + 1) == 'x' ? escapeAt(bytes, i, &end) : 0u;
+            if (QChar::isHighSurrogate(value) && end + 1 < bytes.size() && bytes.at(end) == '\\'
+                && bytes.at(end + 1) == 'x') {
+                int lowEnd = 0;
+                const uint low = escapeAt(bytes, end, &lowEnd);
+                if (QChar::isLowSurrogate(low)) {
+                    const char32_t pair = QChar::surrogateToUcs4(char16_t(value), char16_t(low));
+                    result += QString::fromUcs4(&pair, 1).toUtf8();
+                    i = lowEnd - 1;
+                    continue;
+                }
+            }
+            if (value >= 0x80 && !QChar::isSurrogate(value)) {
+                result += QString(QChar(char16_t(value))).toUtf8();
+                i = end - 1;
+                continue;
+            }
+            // Anything else (an escaped backslash or quote, a control character) stays as written.
+            result += c;
+            result += bytes.at(++i);
+        }
+        result += line.second;
+    }
+    return result;
+}
+#endif
+
 QVector<Line> splitLines(const QByteArray &text)
 {
     QVector<Line> lines;
@@ -371,7 +437,9 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
         for (const QString &scratch : {baselinePath, tempPath}) {
             {
                 QSettings settings(scratch, QSettings::IniFormat);
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
                 useUtf8(settings);
+#endif
                 for (auto it = before.cbegin(); it != before.cend(); ++it)
                     settings.setValue(it.key(), it.value());
                 if (scratch == tempPath)
@@ -389,7 +457,11 @@ bool IniFile::write(const QString &path, const std::function<void(QSettings &)> 
     QFile written(tempPath);
     if (!written.open(QIODevice::ReadOnly))
         return false;
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    const QByteArray generated = reorder(valuesAsUtf8(written.readAll()), layout);
+#else
     const QByteArray generated = reorder(written.readAll(), layout);
+#endif
     QByteArray result = original.isEmpty() ? generated : merge(original, baseline, after, generated);
     if (result == original && target.exists())
         return true;

@@ -15,6 +15,7 @@
 #include <QtCore/QFileInfo>
 #include <QtCore/QFileSystemWatcher>
 #include <QtCore/QHash>
+#include <QtCore/QMetaMethod>
 #include <QtGui/QTextDocument>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QScrollBar>
@@ -297,7 +298,9 @@ void CodeEditor::OnTextChanged()
 
 void CodeEditor::OnTextChangedDelay()
 {
-    emit TextChanged(m_path, toPlainText());
+    // The text of a large buffer is costly to copy: only for someone who takes it.
+    if (isSignalConnected(QMetaMethod::fromSignal(&CodeEditor::TextChanged)))
+        emit TextChanged(m_path, toPlainText());
 }
 
 void CodeEditor::OnModificationChanged(bool modified)

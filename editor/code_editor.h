@@ -148,6 +148,10 @@ public:
 
     // Width of the line-number area (also its size hint).
     int LineNumberAreaWidth() const;
+    // Keeps the line-number area wide enough for `lines` lines (0: for the lines there are). A
+    // change of its width lays out every line again, which a file loading in pieces would
+    // otherwise cause each time its line count gains a digit.
+    void ReserveLineNumbers(int lines);
     int GutterWidth() const;
     int TabStopWidth() const;
     // Number of indentation guides drawn for a block.
@@ -338,6 +342,7 @@ private:
     CodeEditorMarks m_marks[MARK_CLASS_COUNT];
     QMap<int, QString> m_lineMessages[MARK_CLASS_COUNT];
     int m_markedBlockCount = 0; // block count when the line maps were last built
+    int m_reservedLines = 0;
 };
 
 } // namespace ke2

@@ -292,6 +292,18 @@ int CodeEditor::GuideCount(const QTextBlock &block) const
 
 void CodeEditor::paintEvent(QPaintEvent *event)
 {
+    // A document coloured on demand gets the colours of the lines about to be painted.
+    auto *highlighter = qobject_cast<ke2::Highlighter *>(m_highlighter);
+    if (highlighter && highlighter->OnDemand()) {
+        const QPointF offset = contentOffset();
+        const int bottom = event->rect().bottom();
+        for (QTextBlock block = firstVisibleBlock(); block.isValid(); block = block.next()) {
+            if (blockBoundingGeometry(block).translated(offset).top() > bottom)
+                break;
+            if (block.isVisible())
+                highlighter->ColourShown(block);
+        }
+    }
     QPlainTextEdit::paintEvent(event);
     if (Settings::instance().codeEditorDisplayIndentationGuides && RoleDefined(ColorRoleName::indentationGuides))
         PaintIndentationGuides(event);
@@ -360,12 +372,19 @@ int CodeEditor::GutterWidth() const
 
 int CodeEditor::LineNumberAreaWidth() const
 {
-    int count = std::max(1, blockCount());
+    int count = std::max({1, blockCount(), m_reservedLines});
     int digits = 0;
     for (; count > 0; count /= 10)
         ++digits;
     digits = std::max(2, digits);
     return GutterWidth() + fontMetrics().horizontalAdvance(QLatin1Char('9')) * digits + 7;
+}
+
+void CodeEditor::ReserveLineNumbers(int lines)
+{
+    m_reservedLines = lines;
+    if (LineNumberAreaWidth() != viewportMargins().left())
+        UpdateLineNumberWidth();
 }
 
 void CodeEditor::UpdateLineNumberWidth()

@@ -55,16 +55,22 @@ bool values(const QByteArray &bytes, QMap<QString, QVariant> &out)
     return ok;
 }
 
+// The lines as the reader cuts them: at "\r\n", "\n" or a lone "\r". The last line gains a line
+// end when something is added after it; that is no change of it.
 QList<QByteArray> lines(const QByteArray &bytes)
 {
-    // The last line gains a line end when something is added after it; that is no change of it.
-    QList<QByteArray> result = bytes.split('\n');
-    if (!result.isEmpty() && result.last().isEmpty())
-        result.removeLast();
-    for (QByteArray &line : result) {
-        if (line.endsWith('\r'))
-            line.chop(1);
+    QList<QByteArray> result;
+    int start = 0;
+    for (int i = 0; i < bytes.size(); ++i) {
+        if (bytes.at(i) != '\n' && bytes.at(i) != '\r')
+            continue;
+        result.append(bytes.mid(start, i - start));
+        if (bytes.at(i) == '\r' && i + 1 < bytes.size() && bytes.at(i + 1) == '\n')
+            ++i;
+        start = i + 1;
     }
+    if (start < bytes.size())
+        result.append(bytes.mid(start));
     return result;
 }
 

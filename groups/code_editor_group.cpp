@@ -510,15 +510,20 @@ void CodeEditorGroup::UpdateParser()
     Analyse();
 }
 
-void CodeEditorGroup::Analyse()
+void CodeEditorGroup::Analyse(const QString *known)
 {
     if (m_tabUpdatesSuspended || !isVisible())
         return;
     CodeEditor *editor = CurrentCodeEditor();
     BaseParser *parser = nullptr;
-    if (editor && editor->Language() == LANGUAGE_MEL)
+    // The scanners read the whole text on this thread: in a buffer past this size (a scene file
+    // of many megabytes) a pause would hold up typing for seconds, so it goes without outline
+    // and diagnostics.
+    constexpr int analysedLength = 8 * 1024 * 1024;
+    const bool analysed = editor && editor->document()->characterCount() <= analysedLength;
+    if (analysed && editor->Language() == LANGUAGE_MEL)
         parser = &m_melParser;
-    else if (editor && editor->Language() == LANGUAGE_PYTHON)
+    else if (analysed && editor->Language() == LANGUAGE_PYTHON)
         parser = &m_pythonParser;
     if (!parser) {
         if (editor)
@@ -527,7 +532,7 @@ void CodeEditorGroup::Analyse()
         emit ParserUpdated(nullptr);
         return;
     }
-    const QString text = editor->toPlainText();
+    const QString text = known ? *known : editor->toPlainText();
     if (parser == &m_melParser)
         m_melParser.SetLinting(Settings::instance().melLintEnabled, &MelCommandCatalog::instance());
     parser->Parse(text, editor->Path());
@@ -701,7 +706,7 @@ void CodeEditorGroup::OnCodeEditorReceivedFocus() { emit ReceivedFocus(this); }
 void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
     if (IsCurrentSender()) {
-        Analyse();
+        Analyse(&text);
         UpdateCounter();
     }
     emit TextChanged(path, text);

@@ -221,7 +221,9 @@ private:
     void ConnectCodeEditor(CodeEditor *codeEditor);
     void DisconnectCodeEditor(CodeEditor *codeEditor);
     void UpdateTab(int index);
-    void Analyse();
+    // `text`: the current editor's text when the caller has it (a copy of a large buffer is
+    // costly); otherwise it is read from the editor.
+    void Analyse(const QString *text = nullptr);
     // Drag handling shared by the group and its editors' viewports; `pos` in group coordinates.
     // Returns whether the drag is one the group takes.
     bool UpdateDrag(const QPoint &pos, const QMimeData *mime);

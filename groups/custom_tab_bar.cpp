@@ -218,7 +218,17 @@ void CustomTabBar::PaintMark(QPainter &painter, const QRect &area, const QColor 
     const int side = std::min({int(markSize), area.width(), area.height()});
     const QRect rect(area.center().x() - side / 2 + 1, area.center().y() - side / 2 + 1, side, side);
     if (!mark.availableSizes().isEmpty()) {
-        mark.paint(&painter, rect);
+        // The mark's shape in the tab's text colour: the icon itself is drawn for a dark tab bar
+        // and would vanish on a light one.
+        const qreal ratio = painter.device() ? painter.device()->devicePixelRatioF() : 1.0;
+        QPixmap tinted = mark.pixmap(rect.size() * ratio);
+        tinted.setDevicePixelRatio(ratio);
+        {
+            QPainter tint(&tinted);
+            tint.setCompositionMode(QPainter::CompositionMode_SourceIn);
+            tint.fillRect(tinted.rect(), color);
+        }
+        painter.drawPixmap(rect, tinted);
         return;
     }
     // No icon set installed: a dot in the text colour says the same.

@@ -94,12 +94,19 @@ Highlighter::Highlighter(QTextDocument *document)
     m_sliceTimer.setSingleShot(true);
     m_sliceTimer.setInterval(0);
     connect(&m_sliceTimer, &QTimer::timeout, this, [this] { continuePending(false); });
+    m_sweepTimer.setSingleShot(true);
+    m_sweepTimer.setInterval(0);
+    connect(&m_sweepTimer, &QTimer::timeout, this, &Highlighter::sweepStates);
     // Connected after the base's own reformatting slot: the pass of an edit ends here. The base
     // walks on from an edit only while the lines it highlights change their state; the line after
     // an edit that splits or joins lines may have a new previous line whose state differs from
     // the one it was highlighted from, with nothing changed in the lines the base did.
     if (document)
         connect(document, &QTextDocument::contentsChange, this, [this](int from, int, int added) {
+            if (m_onDemand) {
+                onDemandChange(from, added);
+                return;
+            }
             closePass();
             if (this->document())
                 walkOnFrom(this->document()->findBlock(from + added).next());
@@ -128,6 +135,18 @@ void Highlighter::openPass()
 void Highlighter::deferCurrentBlock()
 {
     const QTextBlock block = currentBlock();
+    if (m_onDemand) {
+        // Its old colours stay until it is shown again (without data it is coloured then), and
+        // the state pass takes the lines on from here.
+        if (const QTextLayout *layout = block.layout()) {
+            for (const QTextLayout::FormatRange &range : layout->formats())
+                setFormat(range.start, range.length, range.format);
+        }
+        setCurrentBlockState(block.userState());
+        setCurrentBlockUserData(nullptr);
+        sweepFrom(block.position());
+        return;
+    }
     // Unchanged colours: the base then sees no format change and nothing is laid out again.
     if (const QTextLayout *layout = block.layout()) {
         for (const QTextLayout::FormatRange &range : layout->formats())
@@ -149,6 +168,25 @@ void Highlighter::deferCurrentBlock()
 
 void Highlighter::FinishPending()
 {
+    if (m_onDemand) {
+        m_sweepTimer.stop();
+        m_sweepFrom = QTextCursor();
+        m_pendingStart = QTextCursor();
+        m_pendingEnd = QTextCursor();
+        m_unbounded = true;
+        m_colouring = true;
+        rehighlight();
+        m_colouring = false;
+        m_unbounded = false;
+        closePass();
+        if (document()) {
+            m_sweptEnd = QTextCursor(document());
+            m_sweptEnd.movePosition(QTextCursor::End);
+            m_sweptEnd.setKeepPositionOnInsert(true);
+        }
+        emit PendingFinished();
+        return;
+    }
     m_sliceTimer.stop();
     if (!HighlightPending())
         return;
@@ -159,6 +197,156 @@ void Highlighter::FinishPending()
     rehighlight();
     m_unbounded = false;
     closePass();
+    emit PendingFinished();
+}
+
+void Highlighter::HighlightOnDemand()
+{
+    if (m_onDemand || !document())
+        return;
+    m_onDemand = true;
+    // The base colours every line a change touches, and each line it colours keeps a layout with
+    // its colours: for a file of millions of lines that is most of the memory and time of a load.
+    disconnect(document(), SIGNAL(contentsChange(int,int,int)), this, SLOT(_q_reformatBlocks(int,int,int)));
+    m_sliceTimer.stop();
+    m_pendingStart = QTextCursor();
+    m_pendingEnd = QTextCursor();
+    m_sweptEnd = QTextCursor(document());
+    m_sweptEnd.setKeepPositionOnInsert(true);
+    m_sweepTimer.start();
+}
+
+void Highlighter::ColourShown(const QTextBlock &block)
+{
+    if (!m_onDemand || !block.isValid() || CodeEditorBlockData::of(block))
+        return;
+    // A pass of its own: a line about to be painted is never left for later (only the lines its
+    // new state walks on to are).
+    closePass();
+    colour(block);
+    closePass();
+}
+
+void Highlighter::colour(const QTextBlock &block)
+{
+    const bool was = m_colouring;
+    m_colouring = true;
+    m_lastBlockNumber = -1;
+    rehighlightBlock(block);
+    m_colouring = was;
+}
+
+void Highlighter::onDemandChange(int from, int added)
+{
+    // Colouring announces itself as a change of the lines it coloured.
+    if (m_colouring || !document())
+        return;
+    closePass();
+    QTextBlock block = document()->findBlock(from);
+    const QTextBlock last = document()->findBlock(from + added);
+    if (!block.isValid())
+        return;
+    if (!m_changesUncoloured && last.isValid() && last.blockNumber() - block.blockNumber() < MinLinesPerSlice) {
+        // An edit: its lines are coloured at once, as the base would.
+        while (block.isValid() && block.blockNumber() <= last.blockNumber()) {
+            colour(block);
+            const int reached = std::max(m_lastBlockNumber, block.blockNumber());
+            block = document()->findBlockByNumber(reached).next();
+        }
+    } else {
+        // Many lines (a slice of a load, a large paste): none is coloured until shown. The lines
+        // at both ends kept their data from before and must be coloured again.
+        block.setUserData(nullptr);
+        if (last.isValid())
+            QTextBlock(last).setUserData(nullptr);
+    }
+    closePass();
+    const int changeEnd = from + added;
+    if (m_changedEnd.isNull() || changeEnd > m_changedEnd.position()) {
+        m_changedEnd = QTextCursor(document());
+        m_changedEnd.setPosition(std::min(changeEnd, document()->characterCount() - 1));
+    }
+    sweepFrom(from);
+}
+
+void Highlighter::sweepFrom(int position)
+{
+    if (!document())
+        return;
+    if (m_sweptEnd.isNull() || position < m_sweptEnd.position()) {
+        if (m_sweepFrom.isNull() || position < m_sweepFrom.position()) {
+            m_sweepFrom = QTextCursor(document());
+            m_sweepFrom.setPosition(position);
+            m_sweepFrom.setKeepPositionOnInsert(true);
+        }
+    }
+    if (!m_sweepTimer.isActive())
+        m_sweepTimer.start();
+}
+
+void Highlighter::sweepStates()
+{
+    if (!document() || !m_onDemand)
+        return;
+    closePass();
+    QElapsedTimer timer;
+    timer.start();
+    const bool redo = !m_sweepFrom.isNull();
+    QTextBlock block = document()->findBlock(redo ? m_sweepFrom.position() : m_sweptEnd.position());
+    const int knownEnd = m_sweptEnd.position();
+    const int changedEnd = m_changedEnd.isNull() ? -1 : m_changedEnd.position();
+    m_sweepFrom = QTextCursor();
+    int state = block.previous().isValid() ? block.previous().userState() : -1;
+    int count = 0;
+    while (block.isValid()) {
+        if (++count % 64 == 0 && timer.elapsed() >= SliceBudgetMs / 2)
+            break;
+        const CodeEditorBlockData *data = CodeEditorBlockData::of(block);
+        if (data && data->startState() == state) {
+            state = block.userState();
+        } else if (data) {
+            // Coloured from a state that was not known yet (shown before the pass got there).
+            colour(block);
+            state = block.userState();
+            if (m_lastBlockNumber > block.blockNumber()) {
+                block = document()->findBlockByNumber(m_lastBlockNumber);
+                state = block.userState();
+            }
+        } else {
+            const int end = endState(block.text(), state);
+            const int before = block.userState();
+            block.setUserState(end);
+            state = end;
+            // Past every edit, a line that ends as it did before leaves the known lines after
+            // it as they were.
+            if (redo && end == before && block.position() > changedEnd && block.position() < knownEnd) {
+                block = document()->findBlock(knownEnd);
+                state = block.previous().isValid() ? block.previous().userState() : -1;
+                m_changedEnd = QTextCursor();
+                continue;
+            }
+        }
+        block = block.next();
+    }
+    if (!m_sweepFrom.isNull()) {
+        // A line coloured on the way ran out of budget: go on from the earliest such line.
+        m_sweepTimer.start();
+        return;
+    }
+    if (block.isValid()) {
+        if (block.position() < knownEnd) {
+            m_sweepFrom = QTextCursor(document());
+            m_sweepFrom.setPosition(block.position());
+            m_sweepFrom.setKeepPositionOnInsert(true);
+        } else {
+            m_sweptEnd.setPosition(block.position());
+            m_changedEnd = QTextCursor();
+        }
+        m_sweepTimer.start();
+        return;
+    }
+    m_sweptEnd.movePosition(QTextCursor::End);
+    m_changedEnd = QTextCursor();
     emit PendingFinished();
 }
 
@@ -275,11 +463,7 @@ void Highlighter::highlightBlock(const QString &rawText)
     if (!g_highlightingEnabled)
         return;
 
-    if (m_formatGeneration != formatCache().generation) {
-        m_formatGeneration = formatCache().generation;
-        buildRules();
-        prepareRegionSearches();
-    }
+    ensureRules();
 
     const QString text = hasLoneSurrogate(rawText) ? withoutLoneSurrogates(rawText) : rawText;
     // Builtins after keywords: a name on both lists takes the builtin colour.
@@ -296,6 +480,15 @@ void Highlighter::highlightBlock(const QString &rawText)
     data->setBlank(text.trimmed().isEmpty());
 
     highlightWhitespace(text);
+}
+
+void Highlighter::ensureRules()
+{
+    if (m_formatGeneration != formatCache().generation) {
+        m_formatGeneration = formatCache().generation;
+        buildRules();
+        prepareRegionSearches();
+    }
 }
 
 void Highlighter::ApplyCallRules(const QString &text)
@@ -352,9 +545,42 @@ void Highlighter::applyRuleVector(const QVector<HighlightRule> &ruleVector, cons
 
 void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *data)
 {
+    QString code;
+    const int state = walkRegions(
+        text, previousBlockState(),
+        [&](int regionStart, int regionEnd, const RegionRule &rule, bool closed) {
+            const int length = text.size();
+            setFormat(regionStart, regionEnd - regionStart, rule.format);
+            const bool comment = rule.isLineComment || rule.endsWithLine();
+            // A region that is still open at the line end, or a comment to the end, also covers
+            // the cursor position after the last character.
+            const bool coversLineEnd = regionEnd >= length && (!closed || comment);
+            const int lastColumn = coversLineEnd ? length : regionEnd - 1;
+            data->addStringRange(regionStart, lastColumn);
+            if (comment)
+                data->addLineCommentRange(regionStart, lastColumn);
+            if (rule.isBlockComment)
+                data->addBlockCommentRange(regionStart, lastColumn);
+        },
+        [&](int start, int end, bool computeHint) { recordCode(text, start, end, data, computeHint, code); });
+    setCurrentBlockState(state);
+    data->setCodeText(code);
+}
+
+int Highlighter::endState(const QString &rawText, int startState)
+{
+    if (!g_highlightingEnabled)
+        return -1;
+    ensureRules();
+    const QString text = hasLoneSurrogate(rawText) ? withoutLoneSurrogates(rawText) : rawText;
+    return walkRegions(text, startState, [](int, int, const RegionRule &, bool) {}, [](int, int, bool) {});
+}
+
+template <typename Region, typename Code>
+int Highlighter::walkRegions(const QString &text, int startState, Region region, Code code)
+{
     const int length = text.size();
     const int ruleCount = regionRules.size();
-    QString code;
 
     // The earliest opening of each rule found so far: an opening found from an earlier offset is
     // still the earliest from any later offset up to it, so each rule scans the line about once
@@ -379,7 +605,7 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
         return best;
     };
 
-    int ruleIndex = previousBlockState();
+    int ruleIndex = startState;
     if (ruleIndex >= ruleCount)
         ruleIndex = -1;
     int regionStart = 0;
@@ -387,14 +613,14 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
     if (ruleIndex < 0) {
         regionStart = findOpening(0, &ruleIndex);
         if (regionStart < 0) {
-            recordCode(text, 0, length, data, true, code);
-            data->setCodeText(code);
-            return;
+            code(0, length, true);
+            return -1;
         }
-        recordCode(text, 0, regionStart, data, regionRules.at(ruleIndex).isLineComment, code);
+        code(0, regionStart, regionRules.at(ruleIndex).isLineComment);
         searchFrom = qMin(length, regionStart + regionRules.at(ruleIndex).startLength);
     }
 
+    int state = -1;
     for (;;) {
         const RegionRule &rule = regionRules.at(ruleIndex);
         int regionEnd = -1;
@@ -415,42 +641,32 @@ void Highlighter::highlightRegions(const QString &text, CodeEditorBlockData *dat
 
         const bool closed = regionEnd >= 0;
         if (closed) {
-            setCurrentBlockState(-1);
+            state = -1;
         } else {
             regionEnd = length;
             const bool endsWithBackslash = length > 0 && text.at(length - 1) == QLatin1Char('\\');
-            setCurrentBlockState(rule.continuesOnlyWithBackslash && !endsWithBackslash ? -1 : ruleIndex);
+            state = rule.continuesOnlyWithBackslash && !endsWithBackslash ? -1 : ruleIndex;
         }
         regionEnd = qMax(regionEnd, regionStart + 1 > length ? length : regionStart + 1);
-
-        setFormat(regionStart, regionEnd - regionStart, rule.format);
+        region(regionStart, regionEnd, rule, closed);
         const bool comment = rule.isLineComment || rule.endsWithLine();
-        // A region that is still open at the line end, or a comment to the end, also covers the
-        // cursor position after the last character.
-        const bool coversLineEnd = regionEnd >= length && (!closed || comment);
-        const int lastColumn = coversLineEnd ? length : regionEnd - 1;
-        data->addStringRange(regionStart, lastColumn);
-        if (comment)
-            data->addLineCommentRange(regionStart, lastColumn);
-        if (rule.isBlockComment)
-            data->addBlockCommentRange(regionStart, lastColumn);
 
         if (regionEnd >= length) {
             // A region closed right at the line end leaves an empty rest of code; it still
             // decides the hint (MEL derives it from the line's braces).
             if (closed && !comment)
-                recordCode(text, length, length, data, true, code);
+                code(length, length, true);
             break;
         }
         regionStart = findOpening(regionEnd, &ruleIndex);
         if (regionStart < 0) {
-            recordCode(text, regionEnd, length, data, true, code);
+            code(regionEnd, length, true);
             break;
         }
-        recordCode(text, regionEnd, regionStart, data, regionRules.at(ruleIndex).isLineComment, code);
+        code(regionEnd, regionStart, regionRules.at(ruleIndex).isLineComment);
         searchFrom = qMin(length, regionStart + regionRules.at(ruleIndex).startLength);
     }
-    data->setCodeText(code);
+    return state;
 }
 
 void Highlighter::prepareRegionSearches()

@@ -38,10 +38,23 @@ public:
     explicit Highlighter(QTextDocument *document);
     ~Highlighter() override;
 
-    // Whether some lines wait for a later slice.
-    bool HighlightPending() const { return m_pendingStart.isNull() == false; }
-    // Highlights every waiting line now (for callers that need every line right at once).
+    // Whether some lines wait for a later slice (or, on demand, for the pass over the states).
+    bool HighlightPending() const { return !m_pendingStart.isNull() || m_sweepTimer.isActive(); }
+    // Highlights every waiting line now (for callers that need every line right at once); on
+    // demand, every line of the document.
     void FinishPending();
+
+    // For a document too big to keep colours for every line (a file opened in pieces): from now
+    // on a change colours only the lines it touches when they are few, and the editor colours the
+    // lines it shows (ColourShown). An idle pass in slices carries the states (open strings and
+    // comments) through the other lines without colouring them, so a line shown later starts from
+    // the right state; a line coloured from a state that turns out wrong is coloured again.
+    void HighlightOnDemand();
+    bool OnDemand() const { return m_onDemand; }
+    // Colours `block` if it has not been (on demand only).
+    void ColourShown(const QTextBlock &block);
+    // On demand, while set, changes colour none of their lines however few (a load's slices).
+    void SetChangesUncoloured(bool uncoloured) { m_changesUncoloured = uncoloured; }
 
     // The global switch: while highlighting is off, lines only get their state and block data
     // reset. Existing documents need a rehighlight() to follow a change.
@@ -109,6 +122,22 @@ private:
     void walkOnFrom(QTextBlock block);
     void openPass();
     void closePass() { m_passOpen = false; }
+    void onDemandChange(int from, int added);
+    // One slice of the pass over the line states; queues the next while lines remain.
+    void sweepStates();
+    void sweepFrom(int position);
+    // rehighlightBlock() under the guard that keeps its own change from counting as an edit.
+    void colour(const QTextBlock &block);
+
+    bool m_onDemand = false;
+    bool m_colouring = false;
+    bool m_changesUncoloured = false;
+    // Lines before `m_sweptEnd` have known states, except from `m_sweepFrom` (when set) to past
+    // `m_changedEnd`, where edits may have changed them.
+    QTextCursor m_sweptEnd;
+    QTextCursor m_sweepFrom;
+    QTextCursor m_changedEnd;
+    QTimer m_sweepTimer;
 
     bool m_passOpen = false;
     int m_passLines = 0;
@@ -122,6 +151,14 @@ private:
     int m_lastBlockNumber = -1;
 
     void highlightRegions(const QString &text, CodeEditorBlockData *data);
+    // The walk over a line's strings and comments shared by colouring and the state pass: calls
+    // `region(start, end, rule, closed)` and `code(start, end, computeHint)` in line order and
+    // returns the state at the line end.
+    template <typename Region, typename Code>
+    int walkRegions(const QString &text, int startState, Region region, Code code);
+    // The state a line ends in, from the state of the line before, without colouring it.
+    int endState(const QString &text, int startState);
+    void ensureRules();
     void recordCode(const QString &text, int start, int end, CodeEditorBlockData *data, bool computeHint, QString &code);
     void highlightWhitespace(const QString &text);
 

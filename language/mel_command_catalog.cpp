@@ -29,8 +29,14 @@ MelCommandCatalog &MelCommandCatalog::instance()
 
 void MelCommandCatalog::Reset()
 {
+    Forget(-1);
+}
+
+void MelCommandCatalog::Forget(int generation)
+{
     Flush();
-    m_generation = -1;
+    ++m_revision;
+    m_generation = generation;
     m_commands.clear();
     m_otherNames.clear();
     m_syntax.clear();
@@ -47,10 +53,7 @@ void MelCommandCatalog::Sync()
     const int generation = HostBridge::melListsGeneration();
     if (generation == m_generation)
         return;
-    Flush();
-    m_generation = generation;
-    m_commands.clear();
-    m_otherNames.clear();
+    Forget(generation);
     for (const QString &name : HostBridge::melCommands()) {
         if (!name.isEmpty())
             m_commands.insert(name);
@@ -61,13 +64,6 @@ void MelCommandCatalog::Sync()
                 m_otherNames.insert(name);
         }
     }
-    m_syntax.clear();
-    m_helpTexts.clear();
-    m_whatIsKnown.clear();
-    m_unsourcedScripts.clear();
-    m_diskLoaded = false;
-    m_dirty = false;
-    m_cacheFile.clear();
 }
 
 bool MelCommandCatalog::KnowsCommands() const
@@ -97,6 +93,12 @@ bool MelCommandCatalog::IsKnownName(const QString &name)
     if (kind.startsWith(QLatin1String("Script")))
         m_unsourcedScripts.insert(name);
     return known;
+}
+
+int MelCommandCatalog::SyntaxRevision()
+{
+    Sync();
+    return hostHasMel() ? m_revision : -1;
 }
 
 bool MelCommandCatalog::IsUnsourcedScript(const QString &name)

@@ -20,6 +20,7 @@ public:
     bool IsKnownName(const QString &name) override;
     const MelCommandSyntax *CommandSyntax(const QString &name) override;
     bool IsUnsourcedScript(const QString &name) override;
+    int SyntaxRevision() override;
     bool IsCommand(const QString &name);
 
     // Code the user ran may have defined names that were unknown: ask the host again.
@@ -33,9 +34,12 @@ public:
 
 private:
     void Sync();
+    // Drops all the host told, for the lists of `generation`.
+    void Forget(int generation);
     void LoadDiskCache();
 
     int m_generation = -1;
+    int m_revision = 0; // counts the times the lists were read or forgotten
     QSet<QString> m_commands;
     QSet<QString> m_otherNames; // run-time commands and procedures
     QHash<QString, MelCommandSyntax> m_syntax;

@@ -1,6 +1,7 @@
 #include "language/mel_linter.h"
 
 #include <QtCore/QSet>
+#include <QtCore/QVarLengthArray>
 
 #include <algorithm>
 
@@ -93,7 +94,7 @@ int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
 {
     // At most half full: probes stay short.
     if (size_t(m_count + 1) * 2 > m_slots.size()) {
-        std::vector<Slot> old(std::max<size_t>(64, m_slots.size() * 2));
+        std::vector<Slot> old(std::max<size_t>(16, m_slots.size() * 2));
         old.swap(m_slots);
         const size_t mask = m_slots.size() - 1;
         for (const Slot &slot : old) {
@@ -159,7 +160,7 @@ QString MelProcedure::Signature() const
     QString head = global ? QStringLiteral("global proc ") : QStringLiteral("proc ");
     if (!returnType.isEmpty())
         head += returnType + QLatin1Char(' ');
-    return head + name + QLatin1Char('(') + parameters.join(QStringLiteral(", ")) + QLatin1Char(')');
+    return head + name + QLatin1Char('(') + parameterList + QLatin1Char(')');
 }
 
 // --- structure ------------------------------------------------------------------------------------
@@ -173,7 +174,7 @@ MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(t
 void MelLinter::MatchBrackets()
 {
     m_match.fill(-1, m_tokens.size());
-    QVector<int> open;
+    QVarLengthArray<int, 64> open;
     for (int i = 0; i < m_tokens.size(); ++i) {
         const MelToken &token = m_tokens.at(i);
         if (isOpener(m_text, token)) {
@@ -227,27 +228,29 @@ void MelLinter::FindProcedures()
         procedure.headToken = procedure.global ? i - 1 : i;
         procedure.nameToken = at;
         // Parameters: "type $name" or "type $name[]", separated by commas.
-        QString parameter;
+        procedure.parametersOpen = open;
+        bool separator = false;
         for (int k = open + 1; k < close; ++k) {
             if (Is(k, ",")) {
-                procedure.parameters.append(parameter);
-                parameter.clear();
+                separator = true;
                 continue;
             }
             if (m_tokens.at(k).kind == MelToken::Variable)
-                procedure.parameterNames.append(TextOf(k).toString());
-            if (!parameter.isEmpty() && m_tokens.at(k).spaceBefore)
-                parameter += QLatin1Char(' ');
-            parameter += TextOf(k);
+                ++procedure.parameterCount;
+            if (separator && !procedure.parameterList.isEmpty())
+                procedure.parameterList += QLatin1String(", ");
+            else if (!procedure.parameterList.isEmpty() && m_tokens.at(k).spaceBefore)
+                procedure.parameterList += QLatin1Char(' ');
+            separator = false;
+            procedure.parameterList += TextOf(k);
         }
-        if (!parameter.isEmpty())
-            procedure.parameters.append(parameter);
         procedure.bodyOpen = close + 1;
         procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
         const QStringView name = TextOf(at);
+        const int parameters = procedure.parameterCount;
         bool first = false;
-        int &found = m_procedureIndex.Insert(name, m_procedures.size(), &first);
-        if (!first && found >= 0 && m_procedures.at(found).parameterNames.size() != procedure.parameterNames.size())
+        int &found = m_procedureIndex.Insert(name, parameters, &first);
+        if (!first && found != parameters)
             found = -2; // two definitions that disagree: no count is certain
         m_procedures.append(procedure);
         i = procedure.bodyOpen;
@@ -264,21 +267,9 @@ bool MelLinter::IsProcedureName(int token) const
 
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
-    return m_procedureIndex.Value(name) != MelNameTable::missing;
+    return ProcedureTable().Value(name) != MelNameTable::missing;
 }
 
-bool MelLinter::DefinesNamesAtRunTime() const
-{
-    for (int i = 0; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
-        if (IsWord(i, "source") || IsWord(i, "loadPlugin"))
-            return true;
-        // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
-        if (token.kind == MelToken::String && mayDefineNames(TextOf(i)))
-            return true;
-    }
-    return false;
-}
 
 bool MelLinter::IsAssignment(int token) const
 {
@@ -339,10 +330,15 @@ const QVector<MelLinter::Call> &MelLinter::Calls() const
 
 void MelLinter::FindCalls() const
 {
-    const bool anyProcedure = !m_procedureIndex.IsEmpty();
-    const auto visit = [this, anyProcedure](Call &call) {
+    const MelNameTable &procedures = ProcedureTable();
+    const bool anyProcedure = !procedures.IsEmpty();
+    int caughtUntil = -1; // the closing parenthesis of the catch under way
+    const auto visit = [&](Call &call) {
         if (anyProcedure)
-            call.procedure = m_procedureIndex.Value(TextOf(call.nameToken));
+            call.procedure = procedures.Value(TextOf(call.nameToken));
+        call.caught = call.nameToken < caughtUntil;
+        if (IsWord(call.nameToken, "catch") || IsWord(call.nameToken, "catchQuiet"))
+            caughtUntil = std::max(caughtUntil, call.argumentsEnd);
         m_calls.append(call);
     };
     m_calls.reserve(m_tokens.size() / 8);
@@ -354,7 +350,8 @@ void MelLinter::FindCalls() const
         bool caseLabel;    // the statement began with case or default: its ":" starts the next
         bool commandArgs;  // the rest of the statement are a command's arguments
     };
-    QVector<Frame> stack{{Top, true, false, false, false}};
+    QVarLengthArray<Frame, 32> stack;
+    stack.append({Top, true, false, false, false});
     int nextProcedure = 0; // procedures come in text order: the next head to meet
     const auto atProcedureHead = [&](int token) {
         while (nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken < token)
@@ -427,6 +424,8 @@ void MelLinter::FindCalls() const
         }
         const QStringView word = TextOf(i);
         const bool callParen = Is(i + 1, "(") && !m_tokens.at(i + 1).spaceBefore;
+        if ((word == QLatin1String("catch") || word == QLatin1String("catchQuiet")) && Is(i + 1, "("))
+            caughtUntil = std::max(caughtUntil, m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count);
         if (start) {
             if (word == QLatin1String("if") || word == QLatin1String("while") || word == QLatin1String("for")
                 || word == QLatin1String("switch")) {
@@ -472,6 +471,20 @@ void MelLinter::FindCalls() const
     }
 }
 
+bool MelLinter::Step(Nesting &nesting, int token) const
+{
+    const MelToken &t = m_tokens.at(token);
+    if (t.kind == MelToken::Backquote)
+        nesting.backquote = !nesting.backquote;
+    else if (isOpener(m_text, t))
+        ++nesting.depth;
+    else if (isCloser(m_text, t))
+        --nesting.depth;
+    else
+        return false;
+    return true;
+}
+
 int MelLinter::ArgumentCount(const Call &call) const
 {
     const int begin = call.argumentsBegin;
@@ -480,17 +493,9 @@ int MelLinter::ArgumentCount(const Call &call) const
         if (begin >= end)
             return 0;
         int commas = 0;
-        int depth = 0;
-        bool backquote = false;
+        Nesting nesting;
         for (int i = begin; i < end; ++i) {
-            const MelToken &token = m_tokens.at(i);
-            if (token.kind == MelToken::Backquote)
-                backquote = !backquote;
-            else if (isOpener(m_text, token))
-                ++depth;
-            else if (isCloser(m_text, token))
-                --depth;
-            else if (depth == 0 && !backquote && Is(i, ","))
+            if (!Step(nesting, i) && nesting.Top() && Is(i, ","))
                 ++commas;
         }
         return commas + 1;
@@ -524,7 +529,9 @@ int MelLinter::ArgumentCount(const Call &call) const
             if (token.kind == MelToken::Flag)
                 return -1;
             if (token.kind == MelToken::Operator) {
-                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore;
+                // Only a minus before a number is surely a sign: "-$x" may read as a subtraction.
+                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore
+                                  && m_tokens.at(i + 1).kind == MelToken::Number;
                 if (!sign)
                     return -1;
             }
@@ -541,24 +548,22 @@ int MelLinter::ArgumentCount(const Call &call) const
 void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 {
     // Names declared "global" anywhere in the file: their message says what is missing.
-    MelNameTable globals;
-    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
-        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
-            for (int k = i + 2; k < m_tokens.size() && !Is(k, ";"); ++k) {
-                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                    globals.Insert(TextOf(k), 1);
-            }
-        }
+    MelNameTable ownGlobals;
+    if (!m_file) {
+        for (int token : GlobalDeclarations())
+            ownGlobals.Insert(TextOf(token), 1);
     }
+    const MelNameTable &globals = m_file ? m_file->globals : ownGlobals;
     // The names each procedure knows so far, by the number of the procedure that last met them:
     // one table for all procedures, never cleared.
     MelNameTable knownIn;
     int number = 0;
     for (const MelProcedure &procedure : m_procedures) {
         ++number;
-        const auto known = [&knownIn, number](QStringView name) { return knownIn.Value(name) == number; };
-        for (const QString &name : procedure.parameterNames)
-            knownIn.Insert(QStringView(name), number) = number;
+        for (int k = procedure.parametersOpen + 1; k < procedure.bodyOpen - 1; ++k) {
+            if (m_tokens.at(k).kind == MelToken::Variable)
+                knownIn.Insert(TextOf(k), number) = number;
+        }
         int depth = 0;
         int declarationDepth = -1; // nesting depth of the declaration statement under way
         for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
@@ -578,8 +583,10 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
             if (token.kind != MelToken::Variable)
                 continue;
             const QStringView name = TextOf(i);
-            if (known(name))
+            int &seenIn = knownIn.Insert(name, 0);
+            if (seenIn == number)
                 continue;
+            seenIn = number;
             bool declares = false;
             if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
                 declares = true; // "int $x", "global string $g[]"
@@ -604,7 +611,6 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 }
                 declares = IsAssignment(k);
             }
-            knownIn.Insert(name, number) = number;
             if (declares)
                 continue;
             if (globals.Value(name) == 1)
@@ -619,13 +625,12 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 
 void MelLinter::CheckArgumentCounts(QVector<MelLintWarning> &out) const
 {
-    if (m_procedures.isEmpty())
+    if (ProcedureTable().IsEmpty())
         return;
     for (const Call &call : Calls()) {
-        const int index = call.procedure;
-        if (index < 0)
+        const int expected = call.procedure;
+        if (expected < 0)
             continue;
-        const int expected = m_procedures.at(index).parameterNames.size();
         const int given = ArgumentCount(call);
         if (given < 0 || given == expected)
             continue;
@@ -651,34 +656,152 @@ void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
     }
 }
 
-void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
+QVector<int> MelLinter::GlobalDeclarations() const
 {
-    if (!names.KnowsCommands() || DefinesNamesAtRunTime())
+    QVector<int> found;
+    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
+        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
+            int k = i + 2;
+            for (; k < m_tokens.size() && !Is(k, ";"); ++k) {
+                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+                    found.append(k);
+            }
+            i = k;
+        }
+    }
+    return found;
+}
+
+void MelNameUses::Append(const MelNameUses &other, int offset)
+{
+    for (MelToken token : other.calls) {
+        token.start += offset;
+        calls.append(token);
+    }
+    for (MelToken token : other.guarded) {
+        token.start += offset;
+        guarded.append(token);
+    }
+    runTime = runTime || other.runTime;
+}
+
+void MelLinter::CollectNameUses(MelNameUses &out) const
+{
+    const int count = m_tokens.size();
+    for (int i = 0; i < count && !out.runTime; ++i) {
+        const MelToken &token = m_tokens.at(i);
+        if (token.kind == MelToken::String) {
+            const QStringView inside = TextOf(i).mid(1, token.length - 2);
+            // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
+            if (mayDefineNames(inside)) {
+                out.runTime = true;
+            } else if (!inside.isEmpty() && token.length >= 3 && TextOf(i).endsWith(QLatin1Char('"'))
+                       && std::all_of(inside.begin(), inside.end(), [](QChar c) {
+                              return c.isLetterOrNumber() || c == QLatin1Char('_');
+                          })) {
+                // A name written as a string is most often tested for ("exists", "whatIs") or
+                // run under a guard: calls of it are left alone.
+                out.guarded.append({token.start + 1, token.length - 2, MelToken::Word, false});
+            }
+        } else if (token.kind == MelToken::Word) {
+            // Sources scripts, loads plug-ins, makes commands, or asks whether one is loaded.
+            if (IsWord(i, "source") || IsWord(i, "loadPlugin") || IsWord(i, "pluginInfo")
+                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash"))
+                out.runTime = true;
+            else if ((IsWord(i, "exists") || IsWord(i, "whatIs")) && i + 1 < count
+                     && m_tokens.at(i + 1).kind == MelToken::Word)
+                out.guarded.append(m_tokens.at(i + 1));
+        }
+    }
+    if (out.runTime)
         return;
     MelNameTable seen;
-    QVector<int> unknown;
-    bool sourcesScripts = false;
     for (const Call &call : Calls()) {
-        if (call.procedure != -1)
-            continue; // defined in this file
+        if (call.procedure != -1 || call.caught)
+            continue; // defined in this file, or caught when missing
         const QStringView word = TextOf(call.nameToken);
         bool first = false;
         seen.Insert(word, 1, &first);
-        if (!first)
-            continue;
-        if (IsMelReservedWord(word) || isLanguageBuiltin(word))
-            continue;
-        const QString name = word.toString();
-        if (!names.IsKnownName(name))
-            unknown.append(call.nameToken);
-        else if (names.IsUnsourcedScript(name))
-            sourcesScripts = true;
+        if (first && !IsMelReservedWord(word) && !isLanguageBuiltin(word))
+            out.calls.append(m_tokens.at(call.nameToken));
     }
-    // A script that the file's own calls source may define any of the names: none is certain.
-    if (sourcesScripts)
+}
+
+void MelNameUseCounts::Add(QStringView text, const MelNameUses &uses, int sign)
+{
+    const auto count = [&](const MelToken &token) -> Entry & {
+        const QStringView name = text.mid(token.start, token.length);
+        int index = m_index.Value(name);
+        if (index == MelNameTable::missing) {
+            // The table keeps a view: of the entry's own copy of the name, which moves with it.
+            index = int(m_entries.size());
+            m_entries.push_back({name.toString(), 0, 0});
+            m_index.Insert(QStringView(m_entries.back().name), index);
+        }
+        return m_entries[size_t(index)];
+    };
+    for (const MelToken &token : uses.calls)
+        count(token).calls += sign;
+    for (const MelToken &token : uses.guarded)
+        count(token).guards += sign;
+    if (uses.runTime)
+        m_runTime += sign;
+    // Names typed and gone again stay behind with no count: drop them now and then.
+    if (m_entries.size() > 2 * m_compactedSize + 64) {
+        std::vector<Entry> live;
+        for (Entry &entry : m_entries) {
+            if (entry.calls != 0 || entry.guards != 0)
+                live.push_back(std::move(entry));
+        }
+        m_entries.swap(live);
+        m_index = MelNameTable();
+        for (int i = 0; i < int(m_entries.size()); ++i)
+            m_index.Insert(QStringView(m_entries[size_t(i)].name), i);
+        m_compactedSize = m_entries.size();
+    }
+}
+
+MelNameTable MelNameUseCounts::UnknownNames(MelNameSource &names) const
+{
+    MelNameTable unknown;
+    if (m_runTime > 0 || !names.KnowsCommands())
+        return unknown;
+    for (const Entry &entry : m_entries) {
+        if (entry.calls <= 0 || entry.guards > 0)
+            continue;
+        if (!names.IsKnownName(entry.name))
+            unknown.Insert(QStringView(entry.name), 1);
+        else if (names.IsUnsourcedScript(entry.name))
+            return MelNameTable();
+    }
+    return unknown;
+}
+
+void MelLinter::ReportUnknownNames(QStringView text, const QVector<MelToken> &calls, int offset,
+                                   MelNameTable &unknown, QVector<MelLintWarning> &out)
+{
+    for (const MelToken &token : calls) {
+        const QStringView word = text.mid(token.start + offset, token.length);
+        int &left = unknown.Insert(word, 0);
+        if (left != 1)
+            continue;
+        left = 0; // the first call only
+        out.append({QStringLiteral("Unknown command or procedure %1").arg(word.toString()), token.start + offset,
+                    token.start + offset + token.length});
+    }
+}
+
+void MelLinter::CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const
+{
+    if (!names.KnowsCommands())
         return;
-    for (int token : qAsConst(unknown))
-        Warn(out, token, QStringLiteral("Unknown command or procedure %1").arg(TextOf(token).toString()));
+    MelNameUses uses;
+    CollectNameUses(uses);
+    MelNameUseCounts counts;
+    counts.Add(m_text, uses, 1);
+    MelNameTable unknown = counts.UnknownNames(names);
+    if (!unknown.IsEmpty())
+        ReportUnknownNames(m_text, uses.calls, 0, unknown, out);
 }
 
 void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const
@@ -690,19 +813,12 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
         if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
             continue;
         const QStringView word = TextOf(call.nameToken);
-        int depth = 0;
-        bool backquote = false;
+        Nesting nesting;
         const MelCommandSyntax *syntax = nullptr;
         bool asked = false;
         for (int i = call.argumentsBegin; i < call.argumentsEnd; ++i) {
-            const MelToken &token = m_tokens.at(i);
-            if (token.kind == MelToken::Backquote)
-                backquote = !backquote;
-            else if (isOpener(m_text, token))
-                ++depth;
-            else if (isCloser(m_text, token))
-                --depth;
-            if (token.kind != MelToken::Flag || depth != 0 || backquote)
+            Step(nesting, i);
+            if (m_tokens.at(i).kind != MelToken::Flag || !nesting.Top())
                 continue;
             if (!asked) {
                 asked = true;
@@ -716,7 +832,10 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
             if (!syntax || syntax->flags.isEmpty())
                 break;
             const QStringView flag = TextOf(i).mid(1);
-            if (!syntax->Find(flag))
+            // Query and edit are the host's own flags for every command that has them.
+            const bool queryOrEdit = flag == QLatin1String("q") || flag == QLatin1String("e")
+                                     || flag == QLatin1String("query") || flag == QLatin1String("edit");
+            if (!queryOrEdit && !syntax->Find(flag))
                 Warn(out, i, QStringLiteral("Command %1 has no flag -%2").arg(word.toString(), flag.toString()));
         }
     }

@@ -41,6 +41,9 @@ public:
     // A script on the host's path that is not sourced yet: calling it sources it, and whatever
     // procedures it defines become known only then.
     virtual bool IsUnsourcedScript(const QString &name) { Q_UNUSED(name) return false; }
+    // Changes whenever CommandSyntax() or KnowsCommands() may answer otherwise than before, so
+    // that flag warnings worked out earlier can be kept; -1: not known, nothing is kept.
+    virtual int SyntaxRevision() { return -1; }
 };
 
 // Names (views of text that outlives the table) to numbers, asked for nearly every token by the
@@ -87,12 +90,52 @@ private:
     int m_count = 0;
 };
 
+// What the rest of a file tells the checks of one part of it: the procedures the whole file
+// defines (name -> number of parameters, -2 when two definitions disagree) and the variables it
+// declares "global" anywhere.
+struct MelFileContext {
+    MelNameTable procedures;
+    MelNameTable globals;
+};
+
+// The names a text calls without defining them, for the unknown-command check, which needs them
+// for the whole file: token ranges of the text (only start and length are meaningful).
+struct MelNameUses {
+    QVector<MelToken> calls;   // the first call of each name, outside catch
+    QVector<MelToken> guarded; // names the text tests for (exists, whatIs) or writes as a string
+    bool runTime = false;      // the text may define names at run time (sources, loads plug-ins...)
+    void Append(const MelNameUses &other, int offset);
+};
+
+// How many parts of a file call, or test for, each name: kept up to date part by part, so that
+// the unknown-name check over a whole file costs what its names are, not what its calls are.
+class MelNameUseCounts {
+public:
+    // Counts the names of `uses` (ranges of `text`) in (sign 1) or out (sign -1).
+    void Add(QStringView text, const MelNameUses &uses, int sign);
+    // The names called and neither tested for nor known to `names`; none when the file may
+    // define names at run time or calls a script not sourced yet, which may define any of them.
+    MelNameTable UnknownNames(MelNameSource &names) const;
+
+private:
+    struct Entry {
+        QString name;
+        int calls = 0;
+        int guards = 0;
+    };
+    std::vector<Entry> m_entries; // the table's views point into their names
+    MelNameTable m_index;
+    size_t m_compactedSize = 0;
+    int m_runTime = 0;
+};
+
 // A procedure as the file defines it.
 struct MelProcedure {
     QString name;
     QString returnType;          // empty when declared without one ("string[]" for arrays)
-    QStringList parameters;      // as written: "string $names[]"
-    QStringList parameterNames;  // "$names"
+    QString parameterList;       // as written: "string $names[], int $count"
+    int parameterCount = 0;
+    int parametersOpen = -1;     // token index of "("
     bool global = false;
     int headToken = -1; // "global" or "proc"
     int nameToken = -1;
@@ -118,6 +161,11 @@ struct MelLintWarning {
 class MelLinter {
 public:
     explicit MelLinter(const QString &text);
+    // `text` is one part of a file: names defined elsewhere in the file come from `file`. Set
+    // before any check runs; `file` must outlive the checks.
+    void SetFileContext(const MelFileContext *file) { m_file = file; }
+    // The names this text declares global (token indices).
+    QVector<int> GlobalDeclarations() const;
 
     const QString &Text() const { return m_text; }
     const QVector<MelToken> &Tokens() const { return m_tokens; }
@@ -132,6 +180,11 @@ public:
     void CheckReturnValues(QVector<MelLintWarning> &out) const;
     // A word in command position that nothing defines (needs the host's lists).
     void CheckUnknownCommands(MelNameSource &names, QVector<MelLintWarning> &out) const;
+    // The first half of that check, for one part of a file...
+    void CollectNameUses(MelNameUses &out) const;
+    // ...and the second: the first of `calls` (ranges of `text`) to each of `unknown`.
+    static void ReportUnknownNames(QStringView text, const QVector<MelToken> &calls, int offset,
+                                   MelNameTable &unknown, QVector<MelLintWarning> &out);
     // A flag that the host command does not have (needs the host's syntax help).
     void CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> &out) const;
 
@@ -151,9 +204,11 @@ public:
         int argumentsBegin = -1;
         int argumentsEnd = -1;
         bool functionSyntax = false;
-        // The file's procedure of that name (the index in Procedures()), -1 when the file defines
+        // The number of parameters of the file's procedure of that name, -1 when the file defines
         // none, -2 when it defines two that disagree: looked up once for every check.
         int procedure = -1;
+        // Inside the parentheses of catch or catchQuiet: a missing name is caught there.
+        bool caught = false;
     };
     // Every call in command position and every function call inside expressions, in text order;
     // found by the first request, kept for the others.
@@ -192,10 +247,15 @@ private:
     void FindProcedures();
     // End (exclusive) of the command arguments that start at `from`.
     int CommandArgumentsEnd(int from, bool insideBackquote) const;
-    // Whether the file may define names at run time that no scan can see (it sources scripts,
-    // loads plug-ins or evaluates procedure definitions).
-    bool DefinesNamesAtRunTime() const;
     void Warn(QVector<MelLintWarning> &out, int token, const QString &message) const;
+    // The brackets and backquotes open around a token, followed token by token.
+    struct Nesting {
+        int depth = 0;
+        bool backquote = false;
+        bool Top() const { return depth == 0 && !backquote; }
+    };
+    // Moves `nesting` past `token`; whether the token was a bracket or a backquote.
+    bool Step(Nesting &nesting, int token) const;
     bool IsAssignment(int token) const;
     bool SameText(const MelToken &token, const char *text, int length) const
     {
@@ -211,7 +271,9 @@ private:
     QVector<MelToken> m_tokens;
     QVector<int> m_match; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
-    MelNameTable m_procedureIndex; // name -> first procedure; -2 when defined twice differently
+    MelNameTable m_procedureIndex; // name -> number of parameters; -2 when defined twice differently
+    const MelFileContext *m_file = nullptr;
+    const MelNameTable &ProcedureTable() const { return m_file ? m_file->procedures : m_procedureIndex; }
     mutable QVector<Call> m_calls;
     mutable bool m_callsFound = false;
 };

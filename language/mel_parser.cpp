@@ -1,5 +1,6 @@
 #include "language/mel_parser.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace ke2 {
@@ -29,21 +30,172 @@ void MelParser::SetLinting(bool on, MelNameSource *names)
 {
     m_lint = on;
     m_names = names;
+    if (!on) {
+        m_parts.clear();
+        m_nameCounts = MelNameUseCounts();
+        m_file = MelFileContext();
+        m_fileTexts.clear();
+        m_fileBuilt = false;
+    }
+}
+
+int MelParser::ReadPart(QStringView part, int index, const QVector<LintPart> &old, int &misses,
+                        std::vector<std::unique_ptr<MelLinter>> &linters)
+{
+    // Most parts stand where they stood, counted from the start or from the end. A part moved
+    // elsewhere is found by its hash; the table is made once more than the edited part missed.
+    const int shifted = index + int(old.size()) - int(m_parts.size());
+    for (const int at : {index, shifted}) {
+        if (at >= 0 && at < old.size() && old.at(at).text == part) {
+            m_parts[index] = old.at(at);
+            return at;
+        }
+    }
+    if (++misses > 1 && !old.isEmpty()) {
+        if (m_oldPartsByHash.isEmpty()) {
+            for (int i = 0; i < old.size(); ++i)
+                m_oldPartsByHash.insert(qHash(old.at(i).text), i);
+        }
+        const auto found = m_oldPartsByHash.constFind(qHash(part));
+        if (found != m_oldPartsByHash.constEnd() && old.at(*found).text == part) {
+            m_parts[index] = old.at(*found);
+            return *found;
+        }
+    }
+    LintPart &read = m_parts[index];
+    read.text = part.toString();
+    auto linter = std::make_unique<MelLinter>(read.text);
+    read.procedures = linter->Procedures();
+    uint hash = 0;
+    for (const MelProcedure &procedure : read.procedures) {
+        const MelToken &name = linter->Tokens().at(procedure.nameToken);
+        const int parameters = procedure.parameterCount;
+        read.definitions.append({name.start, name.length, parameters});
+        hash = hash * 31 + qHash(linter->TextOf(procedure.nameToken)) + uint(parameters);
+    }
+    for (int token : linter->GlobalDeclarations()) {
+        const MelToken &name = linter->Tokens().at(token);
+        read.definitions.append({name.start, name.length, -1});
+        hash = hash * 31 + qHash(linter->TextOf(token));
+    }
+    read.definitionsHash = hash;
+    linters[size_t(index)] = std::move(linter);
+    return -1;
+}
+
+const MelFileContext &MelParser::FileContext(uint context)
+{
+    if (m_fileBuilt && m_fileContext == context)
+        return m_file;
+    m_file = MelFileContext();
+    m_fileTexts.clear();
+    m_fileTexts.reserve(m_parts.size());
+    for (const LintPart &part : qAsConst(m_parts)) {
+        m_fileTexts.append(part.text);
+        for (const LintPart::Definition &definition : part.definitions) {
+            const QStringView name = QStringView(part.text).mid(definition.start, definition.length);
+            if (definition.parameters < 0) {
+                m_file.globals.Insert(name, 1);
+                continue;
+            }
+            bool first = false;
+            int &count = m_file.procedures.Insert(name, definition.parameters, &first);
+            if (!first && count != definition.parameters)
+                count = -2; // two definitions that disagree: no count is certain
+        }
+    }
+    m_fileBuilt = true;
+    m_fileContext = context;
+    return m_file;
 }
 
 void MelParser::Lint()
 {
-    const MelLinter linter(text);
-    const QVector<MelLintWarning> found = linter.Run(m_names);
-    for (const MelLintWarning &warning : found)
+    // The parts: [0, first head), [head, next head), ..., [last head, end).
+    QVector<int> bounds{0};
+    for (int start : qAsConst(m_partStarts)) {
+        if (start > bounds.last())
+            bounds.append(start);
+    }
+    bounds.append(text.size());
+    const QVector<LintPart> old = std::move(m_parts);
+    m_parts = QVector<LintPart>(bounds.size() - 1);
+    std::vector<std::unique_ptr<MelLinter>> linters(size_t(m_parts.size()));
+    QVector<int> reused(old.size(), 0);
+    int misses = 0;
+    for (int i = 0; i < m_parts.size(); ++i) {
+        const int from = ReadPart(QStringView(text).mid(bounds.at(i), bounds.at(i + 1) - bounds.at(i)), i, old,
+                                  misses, linters);
+        if (from >= 0)
+            ++reused[from];
+    }
+    m_oldPartsByHash.clear();
+    // The name counts follow the parts: out go those not kept, twice in those kept twice.
+    for (int i = 0; i < old.size(); ++i) {
+        if (reused.at(i) != 1 && old.at(i).checked)
+            m_nameCounts.Add(old.at(i).text, old.at(i).uses, reused.at(i) - 1);
+    }
+
+    MelNameSource *names = m_names && m_names->KnowsCommands() ? m_names : nullptr;
+    const int syntaxRevision = names ? names->SyntaxRevision() : 0;
+    uint context = 0;
+    for (const LintPart &part : qAsConst(m_parts))
+        context = context * 31 + part.definitionsHash;
+    for (int i = 0; i < m_parts.size(); ++i) {
+        LintPart &part = m_parts[i];
+        if (part.checked && part.context == context && part.names == names
+            && (!names || (syntaxRevision >= 0 && part.syntaxRevision == syntaxRevision)))
+            continue;
+        if (!linters[size_t(i)])
+            linters[size_t(i)] = std::make_unique<MelLinter>(part.text);
+        MelLinter &linter = *linters[size_t(i)];
+        linter.SetFileContext(&FileContext(context));
+        part.warnings.clear();
+        linter.CheckUndeclaredVariables(part.warnings);
+        linter.CheckArgumentCounts(part.warnings);
+        linter.CheckReturnValues(part.warnings);
+        if (names)
+            linter.CheckUnknownFlags(*names, part.warnings);
+        std::stable_sort(part.warnings.begin(), part.warnings.end(),
+                         [](const MelLintWarning &a, const MelLintWarning &b) { return a.start < b.start; });
+        if (part.checked)
+            m_nameCounts.Add(part.text, part.uses, -1);
+        part.uses = MelNameUses();
+        linter.CollectNameUses(part.uses);
+        m_nameCounts.Add(part.text, part.uses, 1);
+        part.checked = true;
+        part.context = context;
+        part.names = names;
+        part.syntaxRevision = syntaxRevision;
+        linters[size_t(i)].reset();
+    }
+
+    QVector<MelLintWarning> found;
+    MelNameTable unknown;
+    if (names)
+        unknown = m_nameCounts.UnknownNames(*names);
+    m_procedures.clear();
+    for (int i = 0; i < m_parts.size(); ++i) {
+        const LintPart &part = m_parts.at(i);
+        const int offset = bounds.at(i);
+        for (const MelLintWarning &warning : part.warnings)
+            found.append({warning.message, warning.start + offset, warning.end + offset});
+        if (!unknown.IsEmpty())
+            MelLinter::ReportUnknownNames(text, part.uses.calls, offset, unknown, found);
+        m_procedures += part.procedures;
+    }
+    // Unknown names come after the part's own warnings: put them in place.
+    std::stable_sort(found.begin(), found.end(),
+                     [](const MelLintWarning &a, const MelLintWarning &b) { return a.start < b.start; });
+    for (const MelLintWarning &warning : qAsConst(found))
         AddWarning(warning.message, warning.start, warning.end);
-    m_procedures = linter.Procedures();
 }
 
 void MelParser::Reset()
 {
     BaseParser::Reset();
     m_procedures.clear();
+    m_partStarts.clear();
     inProcedure = false;
     procedureStartDepth = 0;
 }
@@ -217,6 +369,7 @@ bool MelParser::TryGlobalProcedure()
         return true;
     }
     AddOutlineItem(name, OutlineItem::MelGlobalProc, nameStart, braceDepth);
+    NotePartStart(start);
     pos = nameEnd;
     CheckProcedureHead(nameStart);
     return true;
@@ -283,6 +436,7 @@ void MelParser::TryLocalProcedure()
         return;
     }
     AddOutlineItem(name, OutlineItem::MelProc, nameStart, 0);
+    NotePartStart(start);
     pos = nameEnd;
     CheckProcedureHead(nameStart);
 }

@@ -3,6 +3,9 @@
 #include "language/base_parser.h"
 #include "language/mel_linter.h"
 
+#include <memory>
+#include <vector>
+
 namespace ke2 {
 
 // Scans a MEL buffer for global and local procedures, global variables and TODO markers, and
@@ -36,12 +39,56 @@ private:
     // the last blank, matched at `from`; -1 when they are not there.
     int MatchProcedureKeyword(int from) const;
     void CheckProcedureHead(int nameStart);
+    // A procedure head outside any brackets starts a part of the linter's.
+    void NotePartStart(int start)
+    {
+        if (m_lint && braceDepth == 0 && parenDepth == 0 && bracketDepth == 0)
+            m_partStarts.append(start);
+    }
     void SkipLineComment();
     void SkipBlockComment();
 
     bool m_lint = false;
     MelNameSource *m_names = nullptr;
     QVector<MelProcedure> m_procedures;
+
+    // One part of the text as the linter last read it: a top-level procedure and the statements
+    // after it, up to the next one (the first part: what comes before the first procedure). A
+    // part whose text did not change is not read again, and its warnings are kept as long as the
+    // rest of the file defines the same procedures and globals: so the linting after a typing
+    // pause costs what the edit changed, not the whole buffer.
+    struct LintPart {
+        // A procedure (its name and number of parameters) or a global variable (-1).
+        struct Definition {
+            int start = 0;
+            int length = 0;
+            int parameters = -1;
+        };
+        QString text;
+        QVector<MelProcedure> procedures;
+        QVector<Definition> definitions; // ranges of `text`
+        uint definitionsHash = 0;
+        MelNameUses uses;                 // ranges of `text`, counted in m_nameCounts once checked
+        QVector<MelLintWarning> warnings; // ranges of `text`
+        bool checked = false;
+        uint context = 0;                 // the file's definitions the warnings were made with
+        MelNameSource *names = nullptr;
+        int syntaxRevision = -1;
+    };
+    // The part of the last lint whose text is `part` (its index in `old`), or -1 after reading
+    // the part anew into m_parts[index].
+    int ReadPart(QStringView part, int index, const QVector<LintPart> &old, int &misses,
+                 std::vector<std::unique_ptr<MelLinter>> &linters);
+    // What all parts define, built again only when that changed.
+    const MelFileContext &FileContext(uint context);
+    QVector<LintPart> m_parts;
+    QVector<int> m_partStarts; // top-level procedure heads the scan found
+    QHash<uint, int> m_oldPartsByHash;
+    MelNameUseCounts m_nameCounts;
+    MelFileContext m_file;
+    QVector<QString> m_fileTexts; // the texts m_file's names are views of
+    uint m_fileContext = 0;
+    bool m_fileBuilt = false;
 };
 
 } // namespace ke2

@@ -55,8 +55,9 @@ bool BufferIo::Confirm(const QString &path, ReadMode mode, TextFileProbe *found)
                            .arg(TextFile::pieceLength)
                            .arg(QChar(0x21A9));
         else
-            question = QStringLiteral("'%1' is %2 MB. Opening a file this large can take a long time.\n\n"
-                                      "Open it anyway?")
+            question = QStringLiteral("'%1' is %2 MB. It loads in the background: what is in can be read and "
+                                      "scrolled at once, and the file can be edited and saved once it is all in "
+                                      "(the status bar shows how far it is).\n\nOpen it?")
                            .arg(path)
                            .arg(probe.size / (1024 * 1024));
         if (QMessageBox::question(m_window, QStringLiteral("Open File"), question, QMessageBox::Yes | QMessageBox::No,

@@ -1,6 +1,7 @@
 #include "shell/buffer_loader.h"
 
 #include "editor/code_editor.h"
+#include "language/highlighter.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEvent>
@@ -10,6 +11,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <climits>
+#include <deque>
 
 namespace ke2 {
 
@@ -18,7 +21,11 @@ namespace ke2 {
 struct BufferLoader::Decoded {
     std::atomic<bool> cancelled{false};
     bool read = false;
-    QString text;
+    // The text in pieces that end at line ends (the last at the end of the text), each let go
+    // once it is in the document: a file's text is not held twice until the load ends.
+    std::deque<QString> pieces;
+    qint64 length = 0;
+    int lines = 1;
     TextFileFormat format;
     TextFileNotes notes;
     QString error;
@@ -35,6 +42,35 @@ BufferLoader::~BufferLoader()
     m_decoded->cancelled = true;
 }
 
+namespace {
+
+constexpr int PieceLength = 4 * 1024 * 1024;
+
+// Cuts `text` into pieces of about PieceLength ending at line ends, from the back: the text
+// shrinks as the pieces are taken, so the pieces and the rest together stay its size.
+std::deque<QString> inPieces(QString &text, const std::atomic<bool> &cancelled)
+{
+    QVector<int> starts{0};
+    for (int from = PieceLength; from < text.size();) {
+        const int lineEnd = int(text.indexOf(QLatin1Char('\n'), from - 1));
+        if (lineEnd < 0 || lineEnd + 1 >= text.size())
+            break;
+        starts.append(lineEnd + 1);
+        from = lineEnd + 1 + PieceLength;
+    }
+    std::deque<QString> pieces;
+    for (int i = starts.size() - 1; i >= 0 && !cancelled; --i) {
+        pieces.push_front(text.mid(starts.at(i)));
+        text.truncate(starts.at(i));
+        // Shrinking in place gives the memory back at once.
+        text.squeeze();
+    }
+    text = QString();
+    return pieces;
+}
+
+} // namespace
+
 int BufferLoader::Percent() const
 {
     switch (m_stage) {
@@ -42,7 +78,7 @@ int BufferLoader::Percent() const
     case Stage::Reading:
         return -1;
     case Stage::Inserting:
-        return m_decoded->text.isEmpty() ? 0 : int(qint64(m_inserted) * 100 / m_decoded->text.size());
+        return m_decoded->length == 0 ? 0 : int(m_inserted * 100 / m_decoded->length);
     case Stage::Done:
     case Stage::Cancelled:
         break;
@@ -61,10 +97,12 @@ void BufferLoader::Start()
     const QString path = m_path;
     const bool utf8Preferred = m_utf8Preferred;
     QThread *worker = QThread::create([decoded, path, utf8Preferred] {
-        decoded->read = TextFile::Read(path, utf8Preferred, decoded->text, decoded->format, &decoded->notes,
-                                       &decoded->error);
-        if (decoded->cancelled)
-            decoded->text.clear();
+        QString text;
+        decoded->read = TextFile::Read(path, utf8Preferred, text, decoded->format, &decoded->notes, &decoded->error);
+        decoded->length = text.size();
+        decoded->lines = int(std::min<qint64>(text.count(QLatin1Char('\n')) + 1, INT_MAX));
+        if (!decoded->cancelled)
+            decoded->pieces = inPieces(text, decoded->cancelled);
     });
     // The thread object goes when its work is done, whether or not anyone still waits for it.
     connect(worker, &QThread::finished, worker, &QObject::deleteLater);
@@ -110,6 +148,10 @@ void BufferLoader::OnDecoded()
         return;
     }
     m_stage = Stage::Inserting;
+    // Lines are coloured as they are shown, not as they go in.
+    if (auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter()))
+        highlighter->HighlightOnDemand();
+    m_editor->ReserveLineNumbers(m_decoded->lines);
     m_end = QTextCursor(m_editor->document());
     m_end.movePosition(QTextCursor::End);
     InsertSlice();
@@ -119,14 +161,24 @@ void BufferLoader::InsertSlice()
 {
     if (m_stage != Stage::Inserting || !m_editor)
         return;
-    const QString &text = m_decoded->text;
-    int length = std::min(m_sliceLength, int(text.size()) - m_inserted);
-    // A slice ends where a line does: the document lays out and colours a whole line at each
-    // change to it, so a long line put in over several slices would cost that many times its
-    // length. (A line is at most TextFile::wholeLineLength long: longer ones arrive in rows.)
-    if (m_inserted + length < text.size()) {
-        const int lineEnd = int(text.indexOf(QLatin1Char('\n'), m_inserted + length - 1));
-        length = (lineEnd < 0 ? int(text.size()) : lineEnd + 1) - m_inserted;
+    std::deque<QString> &pieces = m_decoded->pieces;
+    while (!pieces.empty() && m_inPiece >= pieces.front().size()) {
+        pieces.pop_front();
+        m_inPiece = 0;
+    }
+    if (pieces.empty()) {
+        Finish();
+        return;
+    }
+    const QString &text = pieces.front();
+    int length = std::min(m_sliceLength, int(text.size()) - m_inPiece);
+    // A slice ends where a line does: the document lays out a whole line at each change to it,
+    // so a long line put in over several slices would cost that many times its length. (A line
+    // is at most TextFile::wholeLineLength long: longer ones arrive in rows.) Pieces end at line
+    // ends too.
+    if (m_inPiece + length < text.size()) {
+        const int lineEnd = int(text.indexOf(QLatin1Char('\n'), m_inPiece + length - 1));
+        length = (lineEnd < 0 ? int(text.size()) : lineEnd + 1) - m_inPiece;
     }
     QElapsedTimer timer;
     timer.start();
@@ -137,7 +189,13 @@ void BufferLoader::InsertSlice()
     // The editor's cursor shares the end of an empty document with the insertion, and would be
     // carried along: it stays at the start, where the reader begins.
     const bool first = m_inserted == 0 && document->isEmpty();
-    m_end.insertText(text.mid(m_inserted, length));
+    auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter());
+    if (highlighter)
+        highlighter->SetChangesUncoloured(true);
+    m_end.insertText(m_inPiece == 0 && length == text.size() ? text : text.mid(m_inPiece, length));
+    if (highlighter)
+        highlighter->SetChangesUncoloured(false);
+    m_inPiece += length;
     m_inserted += length;
     if (first)
         m_editor->moveCursor(QTextCursor::Start);
@@ -149,7 +207,7 @@ void BufferLoader::InsertSlice()
     // long, so that one quick slice does not make a slow one).
     const double spent = std::max(timer.nsecsElapsed() / 1e6, 0.1);
     m_sliceLength = std::clamp(int(m_sliceLength * std::min(2.0, SliceBudgetMs / spent)), 4096, 4 * 1024 * 1024);
-    if (m_inserted >= text.size()) {
+    if (m_inserted >= m_decoded->length) {
         Finish();
         return;
     }
@@ -164,10 +222,11 @@ void BufferLoader::Finish()
     document->clearUndoRedoStacks();
     document->setModified(m_editedMeanwhile);
     m_editor->setReadOnly(m_wasReadOnly);
+    m_editor->ReserveLineNumbers(0);
     m_stage = Stage::Done;
     const TextFileFormat format = m_decoded->format;
     const TextFileNotes notes = m_decoded->notes;
-    m_decoded->text = QString();
+    m_decoded->pieces.clear();
     emit Progress(100);
     emit Loaded(format, notes);
 }

@@ -43,6 +43,15 @@ public:
     bool IsLoading() const { return m_stage != Stage::Done && m_stage != Stage::Cancelled; }
     // 0 to 100; -1 while the file is still being read (the length is not known yet).
     int Percent() const;
+    // Where the cursor and the view go once the text is in (-1: the start). Until then they are
+    // what a session saves for the tab: the editor itself is still empty or partly filled.
+    void SetPositionsToRestore(int cursor, int scroll)
+    {
+        m_cursorToRestore = cursor;
+        m_scrollToRestore = scroll;
+    }
+    int CursorToRestore() const { return m_cursorToRestore; }
+    int ScrollToRestore() const { return m_scrollToRestore; }
 
 signals:
     void Progress(int percent);
@@ -66,11 +75,15 @@ private:
     Stage m_stage = Stage::Idle;
     std::shared_ptr<Decoded> m_decoded;
     QTextCursor m_end;
-    int m_inserted = 0;
+    qint64 m_inserted = 0;
+    // Characters of the first waiting piece already in.
+    int m_inPiece = 0;
     int m_sliceLength = 64 * 1024;
     bool m_wasReadOnly = false;
     bool m_editedMeanwhile = false;
     bool m_waitingForShow = false;
+    int m_cursorToRestore = -1;
+    int m_scrollToRestore = -1;
 };
 
 } // namespace ke2

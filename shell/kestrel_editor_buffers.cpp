@@ -135,19 +135,41 @@ void KestrelEditor::UpdateGroupVisibility()
 {
     // Empty groups give their room to the others; with no editor at all the first group stays.
     const bool any = CodeEditorCount() > 0;
-    bool changed = false, free = false;
+    bool appeared = false, free = false;
     int shown = 0;
-    for (CodeEditorGroup *group : qAsConst(m_groups)) {
+    const QList<int> before = m_editorSplitter->sizes();
+    QVector<bool> gone(m_groups.size(), false);
+    for (int i = 0; i < m_groups.size(); ++i) {
+        CodeEditorGroup *group = m_groups.at(i);
         const bool visible = group->Count() > 0 || (!any && group->Id() == 0);
-        changed = changed || visible == group->isHidden();
+        appeared = appeared || (visible && group->isHidden());
+        gone[i] = !visible && !group->isHidden();
         free = free || group->Count() == 0;
         shown += visible ? 1 : 0;
         group->setVisible(visible);
     }
+    // A group that goes gives its room to its neighbour (the one on its left, else on its
+    // right); the widths the user gave the others stay.
+    if (!appeared && gone.contains(true) && shown > 0 && before.size() == m_groups.size()) {
+        QList<int> sizes = before;
+        for (int i = 0; i < sizes.size(); ++i) {
+            if (!gone[i])
+                continue;
+            int neighbour = -1;
+            for (int j = i - 1; j >= 0 && neighbour < 0; --j)
+                neighbour = m_groups.at(j)->isHidden() ? -1 : j;
+            for (int j = i + 1; j < sizes.size() && neighbour < 0; ++j)
+                neighbour = m_groups.at(j)->isHidden() ? -1 : j;
+            if (neighbour >= 0)
+                sizes[neighbour] += sizes[i];
+            sizes[i] = 0;
+        }
+        m_editorSplitter->setSizes(sizes);
+    }
     // The splitter would give a group that appears what it likes (the old one squeezed to its
     // minimum): every group shown gets an equal share, the half or the third that the drop
     // highlight promised.
-    if (changed && shown > 0) {
+    if (appeared && shown > 0) {
         QList<int> sizes = m_editorSplitter->sizes();
         int total = 0;
         for (int size : qAsConst(sizes))
@@ -330,6 +352,7 @@ void KestrelEditor::LoadInPieces(CodeEditor *editor, bool whenShown, int cursorP
 {
     const QString path = editor->Path();
     auto *loader = new BufferLoader(editor, path, BufferIo::Utf8Preferred(), editor);
+    loader->SetPositionsToRestore(cursorPosition, scrollPosition);
     connect(loader, &BufferLoader::Progress, this, [this, editor](int percent) {
         if (editor == ActiveCodeEditor())
             m_statusBar->UpdateLoadProgress(percent);
@@ -1163,6 +1186,11 @@ void KestrelEditor::SaveState()
             entry.current = i == group->CurrentIndex();
             entry.cursorPosition = editor->textCursor().position();
             entry.scrollPosition = editor->verticalScrollBar()->value();
+            const auto *loader = editor->findChild<BufferLoader *>(QString(), Qt::FindDirectChildrenOnly);
+            if (loader && loader->IsLoading() && loader->CursorToRestore() >= 0) {
+                entry.cursorPosition = loader->CursorToRestore();
+                entry.scrollPosition = std::max(0, loader->ScrollToRestore());
+            }
             if (record.kind == CODE_EDITOR_INTERNAL_BUFFER)
                 entry.name = editor->DisplayName();
             details.append(entry.ToString());

@@ -74,19 +74,35 @@ private:
         int depth = 0;
     };
 
+    // An entry shown in the tree: its index in the entries and the position of its parent among
+    // the shown ones (-1 at the top level), in source order, parents before their children.
+    struct Shown {
+        int entry = 0;
+        int parent = -1;
+    };
+
     class EntryItem;
 
+    // The tree made anew from the entries.
     void Rebuild();
-    // Whether `entries` make the same tree as the ones shown (names, kinds, depths).
-    bool SameStructure(const QVector<Entry> &entries) const;
+    // The tree brought from the shown entries to `shown`: items of entries that stayed before
+    // and after the change are kept, only the ones between are made anew.
+    void Update(const QVector<Entry> &oldEntries, const QVector<Shown> &shown);
+    QVector<Shown> ShownEntries() const;
     bool IsHidden(int kind) const;
-    QTreeWidgetItem *MakeItem(int index) const;
+    EntryItem *MakeItem(int position) const;
+    // Whether `a` comes before `b` among siblings when sorted (by name as people read names).
+    bool SortsBefore(const QTreeWidgetItem *a, const QTreeWidgetItem *b) const;
+    void SortChildren(QList<QTreeWidgetItem *> &children) const;
+    // Places the items made for shown positions [first, end) below their parents and in the tree.
+    void Attach(int first, int end, int keptBefore);
 public:
     // The part of an entry's name that stands in the source: an import listed as
     // "system = sys" or "layout (ui)" is written "system" or "layout" where it points.
     static int SourceNameLength(const QString &name);
 private:
-    void RestoreExpanded();
+    // Expands those of `items` the user left expanded in this file.
+    void RestoreExpanded(const QList<QTreeWidgetItem *> &items);
     void ToggleSetting(bool &setting);
 
     QWidget *m_header = nullptr;
@@ -100,6 +116,8 @@ private:
     bool m_isMel = false;
     QString m_filePath;
     QVector<Entry> m_entries;
+    QVector<Shown> m_shown;
+    QVector<EntryItem *> m_items; // by shown position
 
     bool m_sorted = false;
     bool m_rebuilding = false;

@@ -1,6 +1,5 @@
 #include "tests/support/dialog_answers.h"
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
+#include "tests/support/prefs_fixture.h"
 #include "tests/support/test_registry.h"
 
 #include "config/settings.h"
@@ -108,30 +107,70 @@ class CrashRecoveryTest : public QObject {
         return QString();
     }
 
-    // A new window on the same preferences, as the next start of the program; returns the
-    // text of `path`'s tab, answering "Keep" to what it offers.
-    QString nextStart(TempPrefs &prefs, const QString &path, QStringList &offered)
+    QProcessEnvironment editorEnvironment(const TempPrefs &prefs) const
     {
-        FakeHost host;
-        host.hasDockingUi = false;
-        prefs.attach(host);
-        HostBridge::setHost(&host);
-        Settings::instance() = Settings();
-        Settings::instance().read();
-        DialogAnswers dialogs({QStringLiteral("Keep")});
-        auto window = std::make_unique<KestrelEditor>();
-        window->show();
-        QTest::qWait(300);
-        offered = dialogs.seen;
-        QString text;
-        for (CodeEditorGroup *group : window->Groups())
-            if (group->IndexOfPath(path) >= 0)
-                text = TextFile::DocumentText(*group->CodeEditorAt(group->IndexOfPath(path))->document());
-        window.reset();
-        HostBridge::setHost(nullptr);
-        Settings::instance() = Settings();
-        return text;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        return environment;
     }
+
+    // Starts `editor` (kestrel-editor unless `program` says otherwise) on the virtual display and
+    // gives its window, once restored and laid out, the keyboard; returns the window's id.
+    QString startEditor(QProcess &editor, const QProcessEnvironment &environment, const QStringList &arguments = {},
+                        const QString &program = QStringLiteral(KE2_EDITOR_BINARY))
+    {
+        editor.setProcessEnvironment(environment);
+        editor.start(program, arguments);
+        QString window;
+        if (!editor.waitForStarted()
+            || !xdotool({"search", "--sync", "--onlyvisible", "--pid", QString::number(editor.processId())}, &window))
+            return QString();
+        window = window.section(QLatin1Char('\n'), 0, 0);
+        QTest::qWait(1500);
+        return xdotool({"windowfocus", "--sync", window}) ? window : QString();
+    }
+
+    // A new window on the same preferences, as the next start of the program, answering
+    // `answers` to what it offers; the host and settings go with it.
+    struct NextStart {
+        FakeHost host;
+        std::unique_ptr<DialogAnswers> dialogs;
+        std::unique_ptr<KestrelEditor> window;
+        NextStart(TempPrefs &prefs, const QStringList &answers = {})
+        {
+            host.hasDockingUi = false;
+            prefs.attach(host);
+            HostBridge::setHost(&host);
+            Settings::instance() = Settings();
+            Settings::instance().read();
+            dialogs = std::make_unique<DialogAnswers>(answers);
+            window = std::make_unique<KestrelEditor>();
+            window->show();
+        }
+        ~NextStart()
+        {
+            window.reset();
+            HostBridge::setHost(nullptr);
+            Settings::instance() = Settings();
+        }
+        QStringList buffers() const
+        {
+            QStringList texts;
+            for (CodeEditorGroup *group : window->Groups())
+                for (int i = 0; i < group->Count(); ++i)
+                    texts << group->CodeEditorAt(i)->toPlainText();
+            return texts;
+        }
+        QString textOf(const QString &path) const
+        {
+            for (CodeEditorGroup *group : window->Groups())
+                if (group->IndexOfPath(path) >= 0)
+                    return TextFile::DocumentText(*group->CodeEditorAt(group->IndexOfPath(path))->document());
+            return QString();
+        }
+    };
 
 private slots:
     void initTestCase()
@@ -159,18 +198,7 @@ private slots:
     {
         TempPrefs prefs;
         QProcess editor;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
-        editor.setProcessEnvironment(environment);
-        editor.start(KE2_EDITOR_BINARY, QStringList());
-        QVERIFY(editor.waitForStarted());
-        QString window;
-        QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--name", "Kestrel Editor 2"}, &window));
-        window = window.section(QLatin1Char('\n'), 0, 0);
-        QTest::qWait(1500);
-        QVERIFY(xdotool({"windowfocus", "--sync", window}));
+        QVERIFY(!startEditor(editor, editorEnvironment(prefs)).isEmpty());
         QVERIFY(xdotool({"type", "--delay", "20", "print('kept at log-out')"}));
         QTest::qWait(500);
         ::kill(pid_t(editor.processId()), SIGTERM);
@@ -178,23 +206,9 @@ private slots:
         QCOMPARE(editor.exitStatus(), QProcess::NormalExit);
         QCOMPARE(editor.exitCode(), 0);
 
-        FakeHost host;
-        host.hasDockingUi = false;
-        prefs.attach(host);
-        HostBridge::setHost(&host);
-        Settings::instance() = Settings();
-        Settings::instance().read();
-        DialogAnswers dialogs;
-        auto window2 = std::make_unique<KestrelEditor>();
-        window2->show();
-        QStringList buffers;
-        for (int i = 0; i < window2->Group(0)->Count(); ++i)
-            buffers << window2->Group(0)->CodeEditorAt(i)->toPlainText();
-        QVERIFY2(buffers.contains(QStringLiteral("print('kept at log-out')")), qPrintable(buffers.join(" | ")));
-        QVERIFY2(dialogs.seen.isEmpty(), qPrintable(dialogs.seen.join(" | "))); // a clean exit: nothing to recover
-        window2.reset();
-        HostBridge::setHost(nullptr);
-        Settings::instance() = Settings();
+        NextStart next(prefs);
+        QVERIFY2(next.buffers().contains(QStringLiteral("print('kept at log-out')")), qPrintable(next.buffers().join(" | ")));
+        QVERIFY2(next.dialogs->seen.isEmpty(), qPrintable(next.dialogs->seen.join(" | "))); // a clean exit: nothing to recover
     }
 
     void typedTextSurvivesAKill()
@@ -203,24 +217,10 @@ private slots:
         QTemporaryDir files;
         const QString path = files.filePath(QStringLiteral("tool.py"));
         const QByteArray onDisk("x = 1\r\n# caf\xE9\r\n");
-        {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(onDisk) == onDisk.size());
-        }
+        QVERIFY(writeFile(path, onDisk));
 
         QProcess editor;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
-        editor.setProcessEnvironment(environment);
-        editor.start(KE2_EDITOR_BINARY, {path});
-        QVERIFY(editor.waitForStarted());
-        QString window;
-        QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--name", "Kestrel Editor 2"}, &window));
-        window = window.section(QLatin1Char('\n'), 0, 0);
-        QTest::qWait(1500); // restored and laid out
-        QVERIFY(xdotool({"windowfocus", "--sync", window}));
+        QVERIFY(!startEditor(editor, editorEnvironment(prefs), {path}).isEmpty());
         // The file is the current tab; Ctrl+PgUp goes to the Python buffer before it.
         QVERIFY(xdotool({"type", "--delay", "20", "typed_into_file "}));
         QVERIFY(xdotool({"key", "ctrl+Prior"}));
@@ -231,32 +231,12 @@ private slots:
         QCOMPARE(editor.exitStatus(), QProcess::CrashExit);
 
         // A new window on the same preferences, offered the file's text back.
-        FakeHost host;
-        host.hasDockingUi = false;
-        prefs.attach(host);
-        HostBridge::setHost(&host);
-        Settings::instance() = Settings();
-        Settings::instance().read();
-        DialogAnswers dialogs({QStringLiteral("Keep")});
-        auto window2 = std::make_unique<KestrelEditor>();
-        window2->show();
-        QTRY_COMPARE(dialogs.seen.size(), 1);
-        CodeEditorGroup *group = window2->Group(0);
-        const int file = group->IndexOfPath(path);
-        QVERIFY(file >= 0);
-        QCOMPARE(TextFile::DocumentText(*group->CodeEditorAt(file)->document()),
-                 QStringLiteral("typed_into_file x = 1\n# caf%1\n").arg(QChar(0xE9)));
-        QStringList buffers;
-        for (int i = 0; i < group->Count(); ++i)
-            buffers << group->CodeEditorAt(i)->toPlainText();
-        QVERIFY2(buffers.contains(QStringLiteral("print('scratch')")), qPrintable(buffers.join(" | ")));
-        QFile file2(path);
-        QVERIFY(file2.open(QIODevice::ReadOnly));
-        QCOMPARE(file2.readAll(), onDisk); // the recovery copy never wrote the user's file
-
-        window2.reset();
-        HostBridge::setHost(nullptr);
-        Settings::instance() = Settings();
+        NextStart next(prefs, {QStringLiteral("Keep")});
+        QTRY_COMPARE(next.dialogs->seen.size(), 1);
+        QVERIFY(next.window->Group(0)->IndexOfPath(path) >= 0);
+        QCOMPARE(next.textOf(path), QStringLiteral("typed_into_file x = 1\n# caf%1\n").arg(QChar(0xE9)));
+        QVERIFY2(next.buffers().contains(QStringLiteral("print('scratch')")), qPrintable(next.buffers().join(" | ")));
+        QCOMPARE(readFile(path), onDisk); // the recovery copy never wrote the user's file
     }
 
     // Closing the window with an unsaved file: each key answers the next question the close
@@ -289,19 +269,14 @@ private slots:
         QTemporaryDir files;
         const QString path = files.filePath(QStringLiteral("tool.py"));
         const QByteArray onDisk("x = 1\n");
-        {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly) && file.write(onDisk) == onDisk.size());
-        }
+        QVERIFY(writeFile(path, onDisk));
         {
             FakeHost host;
             prefs.attach(host);
-            HostBridge::setHost(&host);
-            Settings::instance() = Settings();
-            Settings::instance().saveAllOnExit = saveAllOnExit;
-            Settings::instance().write();
-            HostBridge::setHost(nullptr);
-            Settings::instance() = Settings();
+            ScopedHost active(&host);
+            Settings settings;
+            settings.saveAllOnExit = saveAllOnExit;
+            settings.write();
         }
         // Permissions bind only an ordinary user: as root the editor runs as nobody.
         QString program = QStringLiteral(KE2_EDITOR_BINARY);
@@ -317,19 +292,10 @@ private slots:
             QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::ReadOther));
 
         QProcess editor;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
+        QProcessEnvironment environment = editorEnvironment(prefs);
         environment.insert(QStringLiteral("HOME"), prefs.root());
-        editor.setProcessEnvironment(environment);
-        editor.start(program, arguments);
-        QVERIFY(editor.waitForStarted());
-        QString window;
-        QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--name", "Kestrel Editor 2"}, &window));
-        window = window.section(QLatin1Char('\n'), 0, 0);
-        QTest::qWait(1500);
-        QVERIFY(xdotool({"windowfocus", "--sync", window}));
+        const QString window = startEditor(editor, environment, arguments, program);
+        QVERIFY(!window.isEmpty());
         QVERIFY(xdotool({"type", "--delay", "20", "typed "}));
         QTest::qWait(300);
         QString answered;
@@ -351,15 +317,14 @@ private slots:
         QCOMPARE(editor.exitCode(), 0);
 
         QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), saved ? "typed " + onDisk : onDisk);
-        QStringList seen;
-        const QString text = nextStart(prefs, path, seen);
+        QCOMPARE(readFile(path), saved ? "typed " + onDisk : onDisk);
+        NextStart next(prefs, {QStringLiteral("Keep")});
+        QTest::qWait(300);
+        const QStringList seen = next.dialogs->seen;
         QCOMPARE(seen.size(), offered ? 1 : 0);
         if (offered) {
             QVERIFY2(seen.first().startsWith(QStringLiteral("Recover: '%1'").arg(path)), qPrintable(seen.first()));
-            QCOMPARE(text, QStringLiteral("typed x = 1\n"));
+            QCOMPARE(next.textOf(path), QStringLiteral("typed x = 1\n"));
         }
     }
 
@@ -368,50 +333,22 @@ private slots:
     void twoSessionsKeepTheirOwnBuffers()
     {
         TempPrefs prefs;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("DISPLAY"), m_displayName);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-        environment.insert(QStringLiteral("KE2_PREFS_DIR"), prefs.root());
-        QProcess first, second;
+        QProcess sessions[2];
         const QStringList typed{"print('from first')", "print('from second')"};
-        QProcess *sessions[] = {&first, &second};
         for (int i = 0; i < 2; ++i) {
-            QProcess &editor = *sessions[i];
-            editor.setProcessEnvironment(environment);
-            editor.start(KE2_EDITOR_BINARY, QStringList());
-            QVERIFY(editor.waitForStarted());
-            QString window;
-            QVERIFY(xdotool({"search", "--sync", "--onlyvisible", "--pid", QString::number(editor.processId())}, &window));
-            window = window.section(QLatin1Char('\n'), 0, 0);
-            QTest::qWait(1500);
-            QVERIFY(xdotool({"windowfocus", "--sync", window}));
+            QVERIFY(!startEditor(sessions[i], editorEnvironment(prefs)).isEmpty());
             QVERIFY(xdotool({"type", "--delay", "20", typed.at(i)}));
         }
         QTest::qWait(3000); // both have put their typing on disk
-        for (QProcess *editor : sessions) {
-            ::kill(pid_t(editor->processId()), SIGTERM);
-            QVERIFY(editor->waitForFinished(20000));
-            QCOMPARE(editor->exitCode(), 0);
+        for (QProcess &editor : sessions) {
+            ::kill(pid_t(editor.processId()), SIGTERM);
+            QVERIFY(editor.waitForFinished(20000));
+            QCOMPARE(editor.exitCode(), 0);
         }
 
-        FakeHost host;
-        host.hasDockingUi = false;
-        prefs.attach(host);
-        HostBridge::setHost(&host);
-        Settings::instance() = Settings();
-        Settings::instance().read();
-        DialogAnswers dialogs;
-        auto window = std::make_unique<KestrelEditor>();
-        window->show();
-        QStringList buffers;
-        for (CodeEditorGroup *group : window->Groups())
-            for (int i = 0; i < group->Count(); ++i)
-                buffers << group->CodeEditorAt(i)->toPlainText();
+        NextStart next(prefs);
         for (const QString &text : typed)
-            QVERIFY2(buffers.contains(text), qPrintable(buffers.join(" | ")));
-        window.reset();
-        HostBridge::setHost(nullptr);
-        Settings::instance() = Settings();
+            QVERIFY2(next.buffers().contains(text), qPrintable(next.buffers().join(" | ")));
     }
 };
 

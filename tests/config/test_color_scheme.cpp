@@ -45,9 +45,6 @@ private slots:
             (*table)["Selected Text"].format.setBackground(QColor(4, 5, 6));
         }
         QVERIFY(ke2::test::matchesGolden(writtenAlone(fixture, fileName, scheme), "colors_defaults.ini"));
-        QVERIFY(scheme.codeEditorRoles.format("Current Line").boolProperty(QTextFormat::FullWidthSelection));
-        QCOMPARE(ColorScheme::errorFormat().underlineStyle(), QTextCharFormat::WaveUnderline);
-        QCOMPARE(ColorScheme::warningFormat().underlineColor(), QColor(Qt::yellow));
         int n = 1;
         for (auto *table : {&scheme.codeEditorRoles, &scheme.outputRoles}) {
             for (const QString &name : table->names) {

@@ -120,6 +120,34 @@ private slots:
         QCOMPARE(QDir(fixture.prefs.configDir()).entryList(QDir::Files), (QStringList{"new.ini", "old.ini"})); // no leftovers
     }
 
+    // Whatever the user's text holds reads back as written, characters outside the Basic
+    // Multilingual Plane included, and the file keeps non-ASCII text readable as UTF-8.
+    void everyCharacterSurvivesAWrite_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<QByteArray>("line");
+        const QString emoji = QString::fromUtf8("/scripts/\xF0\x9F\x98\x80 caf\xC3\xA9.mel");
+        QTest::newRow("emoji") << QVariant(emoji) << QByteArray("k=/scripts/\xF0\x9F\x98\x80 caf\xC3\xA9.mel");
+        QTest::newRow("emoji in a list") << QVariant(QStringList{emoji, "b"}) << QByteArray("\xF0\x9F\x98\x80");
+        QTest::newRow("escape-like text") << QVariant(QStringLiteral("\\xe9 \\\\ \"q\" \t\u00e9\\xd83d"))
+                                          << QByteArray("\xC3\xA9");
+        QTest::newRow("bytes") << QVariant(QByteArray("\x80\xff\xe9\0x")) << QByteArray("k=@ByteArray(");
+    }
+    void everyCharacterSurvivesAWrite()
+    {
+        QFETCH(QVariant, value);
+        QFETCH(QByteArray, line);
+        PrefsFixture fixture;
+        QVERIFY(IniFile::write(fixture.file(QTest::currentDataTag() + QStringLiteral(".ini")),
+                               [&](QSettings &ini) { ini.setValue("k", value); }));
+        const QByteArray bytes = fixture.get(QTest::currentDataTag() + QStringLiteral(".ini"));
+        QVERIFY2(bytes.contains(line), bytes.constData());
+        QVERIFY(fixture.put("copy.ini", bytes)); // a path this process has not read: no cached values
+        const auto settings = IniFile::openForReading(fixture.file("copy.ini"));
+        QVERIFY(settings);
+        QCOMPARE(settings->value("k"), value);
+    }
+
     // What the user did not change is kept byte for byte: values in another encoding, comments,
     // spacing, order, keys of newer versions; only the changed value's line is new.
     void untouchedLinesKeepTheirBytes()

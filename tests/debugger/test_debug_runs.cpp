@@ -8,7 +8,8 @@
 #include "shell/editor_session.h"
 #include "shell/kestrel_editor.h"
 #include "tests/support/fake_key_state.h"
-#include "tests/support/temp_prefs.h"
+#include "tests/support/python_window.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "views/side_bar.h"
 #include "views/status_bar.h"
@@ -59,22 +60,12 @@ class DebugRunsTest : public QObject {
 
     using Step = std::function<void(QStringList &notes)>;
 
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<PythonHost> m_host;
-    std::unique_ptr<EditorSession> m_session;
+    std::unique_ptr<test::PythonWindow> m_python;
+    PythonHost *m_host = nullptr;
     KestrelEditor *m_window = nullptr;
     QTemporaryDir m_dir;
     QString m_main;
     QString m_helper;
-
-    void startWindow()
-    {
-        m_session = std::make_unique<EditorSession>();
-        QCOMPARE(m_session->startUp(*m_host), EditorSession::StartResult::Started);
-        QVERIFY(m_session->show());
-        m_window = qobject_cast<KestrelEditor *>(m_session->window());
-        QVERIFY(m_window);
-    }
 
     CodeEditor *editorOf(const QString &path)
     {
@@ -146,17 +137,15 @@ private slots:
         QVERIFY(m_dir.isValid());
         m_main = m_dir.filePath("tool_main.py");
         m_helper = m_dir.filePath("helper.py");
-        QFile main(m_main), helper(m_helper);
-        QVERIFY(main.open(QIODevice::WriteOnly) && helper.open(QIODevice::WriteOnly));
-        main.write(kMain);
-        helper.write(kHelper);
+        QVERIFY(test::writeFile(m_main, kMain) && test::writeFile(m_helper, kHelper));
     }
 
     void init()
     {
-        m_prefs = std::make_unique<test::TempPrefs>();
-        m_host = std::make_unique<PythonHost>(m_prefs->root());
-        startWindow();
+        m_python = std::make_unique<test::PythonWindow>();
+        m_host = m_python->host.get();
+        QVERIFY(m_python->start());
+        m_window = m_python->window;
         Settings::instance().saveAllOnExecute = false;
         Settings::instance().saveAllOnExit = false; // a test's edits never reach the shared files
         QVERIFY(m_host->executePython(QString("FOLDER = %1\nMARKER = %2").arg(
@@ -166,12 +155,9 @@ private slots:
 
     void cleanup()
     {
-        m_session->shutDown();
+        m_python->stop();
         Settings::instance().breakpoints.clear(); // the next window starts without a session
-        m_window = nullptr;
-        m_session.reset();
-        m_host.reset();
-        m_prefs.reset();
+        m_python.reset();
     }
 
     void stepsWatchesAndStop()
@@ -267,9 +253,7 @@ private slots:
             "stack 1",
         };
         QCOMPARE(notes, expected);
-        QFile marker(m_dir.filePath("marker.txt"));
-        QVERIFY(marker.open(QIODevice::ReadOnly));
-        QCOMPARE(marker.readAll(), QByteArray("finally ran"));
+        QCOMPARE(test::readFile(m_dir.filePath("marker.txt")), QByteArray("finally ran"));
         QTRY_VERIFY(m_window->OutputText().contains("doubled 10\n"));
         QCOMPARE(main->PausedLine(), -1);
         QVERIFY(!m_window->findChild<OutputView *>()->EvaluateLine()->isVisible());
@@ -428,9 +412,9 @@ private slots:
         helper->ToggleBreakpoint(2);
         const CodeEditorBreakpoints mainPoints = main->Breakpoints();
         m_window->SaveState();
-        m_session->shutDown();
-        m_session.reset();
-        startWindow();
+        m_python->stop();
+        QVERIFY(m_python->start());
+        m_window = m_python->window;
         QVERIFY(editorOf(m_main) && editorOf(m_helper));
         QCOMPARE(editorOf(m_main)->Breakpoints(), mainPoints);
         QCOMPARE(editorOf(m_helper)->Breakpoints().size(), 1);

@@ -1,4 +1,5 @@
 #include "tests/editor/editor_test_support.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QFile>
@@ -167,9 +168,7 @@ private slots:
     {
         QTemporaryDir directory;
         const QString path = directory.filePath(QStringLiteral("watched.mel"));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("print 1;\n") > 0);
-        file.close();
+        QVERIFY(test::writeFile(path, "print 1;\n"));
         CodeEditor editor(LANGUAGE_MEL, path);
         QSignalSpy modified(&editor, &CodeEditor::ModificationChanged);
         QSignalSpy text(&editor, &CodeEditor::TextChanged);
@@ -189,6 +188,7 @@ private slots:
                  qPrintable(QString::number(sinceLastKey.elapsed())));
         QTest::qWait(50);
         QCOMPARE(text, (QList<QVariantList>{{path, QStringLiteral("abc")}}));
+        QFile file(path);
         QVERIFY(file.open(QIODevice::Append) && file.write("print 2;\n") > 0);
         file.close();
         QVERIFY(onDisk.wait(3000));

@@ -60,12 +60,7 @@ QRect stackRect(const CodeEditorGroup &group)
 class CodeEditorGroupTest : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        HostBridge::setHost(&m_host);
-        m_host.clearCommands();
-    }
-    void cleanup() { HostBridge::setHost(nullptr); }
+    void init() { m_host.clearCommands(); }
 
     // A tab dragged over a group (with or without an editor in it, editors laid out side by side
     // or stacked) lands before, in or after it by where along the axis it is.
@@ -317,6 +312,13 @@ private slots:
         QCOMPARE(updates.size(), suspended + 1);
         QVERIFY(updates.last()[0].value<BaseParser *>()->IsPython());
         QCOMPARE(changes.size(), 1);
+
+        // A scene of many megabytes is not scanned on a pause: typing would wait for it.
+        group->AddCodeEditor(record(LANGUAGE_MEL, QStringLiteral("scene.ma")),
+                             QStringLiteral("setAttr \".v\" 1\n").repeated(600000));
+        group->SetCurrentIndex(3);
+        QCOMPARE(updates.last()[0].value<BaseParser *>(), nullptr);
+        QVERIFY(group->CurrentCodeEditor()->Marks(MARK_ERROR).isEmpty());
     }
 
     // The tab context menu lists its entries in order and asks for the tab under the mouse.
@@ -484,6 +486,7 @@ private slots:
 
 private:
     FakeHost m_host;
+    ScopedHost m_active{&m_host};
 };
 
 KE2_TEST_CLASS(CodeEditorGroupTest)

@@ -282,7 +282,7 @@ private slots:
         host.answer("hxGetMelInfo(0, 0, 1)", QStringList{"myProc", ""});
         host.answer("KestrelEditorHelpers.list_keywords()", QStringList{"if", "def"});
         host.answer("KestrelEditorHelpers.list_builtins()", QStringList{"len"});
-        HostBridge::setHost(&host);
+        test::ScopedHost active(&host);
         HostBridge::loadMelLists();
         QTextDocument document;
         MelHighlighter mel(&document);
@@ -300,7 +300,6 @@ private slots:
         host.answer("hxGetMelInfo(1, 0, 0)", QStringList{"ls", "polySphere", "newCommand"});
         HostBridge::loadMelLists();
         MelHighlighter third(&document);
-        HostBridge::setHost(nullptr);
         QVERIFY(!MelHighlighter::commands().contains("newCommand"));
     }
 
@@ -510,6 +509,55 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!doc.highlighter->HighlightPending(), 20000);
         Document<PythonHighlighter> fresh(doc.document.toPlainText());
         QCOMPARE(fixture.dump(doc.document), fixture.dump(fresh.document));
+    }
+
+    // A document coloured on demand (a file loaded in pieces): lines are coloured only when shown
+    // or edited, yet after the pass over the states every line's state, and every line shown
+    // (before or after edits), is what a whole pass gives.
+    void onDemandMatchesAWholePass_data()
+    {
+        QTest::addColumn<int>("line");
+        QTest::addColumn<int>("removed");
+        QTest::addColumn<QString>("inserted");
+        QTest::newRow("loaded only") << 0 << 0 << QString();
+        QTest::newRow("quotes typed above shown lines") << 5 << 0 << "\"\"\"";
+        QTest::newRow("a paste of many lines opening a docstring")
+            << 100 << 0 << QString("p = 1\n").repeated(600) + "q = '''\n";
+        QTest::newRow("lines removed across a docstring's end") << 250 << 20000 << QString();
+    }
+    void onDemandMatchesAWholePass()
+    {
+        QFETCH(int, line);
+        QFETCH(int, removed);
+        QFETCH(QString, inserted);
+        Fixture fixture;
+        QStringList lines;
+        for (int i = 0; i < 20000; ++i)
+            lines << (i % 300 == 7   ? QStringLiteral("s = \"\"\"doc %1").arg(i)
+                      : i % 300 == 9 ? QStringLiteral("end\"\"\"")
+                                     : QStringLiteral("x%1 = len(y)  # (%1)").arg(i));
+        QTextDocument document;
+        document.setDocumentLayout(new QPlainTextDocumentLayout(&document));
+        PythonHighlighter highlighter(&document);
+        highlighter.HighlightOnDemand();
+        QTextCursor(&document).insertText(lines.join('\n'));
+        for (int i = 300; i < 320; ++i)
+            highlighter.ColourShown(document.findBlockByNumber(i));
+        QVERIFY(Data::of(document.findBlockByNumber(310)));
+        if (!inserted.isEmpty() || removed > 0) {
+            QTextCursor cursor(document.findBlockByNumber(line));
+            cursor.setPosition(std::min(cursor.position() + removed, document.characterCount() - 1), QTextCursor::KeepAnchor);
+            cursor.insertText(inserted);
+        }
+        QTRY_VERIFY_WITH_TIMEOUT(!highlighter.HighlightPending(), 20000);
+        QVERIFY(!Data::of(document.lastBlock())); // never shown: no colours kept
+        Document<PythonHighlighter> fresh(document.toPlainText());
+        QCOMPARE(document.blockCount(), fresh.document.blockCount());
+        for (int i = 0; i < document.blockCount(); ++i)
+            QCOMPARE(document.findBlockByNumber(i).userState(), fresh.line(i).userState());
+        for (QTextBlock block = document.begin(); block.isValid(); block = block.next())
+            highlighter.ColourShown(block);
+        QCOMPARE(fixture.dump(document), fixture.dump(fresh.document));
     }
 };
 KE2_TEST_CLASS(HighlighterTest)

@@ -135,6 +135,12 @@ private slots:
         QTest::newRow("declared in a block") << "proc f() { if (1) { int $x = 2; } }" << QStringList{};
         QTest::newRow("top level is not checked") << "print $x;\n{ print $y; }" << QStringList{};
         QTest::newRow("procedure in a string") << "eval(\"proc f() { print $x; }\");" << QStringList{};
+        QTest::newRow("declared in an if block, used after")
+            << "proc f() { if (1) { string $s = \"a\"; } else { int $n; } print $s; }" << QStringList{};
+        QTest::newRow("do while and switch")
+            << "proc f(int $n) { int $i = 0; do { $i++; } while ($i < $n);\n"
+               "switch ($n) { case 1: int $one = 1; print $one; break; default: print $i; } }"
+            << QStringList{};
     }
     void undeclaredVariables() { run(Undeclared); }
 
@@ -160,6 +166,7 @@ private slots:
                                                   << QStringList{};
         QTest::newRow("defined elsewhere") << "g(1, 2);" << QStringList{};
         QTest::newRow("element arguments") << "proc f(int $a, int $b) {}\nf $a[0] $b[1];" << QStringList{};
+        QTest::newRow("minus before a variable") << "proc f(int $a, int $b) {}\nf $a -$b;" << QStringList{};
     }
     void argumentCounts() { run(Arguments); }
 
@@ -202,6 +209,14 @@ private slots:
         QTest::newRow("sources another script") << "source \"tools.mel\";\ntoolFromThere;" << QStringList{};
         QTest::newRow("loads a plug-in") << "loadPlugin \"x\";\nxCommand;" << QStringList{};
         QTest::newRow("in strings and comments") << "print \"foo;\"; // bar;\n/* baz; */" << QStringList{};
+        QTest::newRow("tested with exists") << "if (exists(\"maybeProc\")) maybeProc;\nif (`exists other`) other 1;"
+                                            << QStringList{};
+        QTest::newRow("tested with whatIs") << "if (`whatIs maybeProc` != \"Unknown\") maybeProc(1);" << QStringList{};
+        QTest::newRow("another name tested") << "if (exists(\"maybeProc\")) otherProc;" << QStringList{"otherProc"};
+        QTest::newRow("inside catch") << "catch(`maybeCmd -x`); if (catch (maybeProc())) print 1;\ncatchQuiet(third);"
+                                      << QStringList{};
+        QTest::newRow("run-time command made here") << "runTimeCommand -c \"print 1\" MyTool;\nMyTool;" << QStringList{};
+        QTest::newRow("plug-in asked for") << "if (`pluginInfo -q -l \"x\"`) xExport -f;" << QStringList{};
     }
     void unknownCommands() { run(Commands); }
 
@@ -220,8 +235,87 @@ private slots:
         QTest::newRow("syntax unknown") << "select -anything;" << QStringList{};
         QTest::newRow("procedure of the file") << "proc ls(string $a) {}\nls -x;" << QStringList{};
         QTest::newRow("statement ends") << "polyCube -w 1; print -x;" << QStringList{};
+        QTest::newRow("query and edit") << "ls -q -sl; setAttr -e -query -edit a.b 1;" << QStringList{};
+        QTest::newRow("used several times") << "ls -typ \"mesh\" -typ \"nurbsCurve\" -sl;" << QStringList{};
     }
     void unknownFlags() { run(Flags); }
+
+    // A parser kept from one parse to the next reads again only the parts whose text changed:
+    // what it reports after an edit is what a new parser reports on the edited text.
+    void relintMatchesAFreshLint_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QStringList>("marked");
+        QTest::newRow("edit inside a body") << "proc a() { int $x; print $x; }\nproc b() { print 1; }"
+                                            << "proc a() { int $x; print $y; }\nproc b() { print 1; }"
+                                            << QStringList{"$y"};
+        QTest::newRow("signature of a procedure called elsewhere")
+            << "proc f(int $a) {}\nproc g() { f 1; }" << "proc f(int $a, int $b) {}\nproc g() { f 1; }"
+            << QStringList{"f"};
+        QTest::newRow("global declaration removed") << "global int $g;\nproc f() { print $g; }"
+                                                    << "proc f() { print $g; }" << QStringList{"$g"};
+        QTest::newRow("a source statement added elsewhere")
+            << "proc a() { polyCub; }\nproc b() { print 1; }"
+            << "proc a() { polyCub; }\nproc b() { source \"x.mel\"; }" << QStringList{};
+        QTest::newRow("a test for the name added elsewhere")
+            << "proc a() { maybeThere; }\nproc b() { print 1; }"
+            << "proc a() { maybeThere; }\nproc b() { if (exists(\"maybeThere\")) print 1; }" << QStringList{};
+        QTest::newRow("first call of an unknown name removed") << "proc a() { foo; }\nproc b() { foo; }"
+                                                               << "proc a() { print 1; }\nproc b() { foo; }"
+                                                               << QStringList{"foo"};
+        QTest::newRow("procedures moved") << "proc a() { foo; }\nproc b() { bar; }\nproc c() { print $x; }"
+                                          << "proc c() { print $x; }\nproc b() { bar; }\nproc a() { foo; }"
+                                          << QStringList{"$x", "bar", "foo"};
+        QTest::newRow("the same part twice") << "proc a() { foo -x; }\n"
+                                             << "proc a() { foo -x; }\nproc a() { foo -x; }\n" << QStringList{"foo"};
+        QTest::newRow("a part removed") << "proc a() { foo; }\nproc b() { print $x; return 1; }"
+                                        << "proc b() { print $x; return 1; }" << QStringList{"$x", "return"};
+        QTest::newRow("top-level code edited") << "polyCube -w 1;\nproc a() { polyCube -foo; }"
+                                               << "polyCube -bar 1;\nproc a() { polyCube -foo; }"
+                                               << QStringList{"-bar", "-foo"};
+    }
+    void relintMatchesAFreshLint()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        QFETCH(QStringList, marked);
+        const auto lint = [](MelParser &parser, const QString &source) {
+            parser.Parse(source, QString());
+            QStringList found;
+            for (const Diagnostic *d : parser.Warnings())
+                found << QStringLiteral("%1 at %2-%3").arg(d->message).arg(d->start).arg(d->end);
+            return found;
+        };
+        MelParser kept;
+        kept.SetLinting(true, &MelCommandCatalog::instance());
+        lint(kept, before);
+        const QStringList again = lint(kept, after);
+        MelParser fresh;
+        fresh.SetLinting(true, &MelCommandCatalog::instance());
+        QCOMPARE(again, lint(fresh, after));
+        QStringList texts;
+        for (const Diagnostic *d : fresh.Warnings())
+            texts << after.mid(d->start, d->end - d->start);
+        QCOMPARE(texts, marked);
+    }
+
+    // Without the host's lists the kept results of the command checks are not used, and with
+    // them back they are worked out again.
+    void relintFollowsTheHostsLists()
+    {
+        MelParser parser;
+        parser.SetLinting(true, &MelCommandCatalog::instance());
+        const QString source = QStringLiteral("proc a() { polyCube -foo; polyCub; }\nproc b() { print 1; }");
+        parser.Parse(source, QString());
+        QCOMPARE(parser.Warnings().size(), 2);
+        m_host->hasMel = false;
+        parser.Parse(source, QString());
+        QCOMPARE(parser.Warnings().size(), 0);
+        m_host->hasMel = true;
+        parser.Parse(source, QString());
+        QCOMPARE(parser.Warnings().size(), 2);
+    }
 
     // Without the host's lists (the standalone program) no command or flag is checked.
     void commandChecksNeedTheHostsLists()

@@ -4,6 +4,8 @@
 #include "language/pylint_worker.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/fake_host.h"
+#include "tests/support/stack_probe.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -28,36 +30,8 @@ namespace {
 QString writeScript(const QString &folder, const QString &name, const QString &body)
 {
     const QString path = folder + '/' + name;
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return QString();
-    file.write(("#!/bin/sh\nfor last; do :; done\n" + body + '\n').toUtf8());
-    file.close();
-    file.setPermissions(file.permissions() | QFileDevice::ExeOwner | QFileDevice::ExeUser);
-    return path;
+    return test::writeScript(path, ("for last; do :; done\n" + body).toUtf8()) ? path : QString();
 }
-
-// Records how deep in its thread's stack each request reaches the worker: a request handled
-// inside another one's wait shows up deeper than the first.
-class StackProbe : public QObject {
-public:
-    QAtomicInteger<quintptr> lowest{~quintptr(0)};
-    QAtomicInteger<quintptr> highest{0};
-    QAtomicInt requests{0};
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::MetaCall) {
-            volatile char marker = 0;
-            const quintptr here = quintptr(&marker);
-            for (quintptr low = lowest.loadAcquire(); here < low && !lowest.testAndSetOrdered(low, here);)
-                low = lowest.loadAcquire();
-            for (quintptr high = highest.loadAcquire(); here > high && !highest.testAndSetOrdered(high, here);)
-                high = highest.loadAcquire();
-            requests.fetchAndAddOrdered(1);
-        }
-        return QObject::eventFilter(watched, event);
-    }
-};
 
 // A stand-in that imports each module the checked file imports, with the environment pylint gets.
 const char *const importingPylint = "for name in $(sed -n 's/^import //p' \"$last\"); do\n"
@@ -295,8 +269,7 @@ private slots:
         const QString root = m_dir.filePath("imports");
         for (const char *file : {"proj/sibling_mod.py", "proj/pkg/__init__.py", "proj/pkg/helper.py", "lib/lib_mod.py"}) {
             QVERIFY(QDir().mkpath(QFileInfo(root + '/' + file).path()));
-            QFile out(root + '/' + file);
-            QVERIFY(out.open(QIODevice::WriteOnly));
+            QVERIFY(test::writeFile(root + '/' + file, QByteArray()));
         }
         const QString script = writeScript(m_scripts, "import pylint", importingPylint);
         PylintWorker worker;
@@ -385,9 +358,7 @@ private slots:
     {
         const QString workspace = m_dir.filePath("workspace");
         QVERIFY(QDir().mkpath(workspace));
-        QFile module(workspace + "/ws_mod.py");
-        QVERIFY(module.open(QIODevice::WriteOnly));
-        module.close();
+        QVERIFY(test::writeFile(workspace + "/ws_mod.py", QByteArray()));
         const QString pylint = writeScript(m_scripts, "importing pylint", importingPylint);
         Settings::instance().pylintEnabled = true;
         Settings::instance().pylintPath = pylint;

@@ -64,12 +64,7 @@ QList<int> markedMatches(const CodeEditor *editor, const QString &text)
 class FindReplaceTest : public QObject {
     Q_OBJECT
 private slots:
-    void init()
-    {
-        m_host.clearCommands();
-        HostBridge::setHost(&m_host);
-    }
-    void cleanup() { HostBridge::setHost(nullptr); }
+    void init() { m_host.clearCommands(); }
 
     // The text and options make one expression; the group counts its matches in the editor.
     void buildsTheSearch_data()
@@ -376,6 +371,7 @@ private slots:
 
 private:
     test::FakeHost m_host;
+    test::ScopedHost m_active{&m_host};
 };
 
 KE2_TEST_CLASS(FindReplaceTest)

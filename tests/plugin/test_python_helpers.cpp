@@ -3,6 +3,7 @@
 #include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QDir>
@@ -90,9 +91,7 @@ private slots:
         QVERIFY(dir.isValid());
         for (const char *name : {"one", "two", "host"}) {
             QVERIFY(QDir(dir.path()).mkpath(name));
-            QFile module(dir.filePath(QStringLiteral("%1/ke2_mod_%1.py").arg(name)));
-            QVERIFY(module.open(QIODevice::WriteOnly));
-            module.write("VALUE = 1\n");
+            QVERIFY(ke2::test::writeFile(dir.filePath(QStringLiteral("%1/ke2_mod_%1.py").arg(name)), "VALUE = 1\n"));
         }
         QVERIFY(m_host->executePython(QStringLiteral("import sys\nsys.path.append(r'%1')").arg(dir.filePath("host"))));
         const QString path =

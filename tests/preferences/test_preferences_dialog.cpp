@@ -40,6 +40,7 @@
 
 using namespace ke2;
 using ke2::test::FakeHost;
+using ke2::test::whenModal;
 
 namespace {
 
@@ -49,17 +50,6 @@ const char *const pageObjects[] = {"generalPage",     "keyboardPage", "tabsSetti
 template <typename T> T *child(QObject *root, const char *name)
 {
     return root->findChild<T *>(QString::fromLatin1(name));
-}
-
-// Acts on the next modal window of type T once it is up, as the user would.
-template <typename T> void whenModal(std::function<void(T *)> act, int attempts = 2000)
-{
-    QTimer::singleShot(10, [act, attempts] {
-        if (auto *window = qobject_cast<T *>(QApplication::activeModalWidget()))
-            act(window);
-        else if (attempts > 0)
-            whenModal<T>(act, attempts - 1);
-    });
 }
 
 // Picks `color` in the colour chooser that the next click opens.
@@ -444,13 +434,7 @@ private slots:
         const QKeySequence keys(QStringLiteral("Ctrl+Alt+D"));
         // A stand-in for pylint that finds one error in whatever it is given.
         const QString pylint = m_prefs->root() + QStringLiteral("/pylint");
-        {
-            QFile script(pylint);
-            QVERIFY(script.open(QIODevice::WriteOnly));
-            script.write("#!/bin/sh\necho '::E:1:0:[E0602]:Undefined variable y::'\n");
-            script.close();
-            script.setPermissions(script.permissions() | QFileDevice::ExeOwner);
-        }
+        QVERIFY(test::writeScript(pylint, "echo '::E:1:0:[E0602]:Undefined variable y::'"));
         // The find bar is open while its keys change.
         m_window->Group(1)->FindReplace()->Show(false);
         throughTheWindow([&](PreferencesDialog *dialog) {
@@ -707,11 +691,7 @@ private slots:
         QString executable;
         if (!script.isEmpty()) {
             executable = m_prefs->root() + QStringLiteral("/fake-pylint");
-            QFile file(executable);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("#!/bin/sh\n" + script.toUtf8() + "\n");
-            file.close();
-            file.setPermissions(file.permissions() | QFileDevice::ExeOwner);
+            QVERIFY(test::writeScript(executable, script.toUtf8()));
         }
         PreferencesDialog dialog(nullptr, PreferencesDialog::firstPageNumber + PreferencesDialog::PYTHON_PAGE);
         child<QLineEdit>(&dialog, "pylintPath")->setText(executable);

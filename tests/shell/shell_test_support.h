@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/test_files.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QFile>
 #include <QtCore/QString>
@@ -18,8 +20,7 @@ inline QByteArray contents(const QString &path)
 
 inline bool put(const QString &path, const QByteArray &bytes)
 {
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    return writeFile(path, bytes);
 }
 
 // Root ignores file permissions; the permission cases run with an ordinary effective user.

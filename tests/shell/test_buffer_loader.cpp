@@ -1,4 +1,5 @@
 #include "editor/code_editor.h"
+#include "language/code_editor_block_data.h"
 #include "shell/buffer_loader.h"
 #include "shell/text_file.h"
 #include "tests/shell/shell_test_support.h"
@@ -32,6 +33,11 @@ private slots:
         // Goes in whole: a line is never split over slices.
         QTest::newRow("one long line") << QByteArray("data = [") + QByteArray("1, ").repeated(300000) + "0]\n";
         QTest::newRow("empty") << QByteArray();
+        // The text waits in pieces of a few million characters, each ending at a line end.
+        QTest::newRow("several pieces, no newline at the end")
+            << QByteArray("createNode mesh -n \"m\";\r\n").repeated(200000) + "select -cl";
+        QTest::newRow("several pieces, NULs and Latin-1")
+            << QByteArray("\tsetAttr \".vt[0]\" 0.5 \0 \xE9;\n", 27).repeated(300000);
     }
     void savedBytesAreTheFile()
     {
@@ -51,7 +57,7 @@ private slots:
         loader->Start();
         QVERIFY(loader->IsLoading());
         QVERIFY(editor.isReadOnly());
-        QTRY_VERIFY_WITH_TIMEOUT(loaded, 20000);
+        QTRY_VERIFY_WITH_TIMEOUT(loaded, 60000);
         QVERIFY(!loader->IsLoading());
         QVERIFY(!editor.isReadOnly());
         QVERIFY(!editor.document()->isModified());
@@ -59,6 +65,9 @@ private slots:
         QVERIFY(modified.isEmpty() || !modified.last().first().toBool());
         QCOMPARE(progress.last().first().toInt(), 100);
         QCOMPARE(editor.textCursor().position(), 0); // where the reader begins
+        // Lines are coloured as they are shown: the lines of this hidden editor keep no colours.
+        if (bytes.count('\n') > 1000)
+            QVERIFY(!CodeEditorBlockData::of(editor.document()->lastBlock()));
         if (bytes.size() > 400000)
             QCOMPARE(progress.size() > 3, bytes.count('\n') > 1); // more than one slice went in, at line ends
         editor.SetPieceBreak(format.pieceBreak);

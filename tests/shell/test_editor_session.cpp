@@ -1,6 +1,6 @@
-#include "tests/support/fake_host.h"
-#include "tests/support/temp_prefs.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
+#include "tests/support/window_test.h"
 
 #include "app/python_host.h"
 #include "config/settings.h"
@@ -20,38 +20,18 @@ using ke2::test::FakeHost;
 // The session as the programs run it: start-up, the window from the real construction point,
 // the host command's flags, and the teardown that runs at the host's exit or when the
 // standalone window closes.
-class EditorSessionTest : public QObject {
+class EditorSessionTest : public test::WindowTest {
     Q_OBJECT
 private:
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<FakeHost> m_host;
     QTemporaryDir m_files;
 
     QString writeFile(const QString &name, const QByteArray &text)
     {
-        QFile file(m_files.filePath(name));
-        if (!file.open(QIODevice::WriteOnly))
-            return QString();
-        file.write(text);
-        return QFileInfo(file).absoluteFilePath();
+        const QString path = m_files.filePath(name);
+        return test::writeFile(path, text) ? path : QString();
     }
 
 private slots:
-    void init()
-    {
-        Settings::instance() = Settings();
-        m_prefs = std::make_unique<test::TempPrefs>();
-        m_host = std::make_unique<FakeHost>();
-        m_host->hasDockingUi = false;
-        m_prefs->attach(*m_host);
-    }
-    void cleanup()
-    {
-        HostBridge::setHost(nullptr);
-        m_host.reset();
-        m_prefs.reset();
-    }
-
     // What the window says while it closes at the host's exit (a failing save, say) still
     // reaches its output.
     void theWindowCanStillPrintWhileItClosesDown()

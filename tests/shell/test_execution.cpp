@@ -8,7 +8,8 @@
 #include "shell/kestrel_editor.h"
 #include "views/status_bar.h"
 #include "tests/support/dialog_answers.h"
-#include "tests/support/temp_prefs.h"
+#include "tests/support/python_window.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QTemporaryDir>
@@ -52,9 +53,8 @@ QPoint pointOfLine(OutputTextEdit &output, const QString &line)
 class ExecutionTest : public QObject {
     Q_OBJECT
 
-    std::unique_ptr<test::TempPrefs> m_prefs;
-    std::unique_ptr<PythonHost> m_host;
-    std::unique_ptr<EditorSession> m_session;
+    std::unique_ptr<test::PythonWindow> m_python;
+    PythonHost *m_host = nullptr;
     KestrelEditor *m_window = nullptr;
 
     CodeEditor *pythonTab()
@@ -69,6 +69,19 @@ class ExecutionTest : public QObject {
         return nullptr;
     }
 
+    // The Python tab, with the keyboard focus and the output cleared; null if the focus never came.
+    CodeEditor *focusedPythonTab()
+    {
+        CodeEditor *editor = pythonTab();
+        if (!editor)
+            return nullptr;
+        editor->setFocus();
+        if (!QTest::qWaitFor([editor] { return editor->hasFocus(); }))
+            return nullptr;
+        m_window->ClearHistory();
+        return editor;
+    }
+
     OutputTextEdit *output() { return m_window->findChild<OutputTextEdit *>(); }
 
     // Waits until the output holds `text` (the host runs queued code when the loop is idle).
@@ -80,33 +93,19 @@ class ExecutionTest : public QObject {
 private slots:
     void init()
     {
-        m_prefs = std::make_unique<test::TempPrefs>();
-        m_host = std::make_unique<PythonHost>(m_prefs->root());
-        m_session = std::make_unique<EditorSession>();
-        QCOMPARE(m_session->startUp(*m_host), EditorSession::StartResult::Started);
-        QVERIFY(m_session->show());
-        m_window = qobject_cast<KestrelEditor *>(m_session->window());
-        QVERIFY(m_window);
+        m_python = std::make_unique<test::PythonWindow>();
+        m_host = m_python->host.get();
+        QVERIFY(m_python->start());
+        m_window = m_python->window;
         QApplication::setActiveWindow(m_window);
         QVERIFY(QTest::qWaitForWindowActive(m_window));
     }
-
-    void cleanup()
-    {
-        m_session->shutDown();
-        m_window = nullptr;
-        m_session.reset();
-        m_host.reset();
-        m_prefs.reset();
-    }
+    void cleanup() { m_python.reset(); }
 
     void typedPythonRunsAndErrorsLeadToTheTabLine()
     {
-        CodeEditor *editor = pythonTab();
+        CodeEditor *editor = focusedPythonTab();
         QVERIFY(editor);
-        editor->setFocus();
-        QTRY_VERIFY(editor->hasFocus());
-        m_window->ClearHistory();
 
         // Execute with nothing selected runs the whole tab.
         QTest::keyClicks(editor, QStringLiteral("x = 6 * 7"));
@@ -187,13 +186,10 @@ private slots:
         QFETCH(int, key);
         QFETCH(int, modifiers);
         QFETCH(QString, ran);
-        CodeEditor *editor = pythonTab();
+        CodeEditor *editor = focusedPythonTab();
         QVERIFY(editor);
-        editor->setFocus();
-        QTRY_VERIFY(editor->hasFocus());
         editor->setPlainText(QStringLiteral("a = 1\nb = a + 1"));
         editor->moveCursor(QTextCursor::End);
-        m_window->ClearHistory();
         QTest::keyClick(editor, Qt::Key(key), Qt::KeyboardModifiers(modifiers));
         QVERIFY2(waitForOutput(ran), qPrintable(m_window->OutputText()));
         QCOMPARE(m_window->OutputText(), ran);
@@ -226,13 +222,10 @@ private slots:
     {
         QFETCH(QString, script);
         QFETCH(QString, lastLine);
-        CodeEditor *editor = pythonTab();
+        CodeEditor *editor = focusedPythonTab();
         QVERIFY(editor);
-        editor->setFocus();
-        QTRY_VERIFY(editor->hasFocus());
-        m_window->ClearHistory();
         editor->setPlainText(script);
-        QSignalSpy finished(m_host.get(), &PythonHost::runFinished);
+        QSignalSpy finished(m_host, &PythonHost::runFinished);
         QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
         QVERIFY(finished.wait(60000));
         // A script that leaves a broken stream behind gets a fresh one on the next run.
@@ -251,29 +244,6 @@ private slots:
         QCOMPARE(last.text(), lastLine);
         if (script.contains(QLatin1String("buffer")))
             QVERIFY(last.previous().text().startsWith(QStringLiteral("nul \u0000 bad \ufffd\ufffd( \ufffd")));
-    }
-
-    // Every line of a script, from its own thread joined before the end too, arrives in order.
-    void threadOutputArrivesInOrder()
-    {
-        CodeEditor *editor = pythonTab();
-        QVERIFY(editor);
-        editor->setFocus();
-        QTRY_VERIFY(editor->hasFocus());
-        m_window->ClearHistory();
-        editor->setPlainText(QStringLiteral("import threading\n"
-                                            "print('first')\n"
-                                            "t = threading.Thread(target=lambda: print('from thread'))\n"
-                                            "t.start(); t.join()\n"
-                                            "print('last')"));
-        QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
-        QVERIFY(waitForOutput(QStringLiteral("last\n")));
-        QTest::qWait(50);
-        const QString text = m_window->OutputText();
-        const int first = text.indexOf(QLatin1String("first\n"));
-        const int thread = text.indexOf(QLatin1String("from thread\n"));
-        const int last = text.indexOf(QLatin1String("last\n"));
-        QVERIFY2(first >= 0 && first < thread && thread < last, qPrintable(text));
     }
 
     // A group's toolbar buttons run that group's current tab wherever the focus is (here in the
@@ -304,11 +274,10 @@ private slots:
     // While Python runs the status bar says so, and the message goes once the run has ended.
     void pythonRunIsShownInTheStatusBar()
     {
-        CodeEditor *editor = pythonTab();
-        editor->setFocus();
-        QTRY_VERIFY(editor->hasFocus());
+        CodeEditor *editor = focusedPythonTab();
+        QVERIFY(editor);
         editor->setPlainText(QStringLiteral("import time\ntime.sleep(1.5)"));
-        QSignalSpy finished(m_host.get(), &PythonHost::runFinished);
+        QSignalSpy finished(m_host, &PythonHost::runFinished);
         QTest::keyClick(editor, Qt::Key_Return, Qt::ControlModifier | Qt::ShiftModifier);
         QCOMPARE(m_window->GetStatusBar()->LineMessage(), QString("Python is running: Esc to stop"));
         QVERIFY(finished.wait(10000));
@@ -326,10 +295,8 @@ private slots:
         QApplication::setQuitOnLastWindowClosed(false);
         Settings::instance().saveAllOnExit = false; // the close asks about modified files
         QTemporaryDir files;
-        QFile file(files.filePath("tool.py"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x = 1\n") > 0);
-        file.close();
-        m_window->OpenFile(file.fileName());
+        QVERIFY(test::writeFile(files.filePath("tool.py"), "x = 1\n"));
+        m_window->OpenFile(files.filePath("tool.py"));
         m_window->ActiveCodeEditor()->insertPlainText("y");
         test::DialogAnswers answers({QStringLiteral("Cancel"), QStringLiteral("No")});
         QTest::keyClick(m_window->ActiveCodeEditor(), Qt::Key_Q, Qt::ControlModifier);

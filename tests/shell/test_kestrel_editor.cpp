@@ -1,4 +1,5 @@
 #include "tests/support/dialog_answers.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "tests/support/window_test.h"
 
@@ -304,9 +305,7 @@ private slots:
         Settings saved;
         saved.read();
         QVERIFY(saved.pylintEnabled);
-        QFile file(pylint);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
+        QVERIFY(test::writeFile(pylint, QByteArray()));
         m_window->OnPreferencesModified();
         QVERIFY(Settings::instance().pylintActive());
     }
@@ -466,6 +465,43 @@ private slots:
         QVERIFY(m_window->Group(landed)->IndexOf(dragged) >= 0);
         const auto [narrowest, widest] = std::minmax_element(widths.begin(), widths.end());
         QVERIFY2(*widest - *narrowest <= 1, qPrintable(QString("%1 .. %2").arg(*narrowest).arg(*widest)));
+    }
+
+    // A group that empties gives its width to its neighbour; the widths the user dragged the
+    // other groups to stay.
+    void anEmptiedGroupGivesItsRoomToItsNeighbour_data()
+    {
+        QTest::addColumn<int>("closed");
+        QTest::addColumn<QVector<int>>("widths"); // of the groups left, from 300, 400, 600
+        QTest::newRow("middle: to the left") << 1 << QVector<int>{700, 600};
+        QTest::newRow("first: to the right") << 0 << QVector<int>{700, 600};
+        QTest::newRow("last: to the left") << 2 << QVector<int>{300, 1000};
+    }
+    void anEmptiedGroupGivesItsRoomToItsNeighbour()
+    {
+        QFETCH(int, closed);
+        QFETCH(QVector<int>, widths);
+        QVERIFY(shown(1600, 768));
+        spread({1, 1, 1});
+        auto *splitter = qobject_cast<QSplitter *>(m_window->Group(0)->parentWidget());
+        QVERIFY(splitter);
+        const int handles = splitter->handleWidth() * 2;
+        const int total = splitter->width() - handles;
+        splitter->setSizes({300 * total / 1300, 400 * total / 1300, total - 700 * total / 1300});
+        QApplication::processEvents();
+        const QList<int> dragged = splitter->sizes();
+        m_window->OnCloseTabRequested(m_window->Group(closed), 0);
+        QCOMPARE(m_window->Group(closed)->Count(), 0);
+        QApplication::processEvents();
+        QVector<int> left;
+        for (int i = 0; i < 3; ++i) {
+            if (i != closed)
+                left.append(m_window->Group(i)->width());
+        }
+        for (int i = 0; i < 2; ++i) // within what the handle freed and rounding
+            QVERIFY2(std::abs(left.at(i) - widths.at(i) * total / 1300) <= splitter->handleWidth() + 2,
+                     qPrintable(QString("%1 %2 from %3 %4 %5").arg(left.at(0)).arg(left.at(1))
+                                    .arg(dragged.at(0)).arg(dragged.at(1)).arg(dragged.at(2))));
     }
 
     // The active group's current tab carries the colour scheme's selection colour along its

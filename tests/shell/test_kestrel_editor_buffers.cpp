@@ -476,7 +476,8 @@ private slots:
     }
 
     // A big file of the session waits for its tab: the window shows without it, a save leaves it
-    // alone, and it loads (cursor where it was) when its tab is first shown.
+    // alone, a session saved meanwhile keeps its cursor, and it loads (cursor where it was) when
+    // its tab is first shown.
     void hiddenSessionTabLoadsWhenShown()
     {
         const QByteArray big = QByteArray("import os\n").repeated(BufferLoader::DeferredSize / 10 + 1);
@@ -494,6 +495,9 @@ private slots:
         QVERIFY(hidden->document()->isEmpty());
         m_window->SaveAll();
         QCOMPARE(contents(bigPath), big);
+        m_window->SaveState(); // the session keeps the tab's place until it is loaded
+        QVERIFY2(Settings::instance().tabDetails.first().startsWith(QStringLiteral("0;1;%1;0;25;").arg(bigPath)),
+                 qPrintable(Settings::instance().tabDetails.first()));
         m_window->SetActiveCodeEditor(0, group->IndexOfPath(bigPath));
         QTRY_VERIFY_WITH_TIMEOUT(!KestrelEditor::IsLoading(hidden), 60000);
         QCOMPARE(TextFile::DocumentText(*hidden->document()), QString::fromLatin1(big));

@@ -1,5 +1,6 @@
 #include "editor/code_editor.h"
 #include "shell/script_runs.h"
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 
 #include <QtCore/QTemporaryDir>
@@ -93,9 +94,7 @@ private slots:
         const QString inFile = QStringLiteral("# Error: IOError: file %1 line 3: gone #").arg(path);
         runs.Observe(inFile + QLatin1Char('\n'));
         QVERIFY(!runs.IsLink(inFile)); // no such file (yet)
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.close();
+        QVERIFY(test::writeFile(path, QByteArray()));
         QCOMPARE(runs.Resolve(inFile, 0).path, path);
         QCOMPARE(runs.Resolve(inFile, 0).line, 3);
         // A name in angle brackets is the interpreter's, not a file's.

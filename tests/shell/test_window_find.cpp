@@ -9,7 +9,6 @@
 #include "plugin/host_bridge.h"
 #include "shell/kestrel_editor.h"
 #include "tests/support/dialog_answers.h"
-#include "views/find_in_files_search.h"
 #include "views/find_in_files_view.h"
 #include "views/side_bar.h"
 #include "views/workspace_view.h"
@@ -27,6 +26,26 @@ using ke2::test::FakeHost;
 // Go to and find in files inside the real window.
 class WindowFindTest : public test::WindowTest {
     Q_OBJECT
+
+    // Searches for `text` from the window's search view; the view, once its status reads `status`.
+    FindInFilesView *search(const QString &text, const QString &status)
+    {
+        FindInFilesView *view = m_window->SearchView();
+        m_window->FindInFiles();
+        view->SearchEdit()->setText(text);
+        view->StartSearch();
+        if (QTest::qWaitFor([&] { return view->StatusText() == status; }))
+            return view;
+        qWarning().noquote() << "search status:" << view->StatusText() << "expected:" << status;
+        return nullptr;
+    }
+    static void click(FindInFilesView *view, QTreeWidgetItem *item)
+    {
+        view->Results()->scrollToItem(item);
+        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
+                          view->Results()->visualItemRect(item).center());
+    }
+
 private slots:
     // "@" lists the scanner's outline of the buffer as it is now, each entry with what it is
     // inside of and its line, imports only when asked for; Enter puts the cursor there.
@@ -93,11 +112,8 @@ private slots:
     {
         QTemporaryDir dir;
         const QString a = dir.filePath("a.py"), b = dir.filePath("b.mel"), c = dir.filePath("c.txt");
-        for (const QString &path : {a, b, c}) {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(path == c ? "old old\r\nkeep\r\n" : "x = old\n");
-        }
+        for (const QString &path : {a, b, c})
+            QVERIFY(test::put(path, path == c ? "old old\r\nkeep\r\n" : "x = old\n"));
         QVERIFY(shown());
         m_window->OpenFile(a);
         CodeEditor *editor = m_window->ActiveCodeEditor();
@@ -106,12 +122,8 @@ private slots:
         editor->insertPlainText("y = old\n");
         const QString edited = editor->toPlainText();
 
-        m_window->FindInFiles();
-        FindInFilesView *view = m_window->SearchView();
-        QSignalSpy finished(view->Search(), &FindInFilesSearch::Finished);
-        view->SearchEdit()->setText("old");
-        view->StartSearch();
-        QTRY_COMPARE(view->StatusText(), QString("5 results in 3 files"));
+        FindInFilesView *view = search("old", "5 results in 3 files");
+        QVERIFY(view);
         view->ReplaceEdit()->setText("new");
         test::DialogAnswers answers({"Yes"});
         view->ReplaceAll();
@@ -136,19 +148,11 @@ private slots:
         QVERIFY(shown());
         m_window->OpenFile(dir.filePath("a.py"));
         CodeEditor *editor = m_window->ActiveCodeEditor();
-        FindInFilesView *view = m_window->SearchView();
-        m_window->FindInFiles();
-        view->SearchEdit()->setText("foo");
-        view->StartSearch();
-        QTRY_COMPARE(view->StatusText(), QString("2 results in 2 files"));
+        FindInFilesView *view = search("foo", "2 results in 2 files");
+        QVERIFY(view);
         auto lineItem = [view](const QString &text) -> QTreeWidgetItem * {
             const QList<QTreeWidgetItem *> items = view->Results()->findItems(text, Qt::MatchEndsWith | Qt::MatchRecursive);
             return items.isEmpty() ? nullptr : items.first();
-        };
-        auto click = [view](QTreeWidgetItem *item) {
-            view->Results()->scrollToItem(item);
-            QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
-                              view->Results()->visualItemRect(item).center());
         };
         auto insertAtTop = [editor](const QString &text) {
             QTextCursor cursor(editor->document());
@@ -163,7 +167,7 @@ private slots:
 
         // Clicked before the pause is over: the line moved by one, and is found there.
         insertAtTop("# no match\n");
-        click(lineItem("def foo(a, b):"));
+        click(view, lineItem("def foo(a, b):"));
         QTRY_COMPARE(editor->textCursor().blockNumber(), 4);
         QCOMPARE(editor->textCursor().selectedText(), QString("foo"));
         QCOMPARE(lineItem("def foo(a, b):")->text(0), QString("5: def foo(a, b):"));
@@ -173,7 +177,7 @@ private slots:
         line.select(QTextCursor::BlockUnderCursor);
         line.removeSelectedText();
         editor->setTextCursor(QTextCursor(editor->document()));
-        click(lineItem("def foo(a, b):"));
+        click(view, lineItem("def foo(a, b):"));
         QTRY_VERIFY(view->StatusText().contains("The match on line 5 of a.py is no longer there."));
         QVERIFY(!editor->textCursor().hasSelection());
         QVERIFY(!lineItem("def foo(a, b):"));
@@ -197,14 +201,9 @@ private slots:
         QVERIFY(shown());
         m_window->OpenFile(dir.filePath("a.mel"));
         CodeEditor *editor = m_window->ActiveCodeEditor();
-        FindInFilesView *view = m_window->SearchView();
-        m_window->FindInFiles();
-        view->SearchEdit()->setText("wanted");
-        view->StartSearch();
-        QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
-        QTreeWidgetItem *line = view->Results()->topLevelItem(0)->child(0);
-        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
-                          view->Results()->visualItemRect(line).center());
+        FindInFilesView *view = search("wanted", "1 results in 1 files");
+        QVERIFY(view);
+        click(view, view->Results()->topLevelItem(0)->child(0));
         QCOMPARE(editor->FindInFilesRegex().pattern(), QString("wanted"));
         if (action == "toggle") {
             m_window->ToggleSideBar();
@@ -225,10 +224,7 @@ private slots:
     {
         QTemporaryDir dir;
         QVERIFY(QDir().mkpath(dir.filePath("sub")));
-        QFile file(dir.filePath("sub/a.mel"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("proc wanted() {}\n");
-        file.close();
+        QVERIFY(test::put(dir.filePath("sub/a.mel"), "proc wanted() {}\n"));
         QVERIFY(shown());
         FindInFilesView *view = m_window->SearchView();
         view->SearchEdit()->setText("wanted");
@@ -237,10 +233,7 @@ private slots:
         QTRY_COMPARE(view->StatusText(), QString("1 results in 1 files"));
 
         // A click on the line opens the file with the match selected.
-        QTreeWidgetItem *line = view->Results()->topLevelItem(0)->child(0);
-        view->Results()->scrollToItem(line);
-        QTest::mouseClick(view->Results()->viewport(), Qt::LeftButton, Qt::NoModifier,
-                          view->Results()->visualItemRect(line).center());
+        click(view, view->Results()->topLevelItem(0)->child(0));
         CodeEditor *editor = m_window->ActiveCodeEditor();
         QVERIFY(editor);
         QCOMPARE(QFileInfo(editor->Path()).fileName(), QString("a.mel"));

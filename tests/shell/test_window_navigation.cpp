@@ -93,27 +93,23 @@ private slots:
         const QString path = QDir(inFolder).filePath(QStringLiteral("current.py"));
         test::put(path, "pass\n");
         m_window->OpenFile(path);
-        QString directory;
-        QTimer::singleShot(50, [&] {
-            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
-                directory = dialog->directory().absolutePath();
-                dialog->reject();
-            }
-        });
-        m_window->OpenFile();
-        QCOMPARE(directory, QFileInfo(path).absolutePath());
+        // The folder the open dialog shows first; the dialog is cancelled.
+        auto dialogFolder = [this] {
+            QString directory;
+            QTimer::singleShot(50, [&directory] {
+                if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+                    directory = dialog->directory().absolutePath();
+                    dialog->reject();
+                }
+            });
+            m_window->OpenFile();
+            return directory;
+        };
+        QCOMPARE(dialogFolder(), QFileInfo(path).absolutePath());
 
         // An internal buffer on first use: beside the newest recent file.
         m_window->NewPythonBuffer();
-        directory.clear();
-        QTimer::singleShot(50, [&] {
-            if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
-                directory = dialog->directory().absolutePath();
-                dialog->reject();
-            }
-        });
-        m_window->OpenFile();
-        QCOMPARE(directory, QFileInfo(path).absolutePath());
+        QCOMPARE(dialogFolder(), QFileInfo(path).absolutePath());
     }
 };
 

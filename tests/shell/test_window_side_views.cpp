@@ -1,4 +1,5 @@
 #include "tests/support/test_registry.h"
+#include "tests/support/test_files.h"
 #include "tests/support/window_test.h"
 
 #include "config/key_bindings.h"
@@ -126,9 +127,7 @@ private slots:
     {
         QTemporaryDir dir;
         QVERIFY(QDir(dir.path()).mkpath("scripts"));
-        QFile file(dir.filePath("scripts/tool.mel"));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("print 1;\n") > 0);
-        file.close();
+        QVERIFY(test::writeFile(dir.filePath("scripts/tool.mel"), "print 1;\n"));
         QVERIFY(shown());
         WorkspaceTreeWidget *tree = m_window->GetSideBar()->Workspace()->Tree();
         tree->AddWorkspaceFolder(dir.path());
@@ -172,9 +171,7 @@ private slots:
         tree->AddWorkspaceFolder(dir.filePath("ws"));
         const QString path = file.isEmpty() ? m_window->Group(0)->CodeEditorAt(1)->Path() : dir.filePath(file);
         if (!file.isEmpty()) {
-            QFile created(path);
-            QVERIFY(created.open(QIODevice::WriteOnly) && created.write("x\n") > 0);
-            created.close();
+            QVERIFY(test::writeFile(path, "x\n"));
             m_window->OpenFile(path);
         }
         m_window->SetActiveCodeEditor(0, 0); // the revealed tab need not be the current one

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtWidgets/QAbstractButton>
 #include <QtWidgets/QApplication>
 #include <QtWidgets/QFileDialog>
 #include <QtWidgets/QInputDialog>
 #include <QtWidgets/QMessageBox>
+
+#include <functional>
+#include <memory>
 
 namespace ke2::test {
 
@@ -63,5 +67,53 @@ private:
 
     QTimer m_timer;
 };
+
+// Acts on the next modal window of type T once it is up (a file dialog, a message box) as the
+// user would. A dialog still open a while after the act (a file dialog whose folder was still
+// being read) is acted on again, and one still open after about twenty seconds is rejected, so
+// that a dialog that will not close fails the test instead of hanging it.
+template <typename T>
+struct ModalAnswer {
+    std::function<void(T *)> act;
+    QPointer<T> window; // the one acted on
+    bool acted = false;
+};
+
+template <typename T>
+void pollModal(std::shared_ptr<ModalAnswer<T>> answer, int attempts)
+{
+    QTimer::singleShot(10, [answer, attempts] {
+        auto *window = qobject_cast<T *>(QApplication::activeModalWidget());
+        const bool visible = window && window->isVisible();
+        if (!answer->acted) {
+            if (visible) {
+                answer->acted = true;
+                answer->window = window;
+                answer->act(window);
+            }
+            if (attempts > 0)
+                pollModal(answer, attempts - 1);
+            return;
+        }
+        if (!visible || window != answer->window)
+            return; // it closed
+        if (attempts <= 0)
+            window->reject();
+        else {
+            if (attempts % 20 == 0)
+                answer->act(window);
+            pollModal(answer, attempts - 1);
+        }
+    });
+}
+
+template <typename T>
+void whenModal(std::function<void(T *)> act, int attempts = 2000)
+{
+    auto answer = std::make_shared<ModalAnswer<T>>();
+    answer->act = std::move(act);
+    pollModal(answer, attempts);
+}
+
 
 } // namespace ke2::test

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/host.h"
+#include "plugin/host_bridge.h"
 
 #include <QtCore/QHash>
 #include <QtCore/QVariant>
@@ -104,6 +105,22 @@ private:
     QuitCallback m_onQuit;
     bool m_callbacksInstalled = false;
     bool m_callbacksFail = false;
+};
+
+// Installs `host` as the bridge's host for the lifetime of the object; the previous one comes back.
+class ScopedHost {
+public:
+    explicit ScopedHost(Host *host)
+        : m_previous(HostBridge::host())
+    {
+        HostBridge::setHost(host);
+    }
+    ~ScopedHost() { HostBridge::setHost(m_previous); }
+    ScopedHost(const ScopedHost &) = delete;
+    ScopedHost &operator=(const ScopedHost &) = delete;
+
+private:
+    Host *m_previous;
 };
 
 } // namespace ke2::test

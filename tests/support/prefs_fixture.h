@@ -10,22 +10,6 @@
 
 namespace ke2::test {
 
-// Installs `host` as the bridge's host for the lifetime of the object; the previous one comes back.
-class ScopedHost {
-public:
-    explicit ScopedHost(Host *host)
-        : m_previous(HostBridge::host())
-    {
-        HostBridge::setHost(host);
-    }
-    ~ScopedHost() { HostBridge::setHost(m_previous); }
-    ScopedHost(const ScopedHost &) = delete;
-    ScopedHost &operator=(const ScopedHost &) = delete;
-
-private:
-    Host *m_previous;
-};
-
 // A redirected preferences folder with a fake host answering for it, installed as the active
 // host, and the settings at their defaults, for the lifetime of the object.
 struct PrefsFixture {

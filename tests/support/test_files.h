@@ -21,6 +21,13 @@ inline bool writeFile(const QString &path, const QByteArray &content)
     return out.open(QIODevice::WriteOnly | QIODevice::Truncate) && out.write(content) == content.size();
 }
 
+// A stand-in program: a shell script that runs `body`, executable by its owner.
+inline bool writeScript(const QString &path, const QByteArray &body)
+{
+    return writeFile(path, "#!/bin/sh\n" + body + '\n')
+           && QFile::setPermissions(path, QFile::permissions(path) | QFileDevice::ExeOwner | QFileDevice::ExeUser);
+}
+
 #ifdef KE2_TEST_DATA_DIR
 // A relative name is looked up in the test area's data folder (tests/<area>/data).
 inline QString dataPath(const QString &name)

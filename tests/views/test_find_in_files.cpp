@@ -1,3 +1,4 @@
+#include "tests/support/test_files.h"
 #include "tests/support/test_registry.h"
 #include "views/find_in_files_search.h"
 #include "views/find_in_files_view.h"
@@ -18,9 +19,7 @@ namespace {
 
 bool write(const QString &path, const QByteArray &bytes)
 {
-    QDir().mkpath(QFileInfo(path).absolutePath());
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    return QDir().mkpath(QFileInfo(path).absolutePath()) && test::writeFile(path, bytes);
 }
 
 // Runs a search to its end; the results by path relative to `root`, as "path:line:column:text".

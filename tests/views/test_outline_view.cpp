@@ -257,28 +257,33 @@ private slots:
         QCOMPARE(go.last().at(0).toInt(), 24);
     }
 
-    // A parse that only moved the entries keeps the tree's items and gives them the new offsets;
-    // any other change rebuilds; sorted or not, the tree is the one a fresh view shows.
+    // After a pause the tree is the one a fresh view shows, sorted or not; the items of entries
+    // that did not change are kept (a user's selection and expansion stay on them).
     void updateAfterAPause_data()
     {
         QTest::addColumn<QString>("edited");
         QTest::addColumn<bool>("sorted");
-        QTest::addColumn<bool>("sameItems");
+        QTest::addColumn<QStringList>("kept");
         const QString base = "global proc b() {}\nproc a() { print 1; }\nglobal string $g;\n";
+        const QStringList all{"b", "a", "$g"};
         for (const bool sorted : {false, true}) {
             const QByteArray order = sorted ? ", sorted" : "";
-            QTest::newRow("typing in a body" + order) << base.left(28) + "x" + base.mid(28) << sorted << true;
-            QTest::newRow("a line above" + order) << "// new\n" + base << sorted << true;
-            QTest::newRow("a renamed proc" + order) << QString(base).replace("proc a()", "proc c()") << sorted << false;
-            QTest::newRow("a new proc" + order) << base + "proc d() {}\n" << sorted << false;
-            QTest::newRow("a proc gone" + order) << base.mid(19) << sorted << false;
+            QTest::newRow("typing in a body" + order) << base.left(28) + "x" + base.mid(28) << sorted << all;
+            QTest::newRow("a line above" + order) << "// new\n" + base << sorted << all;
+            QTest::newRow("a renamed proc" + order) << QString(base).replace("proc a()", "proc c()") << sorted
+                                                    << QStringList{"b", "$g"};
+            QTest::newRow("a new proc" + order) << base + "proc d() {}\nproc A() {}\n" << sorted << all;
+            QTest::newRow("a new proc between" + order) << QString(base).replace("proc a()", "proc B() {}\nproc a()")
+                                                        << sorted << all;
+            QTest::newRow("a proc gone" + order) << base.mid(19) << sorted << QStringList{"a", "$g"};
+            QTest::newRow("everything gone" + order) << QString() << sorted << QStringList();
         }
     }
     void updateAfterAPause()
     {
         QFETCH(QString, edited);
         QFETCH(bool, sorted);
-        QFETCH(bool, sameItems);
+        QFETCH(QStringList, kept);
         PrefsFixture fixture;
         MelParser first, second;
         first.Parse("global proc b() {}\nproc a() { print 1; }\nglobal string $g;\n", "/scripts/a.mel");
@@ -290,11 +295,60 @@ private slots:
         }
         view.OnParserUpdated(&first);
         const int marker = Qt::UserRole + 50; // an item made anew does not have it
-        view.Tree()->topLevelItem(0)->setData(0, marker, true);
+        for (QTreeWidgetItemIterator it(view.Tree()); *it; ++it)
+            (*it)->setData(0, marker, (*it)->text(0));
         view.OnParserUpdated(&second);
         fresh.OnParserUpdated(&second);
         QCOMPARE(dumpTree(view.Tree()), dumpTree(fresh.Tree()));
-        QCOMPARE(view.Tree()->topLevelItem(0)->data(0, marker).toBool(), sameItems);
+        QStringList carried;
+        for (QTreeWidgetItemIterator it(view.Tree()); *it; ++it) {
+            if ((*it)->data(0, marker).isValid()) {
+                QCOMPARE((*it)->data(0, marker).toString(), (*it)->text(0));
+                carried << (*it)->text(0);
+            }
+        }
+        carried.sort();
+        kept.sort();
+        QCOMPARE(carried, kept);
+    }
+
+    // Python nesting through edits: methods added, removed or moved between classes land where a
+    // fresh view puts them, expanded classes stay expanded.
+    void nestedUpdatesMatchAFreshTree_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("after");
+        const QString base = "import os\nclass A:\n    def f(self): pass\n    def g(self): pass\n"
+                             "class B:\n    def h(self): pass\ndef main(): pass\n";
+        QTest::newRow("a method added") << base << QString(base).replace("    def g", "    def e(self): pass\n    def g");
+        QTest::newRow("a class renamed") << base << QString(base).replace("class A", "class Z");
+        QTest::newRow("a class line removed") << base << QString(base).replace("class B:\n", "");
+        QTest::newRow("a method moved out") << base << QString(base).replace("    def g(self)", "def g(self)");
+        QTest::newRow("a class added around") << base << QString(base).replace("def main", "class C:\n    def main");
+        QTest::newRow("an import added") << base << "import sys\n" + base;
+    }
+    void nestedUpdatesMatchAFreshTree()
+    {
+        QFETCH(QString, before);
+        QFETCH(QString, after);
+        PrefsFixture fixture;
+        Settings::instance().outlineHideImports = false;
+        for (const bool sorted : {false, true}) {
+            PythonParser first, second;
+            first.Parse(before, "/scripts/n.py");
+            second.Parse(after, "/scripts/n.py");
+            OutlineView view, fresh;
+            if (sorted) {
+                view.ToggleSort();
+                fresh.ToggleSort();
+            }
+            view.OnParserUpdated(&first);
+            findItem(view.Tree(), "A")->setExpanded(true);
+            view.OnParserUpdated(&second);
+            fresh.OnParserUpdated(&second);
+            QCOMPARE(dumpTree(view.Tree()), dumpTree(fresh.Tree()));
+            QCOMPARE(expandedTexts(view.Tree()), expandedTexts(fresh.Tree()));
+        }
     }
 
     // A click selects the entry's name; after the tree lost focus, a click on the same entry

@@ -33,8 +33,6 @@ QStringList rightClick(StatusBar &bar, const QString &choice = QString())
 class StatusBarTest : public QObject {
     Q_OBJECT
 private slots:
-    void init() { HostBridge::setHost(&m_host); }
-    void cleanup() { HostBridge::setHost(nullptr); }
 
     void labels_data()
     {
@@ -181,6 +179,7 @@ private slots:
 
 private:
     FakeHost m_host;
+    ScopedHost m_active{&m_host};
 };
 
 KE2_TEST_CLASS(StatusBarTest)
