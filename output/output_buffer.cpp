@@ -7,6 +7,9 @@ namespace ke2 {
 
 namespace {
 
+// The most characters moved at once to drop what was handed out.
+constexpr qsizetype compactionLimit = 1 << 20;
+
 // Characters that end a block when inserted into a text document.
 bool isBreak(char16_t c)
 {
@@ -106,8 +109,9 @@ OutputBuffer::Chunk OutputBuffer::take(int maxCharacters)
     chunk.text = m_text.mid(m_head, cut - m_head);
     m_head = cut;
     m_lineBreaks -= int(chunk.text.count(QLatin1Char('\n')));
-    // Dropping the handed-out part only once it outweighs the rest keeps the copying linear.
-    if (m_head > m_text.size() / 2) {
+    // Dropping the handed-out part only once it outweighs the rest keeps the copying linear, and
+    // only while the rest is small a single slice never waits for a huge line to be moved.
+    if (m_head > m_text.size() / 2 && m_text.size() - m_head <= compactionLimit) {
         m_text.remove(0, m_head);
         m_head = 0;
     }

@@ -25,7 +25,7 @@ namespace ke2 {
 class OutputBuffer {
 public:
     static constexpr int wholeLineLength = 1000;
-    static constexpr int maximumLineLength = 1000;
+    static constexpr int maximumLineLength = 4000;
     static constexpr char16_t pieceBreak = 0x2029;
 
     // The document's bound: at most `lines` printed lines (a line ends with "\n"; the empty line

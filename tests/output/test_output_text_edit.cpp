@@ -89,23 +89,29 @@ private slots:
         QStringList joined{QStringLiteral("line 1")};
         for (int i = 2; i <= 1001; ++i)
             joined << QStringLiteral("\nline %1").arg(i);
-        const QString piece = QString(OutputBuffer::maximumLineLength, QLatin1Char('x'));
         QTest::newRow("1000 lines fill it") << QStringList(joined.mid(0, 1000)) << "line 1" << 1000;
         QTest::newRow("the 1001st line removes the first") << joined << "line 2" << 1000;
         QTest::newRow("1000 newline-ended lines fill it") << numberedLines(1000) << "line 1" << 1001;
         QTest::newRow("the 1001st newline-ended line removes the first") << numberedLines(1001) << "line 2" << 1001;
         QTest::newRow("a flood keeps the newest") << numberedLines(5000) << "line 4001" << 1001;
+        // Blocks a line of `length` characters takes: a first piece, then pieces of the rest.
+        const auto blocksOf = [](int length) {
+            const int rest = std::max(0, length - OutputBuffer::wholeLineLength);
+            return 1 + (rest + OutputBuffer::maximumLineLength - 1) / OutputBuffer::maximumLineLength;
+        };
+        const auto x = [](int length) { return QString(length, QLatin1Char('x')) + QLatin1Char('\n'); };
+        // On its own, a line of more pieces than twice the lines the buffer keeps.
+        const int enormous = OutputBuffer::wholeLineLength + 2001 * OutputBuffer::maximumLineLength;
         QTest::newRow("a 5,000-character line counts once")
-            << (numberedLines(999) << piece.repeated(5) + QLatin1Char('\n')) << "line 1" << 1005;
+            << (numberedLines(999) << x(5000)) << "line 1" << 999 + blocksOf(5000) + 1;
         QTest::newRow("a 1,000,000-character line keeps the others")
-            << (numberedLines(999) << piece.repeated(1000) + QLatin1Char('\n')) << "line 1" << 2000;
+            << (numberedLines(999) << x(1000000)) << "line 1" << 999 + blocksOf(1000000) + 1;
         QTest::newRow("a line in pieces is pushed out whole")
-            << (QStringList{piece.repeated(7) + QLatin1Char('\n')} << numberedLines(1000)) << "line 1" << 1001;
+            << (QStringList{x(7000)} << numberedLines(1000)) << "line 1" << 1001;
         QTest::newRow("a line of more pieces than twice the lines stays whole")
-            << (numberedLines(999) << piece.repeated(2100) + QLatin1Char('\n')) << "line 1" << 3100;
+            << (numberedLines(999) << x(enormous)) << "line 1" << 999 + blocksOf(enormous) + 1;
         QTest::newRow("the line after it pushes out the first")
-            << (numberedLines(999) << piece.repeated(7) + QLatin1Char('\n') << QStringLiteral("last\n"))
-            << "line 2" << 1007;
+            << (numberedLines(999) << x(7000) << QStringLiteral("last\n")) << "line 2" << 998 + blocksOf(7000) + 2;
     }
 
     void bufferSizeBoundsTheDocument()
