@@ -13,6 +13,7 @@
 #include <QtCore/QDir>
 #include <QtCore/QFileInfo>
 #include <QtCore/QMimeData>
+#include <QtCore/QPointer>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QThread>
 #include <QtCore/QTimer>
@@ -192,6 +193,11 @@ CodeEditorGroup::CodeEditorGroup(int id, QWidget *parent)
 CodeEditorGroup::~CodeEditorGroup()
 {
     StopPylintWorker();
+    // The scan runs this library's code: it ends before the library can be unloaded.
+    if (m_backgroundScan) {
+        disconnect(m_backgroundScan, nullptr, this, nullptr);
+        m_backgroundScan->wait();
+    }
 }
 
 void CodeEditorGroup::EnsurePylintWorker()
@@ -516,14 +522,18 @@ void CodeEditorGroup::Analyse(const QString *known)
         return;
     CodeEditor *editor = CurrentCodeEditor();
     BaseParser *parser = nullptr;
-    // The scanners read the whole text on this thread: in a buffer past this size (a scene file
-    // of many megabytes) a pause would hold up typing for seconds, so it goes without outline
-    // and diagnostics.
+    // Past this size (a scene file of many megabytes) a scan on this thread would hold up typing
+    // for seconds at each pause: such a buffer is scanned on a thread of its own instead.
     constexpr int analysedLength = 8 * 1024 * 1024;
-    const bool analysed = editor && editor->document()->characterCount() <= analysedLength;
-    if (analysed && editor->Language() == LANGUAGE_MEL)
+    const bool scripted = editor && (editor->Language() == LANGUAGE_MEL || editor->Language() == LANGUAGE_PYTHON);
+    if (scripted && editor->document()->characterCount() > analysedLength) {
+        AnalyseInBackground(editor, known ? *known : editor->toPlainText());
+        return;
+    }
+    ++m_backgroundGeneration; // a scan still running is for another buffer or text
+    if (scripted && editor->Language() == LANGUAGE_MEL)
         parser = &m_melParser;
-    else if (analysed && editor->Language() == LANGUAGE_PYTHON)
+    else if (scripted)
         parser = &m_pythonParser;
     if (!parser) {
         if (editor)
@@ -559,6 +569,44 @@ void CodeEditorGroup::Analyse(const QString *known)
     }
     m_lastParser = parser;
     emit ParserUpdated(parser);
+}
+
+void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &text)
+{
+    const quint64 generation = ++m_backgroundGeneration;
+    if (m_backgroundScan) {
+        // One scan at a time: the one running is of older text; this buffer's newest text is
+        // scanned when it ends.
+        m_backgroundAgain = true;
+        return;
+    }
+    std::shared_ptr<BaseParser> parser;
+    if (editor->Language() == LANGUAGE_MEL)
+        parser = std::make_shared<MelParser>(); // without the linter: it reads the host's lists
+    else
+        parser = std::make_shared<PythonParser>();
+    const QString path = editor->Path();
+    m_backgroundScan = QThread::create([parser, text, path] { parser->Parse(text, path); });
+    connect(m_backgroundScan, &QThread::finished, m_backgroundScan, &QObject::deleteLater);
+    const QPointer<CodeEditor> target(editor);
+    const int length = text.size();
+    connect(m_backgroundScan, &QThread::finished, this, [this, parser, target, generation, length] {
+        m_backgroundScan = nullptr;
+        if (m_backgroundAgain) {
+            m_backgroundAgain = false;
+            Analyse();
+            return;
+        }
+        // Edited, closed or switched away from meanwhile: the result is of text no longer shown.
+        if (generation != m_backgroundGeneration || !target || target != CurrentCodeEditor())
+            return;
+        target->SetDiagnostics(toMarks(parser->Errors(), length), toMarks(parser->Warnings(), length),
+                               toMarks(parser->Todos(), length));
+        m_backgroundParser = parser;
+        m_lastParser = parser.get();
+        emit ParserUpdated(parser.get());
+    });
+    m_backgroundScan->start(QThread::LowPriority);
 }
 
 void CodeEditorGroup::SetActive(bool active)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 #include "editor/code_editor_record.h"
 #include "editor/text_search.h"
 #include "groups/tab_drop_zone.h"
@@ -224,6 +226,9 @@ private:
     // `text`: the current editor's text when the caller has it (a copy of a large buffer is
     // costly); otherwise it is read from the editor.
     void Analyse(const QString *text = nullptr);
+    // Analyse for a buffer too big to scan on this thread: the scan runs on a thread of its own
+    // and its result is shown if the text is still the one scanned.
+    void AnalyseInBackground(CodeEditor *editor, const QString &text);
     // Drag handling shared by the group and its editors' viewports; `pos` in group coordinates.
     // Returns whether the drag is one the group takes.
     bool UpdateDrag(const QPoint &pos, const QMimeData *mime);
@@ -256,6 +261,10 @@ private:
     MelParser m_melParser;
     PythonParser m_pythonParser;
     BaseParser *m_lastParser = nullptr;
+    std::shared_ptr<BaseParser> m_backgroundParser; // the last background scan shown
+    QThread *m_backgroundScan = nullptr;
+    quint64 m_backgroundGeneration = 0;
+    bool m_backgroundAgain = false;
     void EnsurePylintWorker();
     void StopPylintWorker();
     QThread *m_pylintThread = nullptr;

@@ -313,12 +313,24 @@ private slots:
         QVERIFY(updates.last()[0].value<BaseParser *>()->IsPython());
         QCOMPARE(changes.size(), 1);
 
-        // A scene of many megabytes is not scanned on a pause: typing would wait for it.
-        group->AddCodeEditor(record(LANGUAGE_MEL, QStringLiteral("scene.ma")),
-                             QStringLiteral("setAttr \".v\" 1\n").repeated(600000));
+        // A module of many megabytes is scanned on a thread of its own: the outline and the marks
+        // come when the scan ends, and a scan overtaken by a switch to another tab shows nothing.
+        const QString big = QStringLiteral("def generated():\n    pass\n") + QStringLiteral("x = 1\n").repeated(1500000)
+            + QStringLiteral("s = 'open\n");
+        group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("big.py")), big);
+        const int scanned = updates.size();
         group->SetCurrentIndex(3);
-        QCOMPARE(updates.last()[0].value<BaseParser *>(), nullptr);
-        QVERIFY(group->CurrentCodeEditor()->Marks(MARK_ERROR).isEmpty());
+        group->SetCurrentIndex(2);
+        group->SetCurrentIndex(3);
+        QTRY_VERIFY_WITH_TIMEOUT(updates.size() > scanned + 2, 30000);
+        QTest::qWait(300); // the overtaken scan has ended too
+        const auto *bigParser = updates.last()[0].value<BaseParser *>();
+        QVERIFY(bigParser && bigParser->IsPython());
+        QCOMPARE(bigParser->FilePath(), QStringLiteral("/scripts/big.py"));
+        QCOMPARE(bigParser->OutlineItems().size(), 1);
+        QCOMPARE(bigParser->OutlineItems().first()->name, QStringLiteral("generated"));
+        QCOMPARE(group->CurrentCodeEditor()->Marks(MARK_ERROR).size(), 1);
+        QCOMPARE(group->CodeEditorAt(2)->Marks(MARK_ERROR).size(), 0); // the MEL tab's own
     }
 
     // The tab context menu lists its entries in order and asks for the tab under the mouse.
