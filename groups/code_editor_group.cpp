@@ -522,11 +522,8 @@ void CodeEditorGroup::Analyse(const QString *known)
         return;
     CodeEditor *editor = CurrentCodeEditor();
     BaseParser *parser = nullptr;
-    // Past this size (a scene file of many megabytes) a scan on this thread would hold up typing
-    // for seconds at each pause: such a buffer is scanned on a thread of its own instead.
-    constexpr int analysedLength = 8 * 1024 * 1024;
     const bool scripted = editor && (editor->Language() == LANGUAGE_MEL || editor->Language() == LANGUAGE_PYTHON);
-    if (scripted && editor->document()->characterCount() > analysedLength) {
+    if (scripted && editor->document()->characterCount() > backgroundScanLength) {
         AnalyseInBackground(editor, known ? *known : editor->toPlainText());
         return;
     }
@@ -570,6 +567,8 @@ void CodeEditorGroup::Analyse(const QString *known)
     m_lastParser = parser;
     emit ParserUpdated(parser);
 }
+
+int CodeEditorGroup::backgroundScanLength = 8 * 1024 * 1024;
 
 void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &text)
 {

@@ -91,6 +91,10 @@ public:
 
     // The parser that analysed the current editor last, or null (text, or none yet).
     BaseParser *LastParser() const { return m_lastParser; }
+    // Past this many characters (a scene file of many megabytes) a scan on the window's thread
+    // would hold up typing for seconds at each pause: such a buffer is scanned on a thread of its
+    // own instead.
+    static int backgroundScanLength;
 
     static QString LanguageIconPath(CodeEditorLanguage language);
 

@@ -9,6 +9,7 @@
 
 #include <QtCore/QUrl>
 #include <QtGui/QContextMenuEvent>
+#include <QtCore/QScopeGuard>
 #include <QtTest/QSignalSpy>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QStackedWidget>
@@ -313,9 +314,13 @@ private slots:
         QVERIFY(updates.last()[0].value<BaseParser *>()->IsPython());
         QCOMPARE(changes.size(), 1);
 
-        // A module of many megabytes is scanned on a thread of its own: the outline and the marks
+        // A module of many megabytes (here of a lowered bound) is scanned on a thread of its own: the outline and the marks
         // come when the scan ends, and a scan overtaken by a switch to another tab shows nothing.
-        const QString big = QStringLiteral("def generated():\n    pass\n") + QStringLiteral("x = 1\n").repeated(1500000)
+        const auto restore = qScopeGuard([length = CodeEditorGroup::backgroundScanLength] {
+            CodeEditorGroup::backgroundScanLength = length;
+        });
+        CodeEditorGroup::backgroundScanLength = 100000;
+        const QString big = QStringLiteral("def generated():\n    pass\n") + QStringLiteral("x = 1\n").repeated(20000)
             + QStringLiteral("s = 'open\n");
         group->AddCodeEditor(record(LANGUAGE_PYTHON, QStringLiteral("big.py")), big);
         const int scanned = updates.size();
