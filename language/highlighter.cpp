@@ -97,6 +97,15 @@ Highlighter::Highlighter(QTextDocument *document)
     m_sweepTimer.setSingleShot(true);
     m_sweepTimer.setInterval(0);
     connect(&m_sweepTimer, &QTimer::timeout, this, &Highlighter::sweepStates);
+    // The base leaves an empty document alone at first; its one line is highlighted like the
+    // line a deletion of everything leaves, so that both carry the same line data.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (this->document() && this->document()->isEmpty() && !this->document()->firstBlock().userData())
+                rehighlightBlock(this->document()->firstBlock());
+        },
+        Qt::QueuedConnection);
     // Connected after the base's own reformatting slot: the pass of an edit ends here. The base
     // walks on from an edit only while the lines it highlights change their state; the line after
     // an edit that splits or joins lines may have a new previous line whose state differs from
