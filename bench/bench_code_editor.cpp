@@ -5,6 +5,7 @@
 // answered by the embedded interpreter as in the standalone program.
 #include "app/python_host.h"
 #include "bench_target.h"
+#include "generated_text.h"
 #include "editor/code_editor.h"
 #include "plugin/host_bridge.h"
 
@@ -22,34 +23,6 @@
 using namespace ke2;
 
 namespace {
-
-QString pythonModule(int lines)
-{
-    static const char *const chunk[] = {
-        "class Node%1(object):",
-        "    \"\"\"A node of the graph.\"\"\"",
-        "",
-        "    def __init__(self, name, parent=None):",
-        "        self.name = name  # display name",
-        "        self.children = [child for child in range(10) if child % 2]",
-        "        self.lookup = {'a': (1, 2), 'b': [3, 4]}",
-        "",
-        "    def walk(self, depth=0):",
-        "        for child in self.children:",
-        "            if isinstance(child, Node%1) and depth < 10:",
-        "                yield from child.walk(depth + 1)",
-        "            else:",
-        "                print(\"leaf %s\" % str(child), len(self.name))",
-        "        return None",
-        "",
-    };
-    const int chunkLines = int(sizeof(chunk) / sizeof(chunk[0]));
-    QStringList out;
-    out.reserve(lines);
-    for (int i = 0; out.size() < lines; ++i)
-        out.append(QString::fromLatin1(chunk[i % chunkLines]).replace(QLatin1String("%1"), QString::number(i / chunkLines)));
-    return out.join(QLatin1Char('\n'));
-}
 
 struct Stats {
     double median = 0;
@@ -124,7 +97,7 @@ int main(int argc, char **argv)
     timer.start();
     CodeEditor editor(LANGUAGE_PYTHON, QStringLiteral("bench.py"));
     editor.resize(1000, 800);
-    editor.setPlainText(pythonModule(lineCount));
+    editor.setPlainText(ke2bench::PythonModule(lineCount));
     editor.show();
     QCoreApplication::processEvents();
     const double openMs = timer.nsecsElapsed() / 1e6;

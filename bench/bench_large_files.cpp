@@ -10,6 +10,7 @@
 //   - a file of one 5 MB line: open, 100 keys typed in the middle of it, scrolling, and the
 //     bytes a save writes.
 #include "bench_target.h"
+#include "generated_text.h"
 
 #include "editor/code_editor.h"
 #include "language/highlighter.h"
@@ -36,34 +37,6 @@ using namespace ke2;
 using namespace ke2bench;
 
 namespace {
-
-QString pythonModule(int lines)
-{
-    static const char *const chunk[] = {
-        "class Node%1(object):",
-        "    \"\"\"A node of the graph.\"\"\"",
-        "",
-        "    def __init__(self, name, parent=None):",
-        "        self.name = name  # display name",
-        "        self.children = [child for child in range(10) if child % 2]",
-        "        self.lookup = {'a': (1, 2), 'b': [3, 4]}",
-        "",
-        "    def walk(self, depth=0):",
-        "        for child in self.children:",
-        "            if isinstance(child, Node%1) and depth < 10:",
-        "                yield from child.walk(depth + 1)",
-        "            else:",
-        "                print(\"leaf %s\" % str(child), len(self.name))",
-        "        return None",
-        "",
-    };
-    const int chunkLines = int(sizeof(chunk) / sizeof(chunk[0]));
-    QStringList out;
-    out.reserve(lines);
-    for (int i = 0; out.size() < lines; ++i)
-        out.append(QString::fromLatin1(chunk[i % chunkLines]).replace(QLatin1String("%1"), QString::number(i / chunkLines)));
-    return out.join(QLatin1Char('\n'));
-}
 
 double ms(const QElapsedTimer &timer)
 {
@@ -92,7 +65,7 @@ void tripleQuoteEdit()
 {
     CodeEditor editor(LANGUAGE_PYTHON, QStringLiteral("bench.py"));
     editor.resize(1000, 800);
-    editor.setPlainText(pythonModule(50000));
+    editor.setPlainText(ke2bench::PythonModule(50000));
     editor.show();
     auto *highlighter = static_cast<Highlighter *>(editor.Highlighter());
     highlighter->FinishPending();
@@ -183,7 +156,7 @@ void marks(int lines)
 {
     CodeEditor editor(LANGUAGE_PYTHON, QStringLiteral("bench.py"));
     editor.resize(1000, 800);
-    editor.setPlainText(pythonModule(std::max(lines, 100)));
+    editor.setPlainText(ke2bench::PythonModule(std::max(lines, 100)));
     editor.show();
     QCoreApplication::processEvents();
     const double half = marksSet(editor, 25000, lines);

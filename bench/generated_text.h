@@ -3,6 +3,7 @@
 // chunk's number and "%2" a digit drawn from a fixed seed, so that every run reads the same text.
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 namespace ke2bench {
 
@@ -45,9 +46,39 @@ inline QString GenerateText(const char *chunk, int size)
     QString text;
     text.reserve(size + 4096);
     QRandomGenerator random(42);
+    const QString pattern = QString::fromLatin1(chunk, int(qstrlen(chunk)));
     for (int i = 0; text.size() < size; ++i)
-        text += QString::fromLatin1(chunk).arg(i).arg(random.bounded(9) + 1);
+        text += pattern.arg(i).arg(random.bounded(9) + 1);
     return text;
+}
+
+// A Python module of `lines` lines: classes with docstrings, comprehensions, strings and calls.
+inline QString PythonModule(int lines)
+{
+    static const char *const chunk[] = {
+        "class Node%1(object):",
+        "    \"\"\"A node of the graph.\"\"\"",
+        "",
+        "    def __init__(self, name, parent=None):",
+        "        self.name = name  # display name",
+        "        self.children = [child for child in range(10) if child % 2]",
+        "        self.lookup = {'a': (1, 2), 'b': [3, 4]}",
+        "",
+        "    def walk(self, depth=0):",
+        "        for child in self.children:",
+        "            if isinstance(child, Node%1) and depth < 10:",
+        "                yield from child.walk(depth + 1)",
+        "            else:",
+        "                print(\"leaf %s\" % str(child), len(self.name))",
+        "        return None",
+        "",
+    };
+    const int chunkLines = int(sizeof(chunk) / sizeof(chunk[0]));
+    QStringList out;
+    out.reserve(lines);
+    for (int i = 0; out.size() < lines; ++i)
+        out.append(QString::fromLatin1(chunk[i % chunkLines]).replace(QLatin1String("%1"), QString::number(i / chunkLines)));
+    return out.join(QLatin1Char('\n'));
 }
 
 } // namespace ke2bench
