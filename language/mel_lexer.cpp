@@ -1,5 +1,7 @@
 #include "language/mel_lexer.h"
 
+#include <algorithm>
+
 namespace ke2 {
 
 namespace {
@@ -58,9 +60,16 @@ inline bool pairs(ushort first, ushort second)
 QVector<MelToken> TokenizeMel(const QString &text)
 {
     QVector<MelToken> tokens;
+    TokenizeMel(QStringView(text), tokens);
+    return tokens;
+}
+
+void TokenizeMel(QStringView text, QVector<MelToken> &tokens)
+{
     // About one token for every five characters of typical scripts: room for one in four.
-    tokens.reserve(text.size() / 4 + 16);
-    const ushort *data = reinterpret_cast<const ushort *>(text.constData());
+    if (tokens.capacity() < tokens.size() + text.size() / 4 + 16)
+        tokens.reserve(std::max(tokens.size() * 2, tokens.size() + int(text.size()) / 4 + 16));
+    const ushort *data = reinterpret_cast<const ushort *>(text.data());
     const int length = int(text.size());
     bool space = true;
     int at = 0;
@@ -175,7 +184,6 @@ QVector<MelToken> TokenizeMel(const QString &text)
         token.length = at - token.start;
         tokens.append(token);
     }
-    return tokens;
 }
 
 bool IsMelSymbol(const QString &text, const MelToken &token, const char *symbol)

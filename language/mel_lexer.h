@@ -31,6 +31,8 @@ struct MelToken {
 // strings run to their closing quote, a backslash escaping the next character, or end at the line
 // break where they are left open.
 QVector<MelToken> TokenizeMel(const QString &text);
+// The same, appended to `out`: the linter tokenizes the parts of a file into one buffer.
+void TokenizeMel(QStringView text, QVector<MelToken> &out);
 
 inline QStringView TokenText(const QString &text, const MelToken &token)
 {

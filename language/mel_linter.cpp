@@ -21,20 +21,20 @@ bool isLanguageBuiltin(QStringView word)
     return false;
 }
 
-bool isOpener(const QString &text, const MelToken &token)
+bool isOpener(QStringView text, const MelToken &token)
 {
     return token.kind == MelToken::VectorOpen
            || (token.kind == MelToken::Punct && token.length == 1
-               && (text.at(token.start) == QLatin1Char('(') || text.at(token.start) == QLatin1Char('[')
-                   || text.at(token.start) == QLatin1Char('{')));
+               && (text[token.start] == QLatin1Char('(') || text[token.start] == QLatin1Char('[')
+                   || text[token.start] == QLatin1Char('{')));
 }
 
-bool isCloser(const QString &text, const MelToken &token)
+bool isCloser(QStringView text, const MelToken &token)
 {
     return token.kind == MelToken::VectorClose
            || (token.kind == MelToken::Punct && token.length == 1
-               && (text.at(token.start) == QLatin1Char(')') || text.at(token.start) == QLatin1Char(']')
-                   || text.at(token.start) == QLatin1Char('}')));
+               && (text[token.start] == QLatin1Char(')') || text[token.start] == QLatin1Char(']')
+                   || text[token.start] == QLatin1Char('}')));
 }
 
 QString argumentsText(int count)
@@ -165,32 +165,47 @@ QString MelProcedure::Signature() const
 
 // --- structure ------------------------------------------------------------------------------------
 
-MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(text))
+MelLinter::MelLinter(const QString &text)
+    : m_ownText(text), m_ownTokens(TokenizeMel(text)), m_ownMatch(m_ownTokens.size()), m_text(m_ownText),
+      m_tok(m_ownTokens.constData()), m_count(int(m_ownTokens.size())), m_match(m_ownMatch.data())
 {
-    MatchBrackets();
+    MatchBrackets(m_ownMatch.data());
     FindProcedures();
 }
 
-void MelLinter::MatchBrackets()
+MelLinter::MelLinter(QStringView text, const MelToken *tokens, int count, int *match)
+    : m_text(text), m_tok(tokens), m_count(count), m_match(match)
 {
-    m_match.fill(-1, m_tokens.size());
+    MatchBrackets(match);
+    FindProcedures();
+}
+
+MelLinter::MelLinter(QStringView text, const MelToken *tokens, int count, const int *match,
+                     const QVector<MelProcedure> &procedures, QVector<Call> *calls)
+    : m_text(text), m_tok(tokens), m_count(count), m_match(match), m_procedures(procedures), m_calls(calls)
+{
+}
+
+void MelLinter::MatchBrackets(int *match)
+{
+    std::fill(match, match + m_count, -1);
     QVarLengthArray<int, 64> open;
-    for (int i = 0; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
+    for (int i = 0; i < m_count; ++i) {
+        const MelToken &token = m_tok[i];
         if (isOpener(m_text, token)) {
             open.append(i);
         } else if (isCloser(m_text, token)) {
             // A closer pairs with the nearest opener of its own kind; openers left open between
             // them stay unmatched.
-            const QChar close = m_text.at(token.start);
+            const QChar close = m_text[token.start];
             const QChar want = token.kind == MelToken::VectorClose ? QLatin1Char('<')
                                : close == QLatin1Char(')')        ? QLatin1Char('(')
                                : close == QLatin1Char(']')        ? QLatin1Char('[')
                                                                   : QLatin1Char('{');
             for (int k = open.size() - 1; k >= 0; --k) {
-                if (m_text.at(m_tokens.at(open.at(k)).start) == want) {
-                    m_match[i] = open.at(k);
-                    m_match[open.at(k)] = i;
+                if (m_text[m_tok[open.at(k)].start] == want) {
+                    match[i] = open.at(k);
+                    match[open.at(k)] = i;
                     open.resize(k);
                     break;
                 }
@@ -201,7 +216,7 @@ void MelLinter::MatchBrackets()
 
 void MelLinter::FindProcedures()
 {
-    const int count = m_tokens.size();
+    const int count = m_count;
     for (int i = 0; i < count; ++i) {
         if (!IsWord(i, "proc"))
             continue;
@@ -209,7 +224,7 @@ void MelLinter::FindProcedures()
         procedure.global = IsWord(i - 1, "global");
         int at = i + 1;
         // Return type: a type word, and "[]" for an array.
-        if (at + 1 < count && m_tokens.at(at).kind == MelToken::Word && IsMelTypeWord(TextOf(at))
+        if (at + 1 < count && m_tok[at].kind == MelToken::Word && IsMelTypeWord(TextOf(at))
             && !Is(at + 1, "(")) {
             procedure.returnType = TextOf(at).toString();
             ++at;
@@ -218,10 +233,10 @@ void MelLinter::FindProcedures()
                 at += 2;
             }
         }
-        if (at >= count || m_tokens.at(at).kind != MelToken::Word || !Is(at + 1, "("))
+        if (at >= count || m_tok[at].kind != MelToken::Word || !Is(at + 1, "("))
             continue;
         const int open = at + 1;
-        const int close = m_match.at(open);
+        const int close = m_match[open];
         if (close < 0 || !Is(close + 1, "{"))
             continue;
         procedure.name = TextOf(at).toString();
@@ -235,17 +250,17 @@ void MelLinter::FindProcedures()
                 separator = true;
                 continue;
             }
-            if (m_tokens.at(k).kind == MelToken::Variable)
+            if (m_tok[k].kind == MelToken::Variable)
                 ++procedure.parameterCount;
             if (separator && !procedure.parameterList.isEmpty())
                 procedure.parameterList += QLatin1String(", ");
-            else if (!procedure.parameterList.isEmpty() && m_tokens.at(k).spaceBefore)
+            else if (!procedure.parameterList.isEmpty() && m_tok[k].spaceBefore)
                 procedure.parameterList += QLatin1Char(' ');
             separator = false;
             procedure.parameterList += TextOf(k);
         }
         procedure.bodyOpen = close + 1;
-        procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
+        procedure.bodyClose = m_match[procedure.bodyOpen] >= 0 ? m_match[procedure.bodyOpen] : count - 1;
         const QStringView name = TextOf(at);
         const int parameters = procedure.parameterCount;
         bool first = false;
@@ -261,7 +276,7 @@ bool MelLinter::IsProcedureName(int token) const
 {
     // "proc name", "proc type name", "proc type[] name"
     return IsWord(token - 1, "proc")
-           || (IsWord(token - 2, "proc") && m_tokens.at(token - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
+           || (IsWord(token - 2, "proc") && m_tok[token - 1].kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
            || (Is(token - 1, "]") && Is(token - 2, "[") && IsWord(token - 4, "proc"));
 }
 
@@ -273,15 +288,15 @@ bool MelLinter::DefinesProcedure(QStringView name) const
 
 bool MelLinter::IsAssignment(int token) const
 {
-    if (token < 0 || token >= m_tokens.size() || m_tokens.at(token).kind != MelToken::Operator)
+    if (token < 0 || token >= m_count || m_tok[token].kind != MelToken::Operator)
         return false;
-    const MelToken &t = m_tokens.at(token);
-    return isAssignmentText(m_text.constData() + t.start, t.length);
+    const MelToken &t = m_tok[token];
+    return isAssignmentText(m_text.data() + t.start, t.length);
 }
 
 void MelLinter::Warn(QVector<MelLintWarning> &out, int token, const QString &message) const
 {
-    const MelToken &t = m_tokens.at(token);
+    const MelToken &t = m_tok[token];
     out.append({message, t.start, t.start + t.length});
 }
 
@@ -292,8 +307,8 @@ int MelLinter::CommandArgumentsEnd(int from, bool insideBackquote) const
     int depth = 0;
     bool innerBackquote = false;
     int i = from;
-    for (; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
+    for (; i < m_count; ++i) {
+        const MelToken &token = m_tok[i];
         if (token.kind == MelToken::Backquote) {
             if (innerBackquote) {
                 innerBackquote = false;
@@ -325,7 +340,7 @@ const QVector<MelLinter::Call> &MelLinter::Calls() const
         m_callsFound = true;
         FindCalls();
     }
-    return m_calls;
+    return *m_calls;
 }
 
 void MelLinter::FindCalls() const
@@ -339,9 +354,10 @@ void MelLinter::FindCalls() const
         call.caught = call.nameToken < caughtUntil;
         if (IsWord(call.nameToken, "catch") || IsWord(call.nameToken, "catchQuiet"))
             caughtUntil = std::max(caughtUntil, call.argumentsEnd);
-        m_calls.append(call);
+        m_calls->append(call);
     };
-    m_calls.reserve(m_tokens.size() / 8);
+    m_calls->clear();
+    m_calls->reserve(m_count / 8);
     enum FrameType { Top, Block, Literal, Paren, Bracket, Vector, Backquote };
     struct Frame {
         FrameType type;
@@ -359,9 +375,9 @@ void MelLinter::FindCalls() const
         return nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken == token;
     };
     bool pendingHead = false;
-    const int count = m_tokens.size();
+    const int count = m_count;
     for (int i = 0; i < count; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         Frame &frame = stack.last();
         const bool start = frame.atStart;
         frame.atStart = false;
@@ -382,7 +398,7 @@ void MelLinter::FindCalls() const
                 stack.removeLast();
             continue;
         case MelToken::Punct: {
-            const QChar ch = m_text.at(token.start);
+            const QChar ch = m_text[token.start];
             if (ch == QLatin1Char(';')) {
                 if (frame.type == Top || frame.type == Block || frame.type == Backquote) {
                     frame.atStart = true;
@@ -423,9 +439,9 @@ void MelLinter::FindCalls() const
             continue;
         }
         const QStringView word = TextOf(i);
-        const bool callParen = Is(i + 1, "(") && !m_tokens.at(i + 1).spaceBefore;
+        const bool callParen = Is(i + 1, "(") && !m_tok[i + 1].spaceBefore;
         if ((word == QLatin1String("catch") || word == QLatin1String("catchQuiet")) && Is(i + 1, "("))
-            caughtUntil = std::max(caughtUntil, m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count);
+            caughtUntil = std::max(caughtUntil, m_match[i + 1] >= 0 ? m_match[i + 1] : count);
         if (start) {
             if (word == QLatin1String("if") || word == QLatin1String("while") || word == QLatin1String("for")
                 || word == QLatin1String("switch")) {
@@ -448,7 +464,7 @@ void MelLinter::FindCalls() const
                 call.functionSyntax = callParen;
                 if (callParen) {
                     call.argumentsBegin = i + 2;
-                    call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+                    call.argumentsEnd = m_match[i + 1] >= 0 ? m_match[i + 1] : count;
                 } else {
                     call.argumentsBegin = i + 1;
                     call.argumentsEnd = CommandArgumentsEnd(i + 1, frame.type == Backquote);
@@ -465,7 +481,7 @@ void MelLinter::FindCalls() const
             call.nameToken = i;
             call.functionSyntax = true;
             call.argumentsBegin = i + 2;
-            call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+            call.argumentsEnd = m_match[i + 1] >= 0 ? m_match[i + 1] : count;
             visit(call);
         }
     }
@@ -473,7 +489,7 @@ void MelLinter::FindCalls() const
 
 bool MelLinter::Step(Nesting &nesting, int token) const
 {
-    const MelToken &t = m_tokens.at(token);
+    const MelToken &t = m_tok[token];
     if (t.kind == MelToken::Backquote)
         nesting.backquote = !nesting.backquote;
     else if (isOpener(m_text, t))
@@ -488,7 +504,7 @@ bool MelLinter::Step(Nesting &nesting, int token) const
 int MelLinter::ArgumentCount(const Call &call) const
 {
     const int begin = call.argumentsBegin;
-    const int end = std::min(call.argumentsEnd, int(m_tokens.size()));
+    const int end = std::min(call.argumentsEnd, int(m_count));
     if (call.functionSyntax) {
         if (begin >= end)
             return 0;
@@ -510,7 +526,7 @@ int MelLinter::ArgumentCount(const Call &call) const
     bool chunkStart = true;
     bool inParentheses = false;
     for (int i = begin; i < end; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         if (depth == 0 && !backquote && (token.spaceBefore || i == begin)) {
             ++arguments;
             chunkStart = true;
@@ -530,8 +546,8 @@ int MelLinter::ArgumentCount(const Call &call) const
                 return -1;
             if (token.kind == MelToken::Operator) {
                 // Only a minus before a number is surely a sign: "-$x" may read as a subtraction.
-                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore
-                                  && m_tokens.at(i + 1).kind == MelToken::Number;
+                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tok[i + 1].spaceBefore
+                                  && m_tok[i + 1].kind == MelToken::Number;
                 if (!sign)
                     return -1;
             }
@@ -561,13 +577,13 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
     for (const MelProcedure &procedure : m_procedures) {
         ++number;
         for (int k = procedure.parametersOpen + 1; k < procedure.bodyOpen - 1; ++k) {
-            if (m_tokens.at(k).kind == MelToken::Variable)
+            if (m_tok[k].kind == MelToken::Variable)
                 knownIn.Insert(TextOf(k), number) = number;
         }
         int depth = 0;
         int declarationDepth = -1; // nesting depth of the declaration statement under way
         for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
-            const MelToken &token = m_tokens.at(i);
+            const MelToken &token = m_tok[i];
             if (isOpener(m_text, token)) {
                 ++depth;
                 continue;
@@ -588,7 +604,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 continue;
             seenIn = number;
             bool declares = false;
-            if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
+            if (m_tok[i - 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
                 declares = true; // "int $x", "global string $g[]"
                 declarationDepth = depth;
             } else if (declarationDepth == depth && Is(i - 1, ",")) {
@@ -601,10 +617,10 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 // An assignment declares: "$x = ...", "$a[2] = ...", "$v.x = ...", and the
                 // compound ones, which are left alone.
                 int k = i + 1;
-                while (k < m_tokens.size()) {
-                    if (Is(k, "[") && m_match.at(k) > k)
-                        k = m_match.at(k) + 1;
-                    else if (Is(k, ".") && k + 1 < m_tokens.size() && m_tokens.at(k + 1).kind == MelToken::Word)
+                while (k < m_count) {
+                    if (Is(k, "[") && m_match[k] > k)
+                        k = m_match[k] + 1;
+                    else if (Is(k, ".") && k + 1 < m_count && m_tok[k + 1].kind == MelToken::Word)
                         k += 2;
                     else
                         break;
@@ -659,11 +675,11 @@ void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
 QVector<int> MelLinter::GlobalDeclarations() const
 {
     QVector<int> found;
-    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
-        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
+    for (int i = 0; i + 2 < m_count; ++i) {
+        if (IsWord(i, "global") && m_tok[i + 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
             int k = i + 2;
-            for (; k < m_tokens.size() && !Is(k, ";"); ++k) {
-                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+            for (; k < m_count && !Is(k, ";"); ++k) {
+                if (m_tok[k].kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
                     found.append(k);
             }
             i = k;
@@ -687,9 +703,9 @@ void MelNameUses::Append(const MelNameUses &other, int offset)
 
 void MelLinter::CollectNameUses(MelNameUses &out) const
 {
-    const int count = m_tokens.size();
+    const int count = m_count;
     for (int i = 0; i < count && !out.runTime; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         if (token.kind == MelToken::String) {
             const QStringView inside = TextOf(i).mid(1, token.length - 2);
             // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
@@ -709,8 +725,8 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
                 || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash"))
                 out.runTime = true;
             else if ((IsWord(i, "exists") || IsWord(i, "whatIs")) && i + 1 < count
-                     && m_tokens.at(i + 1).kind == MelToken::Word)
-                out.guarded.append(m_tokens.at(i + 1));
+                     && m_tok[i + 1].kind == MelToken::Word)
+                out.guarded.append(m_tok[i + 1]);
         }
     }
     if (out.runTime)
@@ -723,7 +739,7 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
         bool first = false;
         seen.Insert(word, 1, &first);
         if (first && !IsMelReservedWord(word) && !isLanguageBuiltin(word))
-            out.calls.append(m_tokens.at(call.nameToken));
+            out.calls.append(m_tok[call.nameToken]);
     }
 }
 
@@ -819,7 +835,7 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
         bool asked = false;
         for (int i = call.argumentsBegin; i < call.argumentsEnd; ++i) {
             Step(nesting, i);
-            if (m_tokens.at(i).kind != MelToken::Flag || !nesting.Top())
+            if (m_tok[i].kind != MelToken::Flag || !nesting.Top())
                 continue;
             if (!asked) {
                 asked = true;

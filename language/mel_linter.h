@@ -163,14 +163,26 @@ struct MelLintWarning {
 class MelLinter {
 public:
     explicit MelLinter(const QString &text);
+    // A linter over tokens made elsewhere: `tokens` (ranges of `text`) and `match` (room for one
+    // int per token) must outlive it. A file's parts are linted so, from one buffer for all.
+    MelLinter(QStringView text, const MelToken *tokens, int count, int *match);
+    // The same, for tokens a linter read before: `match` holds its bracket pairs and `procedures`
+    // its procedures, neither is looked for again. Its calls are found into `calls`, a buffer the
+    // linters of one file share in turn.
+    struct Call;
+    MelLinter(QStringView text, const MelToken *tokens, int count, const int *match,
+              const QVector<MelProcedure> &procedures, QVector<Call> *calls);
+    MelLinter(const MelLinter &) = delete;
+    MelLinter &operator=(const MelLinter &) = delete;
     // `text` is one part of a file: names defined elsewhere in the file come from `file`. Set
     // before any check runs; `file` must outlive the checks.
     void SetFileContext(const MelFileContext *file) { m_file = file; }
     // The names this text declares global (token indices).
     QVector<int> GlobalDeclarations() const;
 
-    const QString &Text() const { return m_text; }
-    const QVector<MelToken> &Tokens() const { return m_tokens; }
+    QStringView Text() const { return m_text; }
+    int TokenCount() const { return m_count; }
+    const MelToken &Token(int token) const { return m_tok[token]; }
     const QVector<MelProcedure> &Procedures() const { return m_procedures; }
 
     // A variable read inside a procedure before that procedure declares or assigns it (a global
@@ -227,24 +239,24 @@ public:
     // Whether `token` is the name in a procedure head ("proc [type[]] name"), read or not.
     bool IsProcedureName(int token) const;
 
-    QStringView TextOf(int token) const { return TokenText(m_text, m_tokens.at(token)); }
+    QStringView TextOf(int token) const { return m_text.mid(m_tok[token].start, m_tok[token].length); }
     // Asked for most tokens by the checks: the length is compared first, so that most tokens
     // are told apart without comparing their text.
     template <int N>
     bool Is(int token, const char (&symbol)[N]) const
     {
-        return token >= 0 && token < m_tokens.size() && m_tokens.at(token).length == N - 1
-               && m_tokens.at(token).kind != MelToken::Word && SameText(m_tokens.at(token), symbol, N - 1);
+        return token >= 0 && token < m_count && m_tok[token].length == N - 1 && m_tok[token].kind != MelToken::Word
+               && SameText(m_tok[token], symbol, N - 1);
     }
     template <int N>
     bool IsWord(int token, const char (&word)[N]) const
     {
-        return token >= 0 && token < m_tokens.size() && m_tokens.at(token).length == N - 1
-               && m_tokens.at(token).kind == MelToken::Word && SameText(m_tokens.at(token), word, N - 1);
+        return token >= 0 && token < m_count && m_tok[token].length == N - 1 && m_tok[token].kind == MelToken::Word
+               && SameText(m_tok[token], word, N - 1);
     }
 
 private:
-    void MatchBrackets();
+    void MatchBrackets(int *match);
     void FindCalls() const;
     void FindProcedures();
     // End (exclusive) of the command arguments that start at `from`.
@@ -261,7 +273,7 @@ private:
     bool IsAssignment(int token) const;
     bool SameText(const MelToken &token, const char *text, int length) const
     {
-        const QChar *data = m_text.constData() + token.start;
+        const QChar *data = m_text.data() + token.start;
         for (int i = 0; i < length; ++i) {
             if (data[i].unicode() != ushort(static_cast<unsigned char>(text[i])))
                 return false;
@@ -269,14 +281,19 @@ private:
         return true;
     }
 
-    QString m_text;
-    QVector<MelToken> m_tokens;
-    QVector<int> m_match; // partner of each bracket token, -1 when none
+    QString m_ownText;           // the text, tokens and matches of a linter that made its own
+    QVector<MelToken> m_ownTokens;
+    QVector<int> m_ownMatch;
+    QStringView m_text;
+    const MelToken *m_tok = nullptr;
+    int m_count = 0;
+    const int *m_match = nullptr; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
     MelNameTable m_procedureIndex; // name -> number of parameters; -2 when defined twice differently
     const MelFileContext *m_file = nullptr;
     const MelNameTable &ProcedureTable() const { return m_file ? m_file->procedures : m_procedureIndex; }
-    mutable QVector<Call> m_calls;
+    mutable QVector<Call> m_ownCalls;
+    QVector<Call> *m_calls = &m_ownCalls;
     mutable bool m_callsFound = false;
 };
 

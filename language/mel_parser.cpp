@@ -34,53 +34,61 @@ void MelParser::SetLinting(bool on, MelNameSource *names)
         m_parts.clear();
         m_nameCounts = MelNameUseCounts();
         m_file = MelFileContext();
-        m_fileTexts.clear();
+        m_fileArenas.clear();
         m_fileBuilt = false;
+        m_tokens = QVector<MelToken>();
+        m_match = QVector<int>();
+        m_calls = QVector<MelLinter::Call>();
     }
 }
 
-int MelParser::ReadPart(QStringView part, int index, const QVector<LintPart> &old, int &misses,
-                        std::vector<std::unique_ptr<MelLinter>> &linters)
+int MelParser::FindOldPart(QStringView part, int index, const QVector<LintPart> &old, int &misses)
 {
     // Most parts stand where they stood, counted from the start or from the end. A part moved
     // elsewhere is found by its hash; the table is made once more than the edited part missed.
     const int shifted = index + int(old.size()) - int(m_parts.size());
     for (const int at : {index, shifted}) {
-        if (at >= 0 && at < old.size() && old.at(at).text == part) {
-            m_parts[index] = old.at(at);
+        if (at >= 0 && at < old.size() && old.at(at).Text() == part)
             return at;
-        }
     }
     if (++misses > 1 && !old.isEmpty()) {
         if (m_oldPartsByHash.isEmpty()) {
             for (int i = 0; i < old.size(); ++i)
-                m_oldPartsByHash.insert(qHash(old.at(i).text), i);
+                m_oldPartsByHash.insert(uint(qHash(old.at(i).Text())), i);
         }
-        const auto found = m_oldPartsByHash.constFind(qHash(part));
-        if (found != m_oldPartsByHash.constEnd() && old.at(*found).text == part) {
-            m_parts[index] = old.at(*found);
+        const auto found = m_oldPartsByHash.constFind(uint(qHash(part)));
+        if (found != m_oldPartsByHash.constEnd() && old.at(*found).Text() == part)
             return *found;
-        }
     }
-    LintPart &read = m_parts[index];
-    read.text = part.toString();
-    auto linter = std::make_unique<MelLinter>(read.text);
-    read.procedures = linter->Procedures();
-    uint hash = 0;
-    for (const MelProcedure &procedure : read.procedures) {
-        const MelToken &name = linter->Tokens().at(procedure.nameToken);
-        const int parameters = procedure.parameterCount;
-        read.definitions.append({name.start, name.length, parameters});
-        hash = hash * 31 + qHash(linter->TextOf(procedure.nameToken)) + uint(parameters);
-    }
-    for (int token : linter->GlobalDeclarations()) {
-        const MelToken &name = linter->Tokens().at(token);
-        read.definitions.append({name.start, name.length, -1});
-        hash = hash * 31 + qHash(linter->TextOf(token));
-    }
-    read.definitionsHash = hash;
-    linters[size_t(index)] = std::move(linter);
     return -1;
+}
+
+void MelParser::ReadPart(int index, ReadTokens &read, bool definitions)
+{
+    LintPart &part = m_parts[index];
+    const QStringView text = part.Text();
+    read.first = int(m_tokens.size());
+    TokenizeMel(text, m_tokens);
+    read.count = int(m_tokens.size()) - read.first;
+    m_match.resize(m_tokens.size());
+    const MelLinter linter(text, m_tokens.constData() + read.first, read.count, m_match.data() + read.first);
+    if (!definitions)
+        return;
+    part.procedures = linter.Procedures();
+    uint hash = 0;
+    part.definitions.reserve(part.procedures.size());
+    for (const MelProcedure &procedure : part.procedures) {
+        const MelToken &name = linter.Token(procedure.nameToken);
+        const int parameters = procedure.parameterCount;
+        part.definitions.append({name.start, name.length, parameters});
+        hash = hash * 31 + uint(qHash(linter.TextOf(procedure.nameToken))) + uint(parameters);
+    }
+    for (int token : linter.GlobalDeclarations()) {
+        const MelToken &name = linter.Token(token);
+        part.definitions.append({name.start, name.length, -1});
+        hash = hash * 31 + uint(qHash(linter.TextOf(token)));
+    }
+    part.definitionsHash = hash;
 }
 
 const MelFileContext &MelParser::FileContext(uint context)
@@ -88,12 +96,13 @@ const MelFileContext &MelParser::FileContext(uint context)
     if (m_fileBuilt && m_fileContext == context)
         return m_file;
     m_file = MelFileContext();
-    m_fileTexts.clear();
-    m_fileTexts.reserve(m_parts.size());
+    m_fileArenas.clear();
     for (const LintPart &part : qAsConst(m_parts)) {
-        m_fileTexts.append(part.text);
+        if (m_fileArenas.isEmpty() || m_fileArenas.last().constData() != part.arena.constData())
+            m_fileArenas.append(part.arena);
+        const QStringView text = part.Text();
         for (const LintPart::Definition &definition : part.definitions) {
-            const QStringView name = QStringView(part.text).mid(definition.start, definition.length);
+            const QStringView name = text.mid(definition.start, definition.length);
             if (definition.parameters < 0) {
                 m_file.globals.Insert(name, 1);
                 continue;
@@ -120,21 +129,51 @@ void MelParser::Lint()
     bounds.append(text.size());
     const QVector<LintPart> old = std::move(m_parts);
     m_parts = QVector<LintPart>(bounds.size() - 1);
-    std::vector<std::unique_ptr<MelLinter>> linters(size_t(m_parts.size()));
     QVector<int> reused(old.size(), 0);
+    QVector<int> fresh; // the parts read anew
+    int freshLength = 0;
     int misses = 0;
     for (int i = 0; i < m_parts.size(); ++i) {
-        const int from = ReadPart(QStringView(text).mid(bounds.at(i), bounds.at(i + 1) - bounds.at(i)), i, old,
-                                  misses, linters);
-        if (from >= 0)
+        const QStringView part = QStringView(text).mid(bounds.at(i), bounds.at(i + 1) - bounds.at(i));
+        const int from = FindOldPart(part, i, old, misses);
+        if (from >= 0) {
+            m_parts[i] = old.at(from);
             ++reused[from];
+        } else {
+            fresh.append(i);
+            freshLength += int(part.size());
+        }
     }
     m_oldPartsByHash.clear();
+    // The new parts' texts, in one block: a part is kept with its text, which is compared with
+    // the part at its place next time.
+    if (!fresh.isEmpty()) {
+        QString arena(freshLength, Qt::Uninitialized);
+        QChar *out = arena.data();
+        int at = 0;
+        for (int i : qAsConst(fresh)) {
+            const int length = bounds.at(i + 1) - bounds.at(i);
+            std::copy(text.constData() + bounds.at(i), text.constData() + bounds.at(i + 1), out + at);
+            LintPart &part = m_parts[i];
+            part.at = at;
+            part.length = length;
+            at += length;
+        }
+        for (int i : qAsConst(fresh))
+            m_parts[i].arena = arena;
+    }
     // The name counts follow the parts: out go those not kept, twice in those kept twice.
     for (int i = 0; i < old.size(); ++i) {
         if (reused.at(i) != 1 && old.at(i).checked)
-            m_nameCounts.Add(old.at(i).text, old.at(i).uses, reused.at(i) - 1);
+            m_nameCounts.Add(old.at(i).Text(), old.at(i).uses, reused.at(i) - 1);
     }
+    QVector<ReadTokens> read(m_parts.size());
+    m_tokens.clear();
+    m_match.clear();
+    if (m_tokens.capacity() < freshLength / 4)
+        m_tokens.reserve(freshLength / 4 + 16);
+    for (int i : qAsConst(fresh))
+        ReadPart(i, read[i], true);
 
     MelNameSource *names = m_names && m_names->KnowsCommands() ? m_names : nullptr;
     const int syntaxRevision = names ? names->SyntaxRevision() : 0;
@@ -146,9 +185,10 @@ void MelParser::Lint()
         if (part.checked && part.context == context && part.names == names
             && (!names || (syntaxRevision >= 0 && part.syntaxRevision == syntaxRevision)))
             continue;
-        if (!linters[size_t(i)])
-            linters[size_t(i)] = std::make_unique<MelLinter>(part.text);
-        MelLinter &linter = *linters[size_t(i)];
+        if (read.at(i).first < 0)
+            ReadPart(i, read[i], false); // a kept part to check again: its definitions are the same
+        MelLinter linter(part.Text(), m_tokens.constData() + read.at(i).first, read.at(i).count,
+                               m_match.constData() + read.at(i).first, part.procedures, &m_calls);
         linter.SetFileContext(&FileContext(context));
         part.warnings.clear();
         linter.CheckUndeclaredVariables(part.warnings);
@@ -159,15 +199,20 @@ void MelParser::Lint()
         std::stable_sort(part.warnings.begin(), part.warnings.end(),
                          [](const MelLintWarning &a, const MelLintWarning &b) { return a.start < b.start; });
         if (part.checked)
-            m_nameCounts.Add(part.text, part.uses, -1);
+            m_nameCounts.Add(part.Text(), part.uses, -1);
         part.uses = MelNameUses();
         linter.CollectNameUses(part.uses);
-        m_nameCounts.Add(part.text, part.uses, 1);
+        m_nameCounts.Add(part.Text(), part.uses, 1);
         part.checked = true;
         part.context = context;
         part.names = names;
         part.syntaxRevision = syntaxRevision;
-        linters[size_t(i)].reset();
+    }
+    // The buffers of a whole large file are not kept between lints; those of an edit are small.
+    if (m_tokens.capacity() > 1 << 16) {
+        m_tokens = QVector<MelToken>();
+        m_match = QVector<int>();
+        m_calls = QVector<MelLinter::Call>();
     }
 
     QVector<MelLintWarning> found;
