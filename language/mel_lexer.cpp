@@ -6,14 +6,39 @@ namespace ke2 {
 
 namespace {
 
+// What each ASCII character can be, asked for every character: one look-up instead of ranges.
+enum CharClass : unsigned char { IdentStart = 1, IdentChar = 2, Digit = 4, Blank = 8 };
+
+struct CharClasses {
+    unsigned char of[128] = {};
+    constexpr CharClasses()
+    {
+        for (int c = 'a'; c <= 'z'; ++c)
+            of[c] = IdentStart | IdentChar;
+        for (int c = 'A'; c <= 'Z'; ++c)
+            of[c] = IdentStart | IdentChar;
+        of[int('_')] = IdentStart | IdentChar;
+        for (int c = '0'; c <= '9'; ++c)
+            of[c] = IdentChar | Digit;
+        for (const char c : {' ', '\t', '\n', '\r', '\f', '\v'})
+            of[int(c)] = Blank;
+    }
+};
+constexpr CharClasses charClasses;
+
+inline bool is(ushort u, unsigned char what)
+{
+    return u < 128 && (charClasses.of[u] & what);
+}
+
 inline bool isIdentStart(ushort u)
 {
-    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || u == '_';
+    return is(u, IdentStart);
 }
 
 inline bool isIdentChar(ushort u)
 {
-    return isIdentStart(u) || (u >= '0' && u <= '9');
+    return is(u, IdentChar);
 }
 
 inline bool isDigit(ushort u)
@@ -23,7 +48,7 @@ inline bool isDigit(ushort u)
 
 inline bool isBlank(ushort u)
 {
-    return u == ' ' || u == '\t' || u == '\n' || u == '\r' || u == '\f' || u == '\v' || u == 0x2029 || u == 0xa0;
+    return u < 128 ? bool(charClasses.of[u] & Blank) : (u == 0x2029 || u == 0xa0);
 }
 
 // Two-character operators; the first character decides which second ones pair with it.
@@ -98,6 +123,7 @@ void TokenizeMel(QStringView text, QVector<MelToken> &tokens)
         MelToken token;
         token.start = at;
         token.spaceBefore = space;
+        token.first = u;
         space = false;
         if (isIdentStart(u)) {
             int end = at + 1;

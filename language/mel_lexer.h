@@ -25,6 +25,7 @@ struct MelToken {
     int length = 0;
     Kind kind = Punct;
     bool spaceBefore = false; // a blank, line break or comment separates it from the token before
+    ushort first = 0;         // its first character: most symbols are told by it alone
 };
 
 // Splits MEL text into tokens. Comments and blanks are dropped (they only set `spaceBefore`);

@@ -21,20 +21,17 @@ bool isLanguageBuiltin(QStringView word)
     return false;
 }
 
-bool isOpener(QStringView text, const MelToken &token)
+// Brackets are told by their token's first character: no look into the text.
+bool isOpener(QStringView, const MelToken &token)
 {
     return token.kind == MelToken::VectorOpen
-           || (token.kind == MelToken::Punct && token.length == 1
-               && (text[token.start] == QLatin1Char('(') || text[token.start] == QLatin1Char('[')
-                   || text[token.start] == QLatin1Char('{')));
+           || (token.kind == MelToken::Punct && (token.first == '(' || token.first == '[' || token.first == '{'));
 }
 
-bool isCloser(QStringView text, const MelToken &token)
+bool isCloser(QStringView, const MelToken &token)
 {
     return token.kind == MelToken::VectorClose
-           || (token.kind == MelToken::Punct && token.length == 1
-               && (text[token.start] == QLatin1Char(')') || text[token.start] == QLatin1Char(']')
-                   || text[token.start] == QLatin1Char('}')));
+           || (token.kind == MelToken::Punct && (token.first == ')' || token.first == ']' || token.first == '}'));
 }
 
 QString argumentsText(int count)
@@ -89,35 +86,28 @@ static bool mayDefineNames(QStringView text)
 
 // --- names ----------------------------------------------------------------------------------------
 
-int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
+void MelNameTable::Grow(int count)
 {
-    // At most half full: probes stay short.
-    if (m_count + 1 > m_slots.size() / 2) {
-        const QVarLengthArray<Slot, 32> old = m_slots;
+    int size = std::max(32, int(m_slots.size()));
+    while (count > size / 2)
+        size *= 2;
+    if (m_count == 0) {
         m_slots.clear();
-        m_slots.resize(std::max(32, int(old.size()) * 2));
-        const size_t mask = size_t(m_slots.size()) - 1;
-        for (const Slot &slot : old) {
-            if (!slot.data)
-                continue;
-            size_t at = slot.hash & mask;
-            while (m_slots[at].data)
-                at = (at + 1) & mask;
-            m_slots[at] = slot;
-        }
+        m_slots.resize(size);
+        return;
     }
-    const uint hash = Hash(name);
-    Slot &slot = m_slots[Find(name, hash)];
-    if (inserted)
-        *inserted = !slot.data;
-    if (!slot.data) {
-        slot.data = name.data();
-        slot.length = int(name.size());
-        slot.hash = hash;
-        slot.value = value;
-        ++m_count;
+    const QVarLengthArray<Slot, 32> old = m_slots;
+    m_slots.clear();
+    m_slots.resize(size);
+    const size_t mask = size_t(m_slots.size()) - 1;
+    for (const Slot &slot : old) {
+        if (!slot.data)
+            continue;
+        size_t at = slot.hash & mask;
+        while (m_slots[at].data)
+            at = (at + 1) & mask;
+        m_slots[at] = slot;
     }
-    return slot.value;
 }
 
 // --- syntax help --------------------------------------------------------------------------------
@@ -197,13 +187,13 @@ void MelLinter::MatchBrackets(int *match)
         } else if (isCloser(m_text, token)) {
             // A closer pairs with the nearest opener of its own kind; openers left open between
             // them stay unmatched.
-            const QChar close = m_text[token.start];
-            const QChar want = token.kind == MelToken::VectorClose ? QLatin1Char('<')
-                               : close == QLatin1Char(')')        ? QLatin1Char('(')
-                               : close == QLatin1Char(']')        ? QLatin1Char('[')
-                                                                  : QLatin1Char('{');
+            const ushort close = token.first;
+            const ushort want = token.kind == MelToken::VectorClose ? '<'
+                                : close == ')'                     ? '('
+                                : close == ']'                     ? '['
+                                                                   : '{';
             for (int k = open.size() - 1; k >= 0; --k) {
-                if (m_text[m_tok[open.at(k)].start] == want) {
+                if (m_tok[open.at(k)].first == want) {
                     match[i] = open.at(k);
                     match[open.at(k)] = i;
                     open.resize(k);
@@ -226,11 +216,14 @@ void MelLinter::FindProcedures()
         // Return type: a type word, and "[]" for an array.
         if (at + 1 < count && m_tok[at].kind == MelToken::Word && IsMelTypeWord(TextOf(at))
             && !Is(at + 1, "(")) {
-            procedure.returnType = TextOf(at).toString();
+            const QStringView type = TextOf(at);
             ++at;
             if (Is(at, "[") && Is(at + 1, "]")) {
-                procedure.returnType += QStringLiteral("[]");
+                procedure.returnType.reserve(int(type.size()) + 2);
+                procedure.returnType.append(type.data(), int(type.size())).append(QLatin1String("[]"));
                 at += 2;
+            } else {
+                procedure.returnType = type.toString();
             }
         }
         if (at >= count || m_tok[at].kind != MelToken::Word || !Is(at + 1, "("))
@@ -244,6 +237,9 @@ void MelLinter::FindProcedures()
         procedure.nameToken = at;
         // Parameters: "type $name" or "type $name[]", separated by commas.
         procedure.parametersOpen = open;
+        // Room for the list as written, a blank or ", " between any two tokens at most.
+        if (close > open + 1)
+            procedure.parameterList.reserve(m_tok[close].start - m_tok[open].start + 2 * (close - open));
         bool separator = false;
         for (int k = open + 1; k < close; ++k) {
             if (Is(k, ",")) {
@@ -257,7 +253,7 @@ void MelLinter::FindProcedures()
             else if (!procedure.parameterList.isEmpty() && m_tok[k].spaceBefore)
                 procedure.parameterList += QLatin1Char(' ');
             separator = false;
-            procedure.parameterList += TextOf(k);
+            procedure.parameterList.append(m_text.data() + m_tok[k].start, m_tok[k].length);
         }
         procedure.bodyOpen = close + 1;
         procedure.bodyClose = m_match[procedure.bodyOpen] >= 0 ? m_match[procedure.bodyOpen] : count - 1;
@@ -267,8 +263,8 @@ void MelLinter::FindProcedures()
         int &found = m_procedureIndex.Insert(name, parameters, &first);
         if (!first && found != parameters)
             found = -2; // two definitions that disagree: no count is certain
-        m_procedures.append(procedure);
         i = procedure.bodyOpen;
+        m_procedures.append(std::move(procedure));
     }
 }
 
@@ -398,7 +394,7 @@ void MelLinter::FindCalls() const
                 stack.removeLast();
             continue;
         case MelToken::Punct: {
-            const QChar ch = m_text[token.start];
+            const QChar ch(token.first);
             if (ch == QLatin1Char(';')) {
                 if (frame.type == Top || frame.type == Block || frame.type == Backquote) {
                     frame.atStart = true;
@@ -564,12 +560,14 @@ int MelLinter::ArgumentCount(const Call &call) const
 void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 {
     // Names declared "global" anywhere in the file: their message says what is missing.
-    MelNameTable ownGlobals;
+    MelFileContext ownGlobals;
     if (!m_file) {
-        for (int token : GlobalDeclarations())
-            ownGlobals.Insert(TextOf(token), 1);
+        ownGlobals.makeGlobals = [this](MelNameTable &globals) {
+            for (int token : GlobalDeclarations())
+                globals.Insert(TextOf(token), 1);
+        };
     }
-    const MelNameTable &globals = m_file ? m_file->globals : ownGlobals;
+    const MelFileContext &file = m_file ? *m_file : ownGlobals;
     // The names each procedure knows so far, by the number of the procedure that last met them:
     // one table for all procedures, never cleared.
     MelNameTable knownIn;
@@ -629,7 +627,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
             }
             if (declares)
                 continue;
-            if (globals.Value(name) == 1)
+            if (file.IsGlobal(name))
                 Warn(out, i, QStringLiteral("Global variable %1 is used without a \"global\" declaration in procedure %2")
                                  .arg(name.toString(), procedure.name));
             else

@@ -8,6 +8,7 @@
 #include <QtCore/QVector>
 
 #include <algorithm>
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -61,21 +62,56 @@ public:
         return slot.data ? slot.value : otherwise;
     }
     // The value of `name`, inserted as `value` when it is new; `inserted` says which.
-    int &Insert(QStringView name, int value, bool *inserted = nullptr);
+    int &Insert(QStringView name, int value, bool *inserted = nullptr)
+    {
+        // At most half full: probes stay short.
+        if (m_count + 1 > m_slots.size() / 2)
+            Grow(m_count + 1);
+        const uint hash = Hash(name);
+        Slot &slot = m_slots[Find(name, hash)];
+        if (inserted)
+            *inserted = !slot.data;
+        if (!slot.data) {
+            slot.data = name.data();
+            slot.length = int(name.size());
+            slot.hash = hash;
+            slot.value = value;
+            ++m_count;
+        }
+        return slot.value;
+    }
+    // Room for `count` names without growing again.
+    void Reserve(int count)
+    {
+        if (count > m_slots.size() / 2)
+            Grow(count);
+    }
 
 private:
+    void Grow(int count);
     struct Slot {
         const QChar *data = nullptr;
         int length = 0;
         uint hash = 0;
         int value = 0;
     };
+    // Asked for every variable and call: the length and the first and last four characters
+    // (where most generated names differ) are mixed in a few steps, whatever the length.
     static uint Hash(QStringView name)
     {
-        uint h = 2166136261u;
-        for (const QChar c : name)
-            h = (h ^ c.unicode()) * 16777619u;
-        return h;
+        const qsizetype size = name.size();
+        if (size < 4) {
+            uint h = 2166136261u;
+            for (const QChar c : name)
+                h = (h ^ c.unicode()) * 16777619u;
+            return h;
+        }
+        quint64 head = 0;
+        quint64 tail = 0;
+        std::memcpy(&head, name.data(), sizeof head);
+        std::memcpy(&tail, name.data() + size - 4, sizeof tail);
+        const quint64 h = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ quint64(size);
+        return uint(h >> 32) ^ uint(h);
     }
     size_t Find(QStringView name, uint hash) const
     {
@@ -97,7 +133,18 @@ private:
 // declares "global" anywhere.
 struct MelFileContext {
     MelNameTable procedures;
-    MelNameTable globals;
+    // Whether the file declares `name` global. Asked only for a warning's message, which is rare:
+    // the table is made by `makeGlobals` at the first question.
+    bool IsGlobal(QStringView name) const
+    {
+        if (!globalsMade && makeGlobals)
+            makeGlobals(globals);
+        globalsMade = true;
+        return globals.Value(name) == 1;
+    }
+    std::function<void(MelNameTable &)> makeGlobals;
+    mutable MelNameTable globals;
+    mutable bool globalsMade = false;
 };
 
 // The names a text calls without defining them, for the unknown-command check, which needs them
@@ -246,13 +293,14 @@ public:
     bool Is(int token, const char (&symbol)[N]) const
     {
         return token >= 0 && token < m_count && m_tok[token].length == N - 1 && m_tok[token].kind != MelToken::Word
-               && SameText(m_tok[token], symbol, N - 1);
+               && m_tok[token].first == ushort(static_cast<unsigned char>(symbol[0]))
+               && (N == 2 || SameText(m_tok[token], symbol, N - 1));
     }
     template <int N>
     bool IsWord(int token, const char (&word)[N]) const
     {
         return token >= 0 && token < m_count && m_tok[token].length == N - 1 && m_tok[token].kind == MelToken::Word
-               && SameText(m_tok[token], word, N - 1);
+               && m_tok[token].first == ushort(static_cast<unsigned char>(word[0])) && SameText(m_tok[token], word, N - 1);
     }
 
 private:

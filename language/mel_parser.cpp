@@ -97,22 +97,44 @@ const MelFileContext &MelParser::FileContext(uint context)
         return m_file;
     m_file = MelFileContext();
     m_fileArenas.clear();
-    for (const LintPart &part : qAsConst(m_parts)) {
+    const auto keepArena = [this](const LintPart &part) {
         if (m_fileArenas.isEmpty() || m_fileArenas.last().constData() != part.arena.constData())
             m_fileArenas.append(part.arena);
+    };
+    int procedures = 0;
+    for (const LintPart &part : qAsConst(m_parts))
+        procedures += int(part.procedures.size());
+    m_file.procedures.Reserve(procedures);
+    for (const LintPart &part : qAsConst(m_parts)) {
+        if (!part.procedures.isEmpty())
+            keepArena(part);
         const QStringView text = part.Text();
         for (const LintPart::Definition &definition : part.definitions) {
-            const QStringView name = text.mid(definition.start, definition.length);
-            if (definition.parameters < 0) {
-                m_file.globals.Insert(name, 1);
+            if (definition.parameters < 0)
                 continue;
-            }
             bool first = false;
-            int &count = m_file.procedures.Insert(name, definition.parameters, &first);
+            int &count = m_file.procedures.Insert(text.mid(definition.start, definition.length),
+                                                  definition.parameters, &first);
             if (!first && count != definition.parameters)
                 count = -2; // two definitions that disagree: no count is certain
         }
     }
+    // The globals are the same as long as the context is: they are read from the parts of the
+    // lint that first asks, whose texts are kept with the table.
+    m_file.makeGlobals = [this, keepArena](MelNameTable &globals) {
+        for (const LintPart &part : qAsConst(m_parts)) {
+            const QStringView text = part.Text();
+            bool any = false;
+            for (const LintPart::Definition &definition : part.definitions) {
+                if (definition.parameters < 0) {
+                    globals.Insert(text.mid(definition.start, definition.length), 1);
+                    any = true;
+                }
+            }
+            if (any)
+                keepArena(part);
+        }
+    };
     m_fileBuilt = true;
     m_fileContext = context;
     return m_file;
@@ -220,6 +242,10 @@ void MelParser::Lint()
     if (names)
         unknown = m_nameCounts.UnknownNames(*names);
     m_procedures.clear();
+    int procedures = 0;
+    for (const LintPart &part : qAsConst(m_parts))
+        procedures += int(part.procedures.size());
+    m_procedures.reserve(procedures);
     for (int i = 0; i < m_parts.size(); ++i) {
         const LintPart &part = m_parts.at(i);
         const int offset = bounds.at(i);
