@@ -12,13 +12,25 @@ namespace {
 // unknown, whatever the host's lists say.
 bool isLanguageBuiltin(QStringView word)
 {
-    static const char *const words[] = {"catch", "catchQuiet", "eval", "evalEcho", "evalDeferred", "source",
-                                        "print", "size", "clear", "exists", "whatIs", "python"};
-    for (const char *builtin : words) {
-        if (word == QLatin1String(builtin))
-            return true;
+    // By length first: asked for the first call of every name of every part.
+    const auto is = [word](QLatin1String builtin) { return word == builtin; };
+    switch (word.size()) {
+    case 4:
+        return is(QLatin1String("eval")) || is(QLatin1String("size"));
+    case 5:
+        return is(QLatin1String("catch")) || is(QLatin1String("print")) || is(QLatin1String("clear"));
+    case 6:
+        return is(QLatin1String("source")) || is(QLatin1String("exists")) || is(QLatin1String("whatIs"))
+               || is(QLatin1String("python"));
+    case 8:
+        return is(QLatin1String("evalEcho"));
+    case 10:
+        return is(QLatin1String("catchQuiet"));
+    case 12:
+        return is(QLatin1String("evalDeferred"));
+    default:
+        return false;
     }
-    return false;
 }
 
 // Brackets are told by their token's first character: no look into the text.
@@ -59,22 +71,28 @@ bool isAssignmentText(const QChar *data, int length)
 // looking closer only at the letters those begin with.
 static bool mayDefineNames(QStringView text)
 {
-    const auto at = [&text](qsizetype i, const char *word) {
-        return text.mid(i).startsWith(QLatin1String(word));
+    const auto at = [&text](qsizetype i, QLatin1String word) {
+        if (text.size() - i < word.size())
+            return false;
+        for (qsizetype k = 0; k < word.size(); ++k) {
+            if (text[i + k].unicode() != ushort(static_cast<unsigned char>(word[k].toLatin1())))
+                return false;
+        }
+        return true;
     };
     const qsizetype size = text.size();
     for (qsizetype i = 0; i + 5 <= size; ++i) {
         switch (text[i].unicode()) {
         case 'p':
-            if (at(i, "proc "))
+            if (at(i, QLatin1String("proc ")))
                 return true;
             break;
         case 's':
-            if (at(i, "source ") || at(i, "source("))
+            if (at(i, QLatin1String("source ")) || at(i, QLatin1String("source(")))
                 return true;
             break;
         case 'l':
-            if (at(i, "loadPlugin"))
+            if (at(i, QLatin1String("loadPlugin")))
                 return true;
             break;
         default:
@@ -822,8 +840,9 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
 {
     if (!names.KnowsCommands())
         return;
-    MelNameTable commands; // command -> index in syntaxes
-    QVarLengthArray<const MelCommandSyntax *, 16> syntaxes;
+    MelSyntaxCache own;
+    MelNameTable &commands = m_syntaxCache ? m_syntaxCache->index : own.index;
+    QVector<const MelCommandSyntax *> &syntaxes = m_syntaxCache ? m_syntaxCache->syntaxes : own.syntaxes;
     for (const Call &call : Calls()) {
         if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
             continue;

@@ -64,10 +64,14 @@ public:
     // The value of `name`, inserted as `value` when it is new; `inserted` says which.
     int &Insert(QStringView name, int value, bool *inserted = nullptr)
     {
+        return Insert(name, Hash(name), value, inserted);
+    }
+    // The same with the name's Hash() worked out before, while its text was at hand.
+    int &Insert(QStringView name, uint hash, int value, bool *inserted = nullptr)
+    {
         // At most half full: probes stay short.
         if (m_count + 1 > m_slots.size() / 2)
             Grow(m_count + 1);
-        const uint hash = Hash(name);
         Slot &slot = m_slots[Find(name, hash)];
         if (inserted)
             *inserted = !slot.data;
@@ -87,14 +91,6 @@ public:
             Grow(count);
     }
 
-private:
-    void Grow(int count);
-    struct Slot {
-        const QChar *data = nullptr;
-        int length = 0;
-        uint hash = 0;
-        int value = 0;
-    };
     // Asked for every variable and call: the length and the first and last four characters
     // (where most generated names differ) are mixed in a few steps, whatever the length.
     static uint Hash(QStringView name)
@@ -113,6 +109,15 @@ private:
         const quint64 h = (head * 0x9E3779B97F4A7C15ull) ^ (tail * 0xC2B2AE3D27D4EB4Full) ^ quint64(size);
         return uint(h >> 32) ^ uint(h);
     }
+
+private:
+    void Grow(int count);
+    struct Slot {
+        const QChar *data = nullptr;
+        int length = 0;
+        uint hash = 0;
+        int value = 0;
+    };
     size_t Find(QStringView name, uint hash) const
     {
         const size_t mask = m_slots.size() - 1;
@@ -178,6 +183,13 @@ private:
     int m_runTime = 0;
 };
 
+// The syntax the flag check found for each command name, kept while the parts of one file are
+// checked in turn: each command is asked for once a lint, not once a part.
+struct MelSyntaxCache {
+    MelNameTable index; // command (a view of text that outlives the cache) -> index in syntaxes
+    QVector<const MelCommandSyntax *> syntaxes;
+};
+
 // A procedure as the file defines it.
 struct MelProcedure {
     QString name;
@@ -224,6 +236,9 @@ public:
     // `text` is one part of a file: names defined elsewhere in the file come from `file`. Set
     // before any check runs; `file` must outlive the checks.
     void SetFileContext(const MelFileContext *file) { m_file = file; }
+    // The flag check's answers are kept in `cache` (which must outlive the check) for the next
+    // linter of the same file and host lists.
+    void SetSyntaxCache(MelSyntaxCache *cache) { m_syntaxCache = cache; }
     // The names this text declares global (token indices).
     QVector<int> GlobalDeclarations() const;
 
@@ -339,6 +354,7 @@ private:
     QVector<MelProcedure> m_procedures;
     MelNameTable m_procedureIndex; // name -> number of parameters; -2 when defined twice differently
     const MelFileContext *m_file = nullptr;
+    MelSyntaxCache *m_syntaxCache = nullptr;
     const MelNameTable &ProcedureTable() const { return m_file ? m_file->procedures : m_procedureIndex; }
     mutable QVector<Call> m_ownCalls;
     QVector<Call> *m_calls = &m_ownCalls;

@@ -80,12 +80,12 @@ void MelParser::ReadPart(int index, ReadTokens &read, bool definitions)
     for (const MelProcedure &procedure : part.procedures) {
         const MelToken &name = linter.Token(procedure.nameToken);
         const int parameters = procedure.parameterCount;
-        part.definitions.append({name.start, name.length, parameters});
+        part.definitions.append({name.start, name.length, parameters, MelNameTable::Hash(linter.TextOf(procedure.nameToken))});
         hash = hash * 31 + uint(qHash(linter.TextOf(procedure.nameToken))) + uint(parameters);
     }
     for (int token : linter.GlobalDeclarations()) {
         const MelToken &name = linter.Token(token);
-        part.definitions.append({name.start, name.length, -1});
+        part.definitions.append({name.start, name.length, -1, MelNameTable::Hash(linter.TextOf(token))});
         hash = hash * 31 + uint(qHash(linter.TextOf(token)));
     }
     part.definitionsHash = hash;
@@ -113,7 +113,7 @@ const MelFileContext &MelParser::FileContext(uint context)
             if (definition.parameters < 0)
                 continue;
             bool first = false;
-            int &count = m_file.procedures.Insert(text.mid(definition.start, definition.length),
+            int &count = m_file.procedures.Insert(text.mid(definition.start, definition.length), definition.hash,
                                                   definition.parameters, &first);
             if (!first && count != definition.parameters)
                 count = -2; // two definitions that disagree: no count is certain
@@ -127,7 +127,7 @@ const MelFileContext &MelParser::FileContext(uint context)
             bool any = false;
             for (const LintPart::Definition &definition : part.definitions) {
                 if (definition.parameters < 0) {
-                    globals.Insert(text.mid(definition.start, definition.length), 1);
+                    globals.Insert(text.mid(definition.start, definition.length), definition.hash, 1);
                     any = true;
                 }
             }
@@ -202,6 +202,7 @@ void MelParser::Lint()
     uint context = 0;
     for (const LintPart &part : qAsConst(m_parts))
         context = context * 31 + part.definitionsHash;
+    MelSyntaxCache syntaxCache; // its names are views of the parts' texts, kept until the end
     for (int i = 0; i < m_parts.size(); ++i) {
         LintPart &part = m_parts[i];
         if (part.checked && part.context == context && part.names == names
@@ -212,6 +213,7 @@ void MelParser::Lint()
         MelLinter linter(part.Text(), m_tokens.constData() + read.at(i).first, read.at(i).count,
                                m_match.constData() + read.at(i).first, part.procedures, &m_calls);
         linter.SetFileContext(&FileContext(context));
+        linter.SetSyntaxCache(&syntaxCache);
         part.warnings.clear();
         linter.CheckUndeclaredVariables(part.warnings);
         linter.CheckArgumentCounts(part.warnings);

@@ -63,6 +63,7 @@ private:
             int start = 0;
             int length = 0;
             int parameters = -1;
+            uint hash = 0; // MelNameTable::Hash of the name, made while the part's text was read
         };
         QString arena; // holds the text, with the other parts read by the same lint
         int at = 0;
