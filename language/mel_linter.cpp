@@ -46,6 +46,20 @@ bool isCloser(QStringView, const MelToken &token)
            || (token.kind == MelToken::Punct && (token.first == ')' || token.first == ']' || token.first == '}'));
 }
 
+// The return type as written ("string", "int[]"...): one of ten texts shared by all procedures.
+QString returnTypeName(QStringView type, bool array)
+{
+    static const QString names[] = {QStringLiteral("int"),    QStringLiteral("int[]"),    QStringLiteral("float"),
+                                    QStringLiteral("float[]"), QStringLiteral("string"),   QStringLiteral("string[]"),
+                                    QStringLiteral("vector"), QStringLiteral("vector[]"), QStringLiteral("matrix"),
+                                    QStringLiteral("matrix[]")};
+    for (int i = 0; i < 10; i += 2) {
+        if (type == QStringView(names[i]))
+            return names[i + (array ? 1 : 0)];
+    }
+    return array ? type.toString() + QStringLiteral("[]") : type.toString();
+}
+
 QString argumentsText(int count)
 {
     return count == 1 ? QStringLiteral("1 argument") : QStringLiteral("%1 arguments").arg(count);
@@ -110,13 +124,13 @@ void MelNameTable::Grow(int count)
     while (count > size / 2)
         size *= 2;
     if (m_count == 0) {
-        m_slots.clear();
         m_slots.resize(size);
+        std::memset(static_cast<void *>(m_slots.data()), 0, sizeof(Slot) * size_t(size));
         return;
     }
     const QVarLengthArray<Slot, 32> old = m_slots;
-    m_slots.clear();
     m_slots.resize(size);
+    std::memset(static_cast<void *>(m_slots.data()), 0, sizeof(Slot) * size_t(size));
     const size_t mask = size_t(m_slots.size()) - 1;
     for (const Slot &slot : old) {
         if (!slot.data)
@@ -236,13 +250,10 @@ void MelLinter::FindProcedures()
             && !Is(at + 1, "(")) {
             const QStringView type = TextOf(at);
             ++at;
-            if (Is(at, "[") && Is(at + 1, "]")) {
-                procedure.returnType.reserve(int(type.size()) + 2);
-                procedure.returnType.append(type.data(), int(type.size())).append(QLatin1String("[]"));
+            const bool array = Is(at, "[") && Is(at + 1, "]");
+            if (array)
                 at += 2;
-            } else {
-                procedure.returnType = type.toString();
-            }
+            procedure.returnType = returnTypeName(type, array);
         }
         if (at >= count || m_tok[at].kind != MelToken::Word || !Is(at + 1, "("))
             continue;
@@ -581,8 +592,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
     MelFileContext ownGlobals;
     if (!m_file) {
         ownGlobals.makeGlobals = [this](MelNameTable &globals) {
-            for (int token : GlobalDeclarations())
-                globals.Insert(TextOf(token), 1);
+            ForEachGlobalDeclaration([this, &globals](int token) { globals.Insert(TextOf(token), 1); });
         };
     }
     const MelFileContext &file = m_file ? *m_file : ownGlobals;
@@ -691,16 +701,7 @@ void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
 QVector<int> MelLinter::GlobalDeclarations() const
 {
     QVector<int> found;
-    for (int i = 0; i + 2 < m_count; ++i) {
-        if (IsWord(i, "global") && m_tok[i + 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
-            int k = i + 2;
-            for (; k < m_count && !Is(k, ";"); ++k) {
-                if (m_tok[k].kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                    found.append(k);
-            }
-            i = k;
-        }
-    }
+    ForEachGlobalDeclaration([&found](int token) { found.append(token); });
     return found;
 }
 

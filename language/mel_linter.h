@@ -110,14 +110,16 @@ public:
         return uint(h >> 32) ^ uint(h);
     }
 
+    // A name's place; free while `data` is null. Plain data: tables are made zeroed, in one go.
+    struct Slot {
+        const QChar *data;
+        int length;
+        uint hash;
+        int value;
+    };
+
 private:
     void Grow(int count);
-    struct Slot {
-        const QChar *data = nullptr;
-        int length = 0;
-        uint hash = 0;
-        int value = 0;
-    };
     size_t Find(QStringView name, uint hash) const
     {
         const size_t mask = m_slots.size() - 1;
@@ -132,6 +134,12 @@ private:
     QVarLengthArray<Slot, 32> m_slots;
     int m_count = 0;
 };
+
+} // namespace ke2
+
+Q_DECLARE_TYPEINFO(ke2::MelNameTable::Slot, Q_PRIMITIVE_TYPE);
+
+namespace ke2 {
 
 // What the rest of a file tells the checks of one part of it: the procedures the whole file
 // defines (name -> number of parameters, -2 when two definitions disagree) and the variables it
@@ -241,6 +249,21 @@ public:
     void SetSyntaxCache(MelSyntaxCache *cache) { m_syntaxCache = cache; }
     // The names this text declares global (token indices).
     QVector<int> GlobalDeclarations() const;
+    // The same, each handed to `visit` in text order: nothing is allocated.
+    template <typename Visit>
+    void ForEachGlobalDeclaration(Visit &&visit) const
+    {
+        for (int i = 0; i + 2 < m_count; ++i) {
+            if (IsWord(i, "global") && m_tok[i + 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
+                int k = i + 2;
+                for (; k < m_count && !Is(k, ";"); ++k) {
+                    if (m_tok[k].kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+                        visit(k);
+                }
+                i = k;
+            }
+        }
+    }
 
     QStringView Text() const { return m_text; }
     int TokenCount() const { return m_count; }

@@ -75,18 +75,22 @@ void MelParser::ReadPart(int index, ReadTokens &read, bool definitions)
     if (!definitions)
         return;
     part.procedures = linter.Procedures();
+    QVarLengthArray<int, 16> globals;
+    linter.ForEachGlobalDeclaration([&globals](int token) { globals.append(token); });
+    part.definitions.reserve(int(part.procedures.size() + globals.size()));
     uint hash = 0;
-    part.definitions.reserve(part.procedures.size());
     for (const MelProcedure &procedure : part.procedures) {
         const MelToken &name = linter.Token(procedure.nameToken);
         const int parameters = procedure.parameterCount;
-        part.definitions.append({name.start, name.length, parameters, MelNameTable::Hash(linter.TextOf(procedure.nameToken))});
-        hash = hash * 31 + uint(qHash(linter.TextOf(procedure.nameToken))) + uint(parameters);
+        const QStringView text = linter.TextOf(procedure.nameToken);
+        part.definitions.append({name.start, name.length, parameters, MelNameTable::Hash(text)});
+        hash = hash * 31 + uint(qHash(text)) + uint(parameters);
     }
-    for (int token : linter.GlobalDeclarations()) {
+    for (const int token : globals) {
         const MelToken &name = linter.Token(token);
-        part.definitions.append({name.start, name.length, -1, MelNameTable::Hash(linter.TextOf(token))});
-        hash = hash * 31 + uint(qHash(linter.TextOf(token)));
+        const QStringView text = linter.TextOf(token);
+        part.definitions.append({name.start, name.length, -1, MelNameTable::Hash(text)});
+        hash = hash * 31 + uint(qHash(text));
     }
     part.definitionsHash = hash;
 }
