@@ -228,7 +228,8 @@ void MelLinter::MatchBrackets(int *match)
                 if (m_tok[open.at(k)].first == want) {
                     match[i] = open.at(k);
                     match[open.at(k)] = i;
-                    open.resize(k);
+                    while (open.size() > k) // not resize(), which reallocates on every call
+                        open.removeLast();
                     break;
                 }
             }
@@ -446,7 +447,8 @@ void MelLinter::FindCalls() const
                     --k;
                 if (k > 0) {
                     const Frame closed = stack.at(k);
-                    stack.resize(k);
+                    while (stack.size() > k) // not resize(), which reallocates on every call
+                        stack.removeLast();
                     if (closed.type == Block || (closed.type == Paren && closed.head)) {
                         stack.last().atStart = true;
                         stack.last().commandArgs = false;
