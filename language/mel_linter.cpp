@@ -214,7 +214,10 @@ void MelLinter::MatchBrackets(int *match)
     QVarLengthArray<int, 64> open;
     for (int i = 0; i < m_count; ++i) {
         const MelToken &token = m_tok[i];
-        if (isOpener(m_text, token)) {
+        if (token.kind == MelToken::Word) {
+            if ((token.length == 4 && token.first == 'p') || (token.length == 6 && token.first == 'g'))
+                m_keywords.append(i);
+        } else if (isOpener(m_text, token)) {
             open.append(i);
         } else if (isCloser(m_text, token)) {
             // A closer pairs with the nearest opener of its own kind; openers left open between
@@ -235,13 +238,15 @@ void MelLinter::MatchBrackets(int *match)
             }
         }
     }
+    m_keywordsFound = true;
 }
 
 void MelLinter::FindProcedures()
 {
     const int count = m_count;
-    for (int i = 0; i < count; ++i) {
-        if (!IsWord(i, "proc"))
+    int after = -1; // the last head read: the search goes on after it
+    for (const int i : m_keywords) {
+        if (i <= after || !IsWord(i, "proc"))
             continue;
         MelProcedure procedure;
         procedure.global = IsWord(i - 1, "global");
@@ -293,7 +298,7 @@ void MelLinter::FindProcedures()
         int &found = m_procedureIndex.Insert(name, parameters, &first);
         if (!first && found != parameters)
             found = -2; // two definitions that disagree: no count is certain
-        i = procedure.bodyOpen;
+        after = procedure.bodyOpen;
         m_procedures.append(std::move(procedure));
     }
 }

@@ -253,16 +253,27 @@ public:
     template <typename Visit>
     void ForEachGlobalDeclaration(Visit &&visit) const
     {
-        for (int i = 0; i + 2 < m_count; ++i) {
-            if (IsWord(i, "global") && m_tok[i + 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
-                int k = i + 2;
-                for (; k < m_count && !Is(k, ";"); ++k) {
-                    if (m_tok[k].kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                        visit(k);
-                }
-                i = k;
+        const auto declaration = [&](int i) {
+            if (i + 2 >= m_count || !IsWord(i, "global") || m_tok[i + 1].kind != MelToken::Word
+                || !IsMelTypeWord(TextOf(i + 1)))
+                return i;
+            int k = i + 2;
+            for (; k < m_count && !Is(k, ";"); ++k) {
+                if (m_tok[k].kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
+                    visit(k);
             }
+            return k; // the search goes on after the ";"
+        };
+        if (m_keywordsFound) {
+            int after = -1;
+            for (const int i : m_keywords) {
+                if (i > after)
+                    after = declaration(i);
+            }
+            return;
         }
+        for (int i = 0; i + 2 < m_count; ++i)
+            i = declaration(i);
     }
 
     QStringView Text() const { return m_text; }
@@ -375,6 +386,10 @@ private:
     int m_count = 0;
     const int *m_match = nullptr; // partner of each bracket token, -1 when none
     QVector<MelProcedure> m_procedures;
+    // Where "proc" and "global" may stand (any word of their length and first letter), noted by
+    // the bracket pass so that the passes looking for them read only these tokens.
+    QVarLengthArray<int, 8> m_keywords;
+    bool m_keywordsFound = false;
     MelNameTable m_procedureIndex; // name -> number of parameters; -2 when defined twice differently
     const MelFileContext *m_file = nullptr;
     MelSyntaxCache *m_syntaxCache = nullptr;
