@@ -756,6 +756,7 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
     if (out.runTime)
         return;
     MelNameTable seen;
+    out.calls.reserve(out.calls.size() + Calls().size());
     for (const Call &call : Calls()) {
         if (call.procedure != -1 || call.caught)
             continue; // defined in this file, or caught when missing

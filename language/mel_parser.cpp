@@ -70,6 +70,8 @@ void MelParser::ReadPart(int index, ReadTokens &read, bool definitions)
     read.first = int(m_tokens.size());
     TokenizeMel(text, m_tokens);
     read.count = int(m_tokens.size()) - read.first;
+    if (m_match.capacity() < m_tokens.size())
+        m_match.reserve(m_tokens.capacity());
     m_match.resize(m_tokens.size());
     const MelLinter linter(text, m_tokens.constData() + read.first, read.count, m_match.data() + read.first);
     if (!definitions)
@@ -198,6 +200,7 @@ void MelParser::Lint()
     m_match.clear();
     if (m_tokens.capacity() < freshLength / 4)
         m_tokens.reserve(freshLength / 4 + 16);
+    m_match.reserve(m_tokens.capacity()); // grown along with the tokens, never copied over
     for (int i : qAsConst(fresh))
         ReadPart(i, read[i], true);
 
