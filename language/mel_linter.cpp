@@ -313,7 +313,7 @@ bool MelLinter::IsProcedureName(int token) const
 
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
-    return ProcedureTable().Value(name) != MelNameTable::missing;
+    return ProcedureParameters(name) != MelNameTable::missing;
 }
 
 
@@ -381,7 +381,7 @@ void MelLinter::FindCalls() const
     int caughtUntil = -1; // the closing parenthesis of the catch under way
     const auto visit = [&](Call &call) {
         if (anyProcedure)
-            call.procedure = procedures.Value(TextOf(call.nameToken));
+            call.procedure = ProcedureParameters(TextOf(call.nameToken));
         call.caught = call.nameToken < caughtUntil;
         if (IsWord(call.nameToken, "catch") || IsWord(call.nameToken, "catchQuiet"))
             caughtUntil = std::max(caughtUntil, call.argumentsEnd);

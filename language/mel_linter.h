@@ -54,11 +54,13 @@ class MelNameTable {
 public:
     static constexpr int missing = -1;
     bool IsEmpty() const { return m_count == 0; }
-    int Value(QStringView name, int otherwise = missing) const
+    int Value(QStringView name, int otherwise = missing) const { return Value(name, Hash(name), otherwise); }
+    // The same with the name's Hash() worked out before.
+    int Value(QStringView name, uint hash, int otherwise) const
     {
         if (m_slots.isEmpty())
             return otherwise;
-        const Slot &slot = m_slots[Find(name, Hash(name))];
+        const Slot &slot = m_slots[Find(name, hash)];
         return slot.data ? slot.value : otherwise;
     }
     // The value of `name`, inserted as `value` when it is new; `inserted` says which.
@@ -146,6 +148,34 @@ namespace ke2 {
 // declares "global" anywhere.
 struct MelFileContext {
     MelNameTable procedures;
+    // The number of parameters of the file's procedure `name`, MelNameTable::missing when the
+    // file defines none. Asked for every call: a bit per hash, in a block small enough to stay
+    // at hand, answers most calls of other names without a look into the large table.
+    int Procedure(QStringView name) const
+    {
+        const uint hash = MelNameTable::Hash(name);
+        if (!procedureBits.empty()) {
+            const uint bit = (hash ^ (hash >> 16)) & procedureBitMask;
+            if (!(procedureBits[bit >> 6] >> (bit & 63) & 1))
+                return MelNameTable::missing;
+        }
+        return procedures.Value(name, hash, MelNameTable::missing);
+    }
+    // Sets the bits of the names in `procedures`, whose hashes are `hashes`.
+    void MarkProcedures(const std::vector<uint> &hashes)
+    {
+        size_t bits = 64;
+        while (bits < 8 * hashes.size())
+            bits *= 2;
+        procedureBits.assign(bits / 64, 0);
+        procedureBitMask = uint(bits - 1);
+        for (const uint hash : hashes) {
+            const uint bit = (hash ^ (hash >> 16)) & procedureBitMask;
+            procedureBits[bit >> 6] |= quint64(1) << (bit & 63);
+        }
+    }
+    std::vector<quint64> procedureBits; // empty: not made, every name is looked up
+    uint procedureBitMask = 0;
     // Whether the file declares `name` global. Asked only for a warning's message, which is rare:
     // the table is made by `makeGlobals` at the first question.
     bool IsGlobal(QStringView name) const
@@ -394,6 +424,10 @@ private:
     const MelFileContext *m_file = nullptr;
     MelSyntaxCache *m_syntaxCache = nullptr;
     const MelNameTable &ProcedureTable() const { return m_file ? m_file->procedures : m_procedureIndex; }
+    int ProcedureParameters(QStringView name) const
+    {
+        return m_file ? m_file->Procedure(name) : m_procedureIndex.Value(name);
+    }
     mutable QVector<Call> m_ownCalls;
     QVector<Call> *m_calls = &m_ownCalls;
     mutable bool m_callsFound = false;

@@ -111,6 +111,8 @@ const MelFileContext &MelParser::FileContext(uint context)
     for (const LintPart &part : qAsConst(m_parts))
         procedures += int(part.procedures.size());
     m_file.procedures.Reserve(procedures);
+    std::vector<uint> hashes;
+    hashes.reserve(size_t(procedures));
     for (const LintPart &part : qAsConst(m_parts)) {
         if (!part.procedures.isEmpty())
             keepArena(part);
@@ -118,6 +120,7 @@ const MelFileContext &MelParser::FileContext(uint context)
         for (const LintPart::Definition &definition : part.definitions) {
             if (definition.parameters < 0)
                 continue;
+            hashes.push_back(definition.hash);
             bool first = false;
             int &count = m_file.procedures.Insert(text.mid(definition.start, definition.length), definition.hash,
                                                   definition.parameters, &first);
@@ -125,6 +128,7 @@ const MelFileContext &MelParser::FileContext(uint context)
                 count = -2; // two definitions that disagree: no count is certain
         }
     }
+    m_file.MarkProcedures(hashes);
     // The globals are the same as long as the context is: they are read from the parts of the
     // lint that first asks, whose texts are kept with the table.
     m_file.makeGlobals = [this, keepArena](MelNameTable &globals) {
@@ -175,20 +179,20 @@ void MelParser::Lint()
     m_oldPartsByHash.clear();
     // The new parts' texts, in one block: a part is kept with its text, which is compared with
     // the part at its place next time.
+    // Each part is copied there just before it is read, while its text is at hand: through
+    // `arenaData`, taken before the block is shared with the parts.
+    QChar *arenaData = nullptr;
     if (!fresh.isEmpty()) {
         QString arena(freshLength, Qt::Uninitialized);
-        QChar *out = arena.data();
+        arenaData = arena.data();
         int at = 0;
         for (int i : qAsConst(fresh)) {
-            const int length = bounds.at(i + 1) - bounds.at(i);
-            std::copy(text.constData() + bounds.at(i), text.constData() + bounds.at(i + 1), out + at);
             LintPart &part = m_parts[i];
+            part.arena = arena;
             part.at = at;
-            part.length = length;
-            at += length;
+            part.length = bounds.at(i + 1) - bounds.at(i);
+            at += part.length;
         }
-        for (int i : qAsConst(fresh))
-            m_parts[i].arena = arena;
     }
     // The name counts follow the parts: out go those not kept, twice in those kept twice.
     for (int i = 0; i < old.size(); ++i) {
@@ -201,8 +205,10 @@ void MelParser::Lint()
     if (m_tokens.capacity() < freshLength / 4)
         m_tokens.reserve(freshLength / 4 + 16);
     m_match.reserve(m_tokens.capacity()); // grown along with the tokens, never copied over
-    for (int i : qAsConst(fresh))
+    for (int i : qAsConst(fresh)) {
+        std::copy(text.constData() + bounds.at(i), text.constData() + bounds.at(i + 1), arenaData + m_parts.at(i).at);
         ReadPart(i, read[i], true);
+    }
 
     MelNameSource *names = m_names && m_names->KnowsCommands() ? m_names : nullptr;
     const int syntaxRevision = names ? names->SyntaxRevision() : 0;
