@@ -359,6 +359,12 @@ private slots:
         const QVector<MelLintWarning> warnings = MelLinter::Lint(source, &MelCommandCatalog::instance());
         QCOMPARE(warnings.size(), 1);
         QCOMPARE(warnings.first().message, message);
+        // The editor lints by parts, whose file-wide names (the globals) are gathered apart.
+        MelParser parser;
+        parser.SetLinting(true, &MelCommandCatalog::instance());
+        parser.Parse(source, QString());
+        QCOMPARE(parser.Warnings().size(), 1);
+        QCOMPARE(parser.Warnings().first()->message, message);
     }
 
     // Scripts written the way studios write them, each correct: not one warning.
