@@ -81,8 +81,9 @@ bool isAssignmentText(const QChar *data, int length)
 
 } // namespace
 
-// Whether a string holds "proc ", "source " or "source(", or "loadPlugin": one pass over it,
-// looking closer only at the letters those begin with.
+// Whether a string holds "proc ", "source " or "source(", "loadPlugin" or "python" (Python code
+// can define procedures through the host): one pass over it, looking closer only at the letters
+// those begin with.
 static bool mayDefineNames(QStringView text)
 {
     const auto at = [&text](qsizetype i, QLatin1String word) {
@@ -98,7 +99,7 @@ static bool mayDefineNames(QStringView text)
     for (qsizetype i = 0; i + 5 <= size; ++i) {
         switch (text[i].unicode()) {
         case 'p':
-            if (at(i, QLatin1String("proc ")))
+            if (at(i, QLatin1String("proc ")) || at(i, QLatin1String("python")))
                 return true;
             break;
         case 's':
@@ -744,9 +745,11 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
                 out.guarded.append({token.start + 1, token.length - 2, MelToken::Word, false});
             }
         } else if (token.kind == MelToken::Word) {
-            // Sources scripts, loads plug-ins, makes commands, or asks whether one is loaded.
+            // Sources scripts, loads plug-ins, makes commands, asks whether one is loaded, or runs
+            // Python, whose modules may define procedures through the host when imported.
             if (IsWord(i, "source") || IsWord(i, "loadPlugin") || IsWord(i, "pluginInfo")
-                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash"))
+                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash")
+                || IsWord(i, "python") || IsWord(i, "callPython"))
                 out.runTime = true;
             else if ((IsWord(i, "exists") || IsWord(i, "whatIs")) && i + 1 < count
                      && m_tok[i + 1].kind == MelToken::Word)

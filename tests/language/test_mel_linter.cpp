@@ -216,6 +216,10 @@ private slots:
         QTest::newRow("inside catch") << "catch(`maybeCmd -x`); if (catch (maybeProc())) print 1;\ncatchQuiet(third);"
                                       << QStringList{};
         QTest::newRow("run-time command made here") << "runTimeCommand -c \"print 1\" MyTool;\nMyTool;" << QStringList{};
+        QTest::newRow("python may define procedures") << "python(\"import tools; tools.install()\");\ntoolsMenu;"
+                                                      << QStringList{};
+        QTest::newRow("python run later") << "evalDeferred \"python(\\\"import tools\\\")\";\ntoolsMenu;"
+                                          << QStringList{};
         QTest::newRow("plug-in asked for") << "if (`pluginInfo -q -l \"x\"`) xExport -f;" << QStringList{};
     }
     void unknownCommands() { run(Commands); }
