@@ -171,11 +171,28 @@ MelCommandSyntax MelCommandSyntax::FromHelpText(const QString &help)
 
 const MelCommandSyntax::Flag *MelCommandSyntax::Find(QStringView name) const
 {
-    for (const Flag &flag : flags) {
-        if (flag.shortName == name || flag.longName == name)
-            return &flag;
+    if (name.isEmpty() || flags.size() < 8) {
+        for (const Flag &flag : flags) {
+            if (flag.shortName == name || flag.longName == name)
+                return &flag;
+        }
+        return nullptr;
     }
-    return nullptr;
+    if (m_indexed != flags.constData() || m_indexedCount != flags.size()) {
+        // Each name keeps the first flag that has it, as the search in order finds.
+        m_index = MelNameTable();
+        m_index.Reserve(2 * int(flags.size()));
+        for (int i = 0; i < flags.size(); ++i) {
+            for (const QString *flagName : {&flags.at(i).shortName, &flags.at(i).longName}) {
+                if (!flagName->isEmpty())
+                    m_index.Insert(QStringView(*flagName), i);
+            }
+        }
+        m_indexed = flags.constData();
+        m_indexedCount = int(flags.size());
+    }
+    const int found = m_index.Value(name);
+    return found == MelNameTable::missing ? nullptr : &flags.at(found);
 }
 
 QString MelProcedure::Signature() const

@@ -14,21 +14,7 @@
 
 namespace ke2 {
 
-// A command's flags as the host's syntax help lists them.
-struct MelCommandSyntax {
-    struct Flag {
-        QString shortName; // without the "-"
-        QString longName;  // without the "-"; may be empty
-        QString arguments; // the argument types as the host writes them ("Int", "Length Length Length")
-    };
-    QVector<Flag> flags;
-
-    // Reads the text of the host's "help -syntaxOnly": every line after "Flags:" that starts with
-    // a flag. Empty when the text lists no flags.
-    static MelCommandSyntax FromHelpText(const QString &help);
-    // The flag named `name` (short or long, without "-"), or null.
-    const Flag *Find(QStringView name) const;
-};
+struct MelCommandSyntax;
 
 // What the linter asks about names that the file does not define.
 class MelNameSource {
@@ -142,6 +128,40 @@ private:
 Q_DECLARE_TYPEINFO(ke2::MelNameTable::Slot, Q_PRIMITIVE_TYPE);
 
 namespace ke2 {
+
+// A command's flags as the host's syntax help lists them.
+struct MelCommandSyntax {
+    struct Flag {
+        QString shortName; // without the "-"
+        QString longName;  // without the "-"; may be empty
+        QString arguments; // the argument types as the host writes them ("Int", "Length Length Length")
+    };
+    QVector<Flag> flags;
+
+    MelCommandSyntax() = default;
+    // A copy makes its own index of its own names.
+    MelCommandSyntax(const MelCommandSyntax &other) : flags(other.flags) {}
+    MelCommandSyntax &operator=(const MelCommandSyntax &other)
+    {
+        flags = other.flags;
+        m_index = MelNameTable();
+        m_indexed = nullptr;
+        return *this;
+    }
+
+    // Reads the text of the host's "help -syntaxOnly": every line after "Flags:" that starts with
+    // a flag. Empty when the text lists no flags.
+    static MelCommandSyntax FromHelpText(const QString &help);
+    // The flag named `name` (short or long, without "-"), or null: the first in the list.
+    const Flag *Find(QStringView name) const;
+
+private:
+    // Asked for every flag of every command of a file: the names of a long list are indexed at
+    // the first question (views of `flags`, made again should the list be another one).
+    mutable MelNameTable m_index;
+    mutable const Flag *m_indexed = nullptr;
+    mutable int m_indexedCount = 0;
+};
 
 // What the rest of a file tells the checks of one part of it: the procedures the whole file
 // defines (name -> number of parameters, -2 when two definitions disagree) and the variables it
