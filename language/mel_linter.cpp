@@ -228,10 +228,10 @@ MelLinter::MelLinter(QStringView text, const MelToken *tokens, int count, const 
 
 void MelLinter::MatchBrackets(int *match)
 {
-    std::fill(match, match + m_count, -1);
     QVarLengthArray<int, 64> open;
     for (int i = 0; i < m_count; ++i) {
         const MelToken &token = m_tok[i];
+        match[i] = -1; // until a closer after it pairs with it
         if (token.kind == MelToken::Word) {
             if ((token.length == 4 && token.first == 'p') || (token.length == 6 && token.first == 'g'))
                 m_keywords.append(i);
