@@ -775,7 +775,9 @@ void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
     if (IsCurrentSender()) {
         Analyse(&text);
+        m_pauseText = text;
         UpdateCounter();
+        m_pauseText = QString();
     }
     emit TextChanged(path, text);
 }
