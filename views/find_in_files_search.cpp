@@ -21,7 +21,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
+#include <chrono>
+#include <condition_variable>
+#include <deque>
 #include <functional>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <vector>
 
 namespace ke2 {
 
@@ -352,10 +359,13 @@ const char *FindFolded(const char *at, const char *end, const FoldedNeedle &need
             const __m128i tail = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + length - 1));
             const __m128i heads = _mm_or_si128(_mm_cmpeq_epi8(head, first.first), _mm_cmpeq_epi8(head, first.second));
             const __m128i tails = _mm_or_si128(_mm_cmpeq_epi8(tail, ends.first), _mm_cmpeq_epi8(tail, ends.second));
-            const int mask = _mm_movemask_epi8(_mm_and_si128(heads, tails));
-            for (int i = 0; mask && i < 16; ++i)
-                if ((mask & (1 << i)) && equal(p + i))
+            unsigned mask = unsigned(_mm_movemask_epi8(_mm_and_si128(heads, tails)));
+            while (mask) {
+                const int i = int(qCountTrailingZeroBits(mask));
+                if (equal(p + i))
                     return reinterpret_cast<const char *>(p + i);
+                mask &= mask - 1;
+            }
         }
     }
 #endif
@@ -373,14 +383,26 @@ const char *FindFolded(const char *at, const char *end, const FoldedNeedle &need
     return nullptr;
 }
 
+// A plain ASCII text as bytes, made once for a whole search.
+struct ByteNeedle {
+    explicit ByteNeedle(const TextSearch &search)
+        : bytes(search.Literal().toLatin1()), folded(bytes), matchCase(search.MatchCase())
+    {
+    }
+    QByteArray bytes;
+    FoldedNeedle folded;
+    bool matchCase;
+};
+
 // The fast way for plain ASCII text: the bytes are searched as they are (ASCII is the same in
 // UTF-8 and Latin-1, and no byte of another character folds to it) and only lines with a hit
 // are decoded.
-void SearchBytes(const TextSearch &search, const QByteArray &bytes, FindInFilesResult &result, int lineLimit)
+void SearchBytes(const TextSearch &search, const ByteNeedle &byteNeedle, const QByteArray &bytes,
+                 FindInFilesResult &result, int lineLimit)
 {
-    const QByteArray needle = search.Literal().toLatin1();
-    const bool matchCase = search.MatchCase();
-    const FoldedNeedle folded(needle);
+    const QByteArray &needle = byteNeedle.bytes;
+    const bool matchCase = byteNeedle.matchCase;
+    const FoldedNeedle &folded = byteNeedle.folded;
     const char *data = bytes.constData();
     const char *end = data + bytes.size();
     const char *counted = data;
@@ -471,14 +493,145 @@ bool FindInFilesSearch::ReadFile(const QString &path, QByteArray &bytes, qint64 
     return true;
 }
 
+namespace {
+
+// One file as a searcher thread takes it: with the search's whole line budget, which the walk's
+// order then trims. False when it is not listed (unreadable, binary, nothing found).
+bool SearchFile(const FindInFilesQuery &query, const TextSearch &search, const ByteNeedle *needle,
+                const QString &path, QByteArray &bytes, FindInFilesResult &result, const std::atomic_bool *cancelled)
+{
+    result.path = path;
+    const int lineBudget = std::max(1, query.lineLimit);
+    const auto open = query.openTexts.constFind(path);
+    if (open != query.openTexts.constEnd()) {
+        FindInFilesSearch::SearchText(search, path, open.value(), result, cancelled, lineBudget);
+    } else {
+        bool whole = true;
+        if (!FindInFilesSearch::ReadFile(path, bytes, query.fileSizeLimit, &whole))
+            return false;
+        if (std::memchr(bytes.constData(), 0, size_t(qMin<qint64>(bytes.size(), FindInFilesSearch::binaryProbeSize))))
+            return false; // binary
+        if (needle)
+            SearchBytes(search, *needle, bytes, result, lineBudget);
+        else
+            FindInFilesSearch::SearchText(search, path, FindInFilesSearch::Decode(bytes), result, cancelled, lineBudget);
+        if (!whole && result.cutShort.isEmpty())
+            result.cutShort =
+                FindInFilesSearch::TooLargeNote(std::min(query.fileSizeLimit, FindInFilesSearch::maximumFileSize));
+    }
+    // A file cut short is listed with its note even without a match: the part not searched
+    // may hold some.
+    return !result.lines.isEmpty() || !result.cutShort.isEmpty();
+}
+
+// An entry of the walk, in the order the results are listed: a file to search, or an entry
+// that is only stepped over (a folder, a file left out), which still counts where the line
+// limit stops the walk.
+struct WalkEntry {
+    QString path;
+    bool search = false;
+    bool root = false; // a file given as a root: searched even after the line limit stopped the walk
+    bool done = false;
+    bool listed = false;
+    FindInFilesResult result;
+};
+
+// The folders in the order the results are listed: a folder's files by name, then its
+// subfolders, each whole, by name. Folders reached twice (through links) are walked once.
+class Walk {
+public:
+    Walk(const FindInFilesQuery &query, const QVector<QRegularExpression> &include,
+         const QVector<QRegularExpression> &exclude)
+        : m_query(query), m_include(include), m_exclude(exclude)
+    {
+    }
+
+    // The entries of the next folder (or the next root file); false at the end.
+    bool Next(std::vector<WalkEntry> &entries)
+    {
+        while (true) {
+            if (!m_folders.isEmpty()) {
+                ListFolder(m_folders.takeLast(), entries);
+                return true;
+            }
+            if (m_root >= m_query.roots.size())
+                return false;
+            const QFileInfo rootInfo(m_query.roots.at(m_root++));
+            if (rootInfo.isFile()) {
+                WalkEntry entry;
+                entry.path = rootInfo.absoluteFilePath();
+                entry.search = entry.root = true;
+                entries.push_back(std::move(entry));
+                return true;
+            }
+            if (m_stopped)
+                continue;
+            m_base = QDir(rootInfo.absoluteFilePath());
+            m_folders = QStringList{rootInfo.absoluteFilePath()};
+        }
+    }
+    // Past the line limit only the roots that are files are searched.
+    void StopFolders()
+    {
+        m_stopped = true;
+        m_folders.clear();
+    }
+
+private:
+    void ListFolder(const QString &folder, std::vector<WalkEntry> &out)
+    {
+        const QString canonical = QFileInfo(folder).canonicalFilePath();
+        if (canonical.isEmpty() || m_visited.contains(canonical))
+            return; // a link loop, or a folder reached twice
+        m_visited.insert(canonical);
+        const QFileInfoList entries =
+            QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
+        QStringList subfolders;
+        for (const QFileInfo &info : entries) {
+            WalkEntry entry;
+            // The relative path is worked out only for patterns: it costs more than reading a
+            // small file.
+            const QString path = info.absoluteFilePath();
+            const QString relative =
+                m_exclude.isEmpty() && m_include.isEmpty() ? QString() : m_base.relativeFilePath(path);
+            if (!m_exclude.isEmpty() && AnyMatches(m_exclude, info.fileName(), relative)) {
+                // left out
+            } else if (info.isDir()) {
+                subfolders.prepend(path); // taken from the end: in name order
+            } else if (!(m_query.hideCompiled && info.fileName().endsWith(QLatin1String(".pyc")))
+                       && (m_include.isEmpty() || AnyMatches(m_include, info.fileName(), relative))) {
+                entry.path = path;
+                entry.search = true;
+            }
+            out.push_back(std::move(entry));
+        }
+        m_folders << subfolders;
+    }
+
+    const FindInFilesQuery &m_query;
+    const QVector<QRegularExpression> &m_include;
+    const QVector<QRegularExpression> &m_exclude;
+    int m_root = 0;
+    QDir m_base;
+    QStringList m_folders;
+    QSet<QString> m_visited; // canonical folders already listed
+    bool m_stopped = false;
+};
+
+} // namespace
+
+// The walk runs on this thread and a few searcher threads search its files, each taking the next
+// one not yet taken; the results are taken back in the walk's order, so they are listed as a
+// search on one thread lists them, and the line limit cuts at the same place.
 void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> &job)
 {
     const FindInFilesQuery &query = job->query;
     const TextSearch &search = job->search;
     const QVector<QRegularExpression> include = Wildcards(query.include);
     const QVector<QRegularExpression> exclude = Wildcards(query.exclude);
-    const bool bytesWay = search.IsLiteral() && IsAscii(search.Literal());
-    QSet<QString> visited; // canonical folders already searched
+    std::optional<ByteNeedle> needle;
+    if (search.IsLiteral() && IsAscii(search.Literal()))
+        needle.emplace(search);
     bool limited = false;
     job->sincePost.start();
 
@@ -493,78 +646,126 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         }
     };
 
-    QByteArray bytes;
-    auto searchFile = [&](const QString &path) {
-        FindInFilesResult result;
-        result.path = path;
-        const auto open = query.openTexts.constFind(path);
-        const int lineBudget = std::max(1, query.lineLimit - job->lines);
-        if (open != query.openTexts.constEnd()) {
-            SearchText(search, path, open.value(), result, &job->cancelled, lineBudget);
-        } else {
-            bool whole = true;
-            if (!ReadFile(path, bytes, query.fileSizeLimit, &whole))
+    // The entries walked and not yet taken back; `taken` counts those before the first.
+    std::mutex mutex;
+    std::condition_variable work;
+    std::condition_variable done;
+    std::deque<WalkEntry> entries;
+    qint64 taken = 0;
+    qint64 claimed = 0; // the entries before it are searched, being searched, or need no search
+    bool closing = false;
+    // Enough entries ahead that the searchers rarely wait for the walk or for a slow file.
+    constexpr size_t ahead = 512;
+
+    auto searcher = [&] {
+        QByteArray bytes; // its room is reused from file to file
+        std::unique_lock<std::mutex> lock(mutex);
+        while (true) {
+            // Entries that need no search may be taken back before a searcher passes them.
+            work.wait(lock, [&] { return closing || std::max(claimed, taken) < taken + qint64(entries.size()); });
+            if (closing)
                 return;
-            if (std::memchr(bytes.constData(), 0, size_t(qMin<qint64>(bytes.size(), binaryProbeSize))))
-                return; // binary
-            if (bytesWay)
-                SearchBytes(search, bytes, result, lineBudget);
-            else
-                SearchText(search, path, Decode(bytes), result, &job->cancelled, lineBudget);
-            if (!whole && result.cutShort.isEmpty())
-                result.cutShort = TooLargeNote(std::min(query.fileSizeLimit, maximumFileSize));
+            claimed = std::max(claimed, taken);
+            WalkEntry &entry = entries[size_t(claimed++ - taken)];
+            if (!entry.search)
+                continue;
+            if (limited && !entry.root) { // past the line limit only roots are searched
+                entry.done = true;
+                done.notify_one();
+                continue;
+            }
+            lock.unlock();
+            FindInFilesResult result;
+            const bool listed = SearchFile(query, search, needle ? &*needle : nullptr, entry.path, bytes, result,
+                                           &job->cancelled);
+            lock.lock();
+            entry.result = std::move(result);
+            entry.listed = listed;
+            entry.done = true;
+            done.notify_one();
         }
-        // A file cut short is listed with its note even without a match: the part not searched
-        // may hold some.
-        if (result.lines.isEmpty() && result.cutShort.isEmpty())
+    };
+    const int threadCount = std::clamp(QThread::idealThreadCount(), 1, 8);
+    std::vector<std::thread> searchers;
+    for (int i = 0; i < threadCount; ++i)
+        searchers.emplace_back(searcher);
+
+    // The searchers end before anything they use goes.
+    struct Joiner {
+        std::function<void()> stop;
+        ~Joiner() { stop(); }
+    } joiner{[&] {
+        {
+            const std::lock_guard<std::mutex> lock(mutex);
+            closing = true;
+        }
+        work.notify_all();
+        for (std::thread &thread : searchers)
+            thread.join();
+    }};
+
+    // A searched file taken back in order: its matching lines cut to what is left of the
+    // search's line budget.
+    auto takeBack = [&](WalkEntry &entry) {
+        if (!entry.listed)
             return;
+        FindInFilesResult &result = entry.result;
+        const int lineBudget = std::max(1, query.lineLimit - job->lines);
+        if (result.lines.size() > lineBudget) {
+            result.lines.resize(lineBudget);
+            result.cutShort = TooManyLinesNote(lineBudget);
+        }
         job->lines += result.lines.size();
         job->pending.append(std::move(result));
         flush(false);
     };
 
-    for (const QString &root : query.roots) {
-        const QFileInfo rootInfo(root);
-        if (rootInfo.isFile()) {
-            searchFile(rootInfo.absoluteFilePath());
-            continue;
-        }
-        const QDir base(rootInfo.absoluteFilePath());
-        QStringList folders{rootInfo.absoluteFilePath()};
-        while (!folders.isEmpty() && !job->cancelled && !limited) {
-            const QString folder = folders.takeLast();
-            const QString canonical = QFileInfo(folder).canonicalFilePath();
-            if (canonical.isEmpty() || visited.contains(canonical))
-                continue; // a link loop, or a folder reached twice
-            visited.insert(canonical);
-            const QFileInfoList entries =
-                QDir(folder).entryInfoList(QDir::AllEntries | QDir::NoDotAndDotDot, QDir::Name | QDir::IgnoreCase);
-            QStringList subfolders;
-            for (const QFileInfo &entry : entries) {
-                if (job->cancelled || job->lines >= query.lineLimit) {
-                    limited = job->lines >= query.lineLimit;
-                    break;
-                }
-                // The relative path is worked out only for patterns: it costs more than reading
-                // a small file.
-                const QString path = entry.absoluteFilePath();
-                const QString relative =
-                    exclude.isEmpty() && include.isEmpty() ? QString() : base.relativeFilePath(path);
-                if (!exclude.isEmpty() && AnyMatches(exclude, entry.fileName(), relative))
-                    continue;
-                if (entry.isDir()) {
-                    subfolders.prepend(path); // taken from the end: in name order
-                    continue;
-                }
-                if (query.hideCompiled && entry.fileName().endsWith(QLatin1String(".pyc")))
-                    continue;
-                if (!include.isEmpty() && !AnyMatches(include, entry.fileName(), relative))
-                    continue;
-                searchFile(path);
+    Walk walk(query, include, exclude);
+    bool walked = false;
+    std::vector<WalkEntry> listed;
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!job->cancelled) {
+        // Walk on while the searchers have few entries ahead.
+        if (!walked && entries.size() < ahead) {
+            lock.unlock();
+            listed.clear();
+            walked = !walk.Next(listed);
+            lock.lock();
+            const bool searched = std::any_of(listed.begin(), listed.end(), [](const WalkEntry &e) { return e.search; });
+            for (WalkEntry &entry : listed) {
+                entry.done = !entry.search;
+                entries.push_back(std::move(entry));
             }
-            folders << subfolders;
+            if (searched)
+                work.notify_all();
+        }
+        // Take back what is done, in order.
+        bool tookAny = false;
+        while (!entries.empty() && entries.front().done) {
+            WalkEntry entry = std::move(entries.front());
+            entries.pop_front();
+            ++taken;
+            tookAny = true;
+            if (entry.root) {
+                takeBack(entry);
+            } else if (!limited) {
+                if (job->lines >= query.lineLimit) {
+                    limited = true;
+                    walk.StopFolders();
+                } else if (entry.search) {
+                    takeBack(entry);
+                }
+            }
+        }
+        if (walked && entries.empty())
+            break;
+        if (!tookAny && (walked || entries.size() >= ahead)) {
+            // Waits for the first entry; now and then looks whether the search was cancelled.
+            done.wait_for(lock, std::chrono::milliseconds(20));
+            flush(false);
         }
     }
+    lock.unlock();
     if (job->cancelled)
         return;
     flush(true);
