@@ -77,10 +77,8 @@ int checkFiles(const QStringList &paths, const std::function<void(const QString 
             const int offset = std::clamp(entry.offset, 0, int(parsed.size()) - 1);
             const QPair<int, int> where = lineAndColumn(lineStarts, offset);
             write(QStringLiteral("%1:%2:%3: %4: %5\n")
-                      .arg(path)
-                      .arg(where.first)
-                      .arg(where.second)
-                      .arg(entry.error ? QStringLiteral("error") : QStringLiteral("warning"), entry.message));
+                      .arg(path, QString::number(where.first), QString::number(where.second),
+                           entry.error ? QStringLiteral("error") : QStringLiteral("warning"), entry.message));
             errors = errors || entry.error;
         }
     }

@@ -150,7 +150,7 @@ void DebugView::Refresh()
     if (paused) {
         for (const DebugSession::Frame &frame : m_session->Frames()) {
             auto *item = new QListWidgetItem(
-                QStringLiteral("%1    %2:%3").arg(frame.name, QFileInfo(frame.file).fileName()).arg(frame.line), m_stack);
+                QStringLiteral("%1    %2:%3").arg(frame.name, QFileInfo(frame.file).fileName(), QString::number(frame.line)), m_stack);
             item->setData(PathRole, frame.file);
             item->setData(LineRole, frame.line);
             item->setToolTip(frame.file);
@@ -246,7 +246,7 @@ void DebugView::SetBreakpoints(const QVector<BreakpointRow> &rows)
     m_filling = true;
     m_breakpoints->clear();
     for (const BreakpointRow &row : rows) {
-        auto *item = new QTreeWidgetItem(m_breakpoints, {QStringLiteral("%1:%2").arg(row.name).arg(row.line + 1),
+        auto *item = new QTreeWidgetItem(m_breakpoints, {QStringLiteral("%1:%2").arg(row.name, QString::number(row.line + 1)),
                                                          row.condition,
                                                          row.hitCount > 0 ? QString::number(row.hitCount) : QString()});
         item->setFlags(item->flags() | Qt::ItemIsUserCheckable | Qt::ItemIsEditable);
@@ -266,8 +266,8 @@ void DebugView::OnBreakpointChanged(QTreeWidgetItem *item, int column)
         // The location is not edited here; only the check box changes.
         m_filling = true;
         item->setText(0, QStringLiteral("%1:%2")
-                             .arg(item->text(0).section(QLatin1Char(':'), 0, -2))
-                             .arg(item->data(0, LineRole).toInt() + 1));
+                             .arg(item->text(0).section(QLatin1Char(':'), 0, -2),
+                                  QString::number(item->data(0, LineRole).toInt() + 1)));
         m_filling = false;
     }
     bool ok = false;

@@ -198,6 +198,9 @@ bool CustomTabBar::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_clip && event->type() == QEvent::Resize) {
         Relayout();
+        // A group made narrower (a new group beside it, a dragged splitter) keeps its current tab
+        // in view: otherwise the tab the user is typing in can sit past the clip's edge.
+        EnsureTabVisible(currentIndex());
     } else if (watched != m_clip && (event->type() == QEvent::Paint || event->type() == QEvent::Enter)) {
         const int index = IndexOfCloseButton(watched);
         if (index >= 0 && event->type() == QEvent::Enter) {

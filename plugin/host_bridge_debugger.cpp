@@ -71,10 +71,11 @@ void debugPythonText(const QString &source, const QString &fileName, int firstLi
             echo += QLatin1Char('\n');
         active->output().deliver(echo, MessageType::History);
     }
+    // One substitution for every argument: a second arg() would also replace any "%2" or "%02d"
+    // inside the user's code.
     executePythonOnIdle(QStringLiteral("KestrelEditorDebugger.run(%1, %2, %3, %4)")
-                            .arg(pythonStringLiteral(source), pythonStringLiteral(fileName))
-                            .arg(firstLine)
-                            .arg(pauseOnExceptions ? QStringLiteral("True") : QStringLiteral("False")),
+                            .arg(pythonStringLiteral(source), pythonStringLiteral(fileName), QString::number(firstLine),
+                                 pauseOnExceptions ? QStringLiteral("True") : QStringLiteral("False")),
                         false);
 }
 

@@ -50,16 +50,13 @@ bool BufferIo::Confirm(const QString &path, ReadMode mode, TextFileProbe *found)
             question = QStringLiteral("'%1' has a line of %2 MB. Lines this long are shown broken into rows of %3 "
                                       "characters, each ending in a %4 mark; saving writes them back unbroken.\n\n"
                                       "Open it anyway?")
-                           .arg(path)
-                           .arg(double(probe.longestLine) / (1024 * 1024), 0, 'f', 1)
-                           .arg(TextFile::pieceLength)
-                           .arg(QChar(0x21A9));
+                           .arg(path, QString::number(double(probe.longestLine) / (1024 * 1024), 'f', 1),
+                                QString::number(TextFile::pieceLength), QString(QChar(0x21A9)));
         else
             question = QStringLiteral("'%1' is %2 MB. It loads in the background: what is in can be read and "
                                       "scrolled at once, and the file can be edited and saved once it is all in "
                                       "(the status bar shows how far it is).\n\nOpen it?")
-                           .arg(path)
-                           .arg(probe.size / (1024 * 1024));
+                           .arg(path, QString::number(probe.size / (1024 * 1024)));
         if (QMessageBox::question(m_window, QStringLiteral("Open File"), question, QMessageBox::Yes | QMessageBox::No,
                                   QMessageBox::No) != QMessageBox::Yes)
             return false;

@@ -335,7 +335,7 @@ void KestrelEditor::NewBuffer(CodeEditorLanguage language)
                 taken = group->Record(i).name == name;
         if (!taken)
             break;
-        name = QStringLiteral("%1 %2").arg(base).arg(n);
+        name = QStringLiteral("%1 %2").arg(base, QString::number(n));
     }
     record.name = name;
     CodeEditorGroup *group = ActiveGroup();

@@ -43,7 +43,7 @@ SessionLock::SessionLock(const QString &bufferDirectory) : m_shared(bufferDirect
     if (!shared.exists())
         return; // the folder cannot hold a lock: one session is all it can serve anyway
     m_primary = false;
-    const QString own = QStringLiteral("%1/session_%2").arg(bufferDirectory).arg(QCoreApplication::applicationPid());
+    const QString own = QStringLiteral("%1/session_%2").arg(bufferDirectory, QString::number(QCoreApplication::applicationPid()));
     if (QDir().mkpath(own)) {
         m_lock = tryTake(QStringLiteral("%1/%2").arg(own, QLatin1String(lockName)));
         m_directory = own;

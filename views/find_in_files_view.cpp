@@ -373,7 +373,7 @@ void FindInFilesView::FillFile(QTreeWidgetItem *file, const FindInFilesResult &r
                 spans << QPoint(match.start - cut + shift, match.length);
             auto *item = new QTreeWidgetItem(file);
             item->setText(0, shown);
-            item->setToolTip(0, QStringLiteral("%1:%2").arg(QDir::toNativeSeparators(result.path)).arg(line.line + 1));
+            item->setToolTip(0, QStringLiteral("%1:%2").arg(QDir::toNativeSeparators(result.path), QString::number(line.line + 1)));
             item->setData(0, PathRole, result.path);
             item->setData(0, LineRole, QPoint(line.line, line.matches.isEmpty() ? 0 : line.matches.first().start));
             item->setData(0, TextRole, line.text);
@@ -384,7 +384,7 @@ void FindInFilesView::FillFile(QTreeWidgetItem *file, const FindInFilesResult &r
         }
         // A file not searched to its end says so on its own row, first (the side bar is narrow)
         // and in full at the end and in the tip.
-        const QString shownPath = QStringLiteral("%1  %2  (%3)").arg(info.fileName(), QDir::toNativeSeparators(info.path())).arg(matches);
+        const QString shownPath = QStringLiteral("%1  %2  (%3)").arg(info.fileName(), QDir::toNativeSeparators(info.path()), QString::number(matches));
         file->setText(0, result.cutShort.isEmpty()
                              ? shownPath
                              : QStringLiteral("\u26a0 ") + shownPath + QStringLiteral("  cut short: ") + result.cutShort);

@@ -54,7 +54,7 @@ void ProblemsView::SetProblems(const QVector<Buffer> &buffers)
     for (const Buffer &buffer : buffers) {
         if (buffer.problems.isEmpty())
             continue;
-        auto *top = new QTreeWidgetItem(m_tree, {QStringLiteral("%1 (%2)").arg(buffer.name).arg(buffer.problems.size())});
+        auto *top = new QTreeWidgetItem(m_tree, {QStringLiteral("%1 (%2)").arg(buffer.name, QString::number(buffer.problems.size()))});
         top->setToolTip(0, buffer.key);
         top->setData(0, KeyRole, buffer.key);
         top->setData(0, LineRole, 0);

@@ -61,7 +61,7 @@ bool Move(const QString &path)
         return false;
     const QString base = source.fileName();
     for (int n = 1; n < 10000; ++n) {
-        const QString name = n == 1 ? base : QStringLiteral("%1.%2").arg(base).arg(n);
+        const QString name = n == 1 ? base : QStringLiteral("%1.%2").arg(base, QString::number(n));
         QFile info(QStringLiteral("%1/info/%2.trashinfo").arg(trash, name));
         // The info file is the claim on the name: made exclusively, before the move.
         if (!info.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {

@@ -42,7 +42,7 @@ const char kMain[] = "import sys\n"
                      "total = add(2, 3)\n"
                      "try:\n"
                      "    doubled = helper.twice(total)\n"
-                     "    print('doubled', doubled)\n"
+                     "    print('doubled %02d' % doubled)\n"
                      "    total = add(total, doubled)\n"
                      "finally:\n"
                      "    open(MARKER, 'w').write('finally ran')\n";

@@ -451,6 +451,13 @@ private slots:
         group->SetCurrentIndex(11);
         QVERIFY(bar->tabRect(11).right() - group->TabBarScrollOffset() < visible);
         QVERIFY(bar->tabRect(11).left() >= group->TabBarScrollOffset());
+        group->SetTabBarScrollOffset(0);
+        const int narrow = bar->tabRect(11).width() + 10;
+        QVERIFY(narrow < visible);
+        bar->parentWidget()->resize(narrow, bar->parentWidget()->height());
+        QVERIFY(bar->tabRect(11).right() - group->TabBarScrollOffset() < narrow);
+        QVERIFY(bar->tabRect(11).left() >= group->TabBarScrollOffset());
+        bar->parentWidget()->resize(visible, bar->parentWidget()->height());
         const int atEnd = group->TabBarScrollOffset();
         group->BeginScrollingLeft();
         QTRY_VERIFY(group->TabBarScrollOffset() < atEnd - CustomTabBar::scrollStep);
