@@ -866,13 +866,13 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
         }
         if (walked && entries.empty())
             break;
-        if (walked || unclaimed() >= ahead) {
+        // A file between two folders, so that the first result is not held up by the walk.
+        if (!searchNext(lock, bytes) && walked) {
             // Every entry is taken: it waits for the helpers, and now and then looks whether the
             // search was cancelled.
-            if (!searchNext(lock, bytes))
-                done.wait_for(lock, std::chrono::milliseconds(10));
-            flush(false);
+            done.wait_for(lock, std::chrono::milliseconds(10));
         }
+        flush(false);
     }
     lock.unlock();
     if (job->cancelled)
