@@ -93,15 +93,21 @@ TextSnapshot TextMirror::Snapshot() const
 
 void TextMirror::Rebuild()
 {
-    QString text = m_document->toRawText();
-    text.replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
-    text += QLatin1Char('\n');
+    // Line by line from the blocks, a chunk's worth at a time: a copy of the whole text would
+    // double the memory of a large buffer for a moment.
     m_chunks.clear();
-    AppendChunks(m_chunks, text);
-    m_length = int(text.size());
+    m_length = 0;
     m_lines = 0;
-    for (const auto &chunk : qAsConst(m_chunks))
-        m_lines += chunk->starts.size();
+    QString lines;
+    for (QTextBlock block = m_document->begin(); block.isValid(); block = block.next()) {
+        lines += block.text();
+        lines += QLatin1Char('\n');
+        if (++m_lines % m_chunkLines == 0 || lines.size() >= chunkCharacters || !block.next().isValid()) {
+            m_length += int(lines.size());
+            AppendChunks(m_chunks, lines);
+            lines.clear();
+        }
+    }
     ++m_version;
 }
 

@@ -163,6 +163,9 @@ void BufferLoader::OnDecoded()
     if (auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter()))
         highlighter->HighlightOnDemand();
     m_editor->ReserveLineNumbers(m_decoded->lines);
+    // The text's mirror follows it in as it goes in, a slice at a time, rather than being read
+    // whole (holding up the window) at the first pause after the load.
+    m_editor->Snapshot();
     m_end = QTextCursor(m_editor->document());
     m_end.movePosition(QTextCursor::End);
     InsertSlice();
