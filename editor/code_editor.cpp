@@ -16,6 +16,7 @@
 #include <QtCore/QFileSystemWatcher>
 #include <QtCore/QHash>
 #include <QtCore/QMetaMethod>
+#include <QtCore/QThread>
 #include <QtGui/QTextDocument>
 #include <QtGui/QWheelEvent>
 #include <QtWidgets/QScrollBar>
@@ -296,11 +297,47 @@ void CodeEditor::OnTextChanged()
     m_textChangedTimer.start(textChangedDelay);
 }
 
+int CodeEditor::snapshotLength = 1024 * 1024;
+
 void CodeEditor::OnTextChangedDelay()
 {
     // The text of a large buffer is costly to copy: only for someone who takes it.
-    if (isSignalConnected(QMetaMethod::fromSignal(&CodeEditor::TextChanged)))
+    if (!isSignalConnected(QMetaMethod::fromSignal(&CodeEditor::TextChanged)))
+        return;
+    if (document()->characterCount() > snapshotLength)
+        JoinInBackground();
+    else
         emit TextChanged(m_path, toPlainText());
+}
+
+TextSnapshot CodeEditor::Snapshot()
+{
+    if (!m_mirror)
+        m_mirror = new TextMirror(document(), TextMirror::defaultChunkLines, this);
+    return m_mirror->Snapshot();
+}
+
+void CodeEditor::JoinInBackground()
+{
+    if (m_joining) {
+        m_joinAgain = true;
+        return;
+    }
+    const TextSnapshot snapshot = Snapshot();
+    auto text = std::make_shared<QString>();
+    m_joining = QThread::create([snapshot, text] { *text = snapshot.PlainText(); });
+    connect(m_joining, &QThread::finished, m_joining, &QObject::deleteLater);
+    connect(m_joining, &QThread::finished, this, [this, snapshot, text] {
+        m_joining = nullptr;
+        if (m_joinAgain) {
+            m_joinAgain = false;
+            JoinInBackground();
+        } else if (IsCurrent(snapshot)) {
+            // Otherwise typing went on, and its own pause brings the newer text.
+            emit TextChanged(m_path, *text);
+        }
+    });
+    m_joining->start();
 }
 
 void CodeEditor::OnModificationChanged(bool modified)

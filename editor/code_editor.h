@@ -4,6 +4,7 @@
 #include "editor/code_editor_language.h"
 #include "editor/code_editor_mark.h"
 #include "editor/code_editor_record.h"
+#include "editor/text_mirror.h"
 
 #include <QtCore/QMap>
 #include <QtCore/QRegularExpression>
@@ -20,6 +21,7 @@ class QMimeData;
 class QPainter;
 class QMenu;
 class QSyntaxHighlighter;
+class QThread;
 
 namespace ke2 {
 
@@ -41,6 +43,9 @@ class CodeEditor : public QPlainTextEdit {
     Q_OBJECT
 public:
     static constexpr int textChangedDelay = 400; // ms
+    // From this many characters on the text is not copied on the window's thread when typing
+    // pauses: it is joined from the mirror on a worker and TextChanged follows a moment later.
+    static int snapshotLength;
     static const char *const lineMimeType;        // "text/kestrelEditorLine"
 
     explicit CodeEditor(CodeEditorLanguage language, const QString &path = QString(),
@@ -78,6 +83,12 @@ public:
     static bool SharedOverwriteMode();
     static void SetSharedOverwriteMode(bool on);
     void ApplySharedOverwriteMode() { setOverwriteMode(SharedOverwriteMode()); }
+
+    // The text as it is now, for another thread, without copying it. The mirror behind it is made
+    // (reading the text once) on the first call and follows every edit after that.
+    TextSnapshot Snapshot();
+    // Whether `snapshot` is still the text of the buffer.
+    bool IsCurrent(const TextSnapshot &snapshot) const { return m_mirror && m_mirror->Version() == snapshot.Version(); }
 
     // The highlighter attached to the document, or null for plain text.
     QSyntaxHighlighter *Highlighter() const { return m_highlighter; }
@@ -307,6 +318,11 @@ private:
     bool m_insertSpaces = true;
     bool m_autoIndent = true;
     QTimer m_textChangedTimer;
+    // Joins a large buffer's text off the window's thread for TextChanged; one join at a time.
+    void JoinInBackground();
+    TextMirror *m_mirror = nullptr;
+    QThread *m_joining = nullptr;
+    bool m_joinAgain = false;
     QFileSystemWatcher *m_fileWatcher = nullptr;
     QSyntaxHighlighter *m_highlighter = nullptr;
     bool m_highlightingDeferred = false;

@@ -79,17 +79,21 @@ void CodeEditor::MoveLine(bool up)
     const int anchor = cursor.anchor() - first.position();
     const int position = cursor.position() - first.position();
     const QString neighbourText = neighbour.text();
+    // Everything is read before the first edit: a removal can take the very blocks these
+    // handles point at (the neighbour's, when a line passes an empty one), and a handle to a
+    // removed block reports position 0.
+    const int neighbourPosition = neighbour.position();
+    const int movedLines = last.blockNumber() - first.blockNumber();
     QTextCursor edit(document());
     edit.beginEditBlock();
     int newFirst = 0;
     if (up) {
-        edit.setPosition(neighbour.position());
+        edit.setPosition(neighbourPosition);
         edit.setPosition(first.position(), QTextCursor::KeepAnchor);
         edit.removeSelectedText();
-        newFirst = neighbour.position();
-        const QTextBlock moved = document()->findBlock(newFirst);
-        QTextBlock end = moved;
-        for (int i = last.blockNumber() - first.blockNumber(); i > 0; --i)
+        newFirst = neighbourPosition;
+        QTextBlock end = document()->findBlock(newFirst);
+        for (int i = movedLines; i > 0; --i)
             end = end.next();
         edit.setPosition(end.position() + end.length() - 1);
         edit.insertText(QLatin1Char('\n') + neighbourText);

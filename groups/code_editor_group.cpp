@@ -523,8 +523,13 @@ void CodeEditorGroup::Analyse(const QString *known)
     CodeEditor *editor = CurrentCodeEditor();
     BaseParser *parser = nullptr;
     const bool scripted = editor && (editor->Language() == LANGUAGE_MEL || editor->Language() == LANGUAGE_PYTHON);
-    if (scripted && editor->document()->characterCount() > backgroundScanLength) {
-        AnalyseInBackground(editor, known ? *known : editor->toPlainText());
+    // The MEL linter reads the host's lists, which only this thread may: a linted buffer is
+    // scanned here up to a larger size.
+    const int bound = scripted && editor->Language() == LANGUAGE_MEL && Settings::instance().melLintEnabled
+                          ? std::max(backgroundScanLength, backgroundLintLength)
+                          : backgroundScanLength;
+    if (scripted && editor->document()->characterCount() > bound) {
+        AnalyseInBackground(editor, known ? *known : QString());
         return;
     }
     ++m_backgroundGeneration; // a scan still running is for another buffer or text
@@ -553,24 +558,29 @@ void CodeEditorGroup::Analyse(const QString *known)
     const CodeEditorMarks errors = toMarks(parser->Errors(), text.size());
     // With pylint on, a Python buffer's diagnostics come from the worker instead: the text goes
     // to it here and the parser's lists are not handed on.
-    if (parser == &m_pythonParser && Settings::instance().pylintActive()) {
-        EnsurePylintWorker();
-        QStringList path = m_importFolders ? m_importFolders() : QStringList();
-        for (QString &folder : path)
-            folder = QDir::toNativeSeparators(folder);
-        if (!HostBridge::pythonPathString().isEmpty())
-            path.append(HostBridge::pythonPathString());
-        emit PylintSourceCode(text, editor->Path(), path.join(QDir::listSeparator()));
-    } else {
+    if (parser == &m_pythonParser && Settings::instance().pylintActive())
+        RequestPylint(text, editor->Path());
+    else
         editor->SetDiagnostics(errors, warnings, todos);
-    }
     m_lastParser = parser;
     emit ParserUpdated(parser);
 }
 
-int CodeEditorGroup::backgroundScanLength = 8 * 1024 * 1024;
+int CodeEditorGroup::backgroundScanLength = 1024 * 1024;
+int CodeEditorGroup::backgroundLintLength = 8 * 1024 * 1024;
 
-void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &text)
+void CodeEditorGroup::RequestPylint(const QString &text, const QString &path)
+{
+    EnsurePylintWorker();
+    QStringList folders = m_importFolders ? m_importFolders() : QStringList();
+    for (QString &folder : folders)
+        folder = QDir::toNativeSeparators(folder);
+    if (!HostBridge::pythonPathString().isEmpty())
+        folders.append(HostBridge::pythonPathString());
+    emit PylintSourceCode(text, path, folders.join(QDir::listSeparator()));
+}
+
+void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &known)
 {
     const quint64 generation = ++m_backgroundGeneration;
     if (m_backgroundScan) {
@@ -585,11 +595,18 @@ void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &tex
     else
         parser = std::make_shared<PythonParser>();
     const QString path = editor->Path();
-    m_backgroundScan = QThread::create([parser, text, path] { parser->Parse(text, path); });
+    // Without the text at hand it is joined from the buffer's mirror on the scan's thread: no
+    // copy of it is made here.
+    const TextSnapshot snapshot = known.isNull() ? editor->Snapshot() : TextSnapshot();
+    auto text = std::make_shared<QString>(known);
+    m_backgroundScan = QThread::create([parser, snapshot, text, path] {
+        if (text->isNull())
+            *text = snapshot.PlainText();
+        parser->Parse(*text, path);
+    });
     connect(m_backgroundScan, &QThread::finished, m_backgroundScan, &QObject::deleteLater);
     const QPointer<CodeEditor> target(editor);
-    const int length = text.size();
-    connect(m_backgroundScan, &QThread::finished, this, [this, parser, target, generation, length] {
+    connect(m_backgroundScan, &QThread::finished, this, [this, parser, target, generation, text] {
         m_backgroundScan = nullptr;
         if (m_backgroundAgain) {
             m_backgroundAgain = false;
@@ -599,8 +616,12 @@ void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &tex
         // Edited, closed or switched away from meanwhile: the result is of text no longer shown.
         if (generation != m_backgroundGeneration || !target || target != CurrentCodeEditor())
             return;
-        target->SetDiagnostics(toMarks(parser->Errors(), length), toMarks(parser->Warnings(), length),
-                               toMarks(parser->Todos(), length));
+        const int length = int(text->size());
+        if (target->Language() == LANGUAGE_PYTHON && Settings::instance().pylintActive())
+            RequestPylint(*text, target->Path());
+        else
+            target->SetDiagnostics(toMarks(parser->Errors(), length), toMarks(parser->Warnings(), length),
+                                   toMarks(parser->Todos(), length));
         m_backgroundParser = parser;
         m_lastParser = parser.get();
         emit ParserUpdated(parser.get());

@@ -91,10 +91,12 @@ public:
 
     // The parser that analysed the current editor last, or null (text, or none yet).
     BaseParser *LastParser() const { return m_lastParser; }
-    // Past this many characters (a scene file of many megabytes) a scan on the window's thread
-    // would hold up typing for seconds at each pause: such a buffer is scanned on a thread of its
-    // own instead.
+    // Past this many characters a scan on the window's thread would hold up typing at each pause
+    // (seconds for a scene file of many megabytes): such a buffer is scanned on a thread of its
+    // own instead, from a snapshot of its text.
     static int backgroundScanLength;
+    // The same for a MEL buffer checked by the linter, which runs on the window's thread only.
+    static int backgroundLintLength;
 
     static QString LanguageIconPath(CodeEditorLanguage language);
 
@@ -232,7 +234,10 @@ private:
     void Analyse(const QString *text = nullptr);
     // Analyse for a buffer too big to scan on this thread: the scan runs on a thread of its own
     // and its result is shown if the text is still the one scanned.
-    void AnalyseInBackground(CodeEditor *editor, const QString &text);
+    // `known` may be null: the scan's thread then reads the buffer's snapshot.
+    void AnalyseInBackground(CodeEditor *editor, const QString &known);
+    // Hands `text` to the pylint worker, with the folders its imports are looked up in.
+    void RequestPylint(const QString &text, const QString &path);
     // Drag handling shared by the group and its editors' viewports; `pos` in group coordinates.
     // Returns whether the drag is one the group takes.
     bool UpdateDrag(const QPoint &pos, const QMimeData *mime);

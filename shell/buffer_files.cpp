@@ -1,12 +1,18 @@
 #include "shell/buffer_files.h"
 
+#include "editor/text_mirror.h"
 #include "shell/text_file.h"
 
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QDir>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
+#include <QtCore/QHash>
+#include <QtCore/QMutex>
+#include <QtCore/QPointer>
+#include <QtCore/QSaveFile>
 #include <QtCore/QTemporaryFile>
+#include <QtCore/QThreadPool>
 
 namespace ke2 {
 
@@ -65,6 +71,27 @@ CodeEditorLanguage LanguageForPath(const QString &path)
 
 } // namespace BufferFiles
 
+// The background writes of one set of copies: a single worker, and per copy the ticket of the
+// write that may land. The ticket is taken and the copy renamed into place under the lock, so a
+// write asked for before a Remove can never put the copy back after it.
+struct RecoveryCopies::Writes {
+    QThreadPool pool;
+    QMutex mutex;
+    QHash<QString, quint64> tickets;
+    Writes() { pool.setMaxThreadCount(1); }
+    ~Writes() { pool.waitForDone(); }
+};
+
+RecoveryCopies::RecoveryCopies(const QString &directory)
+    : m_directory(directory), m_writes(std::make_shared<Writes>())
+{
+}
+
+quint64 RecoveryCopies::NextTicket(const QString &copyPath) const
+{
+    return ++m_writes->tickets[copyPath];
+}
+
 QString RecoveryCopies::CopyPath(const QString &filePath) const
 {
     const QByteArray hash = QCryptographicHash::hash(filePath.toUtf8(), QCryptographicHash::Sha1).toHex().left(16);
@@ -77,13 +104,61 @@ bool RecoveryCopies::Write(const QString &filePath, const QString &text) const
         return false;
     QByteArray bytes(recoveryHeader);
     bytes += '\n' + filePath.toUtf8() + '\n' + text.toUtf8();
-    return TextFile::WriteBytes(CopyPath(filePath), bytes);
+    const QString copyPath = CopyPath(filePath);
+    {
+        QMutexLocker lock(&m_writes->mutex);
+        NextTicket(copyPath); // a background write still on its way is older than this one
+    }
+    return TextFile::WriteBytes(copyPath, bytes);
+}
+
+void RecoveryCopies::WriteInBackground(const QString &filePath, const TextSnapshot &snapshot, QObject *context,
+                                       std::function<void(bool)> done) const
+{
+    if (m_directory.isEmpty() || filePath.isEmpty()) {
+        done(false);
+        return;
+    }
+    const QString copyPath = CopyPath(filePath);
+    quint64 ticket = 0;
+    {
+        QMutexLocker lock(&m_writes->mutex);
+        ticket = NextTicket(copyPath);
+    }
+    const QPointer<QObject> receiver(context);
+    m_writes->pool.start([writes = m_writes.get(), filePath, copyPath, snapshot, ticket, receiver, done] {
+        QByteArray bytes(recoveryHeader);
+        bytes += '\n' + filePath.toUtf8() + '\n' + snapshot.Text().toUtf8();
+        bool landed = false;
+        QSaveFile out(copyPath);
+        if (out.open(QIODevice::WriteOnly)) {
+            const bool written = out.write(bytes) == bytes.size() && TextFile::SyncToDisk(out);
+            QMutexLocker lock(&writes->mutex);
+            if (written && writes->tickets.value(copyPath) == ticket) {
+                landed = out.commit();
+            } else {
+                out.cancelWriting();
+                out.commit(); // removes the unfinished file beside the copy
+            }
+        }
+        if (receiver)
+            QMetaObject::invokeMethod(receiver, [done, landed] { done(landed); }, Qt::QueuedConnection);
+    });
+}
+
+void RecoveryCopies::WaitForWrites() const
+{
+    m_writes->pool.waitForDone();
 }
 
 void RecoveryCopies::Remove(const QString &filePath) const
 {
-    if (!m_directory.isEmpty())
-        QFile::remove(CopyPath(filePath));
+    if (m_directory.isEmpty())
+        return;
+    const QString copyPath = CopyPath(filePath);
+    QMutexLocker lock(&m_writes->mutex);
+    NextTicket(copyPath);
+    QFile::remove(copyPath);
 }
 
 bool RecoveryCopies::Exists(const QString &filePath) const

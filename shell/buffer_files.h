@@ -5,7 +5,14 @@
 #include <QtCore/QString>
 #include <QtCore/QVector>
 
+#include <functional>
+#include <memory>
+
+class QObject;
+
 namespace ke2 {
+
+class TextSnapshot;
 
 // The files behind internal buffers, and the rules for naming buffers and files.
 namespace BufferFiles {
@@ -31,7 +38,7 @@ CodeEditorLanguage LanguageForPath(const QString &path);
 // by itself: the window offers it back after a crash.
 class RecoveryCopies {
 public:
-    explicit RecoveryCopies(const QString &directory = QString()) : m_directory(directory) {}
+    explicit RecoveryCopies(const QString &directory = QString());
 
     void SetDirectory(const QString &directory) { m_directory = directory; }
     const QString &Directory() const { return m_directory; }
@@ -40,6 +47,14 @@ public:
     QString CopyPath(const QString &filePath) const;
     // Written atomically, as a save is.
     bool Write(const QString &filePath, const QString &text) const;
+    // Writes the copy on a worker thread, one write after the other in the order asked, so that
+    // the window's thread neither joins nor encodes nor writes a large text. A later Write or
+    // Remove of the same file drops it if it has not landed yet. `done` is called in `context`'s
+    // thread with whether the copy landed.
+    void WriteInBackground(const QString &filePath, const TextSnapshot &snapshot, QObject *context,
+                           std::function<void(bool)> done) const;
+    // Waits until the writes asked for have landed or been dropped.
+    void WaitForWrites() const;
     // Removes the copy, if any (after a save, a close, or when the user discards it).
     void Remove(const QString &filePath) const;
     bool Exists(const QString &filePath) const;
@@ -57,8 +72,12 @@ public:
 
 private:
     static bool ReadCopy(const QString &copyPath, Copy &copy);
+    // A new ticket for the copy at `copyPath`: only the write holding its newest lands.
+    quint64 NextTicket(const QString &copyPath) const;
 
     QString m_directory;
+    struct Writes;
+    std::shared_ptr<Writes> m_writes;
 };
 
 } // namespace ke2

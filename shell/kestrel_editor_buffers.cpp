@@ -673,8 +673,17 @@ void KestrelEditor::AutosaveBuffers()
                 if (edits.isValid() && document->property(recoveredEditsProperty) == edits
                     && m_bufferIo->Recovery().Exists(record.path))
                     continue;
-                if (m_bufferIo->Recovery().Write(record.path, TextFile::DocumentText(*document)))
+                if (document->characterCount() > CodeEditor::snapshotLength) {
+                    // A large text is joined, encoded and written by a worker from a snapshot.
+                    const QPointer<QTextDocument> written(document);
+                    m_bufferIo->Recovery().WriteInBackground(record.path, editor->Snapshot(), this,
+                                                             [written, edits](bool landed) {
+                                                                 if (landed && written)
+                                                                     written->setProperty(recoveredEditsProperty, edits);
+                                                             });
+                } else if (m_bufferIo->Recovery().Write(record.path, TextFile::DocumentText(*document))) {
                     document->setProperty(recoveredEditsProperty, edits);
+                }
             } else {
                 m_bufferIo->Recovery().Remove(record.path);
             }

@@ -229,7 +229,11 @@ void breakLongLines(QString &text, TextFileFormat &format)
     text = out;
 }
 
-bool syncToDisk(QFileDevice &file)
+} // namespace
+
+namespace TextFile {
+
+bool SyncToDisk(QFileDevice &file)
 {
     if (!file.flush())
         return false;
@@ -242,6 +246,10 @@ bool syncToDisk(QFileDevice &file)
     return ::fsync(handle) == 0;
 #endif
 }
+
+} // namespace TextFile
+
+namespace {
 
 void setError(QString *errorString, const QString &message)
 {
@@ -462,7 +470,7 @@ bool replaceAtomically(const QString &target, const QFileInfo &existing, const Q
     }
     if (existing.exists())
         out.setPermissions(existing.permissions());
-    if (out.write(bytes) != bytes.size() || !syncToDisk(out)) {
+    if (out.write(bytes) != bytes.size() || !SyncToDisk(out)) {
         setError(errorString, errno ? systemError(errno) : out.errorString());
         out.cancelWriting();
         out.commit(); // removes the partial copy beside the target
@@ -495,7 +503,7 @@ bool mustWriteInPlace(const QString &target)
 bool overwrite(QFile &file, const QByteArray &bytes)
 {
     file.unsetError();
-    return file.seek(0) && file.write(bytes) == bytes.size() && file.resize(bytes.size()) && syncToDisk(file);
+    return file.seek(0) && file.write(bytes) == bytes.size() && file.resize(bytes.size()) && SyncToDisk(file);
 }
 
 // The old bytes are kept first (in `backupDirectory` when given, in memory always), so a write

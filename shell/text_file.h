@@ -5,6 +5,7 @@
 #include <QtCore/QVector>
 #include <QtCore/QString>
 
+class QFileDevice;
 class QTextDocument;
 
 namespace ke2 {
@@ -118,6 +119,9 @@ bool Write(const QString &path, const QString &text, TextFileFormat &format, Tex
 // Writes `bytes` as they are, with the same guarantees.
 bool WriteBytes(const QString &path, const QByteArray &bytes, QString *errorString = nullptr,
                 const QString &backupDirectory = QString());
+// Flushes `file` and has the system put it on the disk, so that a rename after it cannot leave
+// an empty or partial file behind on a crash.
+bool SyncToDisk(QFileDevice &file);
 // The file a write to `path` really replaces: the end of a chain of symbolic links.
 QString WriteTarget(const QString &path);
 

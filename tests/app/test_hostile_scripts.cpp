@@ -104,70 +104,46 @@ private slots:
     {
         QTest::addColumn<QByteArray>("script");
         QTest::addColumn<QByteArray>("name");
-        const QByteArray plain = "script.py";
-        QTest::newRow("file left open is written")
-            << QByteArray("f = open('left.txt', 'w')\nf.write('data')\n") << plain;
-        QTest::newRow("at-exit handlers run")
-            << QByteArray("import atexit\natexit.register(print, 'bye')\n"
-                          "atexit.register(lambda: open('atexit.txt', 'w').write('ran'))\nprint('main')\n")
-            << plain;
-        QTest::newRow("running thread is waited for")
-            << QByteArray("import threading, time\ndef work():\n    time.sleep(0.5)\n    print('late')\n"
-                          "    open('thread.txt', 'w').write('done')\nthreading.Thread(target=work).start()\nprint('main')\n")
-            << plain;
-        QTest::newRow("daemon thread ends with the interpreter")
-            << QByteArray("import threading, time\ndef spin():\n    while True:\n        time.sleep(0.01)\n"
-                          "threading.Thread(target=spin, daemon=True).start()\nprint('main')\n")
-            << plain;
-        QTest::newRow("temporary directory removed")
-            << QByteArray("import tempfile, os\nd = tempfile.TemporaryDirectory(dir='.')\n"
-                          "open(os.path.join(d.name, 'x'), 'w').write('x')\n")
-            << plain;
-        QTest::newRow("closed pipe raises BrokenPipeError")
-            << QByteArray("import subprocess\np = subprocess.Popen(['true'], stdin=subprocess.PIPE)\np.wait()\n"
-                          "try:\n    p.stdin.write(b'x' * 200000)\n    p.stdin.flush()\nexcept BrokenPipeError as e:\n"
-                          "    print('caught', type(e).__name__)\n")
-            << plain;
-        QTest::newRow("progress bar on stderr is one line")
-            << QByteArray("import sys\nfor i in range(40000):\n    sys.stderr.write('\\rprogress %d' % i)\n"
-                          "    sys.stderr.flush()\nsys.stderr.write('\\n')\n")
-            << plain;
-        QTest::newRow("NUL byte is a syntax error")
-            << QByteArray("print(1)\n\0print(2)\n", 19) << plain;
-        QTest::newRow("undecodable bytes in an exception message")
-            << QByteArray("import os\nraise ValueError(os.fsdecode(b'r_\\xff.txt'))\n") << plain;
-        QTest::newRow("coding line decides the encoding")
-            << QByteArray("# -*- coding: latin-1 -*-\nprint('caf\xe9')\n") << plain;
-        QTest::newRow("forked child ends at the end of the script")
-            << QByteArray("import os\npid = os.fork()\nif pid == 0:\n    print('child')\n    open('child.txt', 'w').write('c')\n"
-                          "else:\n    os.waitpid(pid, 0)\n    print('parent')\n")
-            << plain;
-        QTest::newRow("joined thread's lines in order")
-            << QByteArray("import threading, sys\ndef work():\n    for i in range(20000):\n        print(i)\n"
-                          "    sys.stderr.write('thread end\\n')\nprint('first')\nt = threading.Thread(target=work)\n"
-                          "t.start()\nt.join()\nprint('last')\n")
-            << plain;
-        QTest::newRow("invalid UTF-8 through stdout.buffer")
-            << QByteArray("import sys\nsys.stdout.buffer.write(b'a\\xffb\\xe2\\x82')\nsys.stdout.buffer.write(b'\\xac\\n')\n")
-            << plain;
-        QTest::newRow("stdout replaced by an object that raises")
-            << QByteArray("import sys\nclass Bad:\n    def write(self, s):\n        raise OSError('nope')\n"
-                          "    def flush(self):\n        pass\nsys.stdout = Bad()\nprint('x')\n")
-            << plain;
-        QTest::newRow("recursion past the limit")
-            << QByteArray("def r():\n    r()\nr()\n") << plain;
-        QTest::newRow("input at the end of input") << QByteArray("print('ask')\ninput()\n") << plain;
-        QTest::newRow("script deletes its own file")
-            << QByteArray("import os, sys\nos.remove(sys.argv[0])\nprint(os.path.basename(__file__))\n") << plain;
-        QTest::newRow("exception in a thread")
-            << QByteArray("import threading\ndef f():\n    raise ValueError('boom')\nt = threading.Thread(target=f)\n"
-                          "t.start()\nt.join()\nprint('after')\n")
-            << plain;
-        QTest::newRow("file name that is not valid text")
-            << QByteArray("import sys\nprint(repr(sys.argv[0]))\n") << QByteArray("n\\377me.py");
+        const auto row = [](const char *title, const QByteArray &script, const QByteArray &name = "script.py") {
+            QTest::newRow(title) << script << name;
+        };
+        row("file left open is written", "f = open('left.txt', 'w')\nf.write('data')\n");
+        row("at-exit handlers run", "import atexit\natexit.register(print, 'bye')\n"
+                                    "atexit.register(lambda: open('atexit.txt', 'w').write('ran'))\nprint('main')\n");
+        row("running thread is waited for",
+            "import threading, time\ndef work():\n    time.sleep(0.5)\n    print('late')\n"
+            "    open('thread.txt', 'w').write('done')\nthreading.Thread(target=work).start()\nprint('main')\n");
+        row("daemon thread ends with the interpreter", "import threading, time\ndef spin():\n    while True:\n"
+            "        time.sleep(0.01)\nthreading.Thread(target=spin, daemon=True).start()\nprint('main')\n");
+        row("temporary directory removed", "import tempfile, os\nd = tempfile.TemporaryDirectory(dir='.')\n"
+                                           "open(os.path.join(d.name, 'x'), 'w').write('x')\n");
+        row("closed pipe raises BrokenPipeError",
+            "import subprocess\np = subprocess.Popen(['true'], stdin=subprocess.PIPE)\np.wait()\n"
+            "try:\n    p.stdin.write(b'x' * 200000)\n    p.stdin.flush()\nexcept BrokenPipeError as e:\n"
+            "    print('caught', type(e).__name__)\n");
+        row("progress bar on stderr is one line", "import sys\nfor i in range(40000):\n"
+            "    sys.stderr.write('\\rprogress %d' % i)\n    sys.stderr.flush()\nsys.stderr.write('\\n')\n");
+        row("NUL byte is a syntax error", QByteArray("print(1)\n\0print(2)\n", 19));
+        row("undecodable bytes in an exception message", "import os\nraise ValueError(os.fsdecode(b'r_\\xff.txt'))\n");
+        row("coding line decides the encoding", "# -*- coding: latin-1 -*-\nprint('caf\xe9')\n");
+        row("forked child ends at the end of the script", "import os\npid = os.fork()\nif pid == 0:\n    print('child')\n"
+            "    open('child.txt', 'w').write('c')\nelse:\n    os.waitpid(pid, 0)\n    print('parent')\n");
+        row("joined thread's lines in order",
+            "import threading, sys\ndef work():\n    for i in range(20000):\n        print(i)\n"
+            "    sys.stderr.write('thread end\\n')\nprint('first')\nt = threading.Thread(target=work)\n"
+            "t.start()\nt.join()\nprint('last')\n");
+        row("invalid UTF-8 through stdout.buffer",
+            "import sys\nsys.stdout.buffer.write(b'a\\xffb\\xe2\\x82')\nsys.stdout.buffer.write(b'\\xac\\n')\n");
+        row("stdout replaced by an object that raises", "import sys\nclass Bad:\n    def write(self, s):\n"
+            "        raise OSError('nope')\n    def flush(self):\n        pass\nsys.stdout = Bad()\nprint('x')\n");
+        row("recursion past the limit", "def r():\n    r()\nr()\n");
+        row("input at the end of input", "print('ask')\ninput()\n");
+        row("script deletes its own file", "import os, sys\nos.remove(sys.argv[0])\nprint(os.path.basename(__file__))\n");
+        row("exception in a thread", "import threading\ndef f():\n    raise ValueError('boom')\n"
+                                     "t = threading.Thread(target=f)\nt.start()\nt.join()\nprint('after')\n");
+        row("file name that is not valid text", "import sys\nprint(repr(sys.argv[0]))\n", "n\\377me.py");
         // A script never ends the window (SystemExit is an error there); --run ends as python3.
-        QTest::newRow("sys.exit(0) ends quietly")
-            << QByteArray("import sys\nprint('x')\nsys.exit(0)\n") << plain;
+        row("sys.exit(0) ends quietly", "import sys\nprint('x')\nsys.exit(0)\n");
     }
     void againstPython()
     {

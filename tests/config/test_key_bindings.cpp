@@ -49,8 +49,17 @@ private slots:
         bindings.read();
         QVERIFY(fixture.host.texts(FakeHost::Kind::Warning).isEmpty());
         bindings.write();
-        // Every entry but the reserved "escape", in table order, with its default keys.
-        QVERIFY(ke2::test::matchesGolden(fixture.get(fileName), "bindings_defaults.ini"));
+        // Every entry but the reserved "escape", in table order, read back as its default keys.
+        QStringList keys, expected{"[user_bindings]"};
+        for (const QByteArray &line : fixture.get(fileName).trimmed().split('\n'))
+            keys << QString::fromUtf8(line).section('=', 0, 0);
+        for (const ke2::ActionBinding &binding : bindings.entries())
+            if (!binding.fixed)
+                expected << binding.identifier;
+        QCOMPARE(keys, expected);
+        KeyBindings written;
+        written.read();
+        QCOMPARE(changes(written), QStringList());
         // The table itself: number, identifier, display name and default keys of each entry.
         QByteArray table;
         for (const ke2::ActionBinding &binding : bindings.entries()) {

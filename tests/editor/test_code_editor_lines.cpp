@@ -94,6 +94,28 @@ private slots:
         QVERIFY(!editor->document()->isUndoAvailable());
     }
 
+    // A line moved down and back up the same number of times leaves the text and the cursor as
+    // they were, whatever lines (empty ones too) it passes on the way.
+    void moveDownThenUp_data()
+    {
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<int>("moves");
+        QTest::newRow("past an empty line") << "|a = 1\nb = 2\n\nc = 3\nd = 4\ne = 5\nf = 6\n" << 5;
+        QTest::newRow("a selection past empty lines") << "^x\ny|\n\n\nz\nw" << 4;
+        QTest::newRow("to the end and back") << "a|b\n\nc" << 3;
+    }
+    void moveDownThenUp()
+    {
+        QFETCH(QString, before);
+        QFETCH(int, moves);
+        auto editor = makeEditor(LANGUAGE_PYTHON, before);
+        for (int i = 0; i < moves; ++i)
+            editor->MoveLine(false);
+        for (int i = 0; i < moves; ++i)
+            editor->MoveLine(true);
+        QCOMPARE(editorState(*editor), before);
+    }
+
     // Copy or cut, then paste into `target` (or, when empty, where the cut left the cursor).
     void clipboard_data()
     {

@@ -1,6 +1,5 @@
 #include "app/python_host.h"
 #include "config/settings.h"
-#include "shell/editor_session.h"
 #include "plugin/host_bridge.h"
 #include "tests/support/temp_prefs.h"
 #include "tests/support/test_files.h"
@@ -10,7 +9,6 @@
 #include <QtCore/QProcess>
 #include <QtCore/QTemporaryDir>
 #include <QtTest/QTest>
-#include <QtWidgets/QWidget>
 
 namespace bridge = ke2::HostBridge;
 
@@ -107,23 +105,6 @@ private slots:
         python.start("python3", {"-c", imports});
         QVERIFY(python.waitForFinished(30000));
         QVERIFY2(python.exitCode() == 0, python.readAllStandardError().constData());
-    }
-
-    // The standalone program's start-up: no docking, so the window shows on its own.
-    void standaloneSessionShowsATopLevelWindow()
-    {
-        ke2::EditorSession session;
-        QPointer<QWidget> window;
-        session.setWindowFactory([&window] {
-            ke2::EditorWindow made;
-            made.widget = window = new QWidget;
-            return made;
-        });
-        QCOMPARE(session.startUp(*m_host), ke2::EditorSession::StartResult::Started);
-        QVERIFY(session.show());
-        QVERIFY(window && window->isVisible() && !window->parent());
-        QCOMPARE(session.shutDown(), ke2::EditorSession::StopResult::Stopped);
-        QVERIFY(!window);
     }
 };
 

@@ -1,3 +1,4 @@
+#include "editor/text_mirror.h"
 #include "shell/autosave_timer.h"
 #include "shell/buffer_files.h"
 #include "shell/file_change_tracker.h"
@@ -12,6 +13,9 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTemporaryDir>
+#include <QtGui/QTextCursor>
+#include <QtGui/QTextDocument>
+#include <QtWidgets/QPlainTextDocumentLayout>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QTest>
 
@@ -248,6 +252,53 @@ private slots:
         QVERIFY(!copies.Read(first, read));
         QCOMPARE(copies.ReadAll().size(), 1);
         QVERIFY(!RecoveryCopies().Write(first, text)); // no folder: nowhere to keep it
+    }
+
+    // A copy written by the worker lands whole, unless a save (Remove), a close (Remove) or a
+    // newer copy (Write) of the same file came after it was asked for: then it must not land,
+    // however late it runs. The texts are large so that the worker is still busy.
+    void recoveryCopiesInBackground_data()
+    {
+        QTest::addColumn<QString>("after");
+        QTest::addColumn<QString>("left"); // the copy's text at the end; "-": none
+        QTest::newRow("nothing after it") << QString() << "big";
+        QTest::newRow("removed after a save") << "remove" << "-";
+        QTest::newRow("a newer copy written at once") << "write" << "newer";
+        QTest::newRow("a newer copy on the worker") << "background" << "big2";
+    }
+    void recoveryCopiesInBackground()
+    {
+        QFETCH(QString, after);
+        QFETCH(QString, left);
+        QTemporaryDir dir;
+        RecoveryCopies copies(dir.path());
+        const QString file = QStringLiteral("/scripts/scene.ma");
+        QTextDocument document;
+        document.setDocumentLayout(new QPlainTextDocumentLayout(&document));
+        document.setPlainText(QStringLiteral("setAttr \".t\" 1 2 3;\u00a0\n").repeated(400000));
+        TextMirror mirror(&document);
+        const QString big = document.toRawText().replace(QChar::ParagraphSeparator, QLatin1Char('\n'));
+        QObject context;
+        QVector<bool> landed;
+        copies.WriteInBackground(file, mirror.Snapshot(), &context, [&](bool ok) { landed.append(ok); });
+        if (after == QLatin1String("remove"))
+            copies.Remove(file);
+        else if (after == QLatin1String("write"))
+            QVERIFY(copies.Write(file, QStringLiteral("newer")));
+        const QString big2 = QStringLiteral("// edited\n") + big;
+        if (after == QLatin1String("background")) {
+            QTextCursor(&document).insertText(QStringLiteral("// edited\n"));
+            copies.WriteInBackground(file, mirror.Snapshot(), &context, [&](bool ok) { landed.append(ok); });
+        }
+        copies.WaitForWrites();
+        QTRY_COMPARE(landed.size(), after == QLatin1String("background") ? 2 : 1);
+        QCOMPARE(landed.last(), after.isEmpty() || after == QLatin1String("background"));
+        QString read;
+        QCOMPARE(copies.Read(file, read), left != QLatin1String("-"));
+        if (left != QLatin1String("-"))
+            QVERIFY(read == (left == QLatin1String("big") ? big : left == QLatin1String("big2") ? big2 : left));
+        // No half-written file is left beside the copy.
+        QCOMPARE(QDir(dir.path()).entryList(QDir::Files).size(), left == QLatin1String("-") ? 0 : 1);
     }
 
     // Saved once typing pauses, and during unbroken typing no later than the longest delay.

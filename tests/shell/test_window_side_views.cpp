@@ -68,26 +68,6 @@ private slots:
         QCOMPARE(int(m_window->GetSideBar()->CurrentView()), view);
     }
 
-    // The active buffer's parse fills the outline; a click on an entry selects its name in the
-    // editor.
-    void outlineFollowsTheActiveEditorAndMovesTheCursor()
-    {
-        QVERIFY(shown());
-        m_window->SetActiveCodeEditor(0, 0);
-        CodeEditor *editor = m_window->ActiveCodeEditor();
-        QVERIFY(editor);
-        editor->setPlainText("global proc first() {}\n\nglobal proc second() {}\n");
-        m_window->UpdateParser();
-        OutlineView *outline = m_window->GetSideBar()->Outline();
-        QTRY_COMPARE(outline->Tree()->topLevelItemCount(), 2);
-        QTreeWidgetItem *second = outline->Tree()->topLevelItem(1);
-        QCOMPARE(second->text(0), QString("second"));
-        QTest::mouseClick(outline->Tree()->viewport(), Qt::LeftButton, Qt::NoModifier,
-                          outline->Tree()->visualItemRect(second).center());
-        QCOMPARE(editor->textCursor().selectedText(), QString("second"));
-        QCOMPARE(editor->textCursor().blockNumber(), 2);
-    }
-
     // Arrow keys step through the outline and show each entry in the editor while the outline
     // keeps the focus; Return goes there and gives the editor the focus. An import entry selects
     // exactly the name it stands for, so typing replaces only that.

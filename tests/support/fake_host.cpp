@@ -110,8 +110,6 @@ int FakeHost::runIdle()
     while (!m_idle.isEmpty()) {
         const Command command = m_idle.takeFirst();
         m_commands.append(command);
-        if (m_idleRunner)
-            m_idleRunner(command);
         ++ran;
     }
     return ran;
@@ -151,8 +149,6 @@ void FakeHost::emitOutput(const QString &text, int type)
 
 bool FakeHost::addCallbacks(QuitCallback onQuit)
 {
-    if (m_callbacksFail)
-        return false;
     m_onQuit = std::move(onQuit);
     m_callbacksInstalled = true;
     return true;
@@ -160,8 +156,6 @@ bool FakeHost::addCallbacks(QuitCallback onQuit)
 
 bool FakeHost::removeCallbacks()
 {
-    if (m_callbacksFail && m_callbacksInstalled)
-        return false;
     m_onQuit = nullptr;
     m_callbacksInstalled = false;
     return true;

@@ -38,19 +38,13 @@ public:
     QStringList texts(Kind kind) const;       // those of one kind
     void clearCommands() { m_commands.clear(); }
 
-    // The idle queue: commands stay queued until the test runs them.
-    int pendingIdleCount() const { return m_idle.size(); }
-    // Runs queued commands in order (including any they queue); returns how many ran.
+    // The idle queue: commands stay queued until the test runs them in order; returns how many ran.
     int runIdle();
-    // Called for each idle command when it runs, after it was recorded.
-    void setIdleRunner(std::function<void(const Command &)> runner) { m_idleRunner = std::move(runner); }
 
     // Emits a raw host output message, as the host's output callback would.
     void emitOutput(const QString &text, MessageType type) { emitOutput(text, static_cast<int>(type)); }
     void emitOutput(const QString &text, int type);
-    bool callbacksInstalled() const { return m_callbacksInstalled; }
     void fireQuit();
-    void setCallbacksFail(bool fail) { m_callbacksFail = fail; }
 
     // Widgets the host UI calls answer with; null by default.
     QWidget *mainWindowWidget = nullptr;
@@ -101,10 +95,8 @@ private:
     Handler m_handler;
     QVector<Command> m_commands;
     QVector<Command> m_idle;
-    std::function<void(const Command &)> m_idleRunner;
     QuitCallback m_onQuit;
     bool m_callbacksInstalled = false;
-    bool m_callbacksFail = false;
 };
 
 // Installs `host` as the bridge's host for the lifetime of the object; the previous one comes back.

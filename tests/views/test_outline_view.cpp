@@ -157,43 +157,6 @@ private slots:
         QCOMPARE(dumpTree(view.Tree()), QByteArray("[4] os 7-9\n[11] A 16-17\n"));
     }
 
-    void nestingFollowsDepth_data()
-    {
-        QTest::addColumn<QString>("source");
-        QTest::addColumn<bool>("hideMain");
-        QTest::addColumn<QString>("tree");
-        QTest::newRow("function after a class is top-level again")
-            << "class A:\n    def m(self):\n        pass\ndef f():\n    pass\n" << false << "A\n  m\nf\n";
-        QTest::newRow("a hidden main guard hands its functions up, not to the class before it")
-            << "class A:\n    def m(self):\n        pass\nif __name__ == '__main__':\n    def run():\n        pass\n"
-            << true << "A\n  m\nrun\n";
-        QTest::newRow("main guard shown holds its functions")
-            << "if __name__ == '__main__':\n    def run():\n        pass\n" << false << "__main__\n  run\n";
-        QTest::newRow("nested classes")
-            << "class A:\n    class B:\n        def m(self):\n            pass\n    def n(self):\n        pass\n"
-            << false << "A\n  B\n    m\n  n\n";
-    }
-    void nestingFollowsDepth()
-    {
-        QFETCH(QString, source);
-        QFETCH(bool, hideMain);
-        QFETCH(QString, tree);
-        PrefsFixture fixture;
-        Settings::instance().outlineHideMain = hideMain;
-        PythonParser parser;
-        parser.Parse(source, "/n.py");
-        OutlineView view;
-        view.OnParserUpdated(&parser);
-        QString actual;
-        for (QTreeWidgetItemIterator it(view.Tree()); *it; ++it) {
-            int level = 0;
-            for (QTreeWidgetItem *p = (*it)->parent(); p; p = p->parent())
-                ++level;
-            actual += QString(level * 2, ' ') + (*it)->text(0) + "\n";
-        }
-        QCOMPARE(actual, tree);
-    }
-
     // The expanded entries of a file come back after an edit re-parses it, after another file
     // was shown in between, with sorting switched, and from the stored settings bytes.
     void expandedStateIsKeptPerFile()

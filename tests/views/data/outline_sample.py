@@ -21,6 +21,9 @@ class Exporter(object):
             import json
             return json
 
+    def close(self):
+        pass
+
 
 def build(node):
     return cmds.ls(node)
