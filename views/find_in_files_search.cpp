@@ -31,7 +31,6 @@
 #include <functional>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <vector>
 
 namespace ke2 {
@@ -794,9 +793,12 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
     // This thread searches too, between walking and posting: the helpers are one fewer than the
     // processor's cores.
     const int helperCount = std::clamp(QThread::idealThreadCount(), 1, 8) - 1;
-    std::vector<std::thread> helpers;
-    for (int i = 0; i < helperCount; ++i)
-        helpers.emplace_back(helper);
+    // At the walking thread's low priority, so that a search gives way to the host's own work.
+    std::vector<std::unique_ptr<QThread>> helpers;
+    for (int i = 0; i < helperCount; ++i) {
+        helpers.emplace_back(QThread::create(helper));
+        helpers.back()->start(QThread::LowPriority);
+    }
 
     // The helpers end before anything they use goes.
     struct Joiner {
@@ -808,8 +810,8 @@ void FindInFilesSearch::Run(FindInFilesSearch *self, const std::shared_ptr<Job> 
             closing = true;
         }
         work.notify_all();
-        for (std::thread &thread : helpers)
-            thread.join();
+        for (const std::unique_ptr<QThread> &thread : helpers)
+            thread->wait();
     }};
 
     // A searched file taken back in order: its matching lines cut to what is left of the
