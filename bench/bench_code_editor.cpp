@@ -268,7 +268,7 @@ int main(int argc, char **argv)
     const QString module = prefs.filePath(QStringLiteral("module.py"));
     {
         QFile file(module);
-        if (!file.open(QIODevice::WriteOnly) || file.write(ke2bench::PythonModule(125000).toUtf8()) <= 0)
+        if (!file.open(QIODevice::WriteOnly) || file.write(ke2bench::PythonModule(150000).toUtf8()) <= 0)
             return 1;
     }
     const PauseResult shipped = pauseInWindow(prefs.path(), module);

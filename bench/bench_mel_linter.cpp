@@ -173,9 +173,11 @@ int main(int argc, char **argv)
     difference("linter alone, first lint (cpu: x scanner)", firstLint);
     difference("linter alone, re-lint after the edit (cpu: x scanner)", relint);
     std::printf("warnings on the generated text: %d\n", warnings);
-    std::printf("the linter runs after a typing pause: the re-lint is what the target measures;\n"
-                "the first lint of a buffer costs %.1fx the scanner (thread CPU)\n",
-                (firstLint.cpu - scanOnly.cpu) / scanOnly.cpu);
+    // Both lints run after a typing pause: the first one when a buffer is opened or linting is
+    // switched on, the re-lint after each edit.
+    ke2bench::TargetRow("MEL linter, first lint, costs at most the scanner (cpu ratio)",
+                        (firstLint.cpu - scanOnly.cpu) / scanOnly.cpu, "x", "<= 1x",
+                        firstLint.cpu - scanOnly.cpu <= scanOnly.cpu);
     ke2bench::TargetRow("MEL linter after an edit costs at most the scanner (cpu ratio)",
                         (relint.cpu - scanOnly.cpu) / scanOnly.cpu, "x", "<= 1x",
                         relint.cpu - scanOnly.cpu <= scanOnly.cpu);

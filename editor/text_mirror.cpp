@@ -19,17 +19,34 @@ int lineAt(const TextChunk &chunk, int offset)
 
 int lineEnd(const TextChunk &chunk, int line)
 {
-    return line + 1 < chunk.starts.size() ? chunk.starts.at(line + 1) : int(chunk.text.size());
+    return line + 1 < chunk.starts.size() ? chunk.starts.at(line + 1) : chunk.Size();
 }
 
 } // namespace
+
+TextChunk::TextChunk(const QString &lines)
+{
+    const bool fitsBytes = std::all_of(lines.cbegin(), lines.cend(), [](QChar c) { return c.unicode() < 0x100; });
+    if (fitsBytes)
+        narrow = lines.toLatin1();
+    else
+        wide = lines;
+}
+
+void TextChunk::AppendTo(QString &out) const
+{
+    if (narrow.isEmpty())
+        out += wide;
+    else
+        out += QLatin1String(narrow.constData(), narrow.size());
+}
 
 QString TextSnapshot::Text() const
 {
     QString text;
     text.reserve(m_length + 1);
     for (const auto &chunk : m_chunks)
-        text += chunk->text;
+        chunk->AppendTo(text);
     text.chop(1); // the last line has no break of its own
     return text;
 }
@@ -92,14 +109,14 @@ void TextMirror::AppendChunks(QVector<std::shared_ptr<const TextChunk>> &out, co
 {
     int from = 0;
     while (from < text.size()) {
-        auto chunk = std::make_shared<TextChunk>();
+        QVector<int> starts;
         int at = from;
-        while (at < text.size() && chunk->starts.size() < m_chunkLines
-               && (chunk->starts.isEmpty() || at - from < chunkCharacters)) {
-            chunk->starts.append(at - from);
+        while (at < text.size() && starts.size() < m_chunkLines && (starts.isEmpty() || at - from < chunkCharacters)) {
+            starts.append(at - from);
             at = int(text.indexOf(QLatin1Char('\n'), at)) + 1; // every line ends in one
         }
-        chunk->text = from == 0 && at == text.size() ? text : text.mid(from, at - from);
+        auto chunk = std::make_shared<TextChunk>(from == 0 && at == text.size() ? text : text.mid(from, at - from));
+        chunk->starts = std::move(starts);
         out.append(std::move(chunk));
         from = at;
     }
@@ -109,7 +126,7 @@ int TextMirror::ChunkAt(int position, int *chunkStart) const
 {
     int start = 0;
     for (int i = 0; i < m_chunks.size(); ++i) {
-        const int size = int(m_chunks.at(i)->text.size());
+        const int size = m_chunks.at(i)->Size();
         if (position < start + size || i + 1 == m_chunks.size()) {
             *chunkStart = start;
             return i;
@@ -178,8 +195,11 @@ void TextMirror::OnContentsChange(int position, int charsRemoved, int charsAdded
         for (int i = first; same && i <= last; ++i) {
             const TextChunk &chunk = *m_chunks.at(i);
             const int from = i == first ? head.starts.at(headLine) : 0;
-            const int to = i == last ? tailEnd : int(chunk.text.size());
-            same = QStringView(chunk.text).mid(from, to - from).compare(QStringView(lines).mid(at, to - from)) == 0;
+            const int to = i == last ? tailEnd : chunk.Size();
+            const QStringView now = QStringView(lines).mid(at, to - from);
+            same = chunk.narrow.isEmpty()
+                       ? QStringView(chunk.wide).mid(from, to - from).compare(now) == 0
+                       : now.compare(QLatin1String(chunk.narrow.constData() + from, to - from)) == 0;
             at += to - from;
         }
         if (same)
@@ -187,11 +207,11 @@ void TextMirror::OnContentsChange(int position, int charsRemoved, int charsAdded
     }
 
     int end = last;
-    QString combined = head.text.left(head.starts.at(headLine)) + lines + tail.text.mid(tailEnd);
+    QString combined = head.Text().left(head.starts.at(headLine)) + lines + tail.Text().mid(tailEnd);
     // Deletions leave chunks small; a small one takes in the next, so their count stays in check.
     const int combinedLines = headLine + newLines + int(tail.starts.size()) - tailLine - 1;
     if (combinedLines < m_chunkLines / 2 && combined.size() < chunkCharacters / 2 && end + 1 < m_chunks.size())
-        combined += m_chunks.at(++end)->text;
+        m_chunks.at(++end)->AppendTo(combined);
 
     QVector<std::shared_ptr<const TextChunk>> made;
     AppendChunks(made, combined);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QByteArray>
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QVector>
@@ -13,8 +14,17 @@ namespace ke2 {
 // A run of whole lines of a document, each followed by '\n'. Never changed once made, so any
 // thread may read it while the window's thread makes new ones.
 struct TextChunk {
-    QString text;
-    QVector<int> starts; // where each line begins in `text`
+    // The lines are kept one byte a character when every character fits in one (most scripts
+    // and scenes): half the memory. Exactly one of the two is empty.
+    QByteArray narrow;
+    QString wide;
+    QVector<int> starts; // where each line begins
+
+    explicit TextChunk(const QString &lines);
+    int Size() const { return int(narrow.isEmpty() ? wide.size() : narrow.size()); }
+    // With its length: from a whole QByteArray Qt 5 would stop at a NUL.
+    QString Text() const { return narrow.isEmpty() ? wide : QString::fromLatin1(narrow.constData(), narrow.size()); }
+    void AppendTo(QString &out) const;
 };
 
 // A document's text as it stood at one moment. Taking one copies a list of shared chunks, not

@@ -599,14 +599,20 @@ void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &kno
     // copy of it is made here.
     const TextSnapshot snapshot = known.isNull() ? editor->Snapshot() : TextSnapshot();
     auto text = std::make_shared<QString>(known);
-    m_backgroundScan = QThread::create([parser, snapshot, text, path] {
+    // The procedures a MEL buffer defines are found there too: the index that other buffers'
+    // checks and signature help read does not read a large buffer itself.
+    auto procedures = std::make_shared<QVector<MelProcedure>>();
+    const bool mel = editor->Language() == LANGUAGE_MEL;
+    m_backgroundScan = QThread::create([parser, snapshot, text, path, procedures, mel] {
         if (text->isNull())
             *text = snapshot.PlainText();
         parser->Parse(*text, path);
+        if (mel)
+            *procedures = MelLinter(*text).Procedures();
     });
     connect(m_backgroundScan, &QThread::finished, m_backgroundScan, &QObject::deleteLater);
     const QPointer<CodeEditor> target(editor);
-    connect(m_backgroundScan, &QThread::finished, this, [this, parser, target, generation, text] {
+    connect(m_backgroundScan, &QThread::finished, this, [this, parser, target, generation, text, procedures, mel] {
         m_backgroundScan = nullptr;
         if (m_backgroundAgain) {
             m_backgroundAgain = false;
@@ -617,6 +623,8 @@ void CodeEditorGroup::AnalyseInBackground(CodeEditor *editor, const QString &kno
         if (generation != m_backgroundGeneration || !target || target != CurrentCodeEditor())
             return;
         const int length = int(text->size());
+        if (mel)
+            MelProcedureIndex::instance().Store(target->document(), *procedures);
         if (target->Language() == LANGUAGE_PYTHON && Settings::instance().pylintActive())
             RequestPylint(*text, target->Path());
         else
@@ -775,7 +783,9 @@ void CodeEditorGroup::OnTextChanged(const QString &path, const QString &text)
 {
     if (IsCurrentSender()) {
         Analyse(&text);
+        m_pauseText = text;
         UpdateCounter();
+        m_pauseText = QString();
     }
     emit TextChanged(path, text);
 }

@@ -286,6 +286,7 @@ private:
     // The counted matches, valid for one text of one editor, one search and one scope.
     QVector<TextMatch> m_matches;
     QString m_matchText;
+    QString m_pauseText; // the current editor's text while its pause is handled
     QPointer<CodeEditor> m_matchEditor;
     int m_matchRevision = -1;
     int m_matchFrom = -1;

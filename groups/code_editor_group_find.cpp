@@ -63,7 +63,8 @@ const QVector<TextMatch> &CodeEditorGroup::Matches()
         // The old copy goes first: its memory is then free for the new one, which would
         // otherwise be fresh pages from the system, a cost that grows faster than the text.
         m_matchText = QString();
-        m_matchText = editor->document()->toPlainText(); // same positions as the document's
+        // The text the pause brought is the document's as it is now: no second copy of it.
+        m_matchText = m_pauseText.isNull() ? editor->document()->toPlainText() : m_pauseText;
     }
     m_matchEditor = editor;
     m_matchRevision = revision;

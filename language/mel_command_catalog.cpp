@@ -127,7 +127,7 @@ const MelCommandSyntax *MelCommandCatalog::CommandSyntax(const QString &name)
         return nullptr;
     auto found = m_syntax.constFind(name);
     if (found != m_syntax.constEnd())
-        return &*found;
+        return found->get();
     LoadDiskCache();
     QString help;
     auto cached = m_helpTexts.constFind(name);
@@ -138,7 +138,9 @@ const MelCommandSyntax *MelCommandCatalog::CommandSyntax(const QString &name)
         m_helpTexts.insert(name, help);
         m_dirty = true;
     }
-    return &*m_syntax.insert(name, MelCommandSyntax::FromHelpText(help));
+    const auto syntax = std::make_shared<const MelCommandSyntax>(MelCommandSyntax::FromHelpText(help));
+    m_syntax.insert(name, syntax);
+    return syntax.get();
 }
 
 QString MelCommandCatalog::CacheFile()

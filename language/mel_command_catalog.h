@@ -5,6 +5,8 @@
 #include <QtCore/QHash>
 #include <QtCore/QSet>
 
+#include <memory>
+
 namespace ke2 {
 
 // What the host knows about MEL names, for the linter, flag completion and signature help: its
@@ -42,7 +44,8 @@ private:
     int m_revision = 0; // counts the times the lists were read or forgotten
     QSet<QString> m_commands;
     QSet<QString> m_otherNames; // run-time commands and procedures
-    QHash<QString, MelCommandSyntax> m_syntax;
+    // Each syntax in a block of its own: the pointers handed out stay valid while the table grows.
+    QHash<QString, std::shared_ptr<const MelCommandSyntax>> m_syntax;
     QHash<QString, QString> m_helpTexts; // as the host wrote them: what the disk cache keeps
     QHash<QString, bool> m_whatIsKnown;
     QSet<QString> m_unsourcedScripts; // names whatIs found as script files not sourced yet

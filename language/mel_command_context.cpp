@@ -36,23 +36,23 @@ MelCommandContext MelCommandContextAt(const QTextDocument *document, int positio
     const int at = position - windowStart;
 
     const MelLinter linter(window);
-    const QVector<MelToken> &tokens = linter.Tokens();
+    const int tokenCount = linter.TokenCount();
     // The token under the position: the one that contains it, or ends right at it.
     int under = -1;
-    for (int i = 0; i < tokens.size(); ++i) {
-        if (tokens.at(i).start > at)
+    for (int i = 0; i < tokenCount; ++i) {
+        if (linter.Token(i).start > at)
             break;
-        if (tokens.at(i).start + tokens.at(i).length >= at)
+        if (linter.Token(i).start + linter.Token(i).length >= at)
             under = i;
     }
     if (under < 0)
         return context;
-    const bool onFlag = tokens.at(under).kind == MelToken::Flag
-                        || (linter.Is(under, "-") && tokens.at(under).spaceBefore && tokens.at(under).start + 1 == at);
+    const bool onFlag = linter.Token(under).kind == MelToken::Flag
+                        || (linter.Is(under, "-") && linter.Token(under).spaceBefore && linter.Token(under).start + 1 == at);
     MelLinter::Call found;
     linter.ForEachCall([&](const MelLinter::Call &call) {
         // Calls come in text order: an inner call, met later, replaces the one around it.
-        const int last = call.argumentsEnd >= tokens.size() ? int(tokens.size()) - 1
+        const int last = call.argumentsEnd >= tokenCount ? tokenCount - 1
                          : call.functionSyntax          ? call.argumentsEnd
                                                         : call.argumentsEnd - 1;
         if (under >= call.nameToken && under <= last)
@@ -65,10 +65,10 @@ MelCommandContext MelCommandContextAt(const QTextDocument *document, int positio
     if (found.functionSyntax) {
         int index = 0;
         int depth = 0;
-        for (int i = found.argumentsBegin; i < under && i < tokens.size(); ++i) {
-            if (linter.Is(i, "(") || linter.Is(i, "[") || linter.Is(i, "{") || tokens.at(i).kind == MelToken::VectorOpen)
+        for (int i = found.argumentsBegin; i < under && i < tokenCount; ++i) {
+            if (linter.Is(i, "(") || linter.Is(i, "[") || linter.Is(i, "{") || linter.Token(i).kind == MelToken::VectorOpen)
                 ++depth;
-            else if (linter.Is(i, ")") || linter.Is(i, "]") || linter.Is(i, "}") || tokens.at(i).kind == MelToken::VectorClose)
+            else if (linter.Is(i, ")") || linter.Is(i, "]") || linter.Is(i, "}") || linter.Token(i).kind == MelToken::VectorClose)
                 --depth;
             else if (depth == 0 && linter.Is(i, ","))
                 ++index;
@@ -76,12 +76,12 @@ MelCommandContext MelCommandContextAt(const QTextDocument *document, int positio
         context.argumentIndex = index;
         return context;
     }
-    for (int i = found.argumentsBegin; i < found.argumentsEnd && i < tokens.size(); ++i) {
-        if (tokens.at(i).kind == MelToken::Flag && i != under)
+    for (int i = found.argumentsBegin; i < found.argumentsEnd && i < tokenCount; ++i) {
+        if (linter.Token(i).kind == MelToken::Flag && i != under)
             context.presentFlags.append(linter.TextOf(i).mid(1).toString());
     }
     context.onFlag = onFlag;
-    if (onFlag && tokens.at(under).kind == MelToken::Flag)
+    if (onFlag && linter.Token(under).kind == MelToken::Flag)
         context.flag = linter.TextOf(under).mid(1).toString();
     return context;
 }

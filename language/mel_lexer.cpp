@@ -1,17 +1,74 @@
 #include "language/mel_lexer.h"
 
+#include <algorithm>
+
 namespace ke2 {
 
 namespace {
 
+// What each ASCII character starts, asked for every character: one look-up and one jump
+// instead of a test per kind of token.
+enum CharClass : unsigned char {
+    Other, // punctuation, and any character that is no blank outside ASCII
+    Blank,
+    IdentStart,
+    Digit,
+    Dollar,
+    Dot,
+    Quote,
+    Minus,
+    Slash,
+    Backquote,
+    Less,
+    Greater,
+    OperatorChar, // = ! & | + * % ^
+};
+
+struct CharClasses {
+    unsigned char of[128] = {};
+    bool ident[128] = {};
+    constexpr CharClasses()
+    {
+        for (int c = 'a'; c <= 'z'; ++c)
+            of[c] = IdentStart;
+        for (int c = 'A'; c <= 'Z'; ++c)
+            of[c] = IdentStart;
+        of[int('_')] = IdentStart;
+        for (int c = '0'; c <= '9'; ++c)
+            of[c] = Digit;
+        for (int c = 0; c < 128; ++c)
+            ident[c] = of[c] == IdentStart || of[c] == Digit;
+        for (const char c : {' ', '\t', '\n', '\r', '\f', '\v'})
+            of[int(c)] = Blank;
+        of[int('$')] = Dollar;
+        of[int('.')] = Dot;
+        of[int('"')] = Quote;
+        of[int('-')] = Minus;
+        of[int('/')] = Slash;
+        of[int('`')] = Backquote;
+        of[int('<')] = Less;
+        of[int('>')] = Greater;
+        for (const char c : {'=', '!', '&', '|', '+', '*', '%', '^'})
+            of[int(c)] = OperatorChar;
+    }
+};
+constexpr CharClasses charClasses;
+
+inline unsigned char classOf(ushort u)
+{
+    if (u < 128)
+        return charClasses.of[u];
+    return (u == 0x2029 || u == 0xa0) ? Blank : Other;
+}
+
 inline bool isIdentStart(ushort u)
 {
-    return (u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || u == '_';
+    return u < 128 && charClasses.of[u] == IdentStart;
 }
 
 inline bool isIdentChar(ushort u)
 {
-    return isIdentStart(u) || (u >= '0' && u <= '9');
+    return u < 128 && charClasses.ident[u];
 }
 
 inline bool isDigit(ushort u)
@@ -21,7 +78,7 @@ inline bool isDigit(ushort u)
 
 inline bool isBlank(ushort u)
 {
-    return u == ' ' || u == '\t' || u == '\n' || u == '\r' || u == '\f' || u == '\v' || u == 0x2029 || u == 0xa0;
+    return classOf(u) == Blank;
 }
 
 // Two-character operators; the first character decides which second ones pair with it.
@@ -58,27 +115,65 @@ inline bool pairs(ushort first, ushort second)
 QVector<MelToken> TokenizeMel(const QString &text)
 {
     QVector<MelToken> tokens;
+    TokenizeMel(QStringView(text), tokens);
+    return tokens;
+}
+
+void TokenizeMel(QStringView text, QVector<MelToken> &tokens)
+{
     // About one token for every five characters of typical scripts: room for one in four.
-    tokens.reserve(text.size() / 4 + 16);
-    const ushort *data = reinterpret_cast<const ushort *>(text.constData());
+    if (tokens.capacity() < tokens.size() + text.size() / 4 + 16)
+        tokens.reserve(std::max(tokens.size() * 2, tokens.size() + int(text.size()) / 4 + 16));
+    const ushort *data = reinterpret_cast<const ushort *>(text.data());
     const int length = int(text.size());
+    const auto identEnd = [data, length](int end) {
+        while (end < length && isIdentChar(data[end]))
+            ++end;
+        return end;
+    };
+    const auto numberEnd = [data, length](int at) {
+        int end = at;
+        if (data[at] == '0' && at + 1 < length && (data[at + 1] == 'x' || data[at + 1] == 'X')) {
+            end += 2;
+            while (end < length && isIdentChar(data[end]))
+                ++end;
+            return end;
+        }
+        while (end < length && (isDigit(data[end]) || data[end] == '.'))
+            ++end;
+        if (end < length && (data[end] == 'e' || data[end] == 'E')) {
+            int exponent = end + 1;
+            if (exponent < length && (data[exponent] == '+' || data[exponent] == '-'))
+                ++exponent;
+            if (exponent < length && isDigit(data[exponent])) {
+                end = exponent;
+                while (end < length && isDigit(data[end]))
+                    ++end;
+            }
+        }
+        return end;
+    };
     bool space = true;
     int at = 0;
     while (at < length) {
         const ushort u = data[at];
-        if (isBlank(u)) {
-            space = true;
+        const unsigned char what = classOf(u);
+        if (what == Blank) {
             ++at;
+            while (at < length && isBlank(data[at]))
+                ++at;
+            space = true;
             continue;
         }
-        if (u == '/' && at + 1 < length && data[at + 1] == '/') {
+        const ushort next = at + 1 < length ? data[at + 1] : 0;
+        if (what == Slash && next == '/') {
             at += 2;
             while (at < length && data[at] != '\n' && data[at] != 0x2029)
                 ++at;
             space = true;
             continue;
         }
-        if (u == '/' && at + 1 < length && data[at + 1] == '*') {
+        if (what == Slash && next == '*') {
             at += 2;
             while (at + 1 < length && !(data[at] == '*' && data[at + 1] == '/'))
                 ++at;
@@ -89,42 +184,36 @@ QVector<MelToken> TokenizeMel(const QString &text)
         MelToken token;
         token.start = at;
         token.spaceBefore = space;
+        token.first = u;
         space = false;
-        if (isIdentStart(u)) {
-            int end = at + 1;
-            while (end < length && isIdentChar(data[end]))
-                ++end;
+        switch (what) {
+        case IdentStart:
             token.kind = MelToken::Word;
-            at = end;
-        } else if (u == '$' && at + 1 < length && isIdentStart(data[at + 1])) {
-            int end = at + 2;
-            while (end < length && isIdentChar(data[end]))
-                ++end;
-            token.kind = MelToken::Variable;
-            at = end;
-        } else if (isDigit(u) || (u == '.' && at + 1 < length && isDigit(data[at + 1]))) {
-            int end = at;
-            if (u == '0' && at + 1 < length && (data[at + 1] == 'x' || data[at + 1] == 'X')) {
-                end += 2;
-                while (end < length && isIdentChar(data[end]))
-                    ++end;
+            at = identEnd(at + 1);
+            break;
+        case Dollar:
+            if (isIdentStart(next)) {
+                token.kind = MelToken::Variable;
+                at = identEnd(at + 2);
             } else {
-                while (end < length && (isDigit(data[end]) || data[end] == '.'))
-                    ++end;
-                if (end < length && (data[end] == 'e' || data[end] == 'E')) {
-                    int exponent = end + 1;
-                    if (exponent < length && (data[exponent] == '+' || data[exponent] == '-'))
-                        ++exponent;
-                    if (exponent < length && isDigit(data[exponent])) {
-                        end = exponent;
-                        while (end < length && isDigit(data[end]))
-                            ++end;
-                    }
-                }
+                token.kind = MelToken::Punct;
+                at += 1;
             }
+            break;
+        case Dot:
+            if (isDigit(next)) {
+                token.kind = MelToken::Number;
+                at = numberEnd(at);
+            } else {
+                token.kind = MelToken::Punct;
+                at += 1;
+            }
+            break;
+        case Digit:
             token.kind = MelToken::Number;
-            at = end;
-        } else if (u == '"') {
+            at = numberEnd(at);
+            break;
+        case Quote: {
             int end = at + 1;
             while (end < length) {
                 const ushort c = data[end];
@@ -142,40 +231,39 @@ QVector<MelToken> TokenizeMel(const QString &text)
             }
             token.kind = MelToken::String;
             at = end;
-        } else if (u == '-' && token.spaceBefore && at + 1 < length && isIdentStart(data[at + 1])) {
-            int end = at + 2;
-            while (end < length && isIdentChar(data[end]))
-                ++end;
-            token.kind = MelToken::Flag;
-            at = end;
-        } else if (u == '`') {
+            break;
+        }
+        case Backquote:
             token.kind = MelToken::Backquote;
             at += 1;
-        } else if (u == '<' && at + 1 < length && data[at + 1] == '<') {
-            token.kind = MelToken::VectorOpen;
-            at += 2;
-        } else if (u == '>' && at + 1 < length && data[at + 1] == '>') {
-            token.kind = MelToken::VectorClose;
-            at += 2;
-        } else if (at + 1 < length && pairs(u, data[at + 1])) {
-            token.kind = MelToken::Operator;
-            at += 2;
-        } else {
-            switch (u) {
-            case '=': case '!': case '<': case '>': case '&': case '|': case '+': case '-':
-            case '*': case '/': case '%': case '^':
+            break;
+        case Minus:
+        case Less:
+        case Greater:
+        case Slash:
+        case OperatorChar:
+            if (what == Minus && token.spaceBefore && isIdentStart(next)) {
+                token.kind = MelToken::Flag;
+                at = identEnd(at + 2);
+            } else if (what == Less && next == '<') {
+                token.kind = MelToken::VectorOpen;
+                at += 2;
+            } else if (what == Greater && next == '>') {
+                token.kind = MelToken::VectorClose;
+                at += 2;
+            } else {
                 token.kind = MelToken::Operator;
-                break;
-            default:
-                token.kind = MelToken::Punct;
-                break;
+                at += at + 1 < length && pairs(u, next) ? 2 : 1;
             }
+            break;
+        default:
+            token.kind = MelToken::Punct;
             at += 1;
+            break;
         }
         token.length = at - token.start;
         tokens.append(token);
     }
-    return tokens;
 }
 
 bool IsMelSymbol(const QString &text, const MelToken &token, const char *symbol)

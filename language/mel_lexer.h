@@ -25,12 +25,15 @@ struct MelToken {
     int length = 0;
     Kind kind = Punct;
     bool spaceBefore = false; // a blank, line break or comment separates it from the token before
+    ushort first = 0;         // its first character: most symbols are told by it alone
 };
 
 // Splits MEL text into tokens. Comments and blanks are dropped (they only set `spaceBefore`);
 // strings run to their closing quote, a backslash escaping the next character, or end at the line
 // break where they are left open.
 QVector<MelToken> TokenizeMel(const QString &text);
+// The same, appended to `out`: the linter tokenizes the parts of a file into one buffer.
+void TokenizeMel(QStringView text, QVector<MelToken> &out);
 
 inline QStringView TokenText(const QString &text, const MelToken &token)
 {

@@ -12,29 +12,52 @@ namespace {
 // unknown, whatever the host's lists say.
 bool isLanguageBuiltin(QStringView word)
 {
-    static const char *const words[] = {"catch", "catchQuiet", "eval", "evalEcho", "evalDeferred", "source",
-                                        "print", "size", "clear", "exists", "whatIs", "python"};
-    for (const char *builtin : words) {
-        if (word == QLatin1String(builtin))
-            return true;
+    // By length first: asked for the first call of every name of every part.
+    const auto is = [word](QLatin1String builtin) { return word == builtin; };
+    switch (word.size()) {
+    case 4:
+        return is(QLatin1String("eval")) || is(QLatin1String("size"));
+    case 5:
+        return is(QLatin1String("catch")) || is(QLatin1String("print")) || is(QLatin1String("clear"));
+    case 6:
+        return is(QLatin1String("source")) || is(QLatin1String("exists")) || is(QLatin1String("whatIs"))
+               || is(QLatin1String("python"));
+    case 8:
+        return is(QLatin1String("evalEcho"));
+    case 10:
+        return is(QLatin1String("catchQuiet"));
+    case 12:
+        return is(QLatin1String("evalDeferred"));
+    default:
+        return false;
     }
-    return false;
 }
 
-bool isOpener(const QString &text, const MelToken &token)
+// Brackets are told by their token's first character: no look into the text.
+bool isOpener(QStringView, const MelToken &token)
 {
     return token.kind == MelToken::VectorOpen
-           || (token.kind == MelToken::Punct && token.length == 1
-               && (text.at(token.start) == QLatin1Char('(') || text.at(token.start) == QLatin1Char('[')
-                   || text.at(token.start) == QLatin1Char('{')));
+           || (token.kind == MelToken::Punct && (token.first == '(' || token.first == '[' || token.first == '{'));
 }
 
-bool isCloser(const QString &text, const MelToken &token)
+bool isCloser(QStringView, const MelToken &token)
 {
     return token.kind == MelToken::VectorClose
-           || (token.kind == MelToken::Punct && token.length == 1
-               && (text.at(token.start) == QLatin1Char(')') || text.at(token.start) == QLatin1Char(']')
-                   || text.at(token.start) == QLatin1Char('}')));
+           || (token.kind == MelToken::Punct && (token.first == ')' || token.first == ']' || token.first == '}'));
+}
+
+// The return type as written ("string", "int[]"...): one of ten texts shared by all procedures.
+QString returnTypeName(QStringView type, bool array)
+{
+    static const QString names[] = {QStringLiteral("int"),    QStringLiteral("int[]"),    QStringLiteral("float"),
+                                    QStringLiteral("float[]"), QStringLiteral("string"),   QStringLiteral("string[]"),
+                                    QStringLiteral("vector"), QStringLiteral("vector[]"), QStringLiteral("matrix"),
+                                    QStringLiteral("matrix[]")};
+    for (int i = 0; i < 10; i += 2) {
+        if (type == QStringView(names[i]))
+            return names[i + (array ? 1 : 0)];
+    }
+    return array ? type.toString() + QStringLiteral("[]") : type.toString();
 }
 
 QString argumentsText(int count)
@@ -58,26 +81,33 @@ bool isAssignmentText(const QChar *data, int length)
 
 } // namespace
 
-// Whether a string holds "proc ", "source " or "source(", or "loadPlugin": one pass over it,
-// looking closer only at the letters those begin with.
+// Whether a string holds "proc ", "source " or "source(", "loadPlugin" or "python" (Python code
+// can define procedures through the host): one pass over it, looking closer only at the letters
+// those begin with.
 static bool mayDefineNames(QStringView text)
 {
-    const auto at = [&text](qsizetype i, const char *word) {
-        return text.mid(i).startsWith(QLatin1String(word));
+    const auto at = [&text](qsizetype i, QLatin1String word) {
+        if (text.size() - i < word.size())
+            return false;
+        for (qsizetype k = 0; k < word.size(); ++k) {
+            if (text[i + k].unicode() != ushort(static_cast<unsigned char>(word[k].toLatin1())))
+                return false;
+        }
+        return true;
     };
     const qsizetype size = text.size();
     for (qsizetype i = 0; i + 5 <= size; ++i) {
         switch (text[i].unicode()) {
         case 'p':
-            if (at(i, "proc "))
+            if (at(i, QLatin1String("proc ")) || at(i, QLatin1String("python")))
                 return true;
             break;
         case 's':
-            if (at(i, "source ") || at(i, "source("))
+            if (at(i, QLatin1String("source ")) || at(i, QLatin1String("source(")))
                 return true;
             break;
         case 'l':
-            if (at(i, "loadPlugin"))
+            if (at(i, QLatin1String("loadPlugin")))
                 return true;
             break;
         default:
@@ -89,35 +119,28 @@ static bool mayDefineNames(QStringView text)
 
 // --- names ----------------------------------------------------------------------------------------
 
-int &MelNameTable::Insert(QStringView name, int value, bool *inserted)
+void MelNameTable::Grow(int count)
 {
-    // At most half full: probes stay short.
-    if (m_count + 1 > m_slots.size() / 2) {
-        const QVarLengthArray<Slot, 32> old = m_slots;
-        m_slots.clear();
-        m_slots.resize(std::max(32, int(old.size()) * 2));
-        const size_t mask = size_t(m_slots.size()) - 1;
-        for (const Slot &slot : old) {
-            if (!slot.data)
-                continue;
-            size_t at = slot.hash & mask;
-            while (m_slots[at].data)
-                at = (at + 1) & mask;
-            m_slots[at] = slot;
-        }
+    int size = std::max(32, int(m_slots.size()));
+    while (count > size / 2)
+        size *= 2;
+    if (m_count == 0) {
+        m_slots.resize(size);
+        std::memset(static_cast<void *>(m_slots.data()), 0, sizeof(Slot) * size_t(size));
+        return;
     }
-    const uint hash = Hash(name);
-    Slot &slot = m_slots[Find(name, hash)];
-    if (inserted)
-        *inserted = !slot.data;
-    if (!slot.data) {
-        slot.data = name.data();
-        slot.length = int(name.size());
-        slot.hash = hash;
-        slot.value = value;
-        ++m_count;
+    const QVarLengthArray<Slot, 32> old = m_slots;
+    m_slots.resize(size);
+    std::memset(static_cast<void *>(m_slots.data()), 0, sizeof(Slot) * size_t(size));
+    const size_t mask = size_t(m_slots.size()) - 1;
+    for (const Slot &slot : old) {
+        if (!slot.data)
+            continue;
+        size_t at = slot.hash & mask;
+        while (m_slots[at].data)
+            at = (at + 1) & mask;
+        m_slots[at] = slot;
     }
-    return slot.value;
 }
 
 // --- syntax help --------------------------------------------------------------------------------
@@ -148,11 +171,28 @@ MelCommandSyntax MelCommandSyntax::FromHelpText(const QString &help)
 
 const MelCommandSyntax::Flag *MelCommandSyntax::Find(QStringView name) const
 {
-    for (const Flag &flag : flags) {
-        if (flag.shortName == name || flag.longName == name)
-            return &flag;
+    if (name.isEmpty() || flags.size() < 8) {
+        for (const Flag &flag : flags) {
+            if (flag.shortName == name || flag.longName == name)
+                return &flag;
+        }
+        return nullptr;
     }
-    return nullptr;
+    if (m_indexed != flags.constData() || m_indexedCount != flags.size()) {
+        // Each name keeps the first flag that has it, as the search in order finds.
+        m_index = MelNameTable();
+        m_index.Reserve(2 * int(flags.size()));
+        for (int i = 0; i < flags.size(); ++i) {
+            for (const QString *flagName : {&flags.at(i).shortName, &flags.at(i).longName}) {
+                if (!flagName->isEmpty())
+                    m_index.Insert(QStringView(*flagName), i);
+            }
+        }
+        m_indexed = flags.constData();
+        m_indexedCount = int(flags.size());
+    }
+    const int found = m_index.Value(name);
+    return found == MelNameTable::missing ? nullptr : &flags.at(found);
 }
 
 QString MelProcedure::Signature() const
@@ -165,63 +205,84 @@ QString MelProcedure::Signature() const
 
 // --- structure ------------------------------------------------------------------------------------
 
-MelLinter::MelLinter(const QString &text) : m_text(text), m_tokens(TokenizeMel(text))
+MelLinter::MelLinter(const QString &text)
+    : m_ownText(text), m_ownTokens(TokenizeMel(text)), m_ownMatch(m_ownTokens.size()), m_text(m_ownText),
+      m_tok(m_ownTokens.constData()), m_count(int(m_ownTokens.size())), m_match(m_ownMatch.data())
 {
-    MatchBrackets();
+    MatchBrackets(m_ownMatch.data());
     FindProcedures();
 }
 
-void MelLinter::MatchBrackets()
+MelLinter::MelLinter(QStringView text, const MelToken *tokens, int count, int *match)
+    : m_text(text), m_tok(tokens), m_count(count), m_match(match)
 {
-    m_match.fill(-1, m_tokens.size());
+    MatchBrackets(match);
+    FindProcedures();
+}
+
+MelLinter::MelLinter(QStringView text, const MelToken *tokens, int count, const int *match,
+                     const QVector<MelProcedure> &procedures, QVector<Call> *calls)
+    : m_text(text), m_tok(tokens), m_count(count), m_match(match), m_procedures(procedures), m_calls(calls)
+{
+}
+
+void MelLinter::MatchBrackets(int *match)
+{
     QVarLengthArray<int, 64> open;
-    for (int i = 0; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
-        if (isOpener(m_text, token)) {
+    for (int i = 0; i < m_count; ++i) {
+        const MelToken &token = m_tok[i];
+        match[i] = -1; // until a closer after it pairs with it
+        if (token.kind == MelToken::Word) {
+            if ((token.length == 4 && token.first == 'p') || (token.length == 6 && token.first == 'g'))
+                m_keywords.append(i);
+        } else if (isOpener(m_text, token)) {
             open.append(i);
         } else if (isCloser(m_text, token)) {
             // A closer pairs with the nearest opener of its own kind; openers left open between
             // them stay unmatched.
-            const QChar close = m_text.at(token.start);
-            const QChar want = token.kind == MelToken::VectorClose ? QLatin1Char('<')
-                               : close == QLatin1Char(')')        ? QLatin1Char('(')
-                               : close == QLatin1Char(']')        ? QLatin1Char('[')
-                                                                  : QLatin1Char('{');
+            const ushort close = token.first;
+            const ushort want = token.kind == MelToken::VectorClose ? '<'
+                                : close == ')'                     ? '('
+                                : close == ']'                     ? '['
+                                                                   : '{';
             for (int k = open.size() - 1; k >= 0; --k) {
-                if (m_text.at(m_tokens.at(open.at(k)).start) == want) {
-                    m_match[i] = open.at(k);
-                    m_match[open.at(k)] = i;
-                    open.resize(k);
+                if (m_tok[open.at(k)].first == want) {
+                    match[i] = open.at(k);
+                    match[open.at(k)] = i;
+                    while (open.size() > k) // not resize(), which reallocates on every call
+                        open.removeLast();
                     break;
                 }
             }
         }
     }
+    m_keywordsFound = true;
 }
 
 void MelLinter::FindProcedures()
 {
-    const int count = m_tokens.size();
-    for (int i = 0; i < count; ++i) {
-        if (!IsWord(i, "proc"))
+    const int count = m_count;
+    int after = -1; // the last head read: the search goes on after it
+    for (const int i : m_keywords) {
+        if (i <= after || !IsWord(i, "proc"))
             continue;
         MelProcedure procedure;
         procedure.global = IsWord(i - 1, "global");
         int at = i + 1;
         // Return type: a type word, and "[]" for an array.
-        if (at + 1 < count && m_tokens.at(at).kind == MelToken::Word && IsMelTypeWord(TextOf(at))
+        if (at + 1 < count && m_tok[at].kind == MelToken::Word && IsMelTypeWord(TextOf(at))
             && !Is(at + 1, "(")) {
-            procedure.returnType = TextOf(at).toString();
+            const QStringView type = TextOf(at);
             ++at;
-            if (Is(at, "[") && Is(at + 1, "]")) {
-                procedure.returnType += QStringLiteral("[]");
+            const bool array = Is(at, "[") && Is(at + 1, "]");
+            if (array)
                 at += 2;
-            }
+            procedure.returnType = returnTypeName(type, array);
         }
-        if (at >= count || m_tokens.at(at).kind != MelToken::Word || !Is(at + 1, "("))
+        if (at >= count || m_tok[at].kind != MelToken::Word || !Is(at + 1, "("))
             continue;
         const int open = at + 1;
-        const int close = m_match.at(open);
+        const int close = m_match[open];
         if (close < 0 || !Is(close + 1, "{"))
             continue;
         procedure.name = TextOf(at).toString();
@@ -229,31 +290,34 @@ void MelLinter::FindProcedures()
         procedure.nameToken = at;
         // Parameters: "type $name" or "type $name[]", separated by commas.
         procedure.parametersOpen = open;
+        // Room for the list as written, a blank or ", " between any two tokens at most.
+        if (close > open + 1)
+            procedure.parameterList.reserve(m_tok[close].start - m_tok[open].start + 2 * (close - open));
         bool separator = false;
         for (int k = open + 1; k < close; ++k) {
             if (Is(k, ",")) {
                 separator = true;
                 continue;
             }
-            if (m_tokens.at(k).kind == MelToken::Variable)
+            if (m_tok[k].kind == MelToken::Variable)
                 ++procedure.parameterCount;
             if (separator && !procedure.parameterList.isEmpty())
                 procedure.parameterList += QLatin1String(", ");
-            else if (!procedure.parameterList.isEmpty() && m_tokens.at(k).spaceBefore)
+            else if (!procedure.parameterList.isEmpty() && m_tok[k].spaceBefore)
                 procedure.parameterList += QLatin1Char(' ');
             separator = false;
-            procedure.parameterList += TextOf(k);
+            procedure.parameterList.append(m_text.data() + m_tok[k].start, m_tok[k].length);
         }
         procedure.bodyOpen = close + 1;
-        procedure.bodyClose = m_match.at(procedure.bodyOpen) >= 0 ? m_match.at(procedure.bodyOpen) : count - 1;
+        procedure.bodyClose = m_match[procedure.bodyOpen] >= 0 ? m_match[procedure.bodyOpen] : count - 1;
         const QStringView name = TextOf(at);
         const int parameters = procedure.parameterCount;
         bool first = false;
         int &found = m_procedureIndex.Insert(name, parameters, &first);
         if (!first && found != parameters)
             found = -2; // two definitions that disagree: no count is certain
-        m_procedures.append(procedure);
-        i = procedure.bodyOpen;
+        after = procedure.bodyOpen;
+        m_procedures.append(std::move(procedure));
     }
 }
 
@@ -261,27 +325,27 @@ bool MelLinter::IsProcedureName(int token) const
 {
     // "proc name", "proc type name", "proc type[] name"
     return IsWord(token - 1, "proc")
-           || (IsWord(token - 2, "proc") && m_tokens.at(token - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
+           || (IsWord(token - 2, "proc") && m_tok[token - 1].kind == MelToken::Word && IsMelTypeWord(TextOf(token - 1)))
            || (Is(token - 1, "]") && Is(token - 2, "[") && IsWord(token - 4, "proc"));
 }
 
 bool MelLinter::DefinesProcedure(QStringView name) const
 {
-    return ProcedureTable().Value(name) != MelNameTable::missing;
+    return ProcedureParameters(name) != MelNameTable::missing;
 }
 
 
 bool MelLinter::IsAssignment(int token) const
 {
-    if (token < 0 || token >= m_tokens.size() || m_tokens.at(token).kind != MelToken::Operator)
+    if (token < 0 || token >= m_count || m_tok[token].kind != MelToken::Operator)
         return false;
-    const MelToken &t = m_tokens.at(token);
-    return isAssignmentText(m_text.constData() + t.start, t.length);
+    const MelToken &t = m_tok[token];
+    return isAssignmentText(m_text.data() + t.start, t.length);
 }
 
 void MelLinter::Warn(QVector<MelLintWarning> &out, int token, const QString &message) const
 {
-    const MelToken &t = m_tokens.at(token);
+    const MelToken &t = m_tok[token];
     out.append({message, t.start, t.start + t.length});
 }
 
@@ -292,8 +356,8 @@ int MelLinter::CommandArgumentsEnd(int from, bool insideBackquote) const
     int depth = 0;
     bool innerBackquote = false;
     int i = from;
-    for (; i < m_tokens.size(); ++i) {
-        const MelToken &token = m_tokens.at(i);
+    for (; i < m_count; ++i) {
+        const MelToken &token = m_tok[i];
         if (token.kind == MelToken::Backquote) {
             if (innerBackquote) {
                 innerBackquote = false;
@@ -325,7 +389,7 @@ const QVector<MelLinter::Call> &MelLinter::Calls() const
         m_callsFound = true;
         FindCalls();
     }
-    return m_calls;
+    return *m_calls;
 }
 
 void MelLinter::FindCalls() const
@@ -335,13 +399,14 @@ void MelLinter::FindCalls() const
     int caughtUntil = -1; // the closing parenthesis of the catch under way
     const auto visit = [&](Call &call) {
         if (anyProcedure)
-            call.procedure = procedures.Value(TextOf(call.nameToken));
+            call.procedure = ProcedureParameters(TextOf(call.nameToken));
         call.caught = call.nameToken < caughtUntil;
         if (IsWord(call.nameToken, "catch") || IsWord(call.nameToken, "catchQuiet"))
             caughtUntil = std::max(caughtUntil, call.argumentsEnd);
-        m_calls.append(call);
+        m_calls->append(call);
     };
-    m_calls.reserve(m_tokens.size() / 8);
+    m_calls->clear();
+    m_calls->reserve(m_count / 8);
     enum FrameType { Top, Block, Literal, Paren, Bracket, Vector, Backquote };
     struct Frame {
         FrameType type;
@@ -359,9 +424,9 @@ void MelLinter::FindCalls() const
         return nextProcedure < m_procedures.size() && m_procedures.at(nextProcedure).headToken == token;
     };
     bool pendingHead = false;
-    const int count = m_tokens.size();
+    const int count = m_count;
     for (int i = 0; i < count; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         Frame &frame = stack.last();
         const bool start = frame.atStart;
         frame.atStart = false;
@@ -382,7 +447,7 @@ void MelLinter::FindCalls() const
                 stack.removeLast();
             continue;
         case MelToken::Punct: {
-            const QChar ch = m_text.at(token.start);
+            const QChar ch(token.first);
             if (ch == QLatin1Char(';')) {
                 if (frame.type == Top || frame.type == Block || frame.type == Backquote) {
                     frame.atStart = true;
@@ -405,7 +470,8 @@ void MelLinter::FindCalls() const
                     --k;
                 if (k > 0) {
                     const Frame closed = stack.at(k);
-                    stack.resize(k);
+                    while (stack.size() > k) // not resize(), which reallocates on every call
+                        stack.removeLast();
                     if (closed.type == Block || (closed.type == Paren && closed.head)) {
                         stack.last().atStart = true;
                         stack.last().commandArgs = false;
@@ -423,9 +489,9 @@ void MelLinter::FindCalls() const
             continue;
         }
         const QStringView word = TextOf(i);
-        const bool callParen = Is(i + 1, "(") && !m_tokens.at(i + 1).spaceBefore;
+        const bool callParen = Is(i + 1, "(") && !m_tok[i + 1].spaceBefore;
         if ((word == QLatin1String("catch") || word == QLatin1String("catchQuiet")) && Is(i + 1, "("))
-            caughtUntil = std::max(caughtUntil, m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count);
+            caughtUntil = std::max(caughtUntil, m_match[i + 1] >= 0 ? m_match[i + 1] : count);
         if (start) {
             if (word == QLatin1String("if") || word == QLatin1String("while") || word == QLatin1String("for")
                 || word == QLatin1String("switch")) {
@@ -448,7 +514,7 @@ void MelLinter::FindCalls() const
                 call.functionSyntax = callParen;
                 if (callParen) {
                     call.argumentsBegin = i + 2;
-                    call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+                    call.argumentsEnd = m_match[i + 1] >= 0 ? m_match[i + 1] : count;
                 } else {
                     call.argumentsBegin = i + 1;
                     call.argumentsEnd = CommandArgumentsEnd(i + 1, frame.type == Backquote);
@@ -465,7 +531,7 @@ void MelLinter::FindCalls() const
             call.nameToken = i;
             call.functionSyntax = true;
             call.argumentsBegin = i + 2;
-            call.argumentsEnd = m_match.at(i + 1) >= 0 ? m_match.at(i + 1) : count;
+            call.argumentsEnd = m_match[i + 1] >= 0 ? m_match[i + 1] : count;
             visit(call);
         }
     }
@@ -473,7 +539,7 @@ void MelLinter::FindCalls() const
 
 bool MelLinter::Step(Nesting &nesting, int token) const
 {
-    const MelToken &t = m_tokens.at(token);
+    const MelToken &t = m_tok[token];
     if (t.kind == MelToken::Backquote)
         nesting.backquote = !nesting.backquote;
     else if (isOpener(m_text, t))
@@ -488,7 +554,7 @@ bool MelLinter::Step(Nesting &nesting, int token) const
 int MelLinter::ArgumentCount(const Call &call) const
 {
     const int begin = call.argumentsBegin;
-    const int end = std::min(call.argumentsEnd, int(m_tokens.size()));
+    const int end = std::min(call.argumentsEnd, int(m_count));
     if (call.functionSyntax) {
         if (begin >= end)
             return 0;
@@ -510,7 +576,7 @@ int MelLinter::ArgumentCount(const Call &call) const
     bool chunkStart = true;
     bool inParentheses = false;
     for (int i = begin; i < end; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         if (depth == 0 && !backquote && (token.spaceBefore || i == begin)) {
             ++arguments;
             chunkStart = true;
@@ -530,8 +596,8 @@ int MelLinter::ArgumentCount(const Call &call) const
                 return -1;
             if (token.kind == MelToken::Operator) {
                 // Only a minus before a number is surely a sign: "-$x" may read as a subtraction.
-                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tokens.at(i + 1).spaceBefore
-                                  && m_tokens.at(i + 1).kind == MelToken::Number;
+                const bool sign = chunkStart && Is(i, "-") && i + 1 < end && !m_tok[i + 1].spaceBefore
+                                  && m_tok[i + 1].kind == MelToken::Number;
                 if (!sign)
                     return -1;
             }
@@ -548,12 +614,13 @@ int MelLinter::ArgumentCount(const Call &call) const
 void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
 {
     // Names declared "global" anywhere in the file: their message says what is missing.
-    MelNameTable ownGlobals;
+    MelFileContext ownGlobals;
     if (!m_file) {
-        for (int token : GlobalDeclarations())
-            ownGlobals.Insert(TextOf(token), 1);
+        ownGlobals.makeGlobals = [this](MelNameTable &globals) {
+            ForEachGlobalDeclaration([this, &globals](int token) { globals.Insert(TextOf(token), 1); });
+        };
     }
-    const MelNameTable &globals = m_file ? m_file->globals : ownGlobals;
+    const MelFileContext &file = m_file ? *m_file : ownGlobals;
     // The names each procedure knows so far, by the number of the procedure that last met them:
     // one table for all procedures, never cleared.
     MelNameTable knownIn;
@@ -561,13 +628,13 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
     for (const MelProcedure &procedure : m_procedures) {
         ++number;
         for (int k = procedure.parametersOpen + 1; k < procedure.bodyOpen - 1; ++k) {
-            if (m_tokens.at(k).kind == MelToken::Variable)
+            if (m_tok[k].kind == MelToken::Variable)
                 knownIn.Insert(TextOf(k), number) = number;
         }
         int depth = 0;
         int declarationDepth = -1; // nesting depth of the declaration statement under way
         for (int i = procedure.bodyOpen + 1; i < procedure.bodyClose; ++i) {
-            const MelToken &token = m_tokens.at(i);
+            const MelToken &token = m_tok[i];
             if (isOpener(m_text, token)) {
                 ++depth;
                 continue;
@@ -588,7 +655,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 continue;
             seenIn = number;
             bool declares = false;
-            if (m_tokens.at(i - 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
+            if (m_tok[i - 1].kind == MelToken::Word && IsMelTypeWord(TextOf(i - 1))) {
                 declares = true; // "int $x", "global string $g[]"
                 declarationDepth = depth;
             } else if (declarationDepth == depth && Is(i - 1, ",")) {
@@ -601,10 +668,10 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
                 // An assignment declares: "$x = ...", "$a[2] = ...", "$v.x = ...", and the
                 // compound ones, which are left alone.
                 int k = i + 1;
-                while (k < m_tokens.size()) {
-                    if (Is(k, "[") && m_match.at(k) > k)
-                        k = m_match.at(k) + 1;
-                    else if (Is(k, ".") && k + 1 < m_tokens.size() && m_tokens.at(k + 1).kind == MelToken::Word)
+                while (k < m_count) {
+                    if (Is(k, "[") && m_match[k] > k)
+                        k = m_match[k] + 1;
+                    else if (Is(k, ".") && k + 1 < m_count && m_tok[k + 1].kind == MelToken::Word)
                         k += 2;
                     else
                         break;
@@ -613,7 +680,7 @@ void MelLinter::CheckUndeclaredVariables(QVector<MelLintWarning> &out) const
             }
             if (declares)
                 continue;
-            if (globals.Value(name) == 1)
+            if (file.IsGlobal(name))
                 Warn(out, i, QStringLiteral("Global variable %1 is used without a \"global\" declaration in procedure %2")
                                  .arg(name.toString(), procedure.name));
             else
@@ -659,16 +726,7 @@ void MelLinter::CheckReturnValues(QVector<MelLintWarning> &out) const
 QVector<int> MelLinter::GlobalDeclarations() const
 {
     QVector<int> found;
-    for (int i = 0; i + 2 < m_tokens.size(); ++i) {
-        if (IsWord(i, "global") && m_tokens.at(i + 1).kind == MelToken::Word && IsMelTypeWord(TextOf(i + 1))) {
-            int k = i + 2;
-            for (; k < m_tokens.size() && !Is(k, ";"); ++k) {
-                if (m_tokens.at(k).kind == MelToken::Variable && (k == i + 2 || Is(k - 1, ",")))
-                    found.append(k);
-            }
-            i = k;
-        }
-    }
+    ForEachGlobalDeclaration([&found](int token) { found.append(token); });
     return found;
 }
 
@@ -687,9 +745,9 @@ void MelNameUses::Append(const MelNameUses &other, int offset)
 
 void MelLinter::CollectNameUses(MelNameUses &out) const
 {
-    const int count = m_tokens.size();
+    const int count = m_count;
     for (int i = 0; i < count && !out.runTime; ++i) {
-        const MelToken &token = m_tokens.at(i);
+        const MelToken &token = m_tok[i];
         if (token.kind == MelToken::String) {
             const QStringView inside = TextOf(i).mid(1, token.length - 2);
             // Texts run later: a procedure defined, a script sourced or a plug-in loaded by them.
@@ -704,18 +762,21 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
                 out.guarded.append({token.start + 1, token.length - 2, MelToken::Word, false});
             }
         } else if (token.kind == MelToken::Word) {
-            // Sources scripts, loads plug-ins, makes commands, or asks whether one is loaded.
+            // Sources scripts, loads plug-ins, makes commands, asks whether one is loaded, or runs
+            // Python, whose modules may define procedures through the host when imported.
             if (IsWord(i, "source") || IsWord(i, "loadPlugin") || IsWord(i, "pluginInfo")
-                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash"))
+                || IsWord(i, "runTimeCommand") || IsWord(i, "nameCommand") || IsWord(i, "rehash")
+                || IsWord(i, "python") || IsWord(i, "callPython"))
                 out.runTime = true;
             else if ((IsWord(i, "exists") || IsWord(i, "whatIs")) && i + 1 < count
-                     && m_tokens.at(i + 1).kind == MelToken::Word)
-                out.guarded.append(m_tokens.at(i + 1));
+                     && m_tok[i + 1].kind == MelToken::Word)
+                out.guarded.append(m_tok[i + 1]);
         }
     }
     if (out.runTime)
         return;
     MelNameTable seen;
+    out.calls.reserve(out.calls.size() + Calls().size());
     for (const Call &call : Calls()) {
         if (call.procedure != -1 || call.caught)
             continue; // defined in this file, or caught when missing
@@ -723,7 +784,7 @@ void MelLinter::CollectNameUses(MelNameUses &out) const
         bool first = false;
         seen.Insert(word, 1, &first);
         if (first && !IsMelReservedWord(word) && !isLanguageBuiltin(word))
-            out.calls.append(m_tokens.at(call.nameToken));
+            out.calls.append(m_tok[call.nameToken]);
     }
 }
 
@@ -808,8 +869,9 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
 {
     if (!names.KnowsCommands())
         return;
-    MelNameTable commands; // command -> index in syntaxes
-    QVarLengthArray<const MelCommandSyntax *, 16> syntaxes;
+    MelSyntaxCache own;
+    MelNameTable &commands = m_syntaxCache ? m_syntaxCache->index : own.index;
+    QVector<const MelCommandSyntax *> &syntaxes = m_syntaxCache ? m_syntaxCache->syntaxes : own.syntaxes;
     for (const Call &call : Calls()) {
         if (call.functionSyntax || call.argumentsBegin >= call.argumentsEnd)
             continue;
@@ -819,7 +881,7 @@ void MelLinter::CheckUnknownFlags(MelNameSource &names, QVector<MelLintWarning> 
         bool asked = false;
         for (int i = call.argumentsBegin; i < call.argumentsEnd; ++i) {
             Step(nesting, i);
-            if (m_tokens.at(i).kind != MelToken::Flag || !nesting.Top())
+            if (m_tok[i].kind != MelToken::Flag || !nesting.Top())
                 continue;
             if (!asked) {
                 asked = true;

@@ -34,53 +34,67 @@ void MelParser::SetLinting(bool on, MelNameSource *names)
         m_parts.clear();
         m_nameCounts = MelNameUseCounts();
         m_file = MelFileContext();
-        m_fileTexts.clear();
+        m_fileArenas.clear();
         m_fileBuilt = false;
+        m_tokens = QVector<MelToken>();
+        m_match = QVector<int>();
+        m_calls = QVector<MelLinter::Call>();
     }
 }
 
-int MelParser::ReadPart(QStringView part, int index, const QVector<LintPart> &old, int &misses,
-                        std::vector<std::unique_ptr<MelLinter>> &linters)
+int MelParser::FindOldPart(QStringView part, int index, const QVector<LintPart> &old, int &misses)
 {
     // Most parts stand where they stood, counted from the start or from the end. A part moved
     // elsewhere is found by its hash; the table is made once more than the edited part missed.
     const int shifted = index + int(old.size()) - int(m_parts.size());
     for (const int at : {index, shifted}) {
-        if (at >= 0 && at < old.size() && old.at(at).text == part) {
-            m_parts[index] = old.at(at);
+        if (at >= 0 && at < old.size() && old.at(at).Text() == part)
             return at;
-        }
     }
     if (++misses > 1 && !old.isEmpty()) {
         if (m_oldPartsByHash.isEmpty()) {
             for (int i = 0; i < old.size(); ++i)
-                m_oldPartsByHash.insert(qHash(old.at(i).text), i);
+                m_oldPartsByHash.insert(uint(qHash(old.at(i).Text())), i);
         }
-        const auto found = m_oldPartsByHash.constFind(qHash(part));
-        if (found != m_oldPartsByHash.constEnd() && old.at(*found).text == part) {
-            m_parts[index] = old.at(*found);
+        const auto found = m_oldPartsByHash.constFind(uint(qHash(part)));
+        if (found != m_oldPartsByHash.constEnd() && old.at(*found).Text() == part)
             return *found;
-        }
     }
-    LintPart &read = m_parts[index];
-    read.text = part.toString();
-    auto linter = std::make_unique<MelLinter>(read.text);
-    read.procedures = linter->Procedures();
-    uint hash = 0;
-    for (const MelProcedure &procedure : read.procedures) {
-        const MelToken &name = linter->Tokens().at(procedure.nameToken);
-        const int parameters = procedure.parameterCount;
-        read.definitions.append({name.start, name.length, parameters});
-        hash = hash * 31 + qHash(linter->TextOf(procedure.nameToken)) + uint(parameters);
-    }
-    for (int token : linter->GlobalDeclarations()) {
-        const MelToken &name = linter->Tokens().at(token);
-        read.definitions.append({name.start, name.length, -1});
-        hash = hash * 31 + qHash(linter->TextOf(token));
-    }
-    read.definitionsHash = hash;
-    linters[size_t(index)] = std::move(linter);
     return -1;
+}
+
+void MelParser::ReadPart(int index, ReadTokens &read, bool definitions)
+{
+    LintPart &part = m_parts[index];
+    const QStringView text = part.Text();
+    read.first = int(m_tokens.size());
+    TokenizeMel(text, m_tokens);
+    read.count = int(m_tokens.size()) - read.first;
+    if (m_match.capacity() < m_tokens.size())
+        m_match.reserve(m_tokens.capacity());
+    m_match.resize(m_tokens.size());
+    const MelLinter linter(text, m_tokens.constData() + read.first, read.count, m_match.data() + read.first);
+    if (!definitions)
+        return;
+    part.procedures = linter.Procedures();
+    QVarLengthArray<int, 16> globals;
+    linter.ForEachGlobalDeclaration([&globals](int token) { globals.append(token); });
+    part.definitions.reserve(int(part.procedures.size() + globals.size()));
+    uint hash = 0;
+    for (const MelProcedure &procedure : part.procedures) {
+        const MelToken &name = linter.Token(procedure.nameToken);
+        const int parameters = procedure.parameterCount;
+        const QStringView text = linter.TextOf(procedure.nameToken);
+        part.definitions.append({name.start, name.length, parameters, MelNameTable::Hash(text)});
+        hash = hash * 31 + uint(qHash(text)) + uint(parameters);
+    }
+    for (const int token : globals) {
+        const MelToken &name = linter.Token(token);
+        const QStringView text = linter.TextOf(token);
+        part.definitions.append({name.start, name.length, -1, MelNameTable::Hash(text)});
+        hash = hash * 31 + uint(qHash(text));
+    }
+    part.definitionsHash = hash;
 }
 
 const MelFileContext &MelParser::FileContext(uint context)
@@ -88,22 +102,49 @@ const MelFileContext &MelParser::FileContext(uint context)
     if (m_fileBuilt && m_fileContext == context)
         return m_file;
     m_file = MelFileContext();
-    m_fileTexts.clear();
-    m_fileTexts.reserve(m_parts.size());
+    m_fileArenas.clear();
+    const auto keepArena = [this](const LintPart &part) {
+        if (m_fileArenas.isEmpty() || m_fileArenas.last().constData() != part.arena.constData())
+            m_fileArenas.append(part.arena);
+    };
+    int procedures = 0;
+    for (const LintPart &part : qAsConst(m_parts))
+        procedures += int(part.procedures.size());
+    m_file.procedures.Reserve(procedures);
+    std::vector<uint> hashes;
+    hashes.reserve(size_t(procedures));
     for (const LintPart &part : qAsConst(m_parts)) {
-        m_fileTexts.append(part.text);
+        if (!part.procedures.isEmpty())
+            keepArena(part);
+        const QStringView text = part.Text();
         for (const LintPart::Definition &definition : part.definitions) {
-            const QStringView name = QStringView(part.text).mid(definition.start, definition.length);
-            if (definition.parameters < 0) {
-                m_file.globals.Insert(name, 1);
+            if (definition.parameters < 0)
                 continue;
-            }
+            hashes.push_back(definition.hash);
             bool first = false;
-            int &count = m_file.procedures.Insert(name, definition.parameters, &first);
+            int &count = m_file.procedures.Insert(text.mid(definition.start, definition.length), definition.hash,
+                                                  definition.parameters, &first);
             if (!first && count != definition.parameters)
                 count = -2; // two definitions that disagree: no count is certain
         }
     }
+    m_file.MarkProcedures(hashes);
+    // The globals are the same as long as the context is: they are read from the parts of the
+    // lint that first asks, whose texts are kept with the table.
+    m_file.makeGlobals = [this, keepArena](MelNameTable &globals) {
+        for (const LintPart &part : qAsConst(m_parts)) {
+            const QStringView text = part.Text();
+            bool any = false;
+            for (const LintPart::Definition &definition : part.definitions) {
+                if (definition.parameters < 0) {
+                    globals.Insert(text.mid(definition.start, definition.length), definition.hash, 1);
+                    any = true;
+                }
+            }
+            if (any)
+                keepArena(part);
+        }
+    };
     m_fileBuilt = true;
     m_fileContext = context;
     return m_file;
@@ -120,20 +161,53 @@ void MelParser::Lint()
     bounds.append(text.size());
     const QVector<LintPart> old = std::move(m_parts);
     m_parts = QVector<LintPart>(bounds.size() - 1);
-    std::vector<std::unique_ptr<MelLinter>> linters(size_t(m_parts.size()));
     QVector<int> reused(old.size(), 0);
+    QVector<int> fresh; // the parts read anew
+    int freshLength = 0;
     int misses = 0;
     for (int i = 0; i < m_parts.size(); ++i) {
-        const int from = ReadPart(QStringView(text).mid(bounds.at(i), bounds.at(i + 1) - bounds.at(i)), i, old,
-                                  misses, linters);
-        if (from >= 0)
+        const QStringView part = QStringView(text).mid(bounds.at(i), bounds.at(i + 1) - bounds.at(i));
+        const int from = FindOldPart(part, i, old, misses);
+        if (from >= 0) {
+            m_parts[i] = old.at(from);
             ++reused[from];
+        } else {
+            fresh.append(i);
+            freshLength += int(part.size());
+        }
     }
     m_oldPartsByHash.clear();
+    // The new parts' texts, in one block: a part is kept with its text, which is compared with
+    // the part at its place next time.
+    // Each part is copied there just before it is read, while its text is at hand: through
+    // `arenaData`, taken before the block is shared with the parts.
+    QChar *arenaData = nullptr;
+    if (!fresh.isEmpty()) {
+        QString arena(freshLength, Qt::Uninitialized);
+        arenaData = arena.data();
+        int at = 0;
+        for (int i : qAsConst(fresh)) {
+            LintPart &part = m_parts[i];
+            part.arena = arena;
+            part.at = at;
+            part.length = bounds.at(i + 1) - bounds.at(i);
+            at += part.length;
+        }
+    }
     // The name counts follow the parts: out go those not kept, twice in those kept twice.
     for (int i = 0; i < old.size(); ++i) {
         if (reused.at(i) != 1 && old.at(i).checked)
-            m_nameCounts.Add(old.at(i).text, old.at(i).uses, reused.at(i) - 1);
+            m_nameCounts.Add(old.at(i).Text(), old.at(i).uses, reused.at(i) - 1);
+    }
+    QVector<ReadTokens> read(m_parts.size());
+    m_tokens.clear();
+    m_match.clear();
+    if (m_tokens.capacity() < freshLength / 4)
+        m_tokens.reserve(freshLength / 4 + 16);
+    m_match.reserve(m_tokens.capacity()); // grown along with the tokens, never copied over
+    for (int i : qAsConst(fresh)) {
+        std::copy(text.constData() + bounds.at(i), text.constData() + bounds.at(i + 1), arenaData + m_parts.at(i).at);
+        ReadPart(i, read[i], true);
     }
 
     MelNameSource *names = m_names && m_names->KnowsCommands() ? m_names : nullptr;
@@ -141,15 +215,18 @@ void MelParser::Lint()
     uint context = 0;
     for (const LintPart &part : qAsConst(m_parts))
         context = context * 31 + part.definitionsHash;
+    MelSyntaxCache syntaxCache; // its names are views of the parts' texts, kept until the end
     for (int i = 0; i < m_parts.size(); ++i) {
         LintPart &part = m_parts[i];
         if (part.checked && part.context == context && part.names == names
             && (!names || (syntaxRevision >= 0 && part.syntaxRevision == syntaxRevision)))
             continue;
-        if (!linters[size_t(i)])
-            linters[size_t(i)] = std::make_unique<MelLinter>(part.text);
-        MelLinter &linter = *linters[size_t(i)];
+        if (read.at(i).first < 0)
+            ReadPart(i, read[i], false); // a kept part to check again: its definitions are the same
+        MelLinter linter(part.Text(), m_tokens.constData() + read.at(i).first, read.at(i).count,
+                               m_match.constData() + read.at(i).first, part.procedures, &m_calls);
         linter.SetFileContext(&FileContext(context));
+        linter.SetSyntaxCache(&syntaxCache);
         part.warnings.clear();
         linter.CheckUndeclaredVariables(part.warnings);
         linter.CheckArgumentCounts(part.warnings);
@@ -159,15 +236,20 @@ void MelParser::Lint()
         std::stable_sort(part.warnings.begin(), part.warnings.end(),
                          [](const MelLintWarning &a, const MelLintWarning &b) { return a.start < b.start; });
         if (part.checked)
-            m_nameCounts.Add(part.text, part.uses, -1);
+            m_nameCounts.Add(part.Text(), part.uses, -1);
         part.uses = MelNameUses();
         linter.CollectNameUses(part.uses);
-        m_nameCounts.Add(part.text, part.uses, 1);
+        m_nameCounts.Add(part.Text(), part.uses, 1);
         part.checked = true;
         part.context = context;
         part.names = names;
         part.syntaxRevision = syntaxRevision;
-        linters[size_t(i)].reset();
+    }
+    // The buffers of a whole large file are not kept between lints; those of an edit are small.
+    if (m_tokens.capacity() > 1 << 16) {
+        m_tokens = QVector<MelToken>();
+        m_match = QVector<int>();
+        m_calls = QVector<MelLinter::Call>();
     }
 
     QVector<MelLintWarning> found;
@@ -175,6 +257,10 @@ void MelParser::Lint()
     if (names)
         unknown = m_nameCounts.UnknownNames(*names);
     m_procedures.clear();
+    int procedures = 0;
+    for (const LintPart &part : qAsConst(m_parts))
+        procedures += int(part.procedures.size());
+    m_procedures.reserve(procedures);
     for (int i = 0; i < m_parts.size(); ++i) {
         const LintPart &part = m_parts.at(i);
         const int offset = bounds.at(i);

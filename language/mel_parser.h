@@ -63,22 +63,31 @@ private:
             int start = 0;
             int length = 0;
             int parameters = -1;
+            uint hash = 0; // MelNameTable::Hash of the name, made while the part's text was read
         };
-        QString text;
+        QString arena; // holds the text, with the other parts read by the same lint
+        int at = 0;
+        int length = 0;
+        QStringView Text() const { return QStringView(arena).mid(at, length); }
         QVector<MelProcedure> procedures;
-        QVector<Definition> definitions; // ranges of `text`
+        QVector<Definition> definitions; // ranges of the text
         uint definitionsHash = 0;
-        MelNameUses uses;                 // ranges of `text`, counted in m_nameCounts once checked
-        QVector<MelLintWarning> warnings; // ranges of `text`
+        MelNameUses uses;                 // ranges of the text, counted in m_nameCounts once checked
+        QVector<MelLintWarning> warnings; // ranges of the text
         bool checked = false;
         uint context = 0;                 // the file's definitions the warnings were made with
         MelNameSource *names = nullptr;
         int syntaxRevision = -1;
     };
-    // The part of the last lint whose text is `part` (its index in `old`), or -1 after reading
-    // the part anew into m_parts[index].
-    int ReadPart(QStringView part, int index, const QVector<LintPart> &old, int &misses,
-                 std::vector<std::unique_ptr<MelLinter>> &linters);
+    // Where a part read by this lint has its tokens and bracket pairs in the buffers below.
+    struct ReadTokens {
+        int first = -1; // -1: not read by this lint
+        int count = 0;
+    };
+    // The part of the last lint whose text is `part` (its index in `old`), or -1 when there is none.
+    int FindOldPart(QStringView part, int index, const QVector<LintPart> &old, int &misses);
+    // Reads the tokens of m_parts[index] and, with `definitions`, its procedures and definitions.
+    void ReadPart(int index, ReadTokens &read, bool definitions);
     // What all parts define, built again only when that changed.
     const MelFileContext &FileContext(uint context);
     QVector<LintPart> m_parts;
@@ -86,7 +95,12 @@ private:
     QHash<uint, int> m_oldPartsByHash;
     MelNameUseCounts m_nameCounts;
     MelFileContext m_file;
-    QVector<QString> m_fileTexts; // the texts m_file's names are views of
+    QVector<QString> m_fileArenas; // the texts m_file's names are views of
+    // Tokens and bracket pairs of the parts being read, all parts in one buffer; kept from one
+    // lint to the next for their room only.
+    QVector<MelToken> m_tokens;
+    QVector<int> m_match;
+    QVector<MelLinter::Call> m_calls;
     uint m_fileContext = 0;
     bool m_fileBuilt = false;
 };

@@ -16,6 +16,8 @@ QHash<QString, MelProcedure> byName(const QVector<MelProcedure> &procedures)
 }
 } // namespace
 
+int MelProcedureIndex::readLength = 1024 * 1024;
+
 MelProcedureIndex &MelProcedureIndex::instance()
 {
     static MelProcedureIndex index;
@@ -60,7 +62,7 @@ void MelProcedureIndex::Refresh()
             m_entries.remove(i);
             continue;
         }
-        if (entry.revision == entry.document->revision())
+        if (entry.revision == entry.document->revision() || entry.document->characterCount() > readLength)
             continue;
         entry.revision = entry.document->revision();
         entry.procedures = byName(MelLinter(entry.document->toPlainText()).Procedures());

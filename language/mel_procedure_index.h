@@ -15,6 +15,10 @@ namespace ke2 {
 class MelProcedureIndex {
 public:
     static MelProcedureIndex &instance();
+    // A document longer than this is never read here, on the window's thread, where a look-up at
+    // each cursor move would read it again after every key: its procedures are the ones the last
+    // scan off that thread stored.
+    static int readLength;
 
     void Add(QTextDocument *document);
     void Remove(QTextDocument *document);

@@ -50,8 +50,10 @@ struct FindInFilesQuery {
 // Searches files off the user-interface thread and streams what it finds. Folders the workspace
 // view hides (hidden entries) are skipped, as are binary files (a NUL byte near the start) and
 // files over `maximumFileSize`; links are followed but a folder already searched is never
-// entered again, so link loops end. A new search or Cancel() abandons the running one at its
-// next check: its thread ends on its own and nothing more of it is reported.
+// entered again, so link loops end. Files are searched on as many threads as the processor has
+// cores (up to eight), and reported in the order of the walk: a folder's files by name, then
+// its subfolders. A new search or Cancel() abandons the running one at its next check: its
+// threads end on their own and nothing more of it is reported.
 class FindInFilesSearch : public QObject {
     Q_OBJECT
 public:

@@ -1,6 +1,7 @@
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
 #include "groups/code_editor_group_tab_bar.h"
+#include "language/mel_procedure_index.h"
 #include "plugin/host_bridge.h"
 #include "tests/editor/editor_test_support.h"
 #include "tests/groups/groups_test_support.h"
@@ -336,6 +337,21 @@ private slots:
         QCOMPARE(bigParser->OutlineItems().first()->name, QStringLiteral("generated"));
         QCOMPARE(group->CurrentCodeEditor()->Marks(MARK_ERROR).size(), 1);
         QCOMPARE(group->CodeEditorAt(2)->Marks(MARK_ERROR).size(), 0); // the MEL tab's own
+
+        // A large MEL buffer's procedures reach the index from the scan's thread: the index does
+        // not read a buffer that large itself.
+        const auto restoreMel = qScopeGuard([lint = CodeEditorGroup::backgroundLintLength,
+                                             read = MelProcedureIndex::readLength] {
+            CodeEditorGroup::backgroundLintLength = lint;
+            MelProcedureIndex::readLength = read;
+        });
+        CodeEditorGroup::backgroundLintLength = MelProcedureIndex::readLength = 100000;
+        group->AddCodeEditor(record(LANGUAGE_MEL, QStringLiteral("big.mel")),
+                             QStringLiteral("print 1;\n").repeated(20000) + QStringLiteral("global proc bigOne(int $a) {}\n"));
+        const int melScanned = updates.size();
+        group->SetCurrentIndex(4);
+        QTRY_VERIFY_WITH_TIMEOUT(updates.size() > melScanned, 30000);
+        QCOMPARE(MelProcedureIndex::instance().Find(QStringLiteral("bigOne")).parameterCount, 1);
     }
 
     // The tab context menu lists its entries in order and asks for the tab under the mouse.

@@ -216,6 +216,10 @@ private slots:
         QTest::newRow("inside catch") << "catch(`maybeCmd -x`); if (catch (maybeProc())) print 1;\ncatchQuiet(third);"
                                       << QStringList{};
         QTest::newRow("run-time command made here") << "runTimeCommand -c \"print 1\" MyTool;\nMyTool;" << QStringList{};
+        QTest::newRow("python may define procedures") << "python(\"import tools; tools.install()\");\ntoolsMenu;"
+                                                      << QStringList{};
+        QTest::newRow("python run later") << "evalDeferred \"python(\\\"import tools\\\")\";\ntoolsMenu;"
+                                          << QStringList{};
         QTest::newRow("plug-in asked for") << "if (`pluginInfo -q -l \"x\"`) xExport -f;" << QStringList{};
     }
     void unknownCommands() { run(Commands); }
@@ -359,6 +363,12 @@ private slots:
         const QVector<MelLintWarning> warnings = MelLinter::Lint(source, &MelCommandCatalog::instance());
         QCOMPARE(warnings.size(), 1);
         QCOMPARE(warnings.first().message, message);
+        // The editor lints by parts, whose file-wide names (the globals) are gathered apart.
+        MelParser parser;
+        parser.SetLinting(true, &MelCommandCatalog::instance());
+        parser.Parse(source, QString());
+        QCOMPARE(parser.Warnings().size(), 1);
+        QCOMPARE(parser.Warnings().first()->message, message);
     }
 
     // Scripts written the way studios write them, each correct: not one warning.

@@ -70,6 +70,9 @@ private slots:
         QTest::newRow("exclude a folder") << "rig" << false << true << "" << "excluded"
                                           << QStringList{all.at(0), all.at(1), all.at(3), all.at(4)};
         QTest::newRow("non-ASCII text") << "caf\u00e9" << false << true << "" << "" << QStringList{"latin.txt:1:0:caf\u00e9 rig"};
+        QTest::newRow("non-ASCII text ignoring case, in UTF-8 and Latin-1")
+            << "CAF\u00c9" << false << false << "" << ""
+            << QStringList{"latin.txt:1:0:caf\u00e9 rig", "sub/utf8.txt:2:2:\u00bb Caf\u00e9"};
         QTest::newRow("invalid pattern finds nothing") << "(rig" << true << true << "" << "" << QStringList{};
         const QString wide = QString(40, QLatin1Char('x')) + "FrobNicate" + QString(40, QLatin1Char('x'));
         QTest::newRow("ignoring case, far into a line") << "frobnicate" << false << false << "" << ""
@@ -87,6 +90,7 @@ private slots:
         const QString root = dir.path();
         QVERIFY(write(root + "/a.py", "import os\n\tmake_rig()\nrig = 1\n"));
         QVERIFY(write(root + "/sub/b.mel", "proc rig() {}\n"));
+        QVERIFY(write(root + "/sub/utf8.txt", "x\r\n\xc2\xbb Caf\xc3\xa9\r\n"));
         QVERIFY(write(root + "/bin.dat", QByteArray("rig\0rig", 7)));
         QVERIFY(write(root + "/latin.txt", "caf\xe9 rig\n"));
         QVERIFY(write(root + "/long.txt", QByteArray(40, 'x') + "FrobNicate" + QByteArray(40, 'x') + "\n"));
@@ -131,6 +135,14 @@ private slots:
         QTest::newRow("CRLF lines") << QByteArray("a\r\nb\r\nrig\r\n") << "rig" << true << QStringList{"f.txt:3:0:rig"};
         QTest::newRow("first and last bytes alike, not the middle")
             << QByteArray("rxg rag\nrig\n") << "rig" << true << QStringList{"f.txt:2:0:rig"};
+        QTest::newRow("first and last bytes alike, not the middle, ignoring case")
+            << QByteArray("RxG rAg RIG\n") << "rig" << false << QStringList{"f.txt:1:8:RxG rAg RIG"};
+        QTest::newRow("longer than a block, across blocks")
+            << QByteArray(13, ' ') + "parentConstraint_and_more\r\n" << "parentConstraint_and_more" << true
+            << QStringList{"f.txt:1:13:" + QString(13, QLatin1Char(' ')) + "parentConstraint_and_more"};
+        QTest::newRow("longer than a block, across blocks, ignoring case")
+            << QByteArray(13, ' ') + "PARENTConstraint_and_more\r\n" << "parentconstraint_AND_more" << false
+            << QStringList{"f.txt:1:13:" + QString(13, QLatin1Char(' ')) + "PARENTConstraint_and_more"};
     }
     void linesAndColumnsOfTheByteScan()
     {
@@ -147,6 +159,55 @@ private slots:
         QStringList sorted = found;
         sorted.sort();
         QCOMPARE(searchAll(search, query, dir.path()), sorted);
+    }
+
+    // Files are searched on several threads, yet listed in the walk's order (a folder's files by
+    // name, then its subfolders), and the line limit cuts that order where one thread would: the
+    // first file is large, so the files after it are searched before it is.
+    void resultsInTheWalksOrder_data()
+    {
+        QTest::addColumn<int>("lineLimit");
+        QTest::addColumn<int>("files");
+        QTest::addColumn<bool>("limited");
+        QTest::newRow("every file") << 1000 << 121 << false;
+        QTest::newRow("stopped at the line limit") << 50 << 50 << true;
+        QTest::newRow("stopped within a file") << 61 << 61 << true;
+    }
+    void resultsInTheWalksOrder()
+    {
+        QFETCH(int, lineLimit);
+        QFETCH(int, files);
+        QFETCH(bool, limited);
+        QTemporaryDir dir;
+        QStringList order{"top.txt"};
+        QVERIFY(write(dir.path() + "/top.txt", QByteArray(16 * 1024 * 1024, 'x') + "\nrig\n"));
+        for (const char *folder : {"Alpha", "beta", "Gamma"}) {
+            for (int n = 0; n < 40; ++n) {
+                const QString name = QStringLiteral("%1/f%2.txt").arg(QLatin1String(folder)).arg(n, 2, 10, QLatin1Char('0'));
+                // The 61st file holds two matching lines: a limit of 61 falls between them.
+                QVERIFY(write(dir.path() + "/" + name, order.size() == 60 ? "rig\nrig\n" : "x\nrig\n"));
+                order << name;
+            }
+        }
+        FindInFilesQuery query;
+        query.regex = TextSearch::BuildRegularExpression("rig", true, false, false);
+        query.roots = QStringList{dir.path()};
+        query.lineLimit = lineLimit;
+        FindInFilesSearch search;
+        QStringList found, notes;
+        connect(&search, &FindInFilesSearch::ResultsFound, this, [&](const QVector<FindInFilesResult> &results) {
+            for (const FindInFilesResult &result : results) {
+                found << QDir(dir.path()).relativeFilePath(result.path);
+                if (!result.cutShort.isEmpty())
+                    notes << found.last() + ": " + result.cutShort;
+            }
+        });
+        QSignalSpy finished(&search, &FindInFilesSearch::Finished);
+        search.Start(query);
+        QVERIFY(finished.wait(10000));
+        QCOMPARE(found, order.mid(0, files));
+        QCOMPARE(notes, lineLimit == 61 ? QStringList{"beta/f19.txt: stopped at 1 matching lines"} : QStringList{});
+        QCOMPARE(finished.at(0).at(1).toBool(), limited);
     }
 
     // An open buffer is searched as it is in its tab, not as saved.
