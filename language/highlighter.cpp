@@ -290,13 +290,22 @@ void Highlighter::sweepFrom(int position)
             m_sweepFrom.setKeepPositionOnInsert(true);
         }
     }
-    if (!m_sweepTimer.isActive())
+    if (!m_sweepTimer.isActive() && !m_statePassHeld)
+        m_sweepTimer.start();
+}
+
+void Highlighter::HoldStatePass(bool held)
+{
+    m_statePassHeld = held;
+    if (held)
+        m_sweepTimer.stop();
+    else if (m_onDemand && document())
         m_sweepTimer.start();
 }
 
 void Highlighter::sweepStates()
 {
-    if (!document() || !m_onDemand)
+    if (!document() || !m_onDemand || m_statePassHeld)
         return;
     closePass();
     QElapsedTimer timer;

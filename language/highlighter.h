@@ -42,7 +42,7 @@ public:
     ~Highlighter() override;
 
     // Whether some lines wait for a later slice (or, on demand, for the pass over the states).
-    bool HighlightPending() const { return !m_pendingStart.isNull() || m_sweepTimer.isActive(); }
+    bool HighlightPending() const { return !m_pendingStart.isNull() || m_sweepTimer.isActive() || m_statePassHeld; }
     // Highlights every waiting line now (for callers that need every line right at once); on
     // demand, every line of the document.
     void FinishPending();
@@ -58,6 +58,9 @@ public:
     void ColourShown(const QTextBlock &block);
     // On demand, while set, changes colour none of their lines however few (a load's slices).
     void SetChangesUncoloured(bool uncoloured) { m_changesUncoloured = uncoloured; }
+    // On demand, while set, the pass over the states waits (a load: it would chase the lines
+    // going in, in the same turns of the event loop); it goes over them all once released.
+    void HoldStatePass(bool held);
 
     // The global switch: while highlighting is off, lines only get their state and block data
     // reset. Existing documents need a rehighlight() to follow a change.
@@ -135,6 +138,7 @@ private:
     bool m_onDemand = false;
     bool m_colouring = false;
     bool m_changesUncoloured = false;
+    bool m_statePassHeld = false;
     // Lines before `m_sweptEnd` have known states, except from `m_sweepFrom` (when set) to past
     // `m_changedEnd`, where edits may have changed them.
     QTextCursor m_sweptEnd;

@@ -46,6 +46,10 @@ BufferLoader::BufferLoader(CodeEditor *editor, const QString &path, bool utf8Pre
 BufferLoader::~BufferLoader()
 {
     m_decoded->cancelled = true;
+    // An editor that outlives its unfinished load still gets its states. (The editor itself may
+    // be half gone here, as the owner of this loader: only the highlighter is asked.)
+    if (m_stage == Stage::Inserting && m_statesHeld)
+        m_statesHeld->HoldStatePass(false);
 }
 
 namespace {
@@ -160,8 +164,11 @@ void BufferLoader::OnDecoded()
     }
     m_stage = Stage::Inserting;
     // Lines are coloured as they are shown, not as they go in.
-    if (auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter()))
+    if (auto *highlighter = qobject_cast<Highlighter *>(m_editor->Highlighter())) {
         highlighter->HighlightOnDemand();
+        highlighter->HoldStatePass(true);
+        m_statesHeld = highlighter;
+    }
     m_editor->ReserveLineNumbers(m_decoded->lines);
     // The text's mirror follows it in as it goes in, a slice at a time, rather than being read
     // whole (holding up the window) at the first pause after the load.
@@ -218,9 +225,10 @@ void BufferLoader::InsertSlice()
     document->clearUndoRedoStacks();
     document->setModified(m_editedMeanwhile);
     // The next slice is as long as this one's pace allows within the budget (at most twice as
-    // long, so that one quick slice does not make a slow one).
+    // long, so that one quick slice does not make a slow one). The pace is of the characters this
+    // slice took: one cut short at the end of a piece is quick, and must not double the next.
     const double spent = std::max(timer.nsecsElapsed() / 1e6, 0.1);
-    m_sliceLength = std::clamp(int(m_sliceLength * std::min(2.0, SliceBudgetMs / spent)), 4096, 4 * 1024 * 1024);
+    m_sliceLength = std::clamp(int(length * std::min(2.0, SliceBudgetMs / spent)), 4096, 4 * 1024 * 1024);
     if (m_inserted >= m_decoded->length) {
         Finish();
         return;
@@ -237,6 +245,8 @@ void BufferLoader::Finish()
     document->setModified(m_editedMeanwhile);
     m_editor->setReadOnly(m_wasReadOnly);
     m_editor->ReserveLineNumbers(0);
+    if (m_statesHeld)
+        m_statesHeld->HoldStatePass(false);
     m_stage = Stage::Done;
     const TextFileFormat format = m_decoded->format;
     const TextFileNotes notes = m_decoded->notes;

@@ -12,6 +12,7 @@
 namespace ke2 {
 
 class CodeEditor;
+class Highlighter;
 
 // Opens a file into an empty editor without holding up the window. The file is read and decoded
 // on a worker thread; its text then goes into the document in slices of about `SliceBudgetMs`
@@ -70,6 +71,8 @@ private:
     void Finish();
 
     QPointer<CodeEditor> m_editor;
+    // The editor's highlighter, its pass over the line states held until the text is in.
+    QPointer<Highlighter> m_statesHeld;
     QString m_path;
     bool m_utf8Preferred;
     Stage m_stage = Stage::Idle;

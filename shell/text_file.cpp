@@ -38,11 +38,26 @@ QString fromUtf8(const QByteArray &bytes)
     return QString::fromUtf8(bytes.constData(), bytes.size());
 }
 
-// Strict: anything Qt would have to replace makes the bytes invalid.
+// Strict: anything Qt would have to replace makes the bytes invalid. The text is encoded back
+// a stretch at a time: a whole second copy of a large file would be the load's peak.
 bool decodeUtf8(const QByteArray &bytes, QString &text)
 {
     text = fromUtf8(bytes);
-    return text.toUtf8() == bytes;
+    constexpr int Stretch = 64 * 1024;
+    qint64 offset = 0;
+    for (int from = 0; from < text.size();) {
+        int to = int(std::min<qint64>(qint64(from) + Stretch, text.size()));
+        // A surrogate pair is encoded whole.
+        if (to < text.size() && text.at(to - 1).isHighSurrogate())
+            --to;
+        const QByteArray encoded = QStringView(text).mid(from, to - from).toUtf8();
+        if (offset + encoded.size() > bytes.size()
+            || std::memcmp(encoded.constData(), bytes.constData() + offset, size_t(encoded.size())) != 0)
+            return false;
+        offset += encoded.size();
+        from = to;
+    }
+    return offset == bytes.size();
 }
 
 bool decodeLocale(const QByteArray &bytes, QString &text)
@@ -155,6 +170,11 @@ void normaliseLineEndings(QString &text, TextFileFormat &format, TextFileNotes &
         format.lineEnding = LineEnding::Lf;
     const bool crBreaks = format.lineEnding == LineEnding::Cr && cr > 0;
     notes.mixedLineEndings = (crlf > 0) + (lf > 0) + crBreaks > 1;
+    // Most files have nothing to turn: no copy of them is made.
+    if (cr == 0 && crlf == 0 && std::none_of(text.cbegin(), text.cend(), [](QChar c) { return breaksLine(c); })) {
+        format.standIns.clear();
+        return;
+    }
 
     QVector<QPair<QChar, QChar>> standIns;
     const auto standInFor = [&](QChar original) {

@@ -1,5 +1,6 @@
 #include "editor/code_editor.h"
 #include "language/code_editor_block_data.h"
+#include "language/highlighter.h"
 #include "shell/buffer_loader.h"
 #include "shell/text_file.h"
 #include "tests/shell/shell_test_support.h"
@@ -68,6 +69,10 @@ private slots:
         // Lines are coloured as they are shown: the lines of this hidden editor keep no colours.
         if (bytes.count('\n') > 1000)
             QVERIFY(!CodeEditorBlockData::of(editor.document()->lastBlock()));
+        // The pass over the line states waits for the load, and runs once it is in.
+        auto *highlighter = qobject_cast<Highlighter *>(editor.Highlighter());
+        QVERIFY(highlighter);
+        QTRY_VERIFY_WITH_TIMEOUT(!highlighter->HighlightPending(), 60000);
         if (bytes.size() > 400000)
             QCOMPARE(progress.size() > 3, bytes.count('\n') > 1); // more than one slice went in, at line ends
         editor.SetPieceBreak(format.pieceBreak);

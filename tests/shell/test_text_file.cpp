@@ -78,6 +78,15 @@ private slots:
         QTest::newRow("noncharacters the document breaks at") << QByteArray("a\xEF\xB7\x90" "b\xEF\xB7\x91\n") << true
                                                               << QStringLiteral("a%1b%2\n").arg(QChar(0xE000), QChar(0xE001))
                                                               << "UTF-8" << "LF" << true;
+        // UTF-8 is checked a stretch of 65,536 characters at a time: a pair across the first
+        // stretch's end, and a byte that is no UTF-8 far past it.
+        const QByteArray lines = (QByteArray(99, 'x') + '\n').repeated(655) + QByteArray(35, 'y');
+        const QByteArray across = lines + "\xF0\x9F\x98\x80;\n" + lines;
+        QTest::newRow("UTF-8, a four-byte character across a stretch")
+            << across << true << QString::fromUtf8(across) << "UTF-8" << "LF" << true;
+        const QByteArray late = lines.repeated(3) + "\xE9\n";
+        QTest::newRow("not UTF-8 only past the first stretch")
+            << late << true << QString::fromLatin1(late) << "Latin-1" << "LF" << true;
         QTest::newRow("mixed endings take the dominant one")
             << QByteArray("a\r\nb\r\nc\n") << true << "a\nb\nc\n" << "UTF-8" << "CRLF" << false;
     }
