@@ -5,6 +5,7 @@
 // Then a session of two 5 MB Python files (one of them current) and twenty small ones.
 #include "bench_support.h"
 #include "bench_target.h"
+#include "generated_text.h"
 #include "config/settings.h"
 #include "editor/code_editor.h"
 #include "groups/code_editor_group.h"
@@ -30,15 +31,6 @@ constexpr int linesPerFile = 2000;
 constexpr int runs = 5;
 constexpr double targetMs = 300.0;
 
-// `lines` lines of `chunk` over and over, "%1" in it numbering the repetitions.
-template <int n> QString repeated(const char *const (&chunk)[n], int lines)
-{
-    QStringList out;
-    for (int i = 0; out.size() < lines; ++i)
-        out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
-    return out.join(QLatin1Char('\n'));
-}
-
 const char *const melChunk[] = {
     "global proc string[] kTool%1(string $nodes[], int $depth)",
     "{",
@@ -55,21 +47,6 @@ const char *const melChunk[] = {
     "",
 };
 
-const char *const pythonChunk[] = {
-    "class Node%1(object):",
-    "    \"\"\"A node of the graph.\"\"\"",
-    "",
-    "    def __init__(self, name, parent=None):",
-    "        self.name = name  # display name",
-    "        self.children = [child for child in range(10) if child % 2]",
-    "",
-    "    def walk(self, depth=0):",
-    "        for child in self.children:",
-    "            if isinstance(child, Node%1) and depth < 10:",
-    "                yield from child.walk(depth + 1)",
-    "        return None",
-    "",
-};
 
 // Records the moment the watched widget first paints.
 class FirstPaint : public QObject {
@@ -144,7 +121,7 @@ int main(int argc, char **argv)
     for (int i = 0; i < 2 * tabsPerLanguage; ++i) {
         const bool mel = i < tabsPerLanguage;
         const QString path = dir.filePath(QStringLiteral("script%1.%2").arg(i).arg(mel ? "mel" : "py"));
-        if (!ke2bench::writeFile(path, repeated(mel ? melChunk : pythonChunk, linesPerFile).toUtf8()))
+        if (!ke2bench::writeFile(path, (mel ? ke2bench::RepeatedLines(melChunk, linesPerFile) : ke2bench::PythonModule(linesPerFile)).toUtf8()))
             return 1;
         // The last tab is the current one, as a user who opened them in order left it.
         tabs.append(QStringLiteral("0;1;%1;%2;0;0").arg(path).arg(i == 2 * tabsPerLanguage - 1 ? 1 : 0));
@@ -175,13 +152,13 @@ int main(int argc, char **argv)
     QStringList large;
     for (int i = 0; i < 20; ++i) {
         const QString path = dir.filePath(QStringLiteral("small%1.py").arg(i));
-        if (!ke2bench::writeFile(path, repeated(pythonChunk, 20).toUtf8()))
+        if (!ke2bench::writeFile(path, ke2bench::PythonModule(20).toUtf8()))
             return 1;
         large.append(QStringLiteral("0;1;%1;0;0;0").arg(path));
     }
     for (int i = 0; i < 2; ++i) {
         const QString path = dir.filePath(QStringLiteral("large%1.py").arg(i));
-        if (!ke2bench::writeFile(path, repeated(pythonChunk, 5 * 1024 * 1024 / 40).toUtf8()))
+        if (!ke2bench::writeFile(path, ke2bench::PythonModule(5 * 1024 * 1024 / 40).toUtf8()))
             return 1;
         large.append(QStringLiteral("0;1;%1;%2;0;0").arg(path).arg(i));
     }

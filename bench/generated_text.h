@@ -52,6 +52,16 @@ inline QString GenerateText(const char *chunk, int size)
     return text;
 }
 
+// `lines` lines taken from `chunk` over and over, "%1" in each numbering its round.
+template <int n> QString RepeatedLines(const char *const (&chunk)[n], int lines)
+{
+    QStringList out;
+    out.reserve(lines);
+    for (int i = 0; out.size() < lines; ++i)
+        out.append(QString::fromLatin1(chunk[i % n]).replace(QLatin1String("%1"), QString::number(i / n)));
+    return out.join(QLatin1Char('\n'));
+}
+
 // A Python module of `lines` lines: classes with docstrings, comprehensions, strings and calls.
 inline QString PythonModule(int lines)
 {
@@ -73,12 +83,7 @@ inline QString PythonModule(int lines)
         "        return None",
         "",
     };
-    const int chunkLines = int(sizeof(chunk) / sizeof(chunk[0]));
-    QStringList out;
-    out.reserve(lines);
-    for (int i = 0; out.size() < lines; ++i)
-        out.append(QString::fromLatin1(chunk[i % chunkLines]).replace(QLatin1String("%1"), QString::number(i / chunkLines)));
-    return out.join(QLatin1Char('\n'));
+    return RepeatedLines(chunk, lines);
 }
 
 } // namespace ke2bench
