@@ -52,7 +52,7 @@ private slots:
         // Every entry but the reserved "escape", in table order, read back as its default keys.
         QStringList keys, expected{"[user_bindings]"};
         for (const QByteArray &line : fixture.get(fileName).trimmed().split('\n'))
-            keys << QString::fromUtf8(line).section('=', 0, 0);
+            keys << QString::fromUtf8(line.constData(), line.size()).section('=', 0, 0);
         for (const ke2::ActionBinding &binding : bindings.entries())
             if (!binding.fixed)
                 expected << binding.identifier;

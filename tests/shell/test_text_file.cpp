@@ -83,10 +83,10 @@ private slots:
         const QByteArray lines = (QByteArray(99, 'x') + '\n').repeated(655) + QByteArray(35, 'y');
         const QByteArray across = lines + "\xF0\x9F\x98\x80;\n" + lines;
         QTest::newRow("UTF-8, a four-byte character across a stretch")
-            << across << true << QString::fromUtf8(across) << "UTF-8" << "LF" << true;
+            << across << true << QString::fromUtf8(across.constData(), across.size()) << "UTF-8" << "LF" << true;
         const QByteArray late = lines.repeated(3) + "\xE9\n";
         QTest::newRow("not UTF-8 only past the first stretch")
-            << late << true << QString::fromLatin1(late) << "Latin-1" << "LF" << true;
+            << late << true << QString::fromLatin1(late.constData(), late.size()) << "Latin-1" << "LF" << true;
         QTest::newRow("mixed endings take the dominant one")
             << QByteArray("a\r\nb\r\nc\n") << true << "a\nb\nc\n" << "UTF-8" << "CRLF" << false;
     }
